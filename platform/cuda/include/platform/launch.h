@@ -1,0 +1,26 @@
+// Kernel launches. The kernel is a template argument, so that the software device can inline its body; here
+// it becomes an ordinary launch through the runtime. Errors stay with the runtime until cudaGetLastError
+// reads them.
+
+#ifndef TOVI_PLATFORM_LAUNCH_H
+#define TOVI_PLATFORM_LAUNCH_H
+
+#include <cstddef>
+
+#include "platform/runtime.h"
+
+namespace platform {
+
+template <auto Kernel, class... Args>
+void launch(dim3 grid, dim3 block, std::size_t sharedBytes, cudaStream_t stream, Args... args) {
+  cudaLaunchConfig_t configuration = {};
+  configuration.gridDim = grid;
+  configuration.blockDim = block;
+  configuration.dynamicSmemBytes = sharedBytes;
+  configuration.stream = stream;
+  static_cast<void>(cudaLaunchKernelEx(&configuration, Kernel, args...));
+}
+
+}  // namespace platform
+
+#endif

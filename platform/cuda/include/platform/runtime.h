@@ -1,0 +1,71 @@
+// The CUDA runtime and the legacy BLAS interface of today's toolkit, together with the few things that the
+// library calls and that the toolkit has dropped since: cudaThreadSynchronize, and two fields of the device
+// properties.
+
+#ifndef TOVI_PLATFORM_RUNTIME_H
+#define TOVI_PLATFORM_RUNTIME_H
+
+#include <cublas.h>
+#include <cuda_runtime.h>
+#include <device_launch_parameters.h>  // blockIdx and its like, declared for the host compiler, too
+
+#include <atomic>
+#include <map>
+#include <mutex>
+
+#if CUDART_VERSION >= 13000
+inline cudaError_t cudaThreadSynchronize() { return cudaDeviceSynchronize(); }
+#endif
+
+namespace platform {
+
+// cudaErrorSetOnActiveProcess: "cannot set while device is active in this process".
+inline constexpr cudaError_t errorSetOnActiveProcess = cudaErrorSetOnActiveProcess;
+
+// The runtime's device properties with the two fields that later toolkits moved to attributes.
+struct DeviceProperties : cudaDeviceProp {
+  int clockRateKHz;    // shader clock
+  int overlapsCopies;  // non-zero: copies run beside kernels
+};
+
+// Read once a device and kept: the query takes milliseconds, and every launch of a vector kernel asks for the
+// limits of the grid.
+inline cudaError_t getDeviceProperties(DeviceProperties* properties, int device) {
+  static std::mutex lock;
+  static std::map<int, DeviceProperties> known;
+  const std::lock_guard<std::mutex> guard(lock);
+  if (const auto found = known.find(device); found != known.end()) {
+    *properties = found->second;
+    return cudaSuccess;
+  }
+  cudaError_t status = cudaGetDeviceProperties(properties, device);
+  if (status == cudaSuccess)
+    status = cudaDeviceGetAttribute(&properties->clockRateKHz, cudaDevAttrClockRate, device);
+  if (status == cudaSuccess)
+    status = cudaDeviceGetAttribute(&properties->overlapsCopies, cudaDevAttrGpuOverlap, device);
+  if (status == cudaSuccess) known[device] = *properties;
+  return status;
+}
+
+// The legacy BLAS interface of today answers "not initialized" when it is asked for its pending status before
+// cublasInit or after cublasShutdown. To the library that is no failure of any call.
+inline std::atomic<bool>& blasStarted() {
+  static std::atomic<bool> started{false};
+  return started;
+}
+inline cublasStatus startBlas() {
+  blasStarted() = true;
+  return cublasInit();
+}
+inline cublasStatus stopBlas() {
+  blasStarted() = false;
+  return cublasShutdown();
+}
+inline cublasStatus pendingBlasStatus() {
+  const cublasStatus status = cublasGetError();
+  return blasStarted() ? status : CUBLAS_STATUS_SUCCESS;
+}
+
+}  // namespace platform
+
+#endif
