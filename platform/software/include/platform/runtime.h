@@ -1,0 +1,34 @@
+// What the library includes for the CUDA runtime and the legacy BLAS interface, on the software device.
+
+#ifndef TOVI_PLATFORM_RUNTIME_H
+#define TOVI_PLATFORM_RUNTIME_H
+
+#include <cublas.h>
+#include <cuda_runtime.h>
+
+namespace platform {
+
+inline constexpr cudaError_t errorSetOnActiveProcess = cudaErrorSetOnActiveProcess;
+
+// The runtime's device properties, with two fields that other toolkits keep elsewhere.
+struct DeviceProperties : cudaDeviceProp {
+  int clockRateKHz;    // shader clock
+  int overlapsCopies;  // non-zero: copies run beside kernels
+};
+
+inline cudaError_t getDeviceProperties(DeviceProperties* properties, int device) {
+  const cudaError_t status = cudaGetDeviceProperties(properties, device);
+  if (status == cudaSuccess) {
+    properties->clockRateKHz = properties->clockRate;
+    properties->overlapsCopies = properties->deviceOverlap;
+  }
+  return status;
+}
+
+inline cublasStatus startBlas() { return cublasInit(); }
+inline cublasStatus stopBlas() { return cublasShutdown(); }
+inline cublasStatus pendingBlasStatus() { return cublasGetError(); }
+
+}  // namespace platform
+
+#endif

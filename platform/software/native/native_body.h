@@ -1,0 +1,212 @@
+// Native bodies: what the device runs in place of a kernel that cannot be fast thread by thread. The contract
+// is the kernel's, to the bit; a launch through the wrappers' maps finds its body here at compile time, and
+// software_device::useNativeBodies(false) runs the kernel instead, so that a test can hold both against each
+// other.
+//
+// To add one: declare the kernel, declare the function that does the work of the whole grid and define it in
+// a source beside this file, and specialize NativeBody for every instance of the kernel.
+
+#ifndef TOVI_SOFTWARE_NATIVE_BODY_H
+#define TOVI_SOFTWARE_NATIVE_BODY_H
+
+#include <cuda_runtime.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/host/complex.h"
+
+namespace cudalib {
+class Map1D;
+}
+
+namespace tovi {
+
+template <class Int>
+struct PivotBatch;
+
+template <class T>
+__global__ void CopyMatrix_k(int m, int n, const T* A, int lda, T* B, int ldb);
+template <class T, bool conj>
+__global__ void Transpose_k(T* B, int ldb, const T* A, int lda, int rows, int cols);
+template <class T, bool conj>
+__global__ void TransposeInplace_k(T* A, int lda, int n);
+template <class Map, class T, class Int>
+__global__ void KernelLASWP(int n, T* a, int lda, int first, int count, PivotBatch<Int> pivots);
+template <class Map, class T, class Int>
+__global__ void KernelLASWPCOL(int n, T* a, int lda, int first, int count, PivotBatch<Int> pivots);
+
+}  // namespace tovi
+
+namespace software_device {
+
+namespace native {
+
+template <class T>
+TOVI_SOFTWARE_API void copyMatrix(int m, int n, const T* dA, int lda, T* dB, int ldb);
+template <bool conj, class T>
+TOVI_SOFTWARE_API void transpose(T* dB, int ldb, const T* dA, int lda, int rows, int cols);
+template <bool conj, class T>
+TOVI_SOFTWARE_API void transposeInplace(T* dA, int lda, int n);
+// lines[t]: what line first + t changes places with, t = 0 ... count - 1
+template <class T, class Int>
+TOVI_SOFTWARE_API void swapRows(int cols, T* dA, int lda, int first, int count, const Int* lines);
+template <class T, class Int>
+TOVI_SOFTWARE_API void swapColumns(int rows, T* dA, int lda, int first, int count, const Int* lines);
+
+// The elements that threads stand for: a grid that is too small leaves the rest alone here, too.
+inline int covered(int n, std::size_t threads) {
+  return static_cast<int>(std::min(static_cast<std::size_t>(std::max(n, 0)), threads));
+}
+inline std::size_t inX(dim3 grid, dim3 block) { return std::size_t{grid.x} * block.x; }
+inline std::size_t inY(dim3 grid, dim3 block) { return std::size_t{grid.y} * block.y; }
+
+struct Body {
+  static constexpr bool exists = true;
+};
+
+template <class T>
+struct CopyMatrix : Body {
+  static void run(dim3 grid, dim3 block, int m, int n, const T* dA, int lda, T* dB, int ldb) {
+    copyMatrix(covered(m, inX(grid, block)), covered(n, inY(grid, block)), dA, lda, dB, ldb);
+  }
+};
+
+template <class T, bool conj>
+struct Transpose : Body {
+  static void run(dim3 grid, dim3 block, T* dB, int ldb, const T* dA, int lda, int rows, int cols) {
+    transpose<conj>(dB, ldb, dA, lda, covered(rows, inX(grid, block)), covered(cols, inY(grid, block)));
+  }
+};
+
+template <class T, bool conj>
+struct TransposeInplace : Body {
+  static void run(dim3 grid, dim3 block, T* dA, int lda, int n) {
+    transposeInplace<conj>(dA, lda, covered(n, std::min(inX(grid, block), inY(grid, block))));
+  }
+};
+
+template <class T, class Int>
+struct SwapRows : Body {
+  static void run(dim3 grid, dim3 block, int n, T* dA, int lda, int first, int count,
+                  const tovi::PivotBatch<Int>& pivots) {
+    swapRows(covered(n, inX(grid, block) * grid.y * grid.z), dA, lda, first, count, pivots.line);
+  }
+};
+
+template <class T, class Int>
+struct SwapColumns : Body {
+  static void run(dim3 grid, dim3 block, int n, T* dA, int lda, int first, int count,
+                  const tovi::PivotBatch<Int>& pivots) {
+    swapColumns(covered(n, inX(grid, block) * grid.y * grid.z), dA, lda, first, count, pivots.line);
+  }
+};
+
+}  // namespace native
+
+// Kernels without a body of their own run thread by thread.
+template <auto Kernel>
+struct NativeBody {
+  static constexpr bool exists = false;
+};
+
+using FloatComplex = tovi::Complex<float>;
+using DoubleComplex = tovi::Complex<double>;
+
+template <>
+struct NativeBody<&tovi::CopyMatrix_k<float>> : native::CopyMatrix<float> {};
+template <>
+struct NativeBody<&tovi::CopyMatrix_k<double>> : native::CopyMatrix<double> {};
+template <>
+struct NativeBody<&tovi::CopyMatrix_k<FloatComplex>> : native::CopyMatrix<FloatComplex> {};
+template <>
+struct NativeBody<&tovi::CopyMatrix_k<DoubleComplex>> : native::CopyMatrix<DoubleComplex> {};
+template <>
+struct NativeBody<&tovi::Transpose_k<float, false>> : native::Transpose<float, false> {};
+template <>
+struct NativeBody<&tovi::Transpose_k<float, true>> : native::Transpose<float, true> {};
+template <>
+struct NativeBody<&tovi::Transpose_k<double, false>> : native::Transpose<double, false> {};
+template <>
+struct NativeBody<&tovi::Transpose_k<double, true>> : native::Transpose<double, true> {};
+template <>
+struct NativeBody<&tovi::Transpose_k<FloatComplex, false>> : native::Transpose<FloatComplex, false> {};
+template <>
+struct NativeBody<&tovi::Transpose_k<FloatComplex, true>> : native::Transpose<FloatComplex, true> {};
+template <>
+struct NativeBody<&tovi::Transpose_k<DoubleComplex, false>> : native::Transpose<DoubleComplex, false> {};
+template <>
+struct NativeBody<&tovi::Transpose_k<DoubleComplex, true>> : native::Transpose<DoubleComplex, true> {};
+template <>
+struct NativeBody<&tovi::TransposeInplace_k<float, false>> : native::TransposeInplace<float, false> {};
+template <>
+struct NativeBody<&tovi::TransposeInplace_k<float, true>> : native::TransposeInplace<float, true> {};
+template <>
+struct NativeBody<&tovi::TransposeInplace_k<double, false>> : native::TransposeInplace<double, false> {};
+template <>
+struct NativeBody<&tovi::TransposeInplace_k<double, true>> : native::TransposeInplace<double, true> {};
+template <>
+struct NativeBody<&tovi::TransposeInplace_k<FloatComplex, false>>
+    : native::TransposeInplace<FloatComplex, false> {};
+template <>
+struct NativeBody<&tovi::TransposeInplace_k<FloatComplex, true>>
+    : native::TransposeInplace<FloatComplex, true> {};
+template <>
+struct NativeBody<&tovi::TransposeInplace_k<DoubleComplex, false>>
+    : native::TransposeInplace<DoubleComplex, false> {};
+template <>
+struct NativeBody<&tovi::TransposeInplace_k<DoubleComplex, true>>
+    : native::TransposeInplace<DoubleComplex, true> {};
+template <>
+struct NativeBody<&tovi::KernelLASWP<cudalib::Map1D, float, std::int16_t>>
+    : native::SwapRows<float, std::int16_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWP<cudalib::Map1D, float, std::int32_t>>
+    : native::SwapRows<float, std::int32_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWP<cudalib::Map1D, double, std::int16_t>>
+    : native::SwapRows<double, std::int16_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWP<cudalib::Map1D, double, std::int32_t>>
+    : native::SwapRows<double, std::int32_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWP<cudalib::Map1D, FloatComplex, std::int16_t>>
+    : native::SwapRows<FloatComplex, std::int16_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWP<cudalib::Map1D, FloatComplex, std::int32_t>>
+    : native::SwapRows<FloatComplex, std::int32_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWP<cudalib::Map1D, DoubleComplex, std::int16_t>>
+    : native::SwapRows<DoubleComplex, std::int16_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWP<cudalib::Map1D, DoubleComplex, std::int32_t>>
+    : native::SwapRows<DoubleComplex, std::int32_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, float, std::int16_t>>
+    : native::SwapColumns<float, std::int16_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, float, std::int32_t>>
+    : native::SwapColumns<float, std::int32_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, double, std::int16_t>>
+    : native::SwapColumns<double, std::int16_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, double, std::int32_t>>
+    : native::SwapColumns<double, std::int32_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, FloatComplex, std::int16_t>>
+    : native::SwapColumns<FloatComplex, std::int16_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, FloatComplex, std::int32_t>>
+    : native::SwapColumns<FloatComplex, std::int32_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, DoubleComplex, std::int16_t>>
+    : native::SwapColumns<DoubleComplex, std::int16_t> {};
+template <>
+struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, DoubleComplex, std::int32_t>>
+    : native::SwapColumns<DoubleComplex, std::int32_t> {};
+
+}  // namespace software_device
+
+#endif

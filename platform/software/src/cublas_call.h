@@ -1,0 +1,154 @@
+// One call of a BLAS routine on the software device: counted, checked where it is issued, then queued.
+// Nothing runs of a call that fails a check; the reason becomes the status that cublasGetError reads.
+
+#ifndef TOVI_SOFTWARE_CUBLAS_CALL_H
+#define TOVI_SOFTWARE_CUBLAS_CALL_H
+
+#include <cublas.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <utility>
+
+#include "platform/host/complex.h"
+#include "platform/host/fortran.h"
+#include "platform/software/src/engine.h"
+#include "platform/software/src/sanitizer.h"
+
+namespace software_device {
+
+// Whether cublasInit has been called on the machine that is there now.
+bool blasInitialized();
+void setBlasStatus(cublasStatus_t status);
+
+class BlasCall {
+ public:
+  BlasCall(Entry entry, std::initializer_list<long long> arguments, bool doublePrecision)
+      : guard_(entry, arguments) {
+    if (guard_.failed())
+      refuse(static_cast<cublasStatus_t>(guard_.code()));
+    else if (!blasInitialized())
+      refuse(CUBLAS_STATUS_NOT_INITIALIZED);
+    else if (doublePrecision && 10 * currentProfile().major + currentProfile().minor < 13)
+      refuse(CUBLAS_STATUS_ARCH_MISMATCH);
+  }
+  bool refused() const { return refused_; }
+
+  // Options and dimensions
+  BlasCall& require(bool valid) {
+    if (!valid) refuse(CUBLAS_STATUS_INVALID_VALUE);
+    return *this;
+  }
+  // Operands: each must lie, with its full extent, in one live piece of device memory.
+  template <class T>
+  BlasCall& matrix(int rows, int cols, const T* dA, int ld) {
+    if (rows > 0 && cols > 0)
+      operand(dA, static_cast<std::size_t>(cols - 1), static_cast<std::size_t>(ld),
+              static_cast<std::size_t>(rows), sizeof(T));
+    return *this;
+  }
+  template <class T>
+  BlasCall& vector(int n, const T* dx, int inc) {
+    const std::size_t step = inc < 0 ? 0 - static_cast<std::size_t>(inc) : static_cast<std::size_t>(inc);
+    if (n > 0) operand(dx, static_cast<std::size_t>(n - 1), step, 1, sizeof(T));
+    return *this;
+  }
+
+  // On the default stream, like every BLAS call
+  template <class Work>
+  void run(Work work) {
+    if (!refused_) enqueue(nullptr, onOperands(std::move(work)));
+  }
+  // For routines that return a value: work's result, or zero from a refused call
+  template <class Value, class Work>
+  Value get(const Work& work) {
+    Value value(0);
+    if (!refused_) enqueueAndWait(nullptr, onOperands([&] { value = work(); }));
+    return value;
+  }
+
+ private:
+  void refuse(cublasStatus_t status) {
+    if (!refused_) setBlasStatus(status);
+    refused_ = true;
+  }
+  // steps * step + last elements
+  void operand(const void* p, std::size_t steps, std::size_t step, std::size_t last,
+               std::size_t elementBytes) {
+    if (refused_) return;
+    const std::size_t most = static_cast<std::size_t>(-1) / elementBytes - last;
+    const bool countable = step == 0 || steps <= most / step;
+    const std::size_t bytes = countable ? (steps * step + last) * elementBytes : 0;
+    if (countable && deviceRange(p, bytes))
+      operands_[operandCount_++] = {p, bytes};
+    else
+      refuse(CUBLAS_STATUS_EXECUTION_FAILED);
+  }
+
+  // The host BLAS copies with memcpy, which AddressSanitizer watches: there the operands are host memory for
+  // as long as the work runs, and nothing else on the device does.
+  template <class Work>
+  auto onOperands(Work work) const {
+    if constexpr (sanitizerBuild)
+      return [work = std::move(work), operands = operands_] {
+        for (const Operand& operand : operands) operand.apply(unpoison);
+        work();
+        for (const Operand& operand : operands) operand.apply(poison);
+      };
+    else
+      return work;
+  }
+
+  struct Operand {
+    const void* begin = nullptr;
+    std::size_t bytes = 0;
+    // In whole units of 8 bytes, as AddressSanitizer counts: allocations start and end with such units.
+    void apply(void (*change)(void*, std::size_t)) const {
+      if (bytes == 0) return;
+      const std::size_t before = reinterpret_cast<std::uintptr_t>(begin) % 8;
+      change(static_cast<char*>(const_cast<void*>(begin)) - before, (before + bytes + 7) / 8 * 8);
+    }
+  };
+
+  CallGuard guard_;
+  bool refused_ = false;
+  std::array<Operand, 3> operands_;
+  std::size_t operandCount_ = 0;
+};
+
+template <class T>
+inline constexpr bool isDouble = sizeof(tovi::Real<T>) == sizeof(double);
+
+// Whether an option is one of these upper-case letters, in either case.
+inline bool oneOf(char option, const char* letters) {
+  for (; *letters != '\0'; ++letters)
+    if (host::isOption(option, *letters)) return true;
+  return false;
+}
+inline bool validLd(int ld, int rows) { return ld >= std::max(1, rows); }
+
+// From the interface's types to ours, which have the same layout.
+template <class T>
+inline T as(T x) {
+  return x;
+}
+inline tovi::Complex<float> as(cuComplex z) { return {z.x, z.y}; }
+inline tovi::Complex<double> as(cuDoubleComplex z) { return {z.x, z.y}; }
+inline const tovi::Complex<float>* as(const cuComplex* p) {
+  return reinterpret_cast<const tovi::Complex<float>*>(p);
+}
+inline const tovi::Complex<double>* as(const cuDoubleComplex* p) {
+  return reinterpret_cast<const tovi::Complex<double>*>(p);
+}
+inline tovi::Complex<float>* as(cuComplex* p) { return reinterpret_cast<tovi::Complex<float>*>(p); }
+inline tovi::Complex<double>* as(cuDoubleComplex* p) { return reinterpret_cast<tovi::Complex<double>*>(p); }
+// ... and back
+inline cuComplex back(tovi::Complex<float> z) { return {z.re, z.im}; }
+inline cuDoubleComplex back(tovi::Complex<double> z) { return {z.re, z.im}; }
+
+}  // namespace software_device
+
+#endif

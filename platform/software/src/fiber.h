@@ -1,0 +1,33 @@
+// Stacks that the threads of a block run on once one of them has met a barrier. What is behind this interface
+// can be another implementation on another system.
+
+#ifndef TOVI_SOFTWARE_FIBER_H
+#define TOVI_SOFTWARE_FIBER_H
+
+#include <memory>
+
+namespace software_device {
+
+// One more stack on the calling thread. Used again and again; belongs to the thread that made it.
+class Fiber {
+ public:
+  Fiber();
+  ~Fiber();  // the function that it was given must have returned
+  Fiber(const Fiber&) = delete;
+  Fiber& operator=(const Fiber&) = delete;
+
+  // Gives it a function, which starts with the next resume(). The earlier one must have returned.
+  void assign(void (*function)(void* context, unsigned number), void* context, unsigned number);
+  // Runs it until it suspends (true) or returns (false).
+  bool resume();
+  // Called on the fiber: back to whoever resumed it.
+  void suspend();
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace software_device
+
+#endif

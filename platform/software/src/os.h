@@ -1,0 +1,26 @@
+// What the device asks of the operating system. A port to another one is another os_*.cpp.
+
+#ifndef TOVI_SOFTWARE_OS_H
+#define TOVI_SOFTWARE_OS_H
+
+#include <cstddef>
+#include <string>
+
+namespace software_device::os {
+
+// Address space without memory behind it; null when there is not that much.
+void* reserve(std::size_t bytes);
+// Puts memory behind a part of it (page boundaries). False: refused.
+bool commit(void* p, std::size_t bytes);
+// Gives the whole reservation back.
+void release(void* p, std::size_t bytes);
+
+// Memory of this machine, or of the container that the process runs in, in bytes.
+std::size_t memory();
+// The processor's name and clock; empty and 0 where unknown.
+std::string processorName();
+int processorClockKHz();
+
+}  // namespace software_device::os
+
+#endif

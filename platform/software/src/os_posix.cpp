@@ -1,0 +1,62 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+
+#include "platform/software/src/os.h"
+
+namespace software_device::os {
+
+void* reserve(std::size_t bytes) {
+  void* p = mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  return p == MAP_FAILED ? nullptr : p;
+}
+
+bool commit(void* p, std::size_t bytes) {
+  if (mprotect(p, bytes, PROT_READ | PROT_WRITE) != 0) return false;
+#ifdef MADV_HUGEPAGE
+  static_cast<void>(madvise(p, bytes, MADV_HUGEPAGE));  // only a wish
+#endif
+  return true;
+}
+
+void release(void* p, std::size_t bytes) { munmap(p, bytes); }
+
+namespace {
+
+// The value behind "key : value" in /proc/cpuinfo, of the first processor.
+std::string processorField(const std::string& key) {
+  std::ifstream file("/proc/cpuinfo");
+  for (std::string line; std::getline(file, line);) {
+    if (line.compare(0, key.size(), key) != 0) continue;
+    const std::size_t colon = line.find(':');
+    const std::size_t first = colon == std::string::npos ? colon : line.find_first_not_of(" \t", colon + 1);
+    return first == std::string::npos ? std::string() : line.substr(first);
+  }
+  return std::string();
+}
+
+}  // namespace
+
+std::size_t memory() {
+  const std::uint64_t pages = static_cast<std::uint64_t>(std::max(0L, sysconf(_SC_PHYS_PAGES)));
+  std::uint64_t bytes = pages * static_cast<std::uint64_t>(std::max(0L, sysconf(_SC_PAGESIZE)));
+  for (const char* limit : {"/sys/fs/cgroup/memory.max", "/sys/fs/cgroup/memory/memory.limit_in_bytes"}) {
+    std::uint64_t value = 0;  // the first file says "max" where there is no limit
+    if (std::ifstream(limit) >> value && value > 0) bytes = std::min(bytes, value);
+  }
+  return static_cast<std::size_t>(std::min<std::uint64_t>(bytes, std::numeric_limits<std::size_t>::max()));
+}
+
+std::string processorName() { return processorField("model name"); }
+
+int processorClockKHz() {
+  const std::string megahertz = processorField("cpu MHz");
+  return static_cast<int>(std::strtod(megahertz.c_str(), nullptr) * 1000.0);
+}
+
+}  // namespace software_device::os

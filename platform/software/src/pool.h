@@ -1,0 +1,27 @@
+// The software device's processors: one pool of threads that everything inside the device is cut up for.
+
+#ifndef TOVI_SOFTWARE_POOL_H
+#define TOVI_SOFTWARE_POOL_H
+
+#include <cstddef>
+#include <functional>
+
+namespace software_device {
+
+// Calls run(0) ... run(pieces - 1), each once, on the calling thread and on the pool's workers, in any order
+// and at the same time; returns when all have ended. What a piece is must not depend on the number of
+// workers, so that results keep their bits. A call from inside a piece, or while another thread's call is
+// under way, runs its pieces one after another on its own thread. run must not throw.
+void parallelFor(std::size_t pieces, const std::function<void(std::size_t)>& run);
+
+// Threads beside the calling one. Until setWorkers is called (testing/software_device.h) this is the number
+// of processors that the process may use less one; the environment variable TOVI_DEVICE_THREADS sets another
+// total.
+int workers();
+
+// Processors that this process may use, by affinity and by the container's quota; at least 1.
+int usableProcessors();
+
+}  // namespace software_device
+
+#endif

@@ -1,0 +1,218 @@
+// The machine that the software device pretends: its devices and the choice among them, errors, injected
+// faults and counts.
+
+#include <cuda_runtime.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "platform/launch.h"
+#include "platform/runtime.h"
+#include "platform/software/testing/software_device.h"
+
+namespace {
+
+using software_device::calls;
+using software_device::Entry;
+using software_device::Machine;
+using software_device::Profile;
+
+Machine twoDevices() {
+  Machine machine;
+  machine.devices.resize(2);
+  machine.devices[0].name = "First";
+  machine.devices[0].major = 1;
+  machine.devices[0].minor = 1;
+  machine.devices[0].memory = 1000000;
+  machine.devices[0].overlapsCopies = false;
+  machine.devices[1].name = std::string(300, 'x');
+  machine.devices[1].memory = 2000000;
+  machine.devices[1].multiprocessors = 14;
+  machine.devices[1].clockRateKHz = 1150000;
+  machine.devices[1].mapsHostMemory = false;
+  machine.runtimeVersion = 3020;
+  machine.driverVersion = 4000;
+  return machine;
+}
+
+__global__ void nothing_k() {}
+
+TEST(DeviceMachine, ReportsTheProfiles) {
+  software_device::configure(twoDevices());
+  int value = 0;
+  EXPECT_EQ(cudaGetDeviceCount(&value), cudaSuccess);
+  EXPECT_EQ(value, 2);
+  EXPECT_EQ(cudaRuntimeGetVersion(&value), cudaSuccess);
+  EXPECT_EQ(value, 3020);
+  EXPECT_EQ(cudaDriverGetVersion(&value), cudaSuccess);
+  EXPECT_EQ(value, 4000);
+  platform::DeviceProperties p = {};
+  ASSERT_EQ(platform::getDeviceProperties(&p, 0), cudaSuccess);
+  EXPECT_STREQ(p.name, "First");
+  EXPECT_EQ(p.major * 10 + p.minor, 11);
+  EXPECT_EQ(p.totalGlobalMem, 1000000u);
+  EXPECT_EQ(p.overlapsCopies, 0);
+  EXPECT_EQ(p.maxThreadsPerBlock, 512);
+  EXPECT_EQ(p.maxGridSize[2], 1);
+  ASSERT_EQ(platform::getDeviceProperties(&p, 1), cudaSuccess);
+  EXPECT_EQ(std::strlen(p.name), 255u);
+  EXPECT_EQ(p.clockRateKHz, 1150000);
+  EXPECT_EQ(p.multiProcessorCount, 14);
+  EXPECT_EQ(p.canMapHostMemory, 0);
+  EXPECT_EQ(p.maxThreadsPerBlock, 1024);
+  EXPECT_EQ(cudaGetDeviceProperties(&p, 2), cudaErrorInvalidDevice);
+  EXPECT_EQ(cudaGetDeviceProperties(&p, -1), cudaErrorInvalidDevice);
+}
+
+TEST(DeviceMachine, DefaultDescribesTheProcessor) {
+  int count = 0;
+  ASSERT_EQ(cudaGetDeviceCount(&count), cudaSuccess);
+  EXPECT_EQ(count, 1);
+  platform::DeviceProperties p = {};
+  ASSERT_EQ(platform::getDeviceProperties(&p, 0), cudaSuccess);
+  EXPECT_EQ(p.major * 10 + p.minor, 20);
+  EXPECT_NE(std::string(p.name), "");
+  EXPECT_GT(p.totalGlobalMem, std::size_t{64} << 20);
+  EXPECT_GE(p.multiProcessorCount, 1);
+  EXPECT_GT(p.clockRateKHz, 0);
+  EXPECT_NE(p.overlapsCopies, 0);
+  EXPECT_NE(p.canMapHostMemory, 0);
+}
+
+TEST(DeviceMachine, PlaceholderAndNoDevice) {
+  Machine machine;
+  machine.devices.resize(1);
+  machine.devices[0].emulation = true;
+  software_device::configure(machine);
+  cudaDeviceProp p = {};
+  ASSERT_EQ(cudaGetDeviceProperties(&p, 0), cudaSuccess);
+  EXPECT_EQ(p.major, 9999);
+  EXPECT_EQ(p.minor, 9999);
+
+  software_device::configure(Machine());
+  int value = -1;
+  EXPECT_EQ(cudaGetDeviceCount(&value), cudaSuccess);
+  EXPECT_EQ(value, 0);
+  EXPECT_EQ(cudaGetDevice(&value), cudaErrorNoDevice);
+  EXPECT_EQ(cudaSetDevice(0), cudaErrorNoDevice);
+  void* d = nullptr;
+  EXPECT_EQ(cudaMalloc(&d, 1), cudaErrorNoDevice);
+  platform::launch<&nothing_k>(dim3(1), dim3(1), 0, nullptr);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorNoDevice);
+  EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+}
+
+TEST(DeviceMachine, TheChoiceHoldsOnceTheDeviceIsActive) {
+  software_device::configure(twoDevices());
+  int device = -1;
+  EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
+  EXPECT_EQ(device, 0);
+  EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);  // nothing was chosen: nothing becomes active
+  EXPECT_EQ(cudaSetDevice(2), cudaErrorInvalidDevice);
+  EXPECT_EQ(cudaSetDevice(0), cudaSuccess);
+  EXPECT_EQ(cudaSetDevice(1), cudaSuccess);
+  void* d = nullptr;
+  ASSERT_EQ(cudaMalloc(&d, 1500000), cudaSuccess);  // more than the first device has
+  EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidDevice);
+  EXPECT_EQ(cudaSetDevice(0), platform::errorSetOnActiveProcess);
+  EXPECT_EQ(cudaSetDevice(1), platform::errorSetOnActiveProcess);
+  EXPECT_EQ(static_cast<int>(cudaGetLastError()), 36);
+  EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
+  EXPECT_EQ(device, 1);
+
+  software_device::configure(twoDevices());
+  EXPECT_EQ(software_device::live().allocations, 0u);
+  EXPECT_EQ(cudaSetDevice(1), cudaSuccess);
+  EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);  // makes the chosen device active
+  EXPECT_EQ(cudaSetDevice(0), platform::errorSetOnActiveProcess);
+}
+
+TEST(DeviceMachine, ErrorsStickToTheirThreadUntilRead) {
+  EXPECT_EQ(cudaSetDevice(-1), cudaErrorInvalidDevice);
+  int count = 0;
+  EXPECT_EQ(cudaGetDeviceCount(&count), cudaSuccess);  // a success does not clear it
+  EXPECT_EQ(cudaPeekAtLastError(), cudaErrorInvalidDevice);
+  cudaError_t elsewhere = cudaErrorUnknown;
+  std::thread([&] { elsewhere = cudaGetLastError(); }).join();
+  EXPECT_EQ(elsewhere, cudaSuccess);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidDevice);
+  EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+
+  EXPECT_EQ(cudaSetDevice(-1), cudaErrorInvalidDevice);
+  software_device::configure(twoDevices());
+  EXPECT_EQ(cudaPeekAtLastError(), cudaSuccess);
+}
+
+TEST(DeviceMachine, ErrorTexts) {
+  EXPECT_STREQ(cudaGetErrorString(cudaSuccess), "no error");
+  EXPECT_STREQ(cudaGetErrorString(cudaErrorMemoryAllocation), "out of memory");
+  EXPECT_STREQ(cudaGetErrorString(cudaErrorInvalidConfiguration), "invalid configuration argument");
+  EXPECT_STREQ(cudaGetErrorString(static_cast<cudaError_t>(36)),
+               "cannot set while device is active in this process");
+  EXPECT_STREQ(cudaGetErrorString(static_cast<cudaError_t>(12345)), "unknown error");
+}
+
+TEST(DeviceMachine, FaultsStrikeTheCallThatWasNamed) {
+  software_device::configure(twoDevices());
+  void* d = nullptr;
+  software_device::failCall(Entry::malloc, 2, cudaErrorMemoryAllocation);
+  EXPECT_EQ(cudaMalloc(&d, 16), cudaSuccess);
+  void* e = d;
+  EXPECT_EQ(cudaMalloc(&e, 16), cudaErrorMemoryAllocation);
+  EXPECT_EQ(cudaMalloc(&e, 16), cudaSuccess);
+  EXPECT_EQ(software_device::failuresInjected(), 1u);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorMemoryAllocation);
+
+  software_device::failCall(Entry::free, 1, cudaErrorUnknown);
+  EXPECT_EQ(cudaFree(e), cudaErrorUnknown);  // and frees
+  EXPECT_EQ(software_device::live().allocations, 1u);
+
+  software_device::failCall(Entry::launch, 1, cudaErrorLaunchFailure);
+  software_device::setSchedule(software_device::Schedule::lazy);
+  static_cast<void>(cudaGetLastError());
+  platform::launch<&nothing_k>(dim3(1), dim3(1), 0, nullptr);
+  EXPECT_EQ(software_device::pending(), 0u);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
+
+  software_device::failAnyCall(3, cudaErrorInvalidValue, 13, true);
+  int value = 0;
+  EXPECT_EQ(cudaGetDevice(&value), cudaSuccess);
+  EXPECT_EQ(cudaGetLastError(), cudaSuccess);  // does not count
+  EXPECT_EQ(cudaGetDeviceCount(&value), cudaSuccess);
+  EXPECT_EQ(cudaGetDevice(&value), cudaErrorInvalidValue);
+  EXPECT_EQ(cudaThreadSynchronize(), cudaErrorInvalidValue);
+  EXPECT_EQ(software_device::failuresInjected(), 2u);
+  software_device::clearFaults();
+  EXPECT_EQ(cudaGetDevice(&value), cudaSuccess);
+  EXPECT_EQ(cudaFree(d), cudaSuccess);
+}
+
+TEST(DeviceMachine, CallsAreCountedAndRecorded) {
+  software_device::configure(twoDevices());
+  EXPECT_EQ(software_device::allCalls(), 0u);
+  void* d = nullptr;
+  char h[64] = {};
+  cudaStream_t stream = nullptr;
+  ASSERT_EQ(cudaMalloc(&d, 64), cudaSuccess);
+  ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+  software_device::startRecording();
+  ASSERT_EQ(cudaMemcpy2DAsync(d, 16, h, 32, 8, 2, cudaMemcpyHostToDevice, stream), cudaSuccess);
+  platform::launch<&nothing_k>(dim3(1), dim3(3, 4), 0, stream);
+  ASSERT_EQ(cudaFree(d), cudaSuccess);
+  const auto recorded = software_device::stopRecording();
+  ASSERT_EQ(cudaStreamDestroy(stream), cudaSuccess);
+  EXPECT_EQ(calls(Entry::malloc), 1u);
+  EXPECT_EQ(calls(Entry::free), 1u);
+  EXPECT_EQ(calls(Entry::launch), 1u);
+  EXPECT_EQ(software_device::allCalls(), 6u);
+  ASSERT_EQ(recorded.size(), 3u);
+  EXPECT_EQ(recorded[0].entry, Entry::memcpy2DAsync);
+  EXPECT_EQ(recorded[0].arguments, (std::array<long long, 8>{16, 32, 8, 2, 1}));
+  EXPECT_NE(recorded[0].stream, 0u);
+  EXPECT_EQ(recorded[1].arguments, (std::array<long long, 8>{1, 1, 1, 3, 4, 1}));
+  EXPECT_EQ(recorded[2].stream, 0u);
+}
+
+}  // namespace

@@ -1,0 +1,216 @@
+// Memory of the software device: allocation and its accounts, copies and what they refuse, and the checks
+// that catch a kernel or a host program that touches what it must not.
+
+#include <cuda_runtime.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <numeric>
+#include <vector>
+
+#include "platform/launch.h"
+#include "platform/software/testing/software_device.h"
+
+namespace {
+
+using software_device::live;
+
+constexpr std::size_t mebibyte = std::size_t{1} << 20;
+
+void configureDevice(std::size_t memory) {
+  software_device::Machine machine;
+  machine.devices.resize(1);
+  machine.devices[0].name = "Test device";
+  machine.devices[0].memory = memory;
+  software_device::configure(machine);
+}
+
+char* allocate(std::size_t bytes) {
+  char* p = nullptr;
+  EXPECT_EQ(cudaMalloc(&p, bytes), cudaSuccess);
+  return p;
+}
+
+__global__ void writeByte_k(char* p, std::size_t at) { p[at] = 1; }
+
+TEST(DeviceMemory, AccountsForEveryByte) {
+  configureDevice(10 * mebibyte);
+  char* const half = allocate(5 * mebibyte);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(half) % 256, 0u);
+  char* refused = half;
+  EXPECT_EQ(cudaMalloc(&refused, 6 * mebibyte), cudaErrorMemoryAllocation);
+  EXPECT_EQ(refused, nullptr);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorMemoryAllocation);
+  EXPECT_EQ(cudaMalloc(&refused, ~std::size_t{0} - 100), cudaErrorMemoryAllocation);
+  char* const rest = allocate(5 * mebibyte);
+  std::size_t free = 1, total = 0;
+  EXPECT_EQ(cudaMemGetInfo(&free, &total), cudaSuccess);
+  EXPECT_EQ(free, 0u);
+  EXPECT_EQ(total, 10 * mebibyte);
+  EXPECT_EQ(live().allocations, 2u);
+  EXPECT_EQ(live().deviceBytes, 10 * mebibyte);
+  EXPECT_EQ(cudaFree(half), cudaSuccess);
+  EXPECT_EQ(cudaFree(rest), cudaSuccess);
+  EXPECT_EQ(live().deviceBytes, 0u);
+  EXPECT_EQ(live().peakDeviceBytes, 10 * mebibyte);
+}
+
+TEST(DeviceMemory, FreedNeighboursBecomeOneBlock) {
+  configureDevice(64 * mebibyte);
+  char* p[4];
+  for (char*& block : p) block = allocate(16 * mebibyte);
+  for (const int i : {1, 3, 2, 0}) EXPECT_EQ(cudaFree(p[i]), cudaSuccess);
+  char* const whole = allocate(64 * mebibyte);
+  EXPECT_EQ(whole, p[0]);  // the same memory, in one piece
+  EXPECT_EQ(cudaFree(whole), cudaSuccess);
+}
+
+TEST(DeviceMemory, EmptyAndUnknownPointers) {
+  configureDevice(mebibyte);
+  char* p = reinterpret_cast<char*>(1);
+  EXPECT_EQ(cudaMalloc(&p, 0), cudaSuccess);
+  EXPECT_EQ(p, nullptr);
+  EXPECT_EQ(cudaFree(nullptr), cudaSuccess);
+  EXPECT_EQ(cudaFreeHost(nullptr), cudaSuccess);
+
+  p = allocate(1000);
+  EXPECT_TRUE(software_device::isDevicePointer(p + 999));
+  EXPECT_FALSE(software_device::isDevicePointer(p + 1000));
+  EXPECT_FALSE(software_device::isDevicePointer(&p));
+  EXPECT_EQ(cudaFree(p + 256), cudaErrorInvalidDevicePointer);
+  EXPECT_EQ(cudaFreeHost(p), cudaErrorInvalidHostPointer);
+  EXPECT_EQ(cudaFree(p), cudaSuccess);
+  EXPECT_EQ(cudaFree(p), cudaErrorInvalidDevicePointer);
+  EXPECT_EQ(cudaFree(&p), cudaErrorInvalidDevicePointer);
+  EXPECT_FALSE(software_device::isDevicePointer(p));
+}
+
+TEST(DeviceMemory, PitchIsTheDevices) {
+  configureDevice(mebibyte);
+  char* p = nullptr;
+  std::size_t pitch = 0;
+  ASSERT_EQ(cudaMallocPitch(&p, &pitch, 513, 3), cudaSuccess);
+  EXPECT_EQ(pitch, 1024u);
+  EXPECT_EQ(live().deviceBytes, 3 * 1024u);
+  EXPECT_EQ(cudaFree(p), cudaSuccess);
+  EXPECT_EQ(cudaMallocPitch(&p, &pitch, std::size_t{1} << 20, ~std::size_t{0} >> 19),
+            cudaErrorMemoryAllocation);
+}
+
+// Sizes around the one from which copies are cut into pieces, there and back, with both directions pitched.
+TEST(DeviceMemory, CopiesArriveWhole) {
+  configureDevice(64 * mebibyte);
+  for (const std::size_t width : {1u, 1000u, 3u << 20}) {
+    const std::size_t height = width == 1000u ? 3000 : 3, hostPitch = width + 5, devicePitch = width + 11;
+    std::vector<unsigned char> in(hostPitch * height), out(in.size(), 7);
+    for (std::size_t i = 0; i < in.size(); ++i) in[i] = static_cast<unsigned char>(i * 2654435761u >> 13);
+    char* const d = allocate(devicePitch * height);
+    char* const e = allocate(devicePitch * height);
+    ASSERT_EQ(cudaMemcpy2D(d, devicePitch, in.data(), hostPitch, width, height, cudaMemcpyHostToDevice),
+              cudaSuccess);
+    ASSERT_EQ(cudaMemcpy(e, d, devicePitch * (height - 1) + width, cudaMemcpyDeviceToDevice), cudaSuccess);
+    ASSERT_EQ(cudaMemcpy2D(out.data(), hostPitch, e, devicePitch, width, height, cudaMemcpyDeviceToHost),
+              cudaSuccess);
+    for (std::size_t r = 0; r < height; ++r) {
+      ASSERT_EQ(std::memcmp(&out[r * hostPitch], &in[r * hostPitch], width), 0) << r;
+      for (std::size_t i = width; i < hostPitch; ++i) ASSERT_EQ(out[r * hostPitch + i], 7) << "padding";
+    }
+    std::vector<unsigned char> whole(width * height);
+    ASSERT_EQ(cudaMemset(e, 0x5A, whole.size()), cudaSuccess);
+    ASSERT_EQ(cudaMemcpy(whole.data(), e, whole.size(), cudaMemcpyDeviceToHost), cudaSuccess);
+    EXPECT_EQ(whole, std::vector<unsigned char>(whole.size(), 0x5A));
+    EXPECT_EQ(cudaFree(d), cudaSuccess);
+    EXPECT_EQ(cudaFree(e), cudaSuccess);
+  }
+}
+
+TEST(DeviceMemory, CopiesRefuseWhatIsNotTheirs) {
+  configureDevice(mebibyte);
+  char* const d = allocate(1000);
+  char* const neighbour = allocate(1000);
+  std::vector<char> h(2000);
+  const auto up = [&](void* to, std::size_t bytes) {
+    return cudaMemcpy(to, h.data(), bytes, cudaMemcpyHostToDevice);
+  };
+  EXPECT_EQ(up(d, 1000), cudaSuccess);
+  EXPECT_EQ(up(d + 1, 1000), cudaErrorInvalidValue);
+  EXPECT_EQ(up(d, 2000), cudaErrorInvalidValue);  // although the neighbour's memory is there
+  EXPECT_EQ(up(h.data() + 1000, 10), cudaErrorInvalidDevicePointer);
+  EXPECT_EQ(up(nullptr, 10), cudaErrorInvalidValue);
+  EXPECT_EQ(up(nullptr, 0), cudaSuccess);
+  EXPECT_EQ(cudaMemcpy(h.data(), d, 10, cudaMemcpyHostToDevice), cudaErrorInvalidDevicePointer);
+  EXPECT_EQ(cudaMemcpy(d, neighbour, 10, cudaMemcpyHostToDevice),
+            cudaErrorInvalidValue);  // the source is no host memory
+  EXPECT_EQ(cudaMemcpy2D(d, 9, h.data(), 10, 10, 2, cudaMemcpyHostToDevice), cudaErrorInvalidPitchValue);
+  EXPECT_EQ(cudaMemcpy2D(d, 10, h.data(), std::size_t{1} << 31, 10, 2, cudaMemcpyHostToDevice),
+            cudaErrorInvalidPitchValue);
+  EXPECT_EQ(cudaMemcpy2D(d, 500, h.data(), 10, 10, 3, cudaMemcpyHostToDevice), cudaErrorInvalidValue);
+  EXPECT_EQ(cudaMemcpy2D(d, 495, h.data(), 10, 10, 3, cudaMemcpyHostToDevice), cudaSuccess);
+  EXPECT_EQ(cudaMemset(d, 0, 1001), cudaErrorInvalidValue);
+  EXPECT_EQ(cudaFree(d), cudaSuccess);
+  EXPECT_EQ(up(d, 10), cudaErrorInvalidDevicePointer);
+  EXPECT_EQ(cudaFree(neighbour), cudaSuccess);
+}
+
+TEST(DeviceMemory, PageLockedMemoryIsTheHosts) {
+  configureDevice(mebibyte);
+  char* h = nullptr;
+  ASSERT_EQ(cudaMallocHost(&h, 3 * mebibyte), cudaSuccess);  // not out of the device's memory
+  std::memset(h, 1, 3 * mebibyte);
+  EXPECT_EQ(live().pageLockedBlocks, 1u);
+  EXPECT_EQ(live().pageLockedBytes, 3 * mebibyte);
+  EXPECT_EQ(live().deviceBytes, 0u);
+  EXPECT_EQ(cudaFree(h), cudaErrorInvalidDevicePointer);
+  EXPECT_EQ(cudaFreeHost(h), cudaSuccess);
+  EXPECT_EQ(cudaFreeHost(h), cudaErrorInvalidHostPointer);
+  EXPECT_EQ(live().pageLockedBlocks, 0u);
+}
+
+TEST(DeviceMemory, FreshMemoryIsNaNWhileChecking) {
+  configureDevice(mebibyte);
+  software_device::setChecking(true);
+  for (int round = 0; round < 2; ++round) {  // new memory, then used memory
+    char* const d = allocate(8000);
+    std::vector<double> h(1000, 0.0);
+    ASSERT_EQ(cudaMemcpy(h.data(), d, 8000, cudaMemcpyDeviceToHost), cudaSuccess);
+    for (const double x : h) ASSERT_NE(x, x);
+    ASSERT_EQ(cudaMemset(d, 0, 8000), cudaSuccess);
+    ASSERT_EQ(cudaFree(d), cudaSuccess);
+  }
+}
+
+TEST(DeviceMemoryDeathTest, GuardsCatchAKernelThatWritesBehindItsMemory) {
+  configureDevice(mebibyte);
+  software_device::setChecking(true);
+  char* const d = allocate(1001);
+  platform::launch<&writeByte_k>(dim3(1), dim3(1), 0, nullptr, d, std::size_t{1000});
+  ASSERT_EQ(cudaGetLastError(), cudaSuccess);
+  EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        char* const other = allocate(1001);
+        platform::launch<&writeByte_k>(dim3(1), dim3(1), 0, nullptr, other, std::size_t{1001});
+        cudaThreadSynchronize();
+      },
+      "wrote behind an allocation");
+}
+
+TEST(DeviceMemoryDeathTest, HostCodeCannotTouchDeviceMemory) {
+#if defined(__SANITIZE_ADDRESS__)
+  configureDevice(mebibyte);
+  char* const d = allocate(1000);
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(*static_cast<volatile char*>(d) = 1, "AddressSanitizer");
+  std::vector<char> h(999);
+  EXPECT_DEATH(cudaMemcpy(h.data(), d, 1000, cudaMemcpyDeviceToHost), "outside its host memory");
+  char* locked = nullptr;
+  ASSERT_EQ(cudaMallocHost(&locked, 1000), cudaSuccess);
+  EXPECT_DEATH(*static_cast<volatile char*>(locked + 1000) = 1, "AddressSanitizer");
+#else
+  GTEST_SKIP() << "needs AddressSanitizer";
+#endif
+}
+
+}  // namespace

@@ -1,0 +1,221 @@
+// Streams, waiting and the order of work on the software device.
+
+#include <cuda_runtime.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "platform/launch.h"
+#include "platform/software/testing/software_device.h"
+
+namespace {
+
+using software_device::Schedule;
+
+__global__ void add_k(int* p, int value) { *p += value; }
+__global__ void multiply_k(int* p, int value) { *p *= value; }
+
+// One int on the device and one in page-locked memory.
+class DeviceQueue : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(cudaMalloc(&dX, sizeof(int)), cudaSuccess);
+    ASSERT_EQ(cudaMemset(dX, 0, sizeof(int)), cudaSuccess);
+    ASSERT_EQ(cudaMallocHost(&hX, sizeof(int)), cudaSuccess);
+    ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+    ASSERT_EQ(cudaThreadSynchronize(), cudaSuccess);
+    *hX = -1;
+  }
+  void TearDown() override {
+    EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
+    EXPECT_EQ(cudaFreeHost(hX), cudaSuccess);
+    EXPECT_EQ(cudaFree(dX), cudaSuccess);
+    EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+  }
+  void add(int value, cudaStream_t where) { platform::launch<&add_k>(dim3(1), dim3(1), 0, where, dX, value); }
+  cudaError_t downloadLater(int* h, cudaStream_t where) {
+    return cudaMemcpyAsync(h, dX, sizeof(int), cudaMemcpyDeviceToHost, where);
+  }
+
+  int* dX = nullptr;
+  int* hX = nullptr;
+  cudaStream_t stream = nullptr;
+};
+
+TEST_F(DeviceQueue, LazyWorkWaitsForSomebodyWhoWaits) {
+  software_device::setSchedule(Schedule::lazy);
+  add(5, nullptr);
+  ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
+  EXPECT_EQ(software_device::pending(), 2u);
+  EXPECT_EQ(*hX, -1);  // what a missing wait would read
+  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(*hX, 5);  // the default stream's work came first
+  EXPECT_EQ(software_device::pending(), 0u);
+}
+
+TEST_F(DeviceQueue, StreamSynchronizeLeavesLaterWorkAlone) {
+  software_device::setSchedule(Schedule::lazy);
+  add(1, stream);
+  add(2, nullptr);
+  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(software_device::pending(), 1u);
+  ASSERT_EQ(cudaStreamSynchronize(nullptr), cudaSuccess);
+  EXPECT_EQ(software_device::pending(), 0u);
+}
+
+// Everything that has to wait for work before it does, in the lazy schedule where nothing else would.
+TEST_F(DeviceQueue, SynchronousCallsWait) {
+  software_device::setSchedule(Schedule::lazy);
+  const std::vector<std::function<void()>> waits = {
+      [&] { cudaThreadSynchronize(); },
+      [&] {
+        int x;
+        cudaMemcpy(&x, dX, sizeof x, cudaMemcpyDeviceToHost);
+      },
+      [&] {
+        int x;
+        cudaMemcpy2D(&x, 4, dX, 4, 4, 1, cudaMemcpyDeviceToHost);
+      },
+      [&] {
+        int x;
+        cudaMemcpyAsync(&x, dX, sizeof x, cudaMemcpyDeviceToHost, stream);
+      },  // pageable
+      [&] {
+        void* p;
+        cudaMalloc(&p, 1);
+        cudaFree(p);
+      },
+      [&] {
+        void* p;
+        cudaMallocHost(&p, 1);
+        cudaFreeHost(p);
+      },
+  };
+  int sum = 0;
+  for (const auto& wait : waits) {
+    add(3, stream);
+    ASSERT_EQ(downloadLater(hX, nullptr), cudaSuccess);
+    EXPECT_EQ(*hX, sum == 0 ? -1 : sum);
+    wait();
+    EXPECT_EQ(*hX, sum += 3);
+  }
+}
+
+TEST_F(DeviceQueue, QueryAnswersNotReadyWithoutAnError) {
+  software_device::setSchedule(Schedule::lazy);
+  EXPECT_EQ(cudaStreamQuery(stream), cudaSuccess);
+  add(1, stream);
+  add(1, stream);
+  EXPECT_EQ(cudaStreamQuery(stream), cudaErrorNotReady);
+  EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+  int polls = 0;
+  while (cudaStreamQuery(stream) == cudaErrorNotReady) ASSERT_LT(++polls, 10) << "a polling program must end";
+}
+
+TEST_F(DeviceQueue, StreamsRunInOrderOfIssueAgainstTheDefaultStream) {
+  for (int round = 0; round < 200; ++round) {
+    ASSERT_EQ(cudaMemset(dX, 0, sizeof(int)), cudaSuccess);
+    add(1, stream);
+    platform::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, dX, 10);
+    add(2, stream);
+    platform::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, dX, 10);
+    ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
+    ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+    ASSERT_EQ(*hX, 120);
+  }
+}
+
+TEST_F(DeviceQueue, EagerWorkNeedsNobodyWhoWaits) {
+  add(1, stream);
+  for (int i = 0; i < 5000 && software_device::pending() != 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_EQ(software_device::pending(), 0u);
+}
+
+TEST_F(DeviceQueue, DestroyedStreamsAreUnknown) {
+  software_device::setSchedule(Schedule::lazy);
+  cudaStream_t other = nullptr;
+  ASSERT_EQ(cudaStreamCreate(&other), cudaSuccess);
+  EXPECT_EQ(software_device::live().streams, 2u);
+  add(1, other);
+  ASSERT_EQ(cudaStreamDestroy(other), cudaSuccess);
+  EXPECT_EQ(software_device::pending(), 0u);
+  EXPECT_EQ(software_device::live().streams, 1u);
+  EXPECT_EQ(cudaStreamDestroy(other), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(cudaStreamSynchronize(other), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(cudaStreamQuery(other), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(downloadLater(hX, other), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
+  add(1, other);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(software_device::pending(), 0u);
+}
+
+TEST_F(DeviceQueue, PageableUploadsAreTakenAtOnce) {
+  software_device::setSchedule(Schedule::lazy);
+  int x = 4;
+  ASSERT_EQ(cudaMemcpyAsync(dX, &x, sizeof x, cudaMemcpyHostToDevice, stream), cudaSuccess);
+  x = 9;  // allowed: the call has returned
+  ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
+  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(*hX, 4);
+}
+
+// The device's threads are ended before the process is, whatever is still queued.
+TEST(DeviceQueueDeathTest, AProcessMayEndWithWorkQueued) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  for (const Schedule schedule : {Schedule::eager, Schedule::lazy})
+    EXPECT_EXIT(
+        {
+          software_device::setSchedule(schedule);
+          int* d = nullptr;
+          cudaMalloc(&d, sizeof *d);
+          for (int i = 0; i < 100000; ++i) platform::launch<&add_k>(dim3(1), dim3(1), 0, nullptr, d, 1);
+          std::exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+// Many threads, each with a stream and memory of its own, and much more queued than the queue holds at first.
+void hammer(int threads, int rounds) {
+  std::vector<std::thread> crew;
+  std::vector<int> results(static_cast<std::size_t>(threads), 0);
+  for (int t = 0; t < threads; ++t)
+    crew.emplace_back([t, rounds, &results] {
+      for (int round = 0; round < rounds; ++round) {
+        cudaStream_t stream = nullptr;
+        int *d = nullptr, *h = nullptr;
+        if (cudaStreamCreate(&stream) != cudaSuccess || cudaMalloc(&d, 4) != cudaSuccess ||
+            cudaMallocHost(&h, 4) != cudaSuccess)
+          return;
+        *h = t;
+        cudaMemcpyAsync(d, h, 4, cudaMemcpyHostToDevice, stream);
+        for (int i = 0; i < 200; ++i) platform::launch<&add_k>(dim3(1), dim3(1), 0, stream, d, 1);
+        cudaMemcpyAsync(h, d, 4, cudaMemcpyDeviceToHost, stream);
+        if (round % 2 == 0)
+          cudaStreamSynchronize(stream);
+        else
+          while (cudaStreamQuery(stream) == cudaErrorNotReady) std::this_thread::yield();
+        results[static_cast<std::size_t>(t)] += *h == t + 200;
+        cudaFreeHost(h);
+        cudaFree(d);
+        cudaStreamDestroy(stream);
+      }
+    });
+  for (std::thread& thread : crew) thread.join();
+  for (const int good : results) EXPECT_EQ(good, rounds);
+  EXPECT_EQ(software_device::live().allocations, 0u);
+  EXPECT_EQ(software_device::live().streams, 0u);
+}
+
+TEST(DeviceQueueThreads, ManyThreadsShareTheDeviceEagerly) { hammer(6, 20); }
+TEST(DeviceQueueThreads, ManyThreadsShareTheDeviceLazily) {
+  software_device::setSchedule(Schedule::lazy);
+  hammer(6, 20);
+}
+
+}  // namespace

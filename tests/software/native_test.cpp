@@ -1,0 +1,127 @@
+// Native bodies against the kernels that they stand in for: the same bits in every element, and none beside
+// them.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "platform/software/native/native_body.h"
+#include "platform/software/testing/software_device.h"
+#include "src/basic/Copy.h"
+#include "src/basic/LASWP.h"
+#include "src/basic/Transpose.h"
+#include "tests/support/matrix.h"
+
+namespace {
+
+using testing_support::DeviceArray;
+using testing_support::HostMatrix;
+using testing_support::quietNaN;
+using testing_support::Random;
+using tovi::Complex;
+
+// A result of one kernel's body, then of the other's, from the same start.
+template <class T, class Run>
+void expectSameBits(const HostMatrix<T>& before, const Run& run) {
+  HostMatrix<T> results[2] = {before, before};
+  for (const bool native : {false, true}) {
+    software_device::useNativeBodies(native);
+    const DeviceArray<T> device(before);
+    run(device.data());
+    device.download(results[native]);
+  }
+  EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+  EXPECT_TRUE(results[0].paddingIntact());
+  EXPECT_TRUE(results[1].sameBits(results[0]));
+  EXPECT_FALSE(results[0].sameBits(before)) << "the kernel has done nothing";
+}
+
+template <class T>
+class NativeBodies : public testing::Test {
+ protected:
+  // Random, with a zero of either sign and a NaN
+  static HostMatrix<T> random(int rows, int cols, int padding) {
+    HostMatrix<T> a =
+        HostMatrix<T>::random(rows, cols, padding, static_cast<std::uint64_t>(rows * 31 + cols));
+    a(0, 0) = -T(0);
+    a(rows - 1, 0) = quietNaN<T>();
+    a(0, cols - 1) = T(0);
+    return a;
+  }
+};
+using Elements = testing::Types<float, double, Complex<float>, Complex<double>>;
+TYPED_TEST_SUITE(NativeBodies, Elements);
+
+// Around the tiles' edges (8 to 32 elements), and around the blocks' (64 to 256)
+const int sizes[] = {2, 7, 8, 31, 33, 64, 129, 255, 257, 300};
+
+TYPED_TEST(NativeBodies, MatrixCopy) {
+  using T = TypeParam;
+  static_assert(software_device::NativeBody<&tovi::CopyMatrix_k<T>>::exists);
+  for (const int m : sizes)
+    for (const int n : {1, 40, 1100})
+      for (const int padding : {0, 3}) {
+        SCOPED_TRACE(testing::Message() << m << " x " << n << " + " << padding);
+        const HostMatrix<T> a = this->random(m, n, 5 * padding);
+        const DeviceArray<T> dA(a);
+        expectSameBits(HostMatrix<T>(m, n, padding), [&](T* dB) {
+          tovi::basic::copyMatrix<T>({dA.data(), m, n, a.ld()}, {dB, m, n, m + padding});
+        });
+      }
+}
+
+TYPED_TEST(NativeBodies, Transpose) {
+  using T = TypeParam;
+  static_assert(software_device::NativeBody<&tovi::Transpose_k<T, true>>::exists);
+  for (const int m : sizes)
+    for (const int n : sizes)
+      for (const bool conjugate : {false, true}) {
+        SCOPED_TRACE(testing::Message() << m << " x " << n << (conjugate ? ", conjugate" : ""));
+        const HostMatrix<T> a = this->random(m, n, n % 3);
+        const DeviceArray<T> dA(a);
+        HostMatrix<T> b(n, m, m % 2);
+        b.fill(testing_support::makeElement<T>(7, 7));
+        expectSameBits(b, [&](T* dB) {
+          tovi::basic::transpose<T>({dA.data(), m, n, a.ld()}, {dB, n, m, b.ld()}, conjugate);
+        });
+      }
+}
+
+TYPED_TEST(NativeBodies, TransposeInplace) {
+  using T = TypeParam;
+  static_assert(software_device::NativeBody<&tovi::TransposeInplace_k<T, true>>::exists);
+  for (const int n : sizes)
+    for (const bool conjugate : {false, true}) {
+      SCOPED_TRACE(testing::Message() << n << (conjugate ? ", conjugate" : ""));
+      const HostMatrix<T> a = this->random(n, n, n % 3);
+      expectSameBits(a, [&](T* dA) { tovi::basic::transposeInplace<T>({dA, n, n, a.ld()}, conjugate); });
+    }
+}
+
+TYPED_TEST(NativeBodies, Interchanges) {
+  using T = TypeParam;
+  static_assert(software_device::NativeBody<&tovi::KernelLASWP<cudalib::Map1D, T, std::int16_t>>::exists);
+  static_assert(software_device::NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, T, std::int32_t>>::exists);
+  // Lines across, lines that move, first and last pivot. 33000 lines need the wide form.
+  const struct {
+    int across, moving, k1, k2;
+  } cases[] = {{1, 30, 1, 17}, {70, 60, 3, 40}, {2100, 20, 1, 20}, {5, 33000, 32990, 33000}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.across << " lines of " << c.moving);
+    Random random(3);
+    std::vector<int> pivots(static_cast<std::size_t>(c.moving));
+    for (int i = 0; i < c.moving; ++i)
+      pivots[static_cast<std::size_t>(i)] = i + 1 + random.below(c.moving - i);
+    pivots[static_cast<std::size_t>(c.k1)] = c.k1 + 1;  // one that stays where it is
+    const HostMatrix<T> rows = HostMatrix<T>::random(c.moving, c.across, 2, 5);
+    expectSameBits(rows,
+                   [&](T* dA) { tovi::basic::laswp(c.across, dA, rows.ld(), c.k1, c.k2, pivots.data(), 1); });
+    const HostMatrix<T> columns = HostMatrix<T>::random(c.across, c.moving, 2, 5);
+    expectSameBits(columns, [&](T* dA) {
+      tovi::basic::laswpCol(c.across, dA, columns.ld(), c.k1, c.k2, pivots.data(), 1);
+    });
+  }
+}
+
+}  // namespace
