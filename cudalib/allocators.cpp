@@ -1,0 +1,356 @@
+#include "cudalib/allocators.h"
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <limits>
+
+#include "cudalib/check.h"
+#include "cudalib/device_table.h"
+#include "cudalib/runtime_flags.h"
+
+namespace cudalib {
+namespace {
+
+[[noreturn]] void outOfMemory() { throw CudaMemoryException(cudaGetErrorString(cudaErrorMemoryAllocation)); }
+
+// A size that does not fit into std::size_t is memory that cannot be had.
+std::size_t product(std::initializer_list<std::size_t> factors) {
+  std::size_t result = 1;
+  for (const std::size_t factor : factors) {
+    if (factor != 0 && result > std::numeric_limits<std::size_t>::max() / factor) outOfMemory();
+    result *= factor;
+  }
+  return result;
+}
+
+// Success without memory is none, unless nothing was asked for.
+template <class T>
+T* obtained(void* memory, std::size_t bytes) {
+  if (memory == nullptr && bytes != 0) outOfMemory();
+  return static_cast<T*>(memory);
+}
+
+template <class T>
+T* allocateLinear(std::size_t bytes) {
+  void* memory = nullptr;
+  check(cudaMalloc(&memory, bytes));
+  return obtained<T>(memory, bytes);
+}
+
+// How bytes travel: through the runtime in one direction, or, between page-locked memory and other host
+// memory, by the processor.
+struct RuntimeCopy {
+  cudaMemcpyKind kind;
+  cudaError_t linear(void* dst, const void* src, std::size_t bytes) const {
+    return check(cudaMemcpy(dst, src, bytes, kind));
+  }
+  cudaError_t rectangle(void* dst, std::size_t dstPitch, const void* src, std::size_t srcPitch,
+                        std::size_t width, std::size_t height) const {
+    return check(cudaMemcpy2D(dst, dstPitch, src, srcPitch, width, height, kind));
+  }
+};
+struct HostCopy {
+  cudaError_t linear(void* dst, const void* src, std::size_t bytes) const {
+    if (bytes != 0) std::memmove(dst, src, bytes);
+    return cudaSuccess;
+  }
+  cudaError_t rectangle(void* dst, std::size_t dstPitch, const void* src, std::size_t srcPitch,
+                        std::size_t width, std::size_t height) const {
+    for (std::size_t row = 0; row < height; ++row)
+      linear(static_cast<char*>(dst) + row * dstPitch, static_cast<const char*>(src) + row * srcPitch, width);
+    return cudaSuccess;
+  }
+};
+
+constexpr RuntimeCopy toDevice{cudaMemcpyHostToDevice};
+constexpr RuntimeCopy fromDevice{cudaMemcpyDeviceToHost};
+
+// One side of a copy of several slabs, each a rectangle of pitched rows. Strides in bytes.
+template <class Pointer>
+struct Side {
+  Pointer data;
+  std::size_t pitch, slabStride;
+};
+
+// `depth` slabs of `height` runs of `width` bytes.
+template <class Copy>
+cudaError_t copySlabs(const Copy& copy, Side<void*> dst, Side<const void*> src, std::size_t width,
+                      std::size_t height, std::size_t depth) {
+  const std::size_t slab = width * height;
+  if (dst.pitch == width && src.pitch == width && dst.slabStride == slab && src.slabStride == slab)
+    return copy.linear(dst.data, src.data, slab * depth);
+  cudaError_t status = cudaSuccess;
+  for (std::size_t z = 0; z < depth; ++z)
+    status =
+        copy.rectangle(static_cast<char*>(dst.data) + z * dst.slabStride, dst.pitch,
+                       static_cast<const char*>(src.data) + z * src.slabStride, src.pitch, width, height);
+  return status;
+}
+
+// The same with everything in elements.
+template <class T, class Copy>
+cudaError_t copyElements2D(const Copy& copy, T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
+                           const T* src, std::size_t srcPitch, std::size_t srcSlabStride, std::size_t width,
+                           std::size_t height, std::size_t depth) {
+  return copySlabs(copy, {dst, dstPitch * sizeof(T), dstSlabStride * sizeof(T)},
+                   {src, srcPitch * sizeof(T), srcSlabStride * sizeof(T)}, width * sizeof(T), height, depth);
+}
+
+// A piece of a range of consecutive elements of a column-major matrix: where it starts on the pitched device
+// side and in the dense host array (elements), and its shape. No columns: a run within one column.
+struct Piece {
+  std::size_t device, host, length, columns;
+};
+
+// Hands `copy` the pieces of the range of n elements from linear index `offset` on: the whole columns, then
+// the run that finishes the column in which the range starts, then the run that starts the column in which it
+// ends.
+template <class Copy>
+cudaError_t copyPieces(std::size_t rows, std::size_t ld, std::size_t offset, std::size_t n,
+                       const Copy& copy) {
+  if (n == 0) return cudaSuccess;
+  std::size_t head = std::min(n, rows - offset % rows);
+  if (head == rows) head = 0;
+  const std::size_t tail = (n - head) % rows;
+  const std::size_t whole = n - head - tail;
+  const auto device = [=](std::size_t index) {
+    return (offset + index) / rows * ld + (offset + index) % rows;
+  };
+
+  cudaError_t status = cudaSuccess;
+  if (whole != 0) status = copy(Piece{device(head), head, rows, whole / rows});
+  if (head != 0) status = copy(Piece{device(0), 0, head, 0});
+  if (tail != 0) status = copy(Piece{device(head + whole), head + whole, tail, 0});
+  return status;
+}
+
+}  // namespace
+
+// --- Linear device memory.
+
+template <class T>
+T* CudaAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
+  return allocateLinear<T>(product({rows, cols, count, sizeof(T)}));
+}
+
+template <class T>
+cudaError_t CudaAllocator<T>::deallocate(T* device) {
+  return cudaFree(device);
+}
+
+template <class T>
+cudaError_t CudaAllocator<T>::copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
+                                           std::size_t count) {
+  return toDevice.linear(device, host, product({rows, cols, count, sizeof(T)}));
+}
+
+template <class T>
+cudaError_t CudaAllocator<T>::copyRangeToDevice(T* device, const T* host, std::size_t, std::size_t,
+                                                std::size_t, std::size_t offset, std::size_t n) {
+  return toDevice.linear(device + offset, host, n * sizeof(T));
+}
+
+template <class T>
+cudaError_t CudaAllocator<T>::copyToDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
+                                             std::size_t, const T* src, std::size_t srcPitch,
+                                             std::size_t srcSlabStride, std::size_t, std::size_t width,
+                                             std::size_t height, std::size_t depth) {
+  return copyElements2D(toDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
+                        depth);
+}
+
+template <class T>
+cudaError_t CudaAllocator<T>::copyFromDevice(T* host, const T* device, std::size_t rows, std::size_t cols,
+                                             std::size_t count) {
+  return fromDevice.linear(host, device, product({rows, cols, count, sizeof(T)}));
+}
+
+template <class T>
+cudaError_t CudaAllocator<T>::copyRangeFromDevice(T* host, const T* device, std::size_t, std::size_t,
+                                                  std::size_t, std::size_t offset, std::size_t n) {
+  return fromDevice.linear(host, device + offset, n * sizeof(T));
+}
+
+template <class T>
+cudaError_t CudaAllocator<T>::copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
+                                               std::size_t, const T* src, std::size_t srcPitch,
+                                               std::size_t srcSlabStride, std::size_t, std::size_t width,
+                                               std::size_t height, std::size_t depth) {
+  return copyElements2D(fromDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
+                        depth);
+}
+
+// --- Pitched device memory.
+
+template <class T>
+T* CudaPitchAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
+  const std::size_t width = product({rows, sizeof(T)});
+  const std::size_t height = product({cols, count});
+  const std::size_t bytes = product({width, height});
+  void* memory = nullptr;
+  check(cudaMallocPitch(&memory, &pitch_, width, height));
+  return obtained<T>(memory, bytes);
+}
+
+template <class T>
+cudaError_t CudaPitchAllocator<T>::deallocate(T* device) {
+  return cudaFree(device);
+}
+
+template <class T>
+cudaError_t CudaPitchAllocator<T>::copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
+                                                std::size_t count) {
+  const std::size_t width = rows * sizeof(T);
+  return copySlabs(toDevice, {device, pitch_, pitch_ * cols}, {host, width, width * cols}, width, cols,
+                   count);
+}
+
+template <class T>
+cudaError_t CudaPitchAllocator<T>::copyRangeToDevice(T* device, const T* host, std::size_t rows, std::size_t,
+                                                     std::size_t, std::size_t offset, std::size_t n) {
+  return copyPieces(rows, leadingDimension(rows), offset, n, [&](const Piece& piece) {
+    T* dst = device + piece.device;
+    const T* src = host + piece.host;
+    const std::size_t bytes = piece.length * sizeof(T);
+    return piece.columns == 0 ? toDevice.linear(dst, src, bytes)
+                              : toDevice.rectangle(dst, pitch_, src, bytes, bytes, piece.columns);
+  });
+}
+
+template <class T>
+cudaError_t CudaPitchAllocator<T>::copyToDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
+                                                  std::size_t, const T* src, std::size_t srcPitch,
+                                                  std::size_t srcSlabStride, std::size_t, std::size_t width,
+                                                  std::size_t height, std::size_t depth) {
+  return copyElements2D(toDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
+                        depth);
+}
+
+template <class T>
+cudaError_t CudaPitchAllocator<T>::copyFromDevice(T* host, const T* device, std::size_t rows,
+                                                  std::size_t cols, std::size_t count) {
+  const std::size_t width = rows * sizeof(T);
+  return copySlabs(fromDevice, {host, width, width * cols}, {device, pitch_, pitch_ * cols}, width, cols,
+                   count);
+}
+
+template <class T>
+cudaError_t CudaPitchAllocator<T>::copyRangeFromDevice(T* host, const T* device, std::size_t rows,
+                                                       std::size_t, std::size_t, std::size_t offset,
+                                                       std::size_t n) {
+  return copyPieces(rows, leadingDimension(rows), offset, n, [&](const Piece& piece) {
+    T* dst = host + piece.host;
+    const T* src = device + piece.device;
+    const std::size_t bytes = piece.length * sizeof(T);
+    return piece.columns == 0 ? fromDevice.linear(dst, src, bytes)
+                              : fromDevice.rectangle(dst, bytes, src, pitch_, bytes, piece.columns);
+  });
+}
+
+template <class T>
+cudaError_t CudaPitchAllocator<T>::copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
+                                                    std::size_t, const T* src, std::size_t srcPitch,
+                                                    std::size_t srcSlabStride, std::size_t, std::size_t width,
+                                                    std::size_t height, std::size_t depth) {
+  return copyElements2D(fromDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
+                        depth);
+}
+
+// --- Page-locked host memory.
+
+template <class T>
+T* PageLockedAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
+  const std::size_t bytes = product({rows, cols, count, sizeof(T)});
+  void* memory = nullptr;
+  check(cudaMallocHost(&memory, bytes));
+  return obtained<T>(memory, bytes);
+}
+
+template <class T>
+cudaError_t PageLockedAllocator<T>::deallocate(T* device) {
+  return cudaFreeHost(device);
+}
+
+template <class T>
+cudaError_t PageLockedAllocator<T>::copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
+                                                 std::size_t count) {
+  return HostCopy().linear(device, host, product({rows, cols, count, sizeof(T)}));
+}
+
+template <class T>
+cudaError_t PageLockedAllocator<T>::copyRangeToDevice(T* device, const T* host, std::size_t, std::size_t,
+                                                      std::size_t, std::size_t offset, std::size_t n) {
+  return HostCopy().linear(device + offset, host, n * sizeof(T));
+}
+
+template <class T>
+cudaError_t PageLockedAllocator<T>::copyToDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
+                                                   std::size_t, const T* src, std::size_t srcPitch,
+                                                   std::size_t srcSlabStride, std::size_t, std::size_t width,
+                                                   std::size_t height, std::size_t depth) {
+  return copyElements2D(HostCopy(), dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
+                        depth);
+}
+
+template <class T>
+cudaError_t PageLockedAllocator<T>::copyFromDevice(T* host, const T* device, std::size_t rows,
+                                                   std::size_t cols, std::size_t count) {
+  return HostCopy().linear(host, device, product({rows, cols, count, sizeof(T)}));
+}
+
+template <class T>
+cudaError_t PageLockedAllocator<T>::copyRangeFromDevice(T* host, const T* device, std::size_t, std::size_t,
+                                                        std::size_t, std::size_t offset, std::size_t n) {
+  return HostCopy().linear(host, device + offset, n * sizeof(T));
+}
+
+template <class T>
+cudaError_t PageLockedAllocator<T>::copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
+                                                     std::size_t, const T* src, std::size_t srcPitch,
+                                                     std::size_t srcSlabStride, std::size_t,
+                                                     std::size_t width, std::size_t height,
+                                                     std::size_t depth) {
+  return copyElements2D(HostCopy(), dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
+                        depth);
+}
+
+// --- The instances that exist.
+
+template class CudaAllocator<float>;
+template class CudaAllocator<double>;
+template class CudaAllocator<tovi::Complex<float>>;
+template class CudaAllocator<tovi::Complex<double>>;
+template class CudaAllocator<int>;
+template class CudaAllocator<unsigned int>;
+template class CudaPitchAllocator<float>;
+template class CudaPitchAllocator<double>;
+template class CudaPitchAllocator<tovi::Complex<float>>;
+template class CudaPitchAllocator<tovi::Complex<double>>;
+template class CudaPitchAllocator<int>;
+template class PageLockedAllocator<float>;
+template class PageLockedAllocator<tovi::Complex<float>>;
+
+}  // namespace cudalib
+
+namespace tovi {
+
+template <class T>
+T* BlasAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
+  // Leading dimensions are int in every interface below.
+  constexpr std::size_t largest = std::numeric_limits<int>::max();
+  if (rows > largest) cudalib::outOfMemory();
+  const std::size_t ld =
+      paddedLeadingDimension<T>(rows, cudalib::computeLevel(), cudalib::runtimeFlags().partitions);
+  if (ld > largest) cudalib::outOfMemory();
+  this->setLeadingDimension(ld);
+  return cudalib::allocateLinear<T>(cudalib::product({ld, cols, count, sizeof(T)}));
+}
+
+template class BlasAllocator<float>;
+template class BlasAllocator<double>;
+template class BlasAllocator<Complex<float>>;
+template class BlasAllocator<Complex<double>>;
+template class BlasAllocator<int>;
+
+}  // namespace tovi

@@ -1,0 +1,31 @@
+#include "cudalib/stream.h"
+
+#include "cudalib/check.h"
+#include "cudalib/device_table.h"
+
+namespace cudalib {
+
+Stream::Stream() {
+  if (currentDevice().overlapsCopies()) check(cudaStreamCreate(&handle_));
+}
+
+Stream::~Stream() {
+  if (handle_ != nullptr) ignoreFailure(cudaStreamDestroy(handle_));
+}
+
+void Stream::synchronize() const {
+  if (handle_ != nullptr) check(cudaStreamSynchronize(handle_));
+}
+
+bool Stream::query() const {
+  if (handle_ == nullptr) return true;
+  const cudaError_t status = cudaStreamQuery(handle_);
+  if (status == cudaErrorNotReady) {
+    ignoreFailure(status);
+    return false;
+  }
+  check(status);
+  return true;
+}
+
+}  // namespace cudalib
