@@ -1,0 +1,79 @@
+#include "src/basic/Conjugate.h"
+
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "src/basic/addressing.h"
+#include "src/basic/arguments.h"
+
+namespace tovi {
+
+// In all of these a thread owns one element; those of a vector are numbered by Map, those of a matrix by its
+// 2-D map.
+
+template <class Map, class T>
+__global__ void ConjugateVector_k(int n, T* x, int incx) {
+  const std::ptrdiff_t i = Map::index();
+  if (i < n) element(x, incx, i) = conj(element(x, incx, i));
+}
+
+template <class Map, class T>
+__global__ void ConjugateMatrix_k(int m, int n, T* A, int lda) {
+  const std::ptrdiff_t i = Map::row(), j = Map::col();
+  if (i < m && j < n) element(A, lda, i, j) = conj(element(A, lda, i, j));
+}
+
+template <class Map, class T>
+__global__ void ConjugateMatrixLower_k(int m, int n, T* A, int lda) {
+  const std::ptrdiff_t i = Map::row(), j = Map::col();
+  if (i < m && j < n && i >= j) element(A, lda, i, j) = conj(element(A, lda, i, j));
+}
+
+namespace basic {
+
+template <class T>
+void conjugateVector(int n, T* dX, int incx, cudaStream_t stream) {
+  checkSize(n, 1);
+  if (n == 0) return;
+  checkPointer(dX, 2);
+  if (!isComplex<T>) return;
+  cudalib::launch<&ConjugateVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), stream, n,
+                                                         firstElement(n, dX, incx), incx);
+}
+
+template <class T>
+void conjugateMatrix(MatrixView<T> dA, cudaStream_t stream) {
+  checkShape(dA, 1);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 3);
+  if (!isComplex<T>) return;
+  cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(cudalib::Map2D(dA.rows, dA.cols), stream, dA.rows,
+                                                         dA.cols, dA.data, dA.ld);
+}
+
+template <class T>
+void conjugateMatrixLower(MatrixView<T> dA, cudaStream_t stream) {
+  checkShape(dA, 1);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 3);
+  if (!isComplex<T>) return;
+  cudalib::launch<&ConjugateMatrixLower_k<cudalib::Map2D, T>>(cudalib::Map2D(dA.rows, dA.cols), stream,
+                                                              dA.rows, dA.cols, dA.data, dA.ld);
+}
+
+template void conjugateVector(int, float*, int, cudaStream_t);
+template void conjugateVector(int, double*, int, cudaStream_t);
+template void conjugateVector(int, Complex<float>*, int, cudaStream_t);
+template void conjugateVector(int, Complex<double>*, int, cudaStream_t);
+
+template void conjugateMatrix(MatrixView<float>, cudaStream_t);
+template void conjugateMatrix(MatrixView<double>, cudaStream_t);
+template void conjugateMatrix(MatrixView<Complex<float>>, cudaStream_t);
+template void conjugateMatrix(MatrixView<Complex<double>>, cudaStream_t);
+
+template void conjugateMatrixLower(MatrixView<float>, cudaStream_t);
+template void conjugateMatrixLower(MatrixView<double>, cudaStream_t);
+template void conjugateMatrixLower(MatrixView<Complex<float>>, cudaStream_t);
+template void conjugateMatrixLower(MatrixView<Complex<double>>, cudaStream_t);
+
+}  // namespace basic
+}  // namespace tovi

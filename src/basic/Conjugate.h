@@ -1,0 +1,32 @@
+// Conjugation in device memory. For a real type there is nothing to do, and the wrappers launch nothing.
+
+#ifndef TOVI_BASIC_CONJUGATE_H
+#define TOVI_BASIC_CONJUGATE_H
+
+#include "cudalib/matrix_view.h"
+#include "platform/host/complex.h"
+#include "platform/runtime.h"
+
+namespace tovi {
+
+template <class Map, class T>
+__global__ void ConjugateVector_k(int n, T* x, int incx);
+template <class Map, class T>
+__global__ void ConjugateMatrix_k(int m, int n, T* A, int lda);
+template <class Map, class T>
+__global__ void ConjugateMatrixLower_k(int m, int n, T* A, int lda);
+
+namespace basic {
+
+template <class T>
+void conjugateVector(int n, T* dX, int incx, cudaStream_t stream = nullptr);
+template <class T>
+void conjugateMatrix(MatrixView<T> dA, cudaStream_t stream = nullptr);
+// The lower triangle only, the diagonal included.
+template <class T>
+void conjugateMatrixLower(MatrixView<T> dA, cudaStream_t stream = nullptr);
+
+}  // namespace basic
+}  // namespace tovi
+
+#endif

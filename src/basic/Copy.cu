@@ -1,0 +1,133 @@
+#include "src/basic/Copy.h"
+
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "src/basic/addressing.h"
+#include "src/basic/arguments.h"
+
+namespace tovi {
+
+// In all of these a thread owns one element; those of a vector are numbered by Map, those of a matrix by
+// Map2D.
+
+template <class Map, class T>
+__global__ void CopyVector_k(int n, const T* x, int incx, T* y, int incy) {
+  const std::ptrdiff_t i = Map::index();
+  if (i < n) element(y, incy, i) = element(x, incx, i);
+}
+
+template <class Map, class T>
+__global__ void CopyVectorRealToComplex_k(int n, T* x, int incx, const Real<T>* y, int incy) {
+  const std::ptrdiff_t i = Map::index();
+  if (i < n) element(x, incx, i) = T(element(y, incy, i));
+}
+
+template <class T>
+__global__ void CopyMatrix_k(int m, int n, const T* A, int lda, T* B, int ldb) {
+  const std::ptrdiff_t i = cudalib::Map2D::row(), j = cudalib::Map2D::col();
+  if (i < m && j < n) element(B, ldb, i, j) = element(A, lda, i, j);
+}
+
+template <class T>
+__global__ void CopySingle_k(T* destination, const T* source) {
+  *destination = *source;
+}
+
+template <class T>
+__global__ void CopyRealToComplex_k(T* destination, const Real<T>* source) {
+  *destination = T(*source);
+}
+
+template <class T>
+__global__ void CopyComplexToReal_k(Real<T>* destination, const T* source) {
+  *destination = real(*source);
+}
+
+namespace basic {
+
+template <class T>
+void copyVector(int n, const T* dX, int incx, T* dY, int incy, cudaStream_t stream) {
+  checkSize(n, 1);
+  if (n == 0) return;
+  checkPointer(dX, 2);
+  checkPointer(dY, 4);
+  cudalib::launch<&CopyVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), stream, n, firstElement(n, dX, incx),
+                                                    incx, firstElement(n, dY, incy), incy);
+}
+
+template <class T>
+void copyVectorRealToComplex(int n, const Real<T>* dX, int incx, T* dY, int incy, cudaStream_t stream) {
+  checkSize(n, 1);
+  if (n == 0) return;
+  checkPointer(dY, 2);
+  checkPointer(dX, 4);
+  cudalib::launch<&CopyVectorRealToComplex_k<cudalib::Map1D, T>>(
+      cudalib::Map1D(n), stream, n, firstElement(n, dY, incy), incy, firstElement(n, dX, incx), incx);
+}
+
+template <class T>
+void copyMatrix(ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
+  checkShape(dA, 1);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 3);
+  checkOperand(dB, dA.rows, dA.cols, 5);
+  cudalib::launch<&CopyMatrix_k<T>>(cudalib::Map2D(dA.rows, dA.cols), stream, dA.rows, dA.cols, dA.data,
+                                    dA.ld, dB.data, dB.ld);
+}
+
+template <class T>
+void copySingle(const T* dX, T* dY, cudaStream_t stream) {
+  checkPointer(dY, 1);
+  checkPointer(dX, 2);
+  cudalib::launch<&CopySingle_k<T>>(cudalib::Map1D(1, 1, 1), stream, dY, dX);
+}
+
+template <class T>
+void copyRealToComplex(const Real<T>* dX, T* dY, cudaStream_t stream) {
+  checkPointer(dY, 1);
+  checkPointer(dX, 2);
+  cudalib::launch<&CopyRealToComplex_k<T>>(cudalib::Map1D(1, 1, 1), stream, dY, dX);
+}
+
+template <class T>
+void copyComplexToReal(const T* dX, Real<T>* dY, cudaStream_t stream) {
+  checkPointer(dY, 1);
+  checkPointer(dX, 2);
+  cudalib::launch<&CopyComplexToReal_k<T>>(cudalib::Map1D(1, 1, 1), stream, dY, dX);
+}
+
+template void copyVector(int, const float*, int, float*, int, cudaStream_t);
+template void copyVector(int, const double*, int, double*, int, cudaStream_t);
+template void copyVector(int, const Complex<float>*, int, Complex<float>*, int, cudaStream_t);
+template void copyVector(int, const Complex<double>*, int, Complex<double>*, int, cudaStream_t);
+
+template void copyVectorRealToComplex(int, const Real<float>*, int, float*, int, cudaStream_t);
+template void copyVectorRealToComplex(int, const Real<double>*, int, double*, int, cudaStream_t);
+template void copyVectorRealToComplex(int, const Real<Complex<float>>*, int, Complex<float>*, int,
+                                      cudaStream_t);
+template void copyVectorRealToComplex(int, const Real<Complex<double>>*, int, Complex<double>*, int,
+                                      cudaStream_t);
+
+template void copyMatrix(ConstView<float>, MatrixView<float>, cudaStream_t);
+template void copyMatrix(ConstView<double>, MatrixView<double>, cudaStream_t);
+template void copyMatrix(ConstView<Complex<float>>, MatrixView<Complex<float>>, cudaStream_t);
+template void copyMatrix(ConstView<Complex<double>>, MatrixView<Complex<double>>, cudaStream_t);
+
+template void copySingle(const float*, float*, cudaStream_t);
+template void copySingle(const double*, double*, cudaStream_t);
+template void copySingle(const Complex<float>*, Complex<float>*, cudaStream_t);
+template void copySingle(const Complex<double>*, Complex<double>*, cudaStream_t);
+
+template void copyRealToComplex(const Real<float>*, float*, cudaStream_t);
+template void copyRealToComplex(const Real<double>*, double*, cudaStream_t);
+template void copyRealToComplex(const Real<Complex<float>>*, Complex<float>*, cudaStream_t);
+template void copyRealToComplex(const Real<Complex<double>>*, Complex<double>*, cudaStream_t);
+
+template void copyComplexToReal<float>(const float*, Real<float>*, cudaStream_t);
+template void copyComplexToReal<double>(const double*, Real<double>*, cudaStream_t);
+template void copyComplexToReal<Complex<float>>(const Complex<float>*, Real<Complex<float>>*, cudaStream_t);
+template void copyComplexToReal<Complex<double>>(const Complex<double>*, Real<Complex<double>>*,
+                                                 cudaStream_t);
+
+}  // namespace basic
+}  // namespace tovi

@@ -1,0 +1,58 @@
+#include "src/basic/LACPY.h"
+
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "src/basic/addressing.h"
+#include "src/basic/arguments.h"
+
+namespace tovi {
+
+// In all of these a thread owns one element.
+
+template <class T>
+__global__ void LACPY_G_Kernel(int m, int n, const T* A, int lda, T* B, int ldb) {
+  const std::ptrdiff_t i = cudalib::Map2D::row(), j = cudalib::Map2D::col();
+  if (i < m && j < n) element(B, ldb, i, j) = element(A, lda, i, j);
+}
+
+template <class T>
+__global__ void LACPY_L_Kernel(int m, int n, const T* A, int lda, T* B, int ldb) {
+  const std::ptrdiff_t i = cudalib::Map2D::row(), j = cudalib::Map2D::col();
+  if (i < m && j < n && i >= j) element(B, ldb, i, j) = element(A, lda, i, j);
+}
+
+template <class T>
+__global__ void LACPY_U_Kernel(int m, int n, const T* A, int lda, T* B, int ldb) {
+  const std::ptrdiff_t i = cudalib::Map2D::row(), j = cudalib::Map2D::col();
+  if (i < m && j < n && i <= j) element(B, ldb, i, j) = element(A, lda, i, j);
+}
+
+namespace basic {
+
+template <class T>
+void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
+  checkShape(dA, 1);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 3);
+  checkOperand(dB, dA.rows, dA.cols, 5);
+  const int m = dA.rows, n = dA.cols;
+  const cudalib::Map2D map(m, n);
+  switch (upperCase(uplo)) {
+    case 'L':
+      cudalib::launch<&LACPY_L_Kernel<T>>(map, stream, m, n, dA.data, dA.ld, dB.data, dB.ld);
+      break;
+    case 'U':
+      cudalib::launch<&LACPY_U_Kernel<T>>(map, stream, m, n, dA.data, dA.ld, dB.data, dB.ld);
+      break;
+    default:
+      cudalib::launch<&LACPY_G_Kernel<T>>(map, stream, m, n, dA.data, dA.ld, dB.data, dB.ld);
+  }
+}
+
+template void lacpy(char, ConstView<float>, MatrixView<float>, cudaStream_t);
+template void lacpy(char, ConstView<double>, MatrixView<double>, cudaStream_t);
+template void lacpy(char, ConstView<Complex<float>>, MatrixView<Complex<float>>, cudaStream_t);
+template void lacpy(char, ConstView<Complex<double>>, MatrixView<Complex<double>>, cudaStream_t);
+
+}  // namespace basic
+}  // namespace tovi

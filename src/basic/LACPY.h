@@ -1,0 +1,30 @@
+// LAPACK's lacpy in device memory.
+
+#ifndef TOVI_BASIC_LACPY_H
+#define TOVI_BASIC_LACPY_H
+
+#include "cudalib/matrix_view.h"
+#include "platform/host/complex.h"
+#include "platform/runtime.h"
+
+namespace tovi {
+
+// The whole of the m x n matrix A, its lower or its upper triangle, the diagonal included, to the same place
+// in B.
+template <class T>
+__global__ void LACPY_G_Kernel(int m, int n, const T* A, int lda, T* B, int ldb);
+template <class T>
+__global__ void LACPY_L_Kernel(int m, int n, const T* A, int lda, T* B, int ldb);
+template <class T>
+__global__ void LACPY_U_Kernel(int m, int n, const T* A, int lda, T* B, int ldb);
+
+namespace basic {
+
+// uplo "L": the lower triangle, "U": the upper one, any other letter: everything. dB has the shape of dA.
+template <class T>
+void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream = nullptr);
+
+}  // namespace basic
+}  // namespace tovi
+
+#endif

@@ -1,0 +1,39 @@
+#include "src/basic/LASET.h"
+
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "src/basic/addressing.h"
+#include "src/basic/arguments.h"
+
+namespace tovi {
+
+// A thread owns one element.
+template <class T>
+__global__ void LASET_k(char uplo, int m, int n, T alpha, T beta, T* A, int lda) {
+  const std::ptrdiff_t i = cudalib::Map2D::row(), j = cudalib::Map2D::col();
+  if (i >= m || j >= n) return;
+  if (i == j)
+    element(A, lda, i, j) = beta;
+  else if (i < j ? uplo != 'L' : uplo != 'U')
+    element(A, lda, i, j) = alpha;
+}
+
+namespace basic {
+
+template <class T>
+void laset(char uplo, typename Identity<T>::type alpha, typename Identity<T>::type beta, MatrixView<T> dA,
+           cudaStream_t stream) {
+  checkShape(dA, 2);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 6);
+  cudalib::launch<&LASET_k<T>>(cudalib::Map2D(dA.rows, dA.cols), stream, upperCase(uplo), dA.rows, dA.cols,
+                               alpha, beta, dA.data, dA.ld);
+}
+
+template void laset(char, float, float, MatrixView<float>, cudaStream_t);
+template void laset(char, double, double, MatrixView<double>, cudaStream_t);
+template void laset(char, Complex<float>, Complex<float>, MatrixView<Complex<float>>, cudaStream_t);
+template void laset(char, Complex<double>, Complex<double>, MatrixView<Complex<double>>, cudaStream_t);
+
+}  // namespace basic
+}  // namespace tovi

@@ -1,0 +1,62 @@
+#include "src/basic/Scale.h"
+
+#include <cmath>
+
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "src/basic/addressing.h"
+#include "src/basic/arguments.h"
+
+namespace tovi {
+
+namespace {
+
+template <class T>
+__device__ inline T reciprocalOf(T x) {
+  return T(1) / x;
+}
+
+// Divides by the larger part first, so that the squares of the parts need not be representable.
+template <class T>
+__device__ inline Complex<T> reciprocalOf(Complex<T> z) {
+  if (fabs(z.re) >= fabs(z.im)) {
+    const T ratio = z.im / z.re, scale = T(1) / (z.re + z.im * ratio);
+    return Complex<T>(scale, -ratio * scale);
+  }
+  const T ratio = z.re / z.im, scale = T(1) / (z.im + z.re * ratio);
+  return Complex<T>(ratio * scale, -scale);
+}
+
+}  // namespace
+
+// A thread owns one element.
+template <class Map, class T, bool reciprocal>
+__global__ void Scale_k(int n, T* x, const T* alpha, int incx) {
+  const std::ptrdiff_t i = Map::index();
+  if (i < n) element(x, incx, i) *= reciprocal ? reciprocalOf(*alpha) : *alpha;
+}
+
+namespace basic {
+
+template <class T>
+void scaleVector(int n, T* dX, const T* dAlpha, int incx, bool reciprocal, cudaStream_t stream) {
+  checkSize(n, 1);
+  if (n == 0) return;
+  checkPointer(dX, 2);
+  checkPointer(dAlpha, 3);
+  const cudalib::Map1D map(n);
+  if (reciprocal)
+    cudalib::launch<&Scale_k<cudalib::Map1D, T, true>>(map, stream, n, firstElement(n, dX, incx), dAlpha,
+                                                       incx);
+  else
+    cudalib::launch<&Scale_k<cudalib::Map1D, T, false>>(map, stream, n, firstElement(n, dX, incx), dAlpha,
+                                                        incx);
+}
+
+template void scaleVector(int, float*, const float*, int, bool, cudaStream_t);
+template void scaleVector(int, double*, const double*, int, bool, cudaStream_t);
+template void scaleVector(int, Complex<float>*, const Complex<float>*, int, bool, cudaStream_t);
+template void scaleVector(int, Complex<double>*, const Complex<double>*, int, bool, cudaStream_t);
+
+}  // namespace basic
+}  // namespace tovi

@@ -1,0 +1,121 @@
+#include "src/basic/Set.h"
+
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "src/basic/addressing.h"
+#include "src/basic/arguments.h"
+
+namespace tovi {
+
+// In all of these a thread owns one element; those of a vector are numbered by Map, those of a matrix by its
+// 2-D map.
+
+template <class Map, int V, class T>
+__global__ void SetVector_k(int n, T* x, int incx) {
+  const std::ptrdiff_t i = Map::index();
+  if (i < n) element(x, incx, i) = T(V);
+}
+
+template <class Map, int V, class T>
+__global__ void SetMatrix_k(int m, int n, T* A, int lda) {
+  const std::ptrdiff_t i = Map::row(), j = Map::col();
+  if (i < m && j < n) element(A, lda, i, j) = T(V);
+}
+
+template <int V, class T>
+__global__ void SetSingle_k(T* p) {
+  *p = T(V);
+}
+
+template <int V, class T>
+__global__ void SetTriangularMatrix_k(bool upper, bool setDiagonal, int m, int n, T* A, int lda, T value) {
+  const std::ptrdiff_t i = cudalib::Map2D::row(), j = cudalib::Map2D::col();
+  if (i >= m || j >= n) return;
+  if (i == j) {
+    if (setDiagonal) element(A, lda, i, j) = value;
+  } else if ((i > j) == upper) {
+    element(A, lda, i, j) = T(V);
+  }
+}
+
+namespace basic {
+
+namespace {
+
+template <int V, class T>
+void launchTriangular(char uplo, char diag, MatrixView<T> dA, cudaStream_t stream) {
+  cudalib::launch<&SetTriangularMatrix_k<V, T>>(cudalib::Map2D(dA.rows, dA.cols), stream, uplo == 'U',
+                                                diag != 'N', dA.rows, dA.cols, dA.data, dA.ld,
+                                                T(diag == 'U' ? 1 : 0));
+}
+
+}  // namespace
+
+template <class T>
+void setVector(Fill fill, int n, T* dX, int incx, cudaStream_t stream) {
+  checkSize(n, 1);
+  if (n == 0) return;
+  checkPointer(dX, 2);
+  const cudalib::Map1D map(n);
+  if (fill == Fill::one)
+    cudalib::launch<&SetVector_k<cudalib::Map1D, 1, T>>(map, stream, n, firstElement(n, dX, incx), incx);
+  else
+    cudalib::launch<&SetVector_k<cudalib::Map1D, 0, T>>(map, stream, n, firstElement(n, dX, incx), incx);
+}
+
+template <class T>
+void setMatrix(Fill fill, MatrixView<T> dA, cudaStream_t stream) {
+  checkShape(dA, 1);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 3);
+  const cudalib::Map2D map(dA.rows, dA.cols);
+  if (fill == Fill::one)
+    cudalib::launch<&SetMatrix_k<cudalib::Map2D, 1, T>>(map, stream, dA.rows, dA.cols, dA.data, dA.ld);
+  else
+    cudalib::launch<&SetMatrix_k<cudalib::Map2D, 0, T>>(map, stream, dA.rows, dA.cols, dA.data, dA.ld);
+}
+
+template <class T>
+void setSingle(Fill fill, T* dP, cudaStream_t stream) {
+  checkPointer(dP, 1);
+  if (fill == Fill::one)
+    cudalib::launch<&SetSingle_k<1, T>>(cudalib::Map1D(1, 1, 1), stream, dP);
+  else
+    cudalib::launch<&SetSingle_k<0, T>>(cudalib::Map1D(1, 1, 1), stream, dP);
+}
+
+template <class T>
+void setTriangular(char uplo, char diag, MatrixView<T> dA, Fill fill, cudaStream_t stream) {
+  uplo = oneOf("UL", uplo, 1);
+  diag = oneOf("UNZ", diag, 2);
+  checkShape(dA, 3);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 5);
+  if (fill == Fill::one)
+    launchTriangular<1>(uplo, diag, dA, stream);
+  else
+    launchTriangular<0>(uplo, diag, dA, stream);
+}
+
+template void setVector(Fill, int, float*, int, cudaStream_t);
+template void setVector(Fill, int, double*, int, cudaStream_t);
+template void setVector(Fill, int, Complex<float>*, int, cudaStream_t);
+template void setVector(Fill, int, Complex<double>*, int, cudaStream_t);
+
+template void setMatrix(Fill, MatrixView<float>, cudaStream_t);
+template void setMatrix(Fill, MatrixView<double>, cudaStream_t);
+template void setMatrix(Fill, MatrixView<Complex<float>>, cudaStream_t);
+template void setMatrix(Fill, MatrixView<Complex<double>>, cudaStream_t);
+
+template void setSingle(Fill, float*, cudaStream_t);
+template void setSingle(Fill, double*, cudaStream_t);
+template void setSingle(Fill, Complex<float>*, cudaStream_t);
+template void setSingle(Fill, Complex<double>*, cudaStream_t);
+
+template void setTriangular(char, char, MatrixView<float>, Fill, cudaStream_t);
+template void setTriangular(char, char, MatrixView<double>, Fill, cudaStream_t);
+template void setTriangular(char, char, MatrixView<Complex<float>>, Fill, cudaStream_t);
+template void setTriangular(char, char, MatrixView<Complex<double>>, Fill, cudaStream_t);
+
+}  // namespace basic
+}  // namespace tovi

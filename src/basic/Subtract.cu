@@ -1,0 +1,75 @@
+#include "src/basic/Subtract.h"
+
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "src/basic/addressing.h"
+#include "src/basic/arguments.h"
+
+namespace tovi {
+
+namespace {
+
+// The four kernels differ in where they find their operands. A thread owns one element of B.
+template <bool transA, bool transB, class T>
+__device__ inline void subtract(int m, int n, const T* A, int lda, T* B, int ldb) {
+  const std::ptrdiff_t i = cudalib::Map2D::row(), j = cudalib::Map2D::col();
+  if (i < m && j < n)
+    element(B, ldb, transB ? j : i, transB ? i : j) -= element(A, lda, transA ? j : i, transA ? i : j);
+}
+
+}  // namespace
+
+template <class T>
+__global__ void SubtractMatrix_NN_k(int m, int n, const T* A, int lda, T* B, int ldb) {
+  subtract<false, false>(m, n, A, lda, B, ldb);
+}
+
+template <class T>
+__global__ void SubtractMatrix_NT_k(int m, int n, const T* A, int lda, T* B, int ldb) {
+  subtract<false, true>(m, n, A, lda, B, ldb);
+}
+
+template <class T>
+__global__ void SubtractMatrix_TN_k(int m, int n, const T* A, int lda, T* B, int ldb) {
+  subtract<true, false>(m, n, A, lda, B, ldb);
+}
+
+template <class T>
+__global__ void SubtractMatrix_TT_k(int m, int n, const T* A, int lda, T* B, int ldb) {
+  subtract<true, true>(m, n, A, lda, B, ldb);
+}
+
+namespace basic {
+
+namespace {
+
+template <auto Kernel, class T>
+void launchSubtract(int m, int n, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
+  cudalib::launch<Kernel>(cudalib::Map2D(m, n), stream, m, n, dA.data, dA.ld, dB.data, dB.ld);
+}
+
+}  // namespace
+
+template <class T>
+void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
+  const bool transposedA = oneOf("NT", transa, 1) == 'T', transposedB = oneOf("NT", transb, 2) == 'T';
+  checkShape(dB, 3);
+  if (dB.empty()) return;
+  const int m = transposedB ? dB.cols : dB.rows, n = transposedB ? dB.rows : dB.cols;  // the difference
+  checkOperand(dA, transposedA ? n : m, transposedA ? m : n, 5);
+  checkPointer(dB.data, 7);
+  const auto launch = transposedA ? (transposedB ? &launchSubtract<&SubtractMatrix_TT_k<T>, T>
+                                                 : &launchSubtract<&SubtractMatrix_TN_k<T>, T>)
+                                  : (transposedB ? &launchSubtract<&SubtractMatrix_NT_k<T>, T>
+                                                 : &launchSubtract<&SubtractMatrix_NN_k<T>, T>);
+  launch(m, n, dA, dB, stream);
+}
+
+template void subtractMatrix(char, char, ConstView<float>, MatrixView<float>, cudaStream_t);
+template void subtractMatrix(char, char, ConstView<double>, MatrixView<double>, cudaStream_t);
+template void subtractMatrix(char, char, ConstView<Complex<float>>, MatrixView<Complex<float>>, cudaStream_t);
+template void subtractMatrix(char, char, ConstView<Complex<double>>, MatrixView<Complex<double>>,
+                             cudaStream_t);
+
+}  // namespace basic
+}  // namespace tovi

@@ -1,0 +1,89 @@
+#include "src/basic/Transpose.h"
+
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "src/basic/addressing.h"
+#include "src/basic/arguments.h"
+
+namespace tovi {
+
+namespace {
+
+constexpr int tileSize = 16;
+
+template <bool conjugate, class T>
+__device__ inline T conjugateIf(T x) {
+  if constexpr (conjugate)
+    return conj(x);
+  else
+    return x;
+}
+
+}  // namespace
+
+// A block owns one 16 x 16 tile of A. Thread (x, y) reads element (x, y) of the tile and writes element (x,
+// y) of the transposed tile, so that neighbouring threads read and write neighbouring addresses. The tile
+// waits in shared memory, whose columns are one element longer to keep a row of it out of a single bank.
+template <class T, bool conj>
+__global__ void Transpose_k(T* B, int ldb, const T* A, int lda, int rows, int cols) {
+  __shared__ T tile[tileSize][tileSize + 1];
+  const unsigned x = threadIdx.x, y = threadIdx.y;
+  const std::ptrdiff_t row = cudalib::Map2D::row() - x, col = cudalib::Map2D::col() - y;  // of the tile in A
+  if (row + x < rows && col + y < cols) tile[y][x] = conjugateIf<conj>(element(A, lda, row + x, col + y));
+  __syncthreads();
+  if (col + x < cols && row + y < rows) element(B, ldb, col + x, row + y) = tile[x][y];
+}
+
+// The thread of element (i, j) with i > j owns the pair (i, j), (j, i) and exchanges it; the threads of the
+// diagonal conjugate their element; those above it do nothing.
+template <class T, bool conj>
+__global__ void TransposeInplace_k(T* A, int lda, int n) {
+  const std::ptrdiff_t i = cudalib::Map2D::row(), j = cudalib::Map2D::col();
+  if (i >= n || j > i) return;
+  T& lower = element(A, lda, i, j);
+  T& upper = element(A, lda, j, i);
+  const T transposed = conjugateIf<conj>(lower);
+  lower = conjugateIf<conj>(upper);
+  upper = transposed;
+}
+
+namespace basic {
+
+template <class T>
+void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate, cudaStream_t stream) {
+  checkShape(dA, 5);
+  if (dA.empty()) return;
+  checkOperand(dB, dA.cols, dA.rows, 1);
+  checkPointer(dA.data, 3);
+  const cudalib::Map2D map(dA.rows, dA.cols);
+  if (conjugate && isComplex<T>)
+    cudalib::launch<&Transpose_k<T, true>>(map, stream, dB.data, dB.ld, dA.data, dA.ld, dA.rows, dA.cols);
+  else
+    cudalib::launch<&Transpose_k<T, false>>(map, stream, dB.data, dB.ld, dA.data, dA.ld, dA.rows, dA.cols);
+}
+
+template <class T>
+void transposeInplace(MatrixView<T> dA, bool conjugate, cudaStream_t stream) {
+  checkSize(dA.rows, 3);
+  if (dA.rows != dA.cols) argumentError(-3);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 1);
+  const cudalib::Map2D map(dA.rows, dA.cols);
+  if (conjugate && isComplex<T>)
+    cudalib::launch<&TransposeInplace_k<T, true>>(map, stream, dA.data, dA.ld, dA.rows);
+  else
+    cudalib::launch<&TransposeInplace_k<T, false>>(map, stream, dA.data, dA.ld, dA.rows);
+}
+
+template void transpose(ConstView<float>, MatrixView<float>, bool, cudaStream_t);
+template void transpose(ConstView<double>, MatrixView<double>, bool, cudaStream_t);
+template void transpose(ConstView<Complex<float>>, MatrixView<Complex<float>>, bool, cudaStream_t);
+template void transpose(ConstView<Complex<double>>, MatrixView<Complex<double>>, bool, cudaStream_t);
+
+template void transposeInplace(MatrixView<float>, bool, cudaStream_t);
+template void transposeInplace(MatrixView<double>, bool, cudaStream_t);
+template void transposeInplace(MatrixView<Complex<float>>, bool, cudaStream_t);
+template void transposeInplace(MatrixView<Complex<double>>, bool, cudaStream_t);
+
+}  // namespace basic
+}  // namespace tovi

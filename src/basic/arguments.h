@@ -1,0 +1,56 @@
+// What the wrappers of this floor share: argument checks in the manner of LAPACK, and where a vector starts.
+// Positions count in the argument list of the wrapper's kernel.
+
+#ifndef TOVI_BASIC_ARGUMENTS_H
+#define TOVI_BASIC_ARGUMENTS_H
+
+#include <cstddef>
+
+#include "cudalib/exceptions.h"
+#include "cudalib/matrix_view.h"
+
+namespace tovi::basic {
+
+inline char upperCase(char letter) {
+  return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+}
+
+// `letter` in upper case, which must be one of `letters`.
+inline char oneOf(const char* letters, char letter, int position) {
+  const char upper = upperCase(letter);
+  for (const char* l = letters; *l != '\0'; ++l)
+    if (upper == *l) return upper;
+  argumentError(-position);
+}
+
+inline void checkSize(int size, int position) {
+  if (size < 0) argumentError(-position);
+}
+
+// Rows stand at `position` and columns behind them, as everywhere on this floor.
+template <class T>
+void checkShape(MatrixView<T> a, int position) {
+  checkSize(a.rows, position);
+  checkSize(a.cols, position + 1);
+}
+
+inline void checkPointer(const void* p, int position) {
+  if (p == nullptr) argumentError(-position);
+}
+
+// A further operand of a shape that the first one settles.
+template <class T>
+void checkOperand(MatrixView<T> a, int rows, int cols, int position) {
+  if (a.rows != rows || a.cols != cols || a.data == nullptr) argumentError(-position);
+}
+
+// Kernels walk x[0], x[incx], x[2 incx], ...: with a negative increment they start at the far end, as the
+// BLAS do.
+template <class T>
+T* firstElement(int n, T* x, int incx) {
+  return incx < 0 ? x + static_cast<std::ptrdiff_t>(1 - n) * incx : x;
+}
+
+}  // namespace tovi::basic
+
+#endif
