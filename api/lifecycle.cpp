@@ -1,0 +1,108 @@
+#include <boost/thread/mutex.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <set>
+
+#include "api/devices.h"
+#include "api/frame.h"
+#include "cudalib/check.h"
+#include "cudalib/device_table.h"
+#include "cudalib/hooks.h"
+#include "cudalib/thread_id.h"
+
+namespace tovi::api {
+namespace {
+
+constexpr int oldestVersion = 3020;  // of the CUDA runtime and driver: 3.2
+
+struct Lifecycle {
+  boost::mutex mutex;                  // held for the whole of each routine in this file, and by nothing else
+  std::set<std::uint32_t> registered;  // the threads that have called toviInitialize
+};
+
+// Never destroyed: a host thread may still be at work while the process ends.
+Lifecycle& lifecycle() {
+  static Lifecycle& instance = *new Lifecycle;
+  return instance;
+}
+
+bool versionsSuffice() {
+  int runtime = 0, driver = 0;
+  cudalib::check(cudaRuntimeGetVersion(&runtime));
+  cudalib::check(cudaDriverGetVersion(&driver));
+  return runtime >= oldestVersion && driver >= oldestVersion && driver >= runtime;
+}
+
+// A process that is using a device already keeps it.
+void bindDevice(int device) {
+  const cudaError_t status = cudaSetDevice(device);
+  if (status == platform::errorSetOnActiveProcess)
+    static_cast<void>(cudaGetLastError());
+  else if (status != cudaSuccess)
+    throw cudalib::CudaRuntimeException(static_cast<int>(status));
+}
+
+// The host LAPACK's threading runtime tolerates a second copy of itself in the process.
+void allowSecondThreadingRuntime() {
+#ifdef _WIN32
+  _putenv_s("KMP_DUPLICATE_LIB_OK", "TRUE");
+#else
+  setenv("KMP_DUPLICATE_LIB_OK", "TRUE", 1);
+#endif
+}
+
+toviStatus start() {
+  if (!versionsSuffice()) return toviInsufficientRuntime;
+  const int best = cudalib::chooseDevice();
+  if (best < 0) return toviNoHardware;
+  bindDevice(selectedDevice() < 0 ? best : selectedDevice());
+  // What CUBLAS answers here is not left pending for the completion check.
+  const auto blas = platform::startBlas();
+  if (blas == CUBLAS_STATUS_ALLOC_FAILED) return toviInsufficientMemory;
+  if (blas != CUBLAS_STATUS_SUCCESS) throw cudalib::CublasException(static_cast<int>(blas));
+  cudalib::setRuntimeFlags(cudalib::computeLevel());
+  allowSecondThreadingRuntime();
+  return toviNoError;
+}
+
+// Buffers that the calling thread has used and that the library keeps for its next call. No routine keeps any
+// yet.
+void releaseThreadBuffers() {}
+
+}  // namespace
+}  // namespace tovi::api
+
+using namespace tovi::api;
+
+toviStatus toviInitialize() {
+  return guarded([] {
+    const boost::mutex::scoped_lock lock(lifecycle().mutex);
+    // A thread stays registered when the rest fails.
+    lifecycle().registered.insert(tovi::currentThreadId());
+    if (!initialized()) {
+      const toviStatus status = start();
+      if (status != toviNoError) return status;
+    }
+    cudalib::completionCheck();
+    setInitialized(true);
+    return toviNoError;
+  });
+}
+
+void toviShutdown() {
+  const boost::mutex::scoped_lock lock(lifecycle().mutex);
+  if (!initialized()) return;
+  releaseThreadBuffers();
+  tovi::callHooks().clear();
+  lifecycle().registered.erase(tovi::currentThreadId());
+  if (lifecycle().registered.empty()) {
+    static_cast<void>(platform::stopBlas());
+    static_cast<void>(platform::pendingBlasStatus());
+    setInitialized(false);
+  }
+}
+
+void toviFreeBuffers() {
+  const boost::mutex::scoped_lock lock(lifecycle().mutex);
+  if (initialized()) releaseThreadBuffers();
+}

@@ -1,0 +1,467 @@
+/*
+ * TOVI: dense linear algebra on an NVIDIA GPU.
+ *
+ * This is the library's one public header: plain C (C89), also usable from C++11.
+ *
+ * Matrices and vectors. Matrices are stored by columns with a leading dimension, and pivot indices count from
+ * 1, as in BLAS and LAPACK: element (i, j), counted from 0, of a matrix `a` is a[i + j * lda]. What stands
+ * between the rows of a matrix and its leading dimension is never changed. Arguments come in the order of the
+ * reference routine of the same name, without WORK and INFO; characters, dimensions and scalars are passed by
+ * value. Option characters may be lower case.
+ *
+ * Two interfaces. <P> is the element type: S float, D double, C toviFloatComplex, Z toviDoubleComplex.
+ *
+ * - tovi<P><routine>: the operands are in host memory. They are uploaded, the routine runs on the device and
+ *   the results are downloaded. When the routine fails, its operands are left as they were, but for the data
+ *   errors that are described with the routine.
+ * - toviDevice<P><routine>: array arguments, pivot vectors too, point to memory of the executing device, as
+ *   cudaMalloc gives it. When the routine fails after its arguments were accepted, the contents of what it
+ *   writes are undefined, but for the data errors that are described with the routine.
+ *
+ * Every routine has finished when it returns: its results can be used at once, from any stream.
+ *
+ * Sizes. Dimensions are int; the number of elements is not limited by int. The operands, and what the routine
+ * needs beside them, must fit into the device's memory: otherwise the status is toviInsufficientMemory.
+ *
+ * Arguments are checked as in the reference routine, with these differences. A null array is an error unless
+ * the problem is empty (one of the dimensions is 0). gemm, trsm, symm, hemm, syr2k and her2k accept a leading
+ * dimension of 0 for a matrix without rows. The first argument that fails, dimensions before arrays, decides.
+ *
+ * Statuses. A routine that returns a toviStatus leaves it, together with a number that says more, the error
+ * info, in two variables of the process (not of the thread): toviGetLastStatus and toviGetErrorInfo read
+ * them. These statuses can come from any routine; others are named with the routine.
+ *
+ * - toviNotInitialized: before toviInitialize. The error info keeps its old value.
+ * - toviInsufficientComputeCapability: a D or Z routine on a device without double precision.
+ * - toviInsufficientMemory: device memory or host memory is exhausted.
+ * - toviArgumentError: an argument is not acceptable. The error info is minus its position in the argument
+ *   list, counted from 1. Nothing has been read or written.
+ * - toviBlasError: CUBLAS failed. The error info is the CUBLAS status.
+ * - toviRuntimeError: the CUDA runtime failed, and the error info is its error number; or something else did,
+ *   and the error info is the negative info of a host LAPACK routine, or -1.
+ *
+ * Threads. Several threads may call routines at the same time, each on its own operands. toviInitialize and
+ * toviShutdown count threads. toviShutdown must not run while another thread is inside a routine.
+ */
+
+#ifndef TOVI_H
+#define TOVI_H
+
+#if defined(_WIN32)
+#if defined(TOVI_BUILDING_LIBRARY)
+#define TOVI_API __declspec(dllexport)
+#else
+#define TOVI_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__)
+#define TOVI_API __attribute__((visibility("default")))
+#else
+#define TOVI_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* --- Types ---------------------------------------------------------------------------------------------- */
+
+/* How a call ended. */
+#ifdef __cplusplus
+typedef enum toviStatus : int {
+#else
+typedef enum toviStatus {
+#endif
+  toviNoError = 0,
+  toviNotInitialized = 1,                /* toviInitialize has not succeeded, or toviShutdown was called */
+  toviNoHardware = 2,                    /* no usable device */
+  toviInsufficientRuntime = 3,           /* CUDA runtime or driver too old */
+  toviInsufficientComputeCapability = 4, /* double precision asked of a device without it */
+  toviInsufficientMemory = 5,            /* device memory or host memory exhausted */
+  toviFeatureNotImplemented = 6,         /* this combination of options is not implemented */
+  toviArgumentError = 7,                 /* error info: minus the position of the argument */
+  toviDataError = 8,                     /* error info: the position of the bad datum, as of a zero pivot */
+  toviBlasError = 9,                     /* error info: the CUBLAS status */
+  toviRuntimeError = 10 /* error info: the CUDA error number, a negative LAPACK info, or -1 */
+} toviStatus;
+
+/* Complex numbers, laid out as Fortran's COMPLEX and DOUBLE COMPLEX. */
+typedef struct toviFloatComplex {
+  float real, imag;
+} toviFloatComplex;
+
+typedef struct toviDoubleComplex {
+  double real, imag;
+} toviDoubleComplex;
+
+/* --- Lifecycle ------------------------------------------------------------------------------------------ */
+
+/*
+ * Makes the library usable and registers the calling thread: checks the CUDA runtime and driver (3.2 or
+ * later, the driver not older than the runtime), chooses a device, binds it to the process and starts CUBLAS.
+ * A device whose name contains "Tesla" goes before any other; among equals the one with more memory and speed
+ * is taken. A device that toviSelectDevice has selected stays the executing device; so does, where the
+ * runtime binds a process to its first device as CUDA 3.2 does, one that is already in use. May be called
+ * again, by any thread. Sets the environment variable KMP_DUPLICATE_LIB_OK to TRUE in the process.
+ *
+ * Status: toviNoHardware, toviInsufficientRuntime, toviInsufficientMemory (CUBLAS could not start),
+ * toviBlasError, toviRuntimeError. After a failure the library is as uninitialized, or initialized, as it was
+ * before; the calling thread is registered all the same.
+ */
+TOVI_API toviStatus toviInitialize(void);
+
+/*
+ * Unregisters the calling thread and releases the buffers that the library keeps for it. When no registered
+ * thread is left, CUBLAS is stopped and the library is no longer initialized. Does nothing when it is not.
+ * Neither the last status nor the error info changes.
+ */
+TOVI_API void toviShutdown(void);
+
+/*
+ * Releases the device and page-locked buffers that the library keeps for the calling thread from one call to
+ * the next; those of other threads stay. Neither the last status nor the error info changes.
+ */
+TOVI_API void toviFreeBuffers(void);
+
+/* --- Devices -------------------------------------------------------------------------------------------- */
+
+/*
+ * *dev := number of CUDA devices; 0 where the runtime has nothing but its emulation placeholder. Needs no
+ * initialization. Error info -1: dev is null.
+ */
+TOVI_API toviStatus toviGetDeviceCount(int* dev);
+
+/*
+ * Makes device dev, 0 <= dev < count, the one that the library will run on. To be called before
+ * toviInitialize, which would choose one by itself. Needs no initialization. Error info -1: there is no such
+ * device. toviRuntimeError with the runtime's error number (36 in CUDA 3.2) when the process is already using
+ * a device.
+ */
+TOVI_API toviStatus toviSelectDevice(int dev);
+
+/* *dev := ordinal of the device that the library runs on. Error info -1: dev is null. */
+TOVI_API toviStatus toviGetExecutingDevice(int* dev);
+
+/*
+ * Writes a line that describes device dev, its name and memory, such as "GeForce GTX 480 (1 GB)", to buf, cut
+ * to bufsize - 1 characters. The line always ends with a zero, and buf[bufsize - 1] is always set to zero.
+ * Needs no initialization. Error info -1: there is no such device; -2: buf is null; -3: bufsize < 1.
+ */
+TOVI_API toviStatus toviGetDeviceInfo(int dev, char* buf, int bufsize);
+
+/* --- Statuses ------------------------------------------------------------------------------------------- */
+
+/* A constant text for s; "Invalid toviStatus" for a value that is none. Never fails, changes nothing. */
+TOVI_API const char* toviGetStatusString(toviStatus s);
+
+/* What the latest routine that returned a status, in any thread, has returned; toviNoError at the start. */
+TOVI_API toviStatus toviGetLastStatus(void);
+
+/* The error info of the latest routine that cleared it or set it, in any thread; 0 at the start. */
+TOVI_API int toviGetErrorInfo(void);
+
+/*
+ * Writes a line that describes status e with error info `info` to buf, cut to bufsize - 1 characters. The
+ * line always ends with a zero, and buf[bufsize - 1] is always set to zero. Needs no initialization. As every
+ * routine, it replaces the last status and the error info, so read both first:
+ *
+ *   int info = toviGetErrorInfo();
+ *   toviGetErrorInfoString(status, info, buf, (int)sizeof buf);
+ *
+ * Error info -1: e is no status; -3: buf is null; -4: bufsize < 1.
+ */
+TOVI_API toviStatus toviGetErrorInfoString(toviStatus e, int info, char* buf, int bufsize);
+
+/* --- BLAS ----------------------------------------------------------------------------------------------- */
+
+/*
+ * gemm: C := alpha op(A) op(B) + beta C, as BLAS xGEMM.
+ *
+ * op(X) is X ('N'), its transpose ('T') or its conjugate transpose ('C'; for real types as 'T'). op(A) is m x
+ * k, op(B) k x n, C m x n. With beta = 0, C is not read.
+ */
+TOVI_API toviStatus toviSgemm(char transa, char transb, int m, int n, int k, float alpha, const float* a,
+                              int lda, const float* b, int ldb, float beta, float* c, int ldc);
+TOVI_API toviStatus toviDgemm(char transa, char transb, int m, int n, int k, double alpha, const double* a,
+                              int lda, const double* b, int ldb, double beta, double* c, int ldc);
+TOVI_API toviStatus toviCgemm(char transa, char transb, int m, int n, int k, toviFloatComplex alpha,
+                              const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                              toviFloatComplex beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviZgemm(char transa, char transb, int m, int n, int k, toviDoubleComplex alpha,
+                              const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                              toviDoubleComplex beta, toviDoubleComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceSgemm(char transa, char transb, int m, int n, int k, float alpha,
+                                    const float* a, int lda, const float* b, int ldb, float beta, float* c,
+                                    int ldc);
+TOVI_API toviStatus toviDeviceDgemm(char transa, char transb, int m, int n, int k, double alpha,
+                                    const double* a, int lda, const double* b, int ldb, double beta,
+                                    double* c, int ldc);
+TOVI_API toviStatus toviDeviceCgemm(char transa, char transb, int m, int n, int k, toviFloatComplex alpha,
+                                    const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                                    toviFloatComplex beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceZgemm(char transa, char transb, int m, int n, int k, toviDoubleComplex alpha,
+                                    const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                                    toviDoubleComplex beta, toviDoubleComplex* c, int ldc);
+
+/*
+ * gemv: y := alpha op(A) x + beta y, as BLAS xGEMV.
+ *
+ * A is m x n, op as in gemm. x has n elements and y m for trans = 'N', the other way round otherwise; they
+ * stand incx and incy elements apart, neither may be 0, and with a negative increment the vector runs
+ * backwards from its end. With beta = 0, y is not read.
+ */
+TOVI_API toviStatus toviSgemv(char trans, int m, int n, float alpha, const float* a, int lda, const float* x,
+                              int incx, float beta, float* y, int incy);
+TOVI_API toviStatus toviDgemv(char trans, int m, int n, double alpha, const double* a, int lda,
+                              const double* x, int incx, double beta, double* y, int incy);
+TOVI_API toviStatus toviCgemv(char trans, int m, int n, toviFloatComplex alpha, const toviFloatComplex* a,
+                              int lda, const toviFloatComplex* x, int incx, toviFloatComplex beta,
+                              toviFloatComplex* y, int incy);
+TOVI_API toviStatus toviZgemv(char trans, int m, int n, toviDoubleComplex alpha, const toviDoubleComplex* a,
+                              int lda, const toviDoubleComplex* x, int incx, toviDoubleComplex beta,
+                              toviDoubleComplex* y, int incy);
+TOVI_API toviStatus toviDeviceSgemv(char trans, int m, int n, float alpha, const float* a, int lda,
+                                    const float* x, int incx, float beta, float* y, int incy);
+TOVI_API toviStatus toviDeviceDgemv(char trans, int m, int n, double alpha, const double* a, int lda,
+                                    const double* x, int incx, double beta, double* y, int incy);
+TOVI_API toviStatus toviDeviceCgemv(char trans, int m, int n, toviFloatComplex alpha,
+                                    const toviFloatComplex* a, int lda, const toviFloatComplex* x, int incx,
+                                    toviFloatComplex beta, toviFloatComplex* y, int incy);
+TOVI_API toviStatus toviDeviceZgemv(char trans, int m, int n, toviDoubleComplex alpha,
+                                    const toviDoubleComplex* a, int lda, const toviDoubleComplex* x, int incx,
+                                    toviDoubleComplex beta, toviDoubleComplex* y, int incy);
+
+/*
+ * trsm: solves op(A) X = alpha B (side = 'L') or X op(A) = alpha B (side = 'R'), B := X, as BLAS xTRSM.
+ *
+ * A is triangular, of order m (side = 'L') or n ('R'), upper (uplo = 'U') or lower ('L'), with its own
+ * diagonal (diag = 'N') or with ones that are not read ('U'); the other triangle is not read. op as in gemm.
+ * B is m x n. No test for singularity is made.
+ */
+TOVI_API toviStatus toviStrsm(char side, char uplo, char transa, char diag, int m, int n, float alpha,
+                              const float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDtrsm(char side, char uplo, char transa, char diag, int m, int n, double alpha,
+                              const double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviCtrsm(char side, char uplo, char transa, char diag, int m, int n,
+                              toviFloatComplex alpha, const toviFloatComplex* a, int lda, toviFloatComplex* b,
+                              int ldb);
+TOVI_API toviStatus toviZtrsm(char side, char uplo, char transa, char diag, int m, int n,
+                              toviDoubleComplex alpha, const toviDoubleComplex* a, int lda,
+                              toviDoubleComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceStrsm(char side, char uplo, char transa, char diag, int m, int n, float alpha,
+                                    const float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDeviceDtrsm(char side, char uplo, char transa, char diag, int m, int n, double alpha,
+                                    const double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviDeviceCtrsm(char side, char uplo, char transa, char diag, int m, int n,
+                                    toviFloatComplex alpha, const toviFloatComplex* a, int lda,
+                                    toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZtrsm(char side, char uplo, char transa, char diag, int m, int n,
+                                    toviDoubleComplex alpha, const toviDoubleComplex* a, int lda,
+                                    toviDoubleComplex* b, int ldb);
+
+/*
+ * trmm: B := alpha op(A) B (side = 'L') or B := alpha B op(A) (side = 'R'), as BLAS xTRMM. Operands as in
+ * trsm.
+ */
+TOVI_API toviStatus toviStrmm(char side, char uplo, char transa, char diag, int m, int n, float alpha,
+                              const float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDtrmm(char side, char uplo, char transa, char diag, int m, int n, double alpha,
+                              const double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviCtrmm(char side, char uplo, char transa, char diag, int m, int n,
+                              toviFloatComplex alpha, const toviFloatComplex* a, int lda, toviFloatComplex* b,
+                              int ldb);
+TOVI_API toviStatus toviZtrmm(char side, char uplo, char transa, char diag, int m, int n,
+                              toviDoubleComplex alpha, const toviDoubleComplex* a, int lda,
+                              toviDoubleComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceStrmm(char side, char uplo, char transa, char diag, int m, int n, float alpha,
+                                    const float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDeviceDtrmm(char side, char uplo, char transa, char diag, int m, int n, double alpha,
+                                    const double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviDeviceCtrmm(char side, char uplo, char transa, char diag, int m, int n,
+                                    toviFloatComplex alpha, const toviFloatComplex* a, int lda,
+                                    toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZtrmm(char side, char uplo, char transa, char diag, int m, int n,
+                                    toviDoubleComplex alpha, const toviDoubleComplex* a, int lda,
+                                    toviDoubleComplex* b, int ldb);
+
+/*
+ * symm: C := alpha A B + beta C (side = 'L') or C := alpha B A + beta C (side = 'R'), as BLAS xSYMM.
+ *
+ * A is symmetric, of order m (side = 'L') or n ('R'); only its upper (uplo = 'U') or lower ('L') triangle is
+ * read. B and C are m x n. With beta = 0, C is not read.
+ *
+ * The complex routines take A as HERMITIAN, not as symmetric: toviCsymm and toviZsymm, in both interfaces,
+ * give the result of toviChemm and toviZhemm for the same arguments.
+ */
+TOVI_API toviStatus toviSsymm(char side, char uplo, int m, int n, float alpha, const float* a, int lda,
+                              const float* b, int ldb, float beta, float* c, int ldc);
+TOVI_API toviStatus toviDsymm(char side, char uplo, int m, int n, double alpha, const double* a, int lda,
+                              const double* b, int ldb, double beta, double* c, int ldc);
+TOVI_API toviStatus toviCsymm(char side, char uplo, int m, int n, toviFloatComplex alpha,
+                              const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                              toviFloatComplex beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviZsymm(char side, char uplo, int m, int n, toviDoubleComplex alpha,
+                              const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                              toviDoubleComplex beta, toviDoubleComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceSsymm(char side, char uplo, int m, int n, float alpha, const float* a, int lda,
+                                    const float* b, int ldb, float beta, float* c, int ldc);
+TOVI_API toviStatus toviDeviceDsymm(char side, char uplo, int m, int n, double alpha, const double* a,
+                                    int lda, const double* b, int ldb, double beta, double* c, int ldc);
+TOVI_API toviStatus toviDeviceCsymm(char side, char uplo, int m, int n, toviFloatComplex alpha,
+                                    const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                                    toviFloatComplex beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceZsymm(char side, char uplo, int m, int n, toviDoubleComplex alpha,
+                                    const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                                    toviDoubleComplex beta, toviDoubleComplex* c, int ldc);
+
+/*
+ * hemm: as symm with a Hermitian A, as BLAS xHEMM. The imaginary parts of A's diagonal are taken as zero.
+ */
+TOVI_API toviStatus toviChemm(char side, char uplo, int m, int n, toviFloatComplex alpha,
+                              const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                              toviFloatComplex beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviZhemm(char side, char uplo, int m, int n, toviDoubleComplex alpha,
+                              const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                              toviDoubleComplex beta, toviDoubleComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceChemm(char side, char uplo, int m, int n, toviFloatComplex alpha,
+                                    const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                                    toviFloatComplex beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceZhemm(char side, char uplo, int m, int n, toviDoubleComplex alpha,
+                                    const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                                    toviDoubleComplex beta, toviDoubleComplex* c, int ldc);
+
+/*
+ * syrk: C := alpha A A^T + beta C (trans = 'N', A n x k) or C := alpha A^T A + beta C (trans = 'T', A k x n),
+ * as BLAS xSYRK, except that trans = 'C' is not accepted for any type.
+ *
+ * C is symmetric (also for complex types), of order n; only its upper (uplo = 'U') or lower ('L') triangle is
+ * read and written. With beta = 0, C is not read.
+ */
+TOVI_API toviStatus toviSsyrk(char uplo, char trans, int n, int k, float alpha, const float* a, int lda,
+                              float beta, float* c, int ldc);
+TOVI_API toviStatus toviDsyrk(char uplo, char trans, int n, int k, double alpha, const double* a, int lda,
+                              double beta, double* c, int ldc);
+TOVI_API toviStatus toviCsyrk(char uplo, char trans, int n, int k, toviFloatComplex alpha,
+                              const toviFloatComplex* a, int lda, toviFloatComplex beta, toviFloatComplex* c,
+                              int ldc);
+TOVI_API toviStatus toviZsyrk(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
+                              const toviDoubleComplex* a, int lda, toviDoubleComplex beta,
+                              toviDoubleComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceSsyrk(char uplo, char trans, int n, int k, float alpha, const float* a, int lda,
+                                    float beta, float* c, int ldc);
+TOVI_API toviStatus toviDeviceDsyrk(char uplo, char trans, int n, int k, double alpha, const double* a,
+                                    int lda, double beta, double* c, int ldc);
+TOVI_API toviStatus toviDeviceCsyrk(char uplo, char trans, int n, int k, toviFloatComplex alpha,
+                                    const toviFloatComplex* a, int lda, toviFloatComplex beta,
+                                    toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceZsyrk(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
+                                    const toviDoubleComplex* a, int lda, toviDoubleComplex beta,
+                                    toviDoubleComplex* c, int ldc);
+
+/*
+ * herk: C := alpha A A^H + beta C (trans = 'N', A n x k) or C := alpha A^H A + beta C (trans = 'C', A k x n),
+ * as BLAS xHERK. alpha and beta are real. C is Hermitian; its diagonal becomes real. Otherwise as syrk.
+ */
+TOVI_API toviStatus toviCherk(char uplo, char trans, int n, int k, float alpha, const toviFloatComplex* a,
+                              int lda, float beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviZherk(char uplo, char trans, int n, int k, double alpha, const toviDoubleComplex* a,
+                              int lda, double beta, toviDoubleComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceCherk(char uplo, char trans, int n, int k, float alpha,
+                                    const toviFloatComplex* a, int lda, float beta, toviFloatComplex* c,
+                                    int ldc);
+TOVI_API toviStatus toviDeviceZherk(char uplo, char trans, int n, int k, double alpha,
+                                    const toviDoubleComplex* a, int lda, double beta, toviDoubleComplex* c,
+                                    int ldc);
+
+/*
+ * syr2k: C := alpha A B^T + alpha B A^T + beta C (trans = 'N', A and B n x k) or
+ * C := alpha A^T B + alpha B^T A + beta C (trans = 'T', A and B k x n), as BLAS xSYR2K, except that trans =
+ * 'C' is not accepted for any type. C as in syrk.
+ *
+ * The complex routines compute the HERMITIAN update, not the symmetric one: toviCsyr2k and toviZsyr2k, in
+ * both interfaces, hand their arguments to the Hermitian routine of CUBLAS, with the real part of beta. With
+ * trans = 'N' the result is that of toviCher2k and toviZher2k; trans = 'T' passes the argument check, but
+ * CUBLAS knows no such Hermitian update: toviBlasError with its status for an invalid value, 7.
+ */
+TOVI_API toviStatus toviSsyr2k(char uplo, char trans, int n, int k, float alpha, const float* a, int lda,
+                               const float* b, int ldb, float beta, float* c, int ldc);
+TOVI_API toviStatus toviDsyr2k(char uplo, char trans, int n, int k, double alpha, const double* a, int lda,
+                               const double* b, int ldb, double beta, double* c, int ldc);
+TOVI_API toviStatus toviCsyr2k(char uplo, char trans, int n, int k, toviFloatComplex alpha,
+                               const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                               toviFloatComplex beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviZsyr2k(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
+                               const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                               toviDoubleComplex beta, toviDoubleComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceSsyr2k(char uplo, char trans, int n, int k, float alpha, const float* a,
+                                     int lda, const float* b, int ldb, float beta, float* c, int ldc);
+TOVI_API toviStatus toviDeviceDsyr2k(char uplo, char trans, int n, int k, double alpha, const double* a,
+                                     int lda, const double* b, int ldb, double beta, double* c, int ldc);
+TOVI_API toviStatus toviDeviceCsyr2k(char uplo, char trans, int n, int k, toviFloatComplex alpha,
+                                     const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                                     toviFloatComplex beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceZsyr2k(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
+                                     const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                                     toviDoubleComplex beta, toviDoubleComplex* c, int ldc);
+
+/*
+ * her2k: C := alpha A B^H + conj(alpha) B A^H + beta C (trans = 'N', A and B n x k) or
+ * C := alpha A^H B + conj(alpha) B^H A + beta C (trans = 'C', A and B k x n), as BLAS xHER2K. beta is real. C
+ * is Hermitian; its diagonal becomes real. Otherwise as syr2k.
+ */
+TOVI_API toviStatus toviCher2k(char uplo, char trans, int n, int k, toviFloatComplex alpha,
+                               const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                               float beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviZher2k(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
+                               const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                               double beta, toviDoubleComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceCher2k(char uplo, char trans, int n, int k, toviFloatComplex alpha,
+                                     const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
+                                     float beta, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceZher2k(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
+                                     const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
+                                     double beta, toviDoubleComplex* c, int ldc);
+
+/* --- LAPACK --------------------------------------------------------------------------------------------- */
+
+/*
+ * getrf: LU factorization with partial pivoting, A = P L U, as LAPACK xGETRF.
+ *
+ * A is m x n. It is overwritten with L (unit lower triangular, its diagonal of ones not stored) and U (upper
+ * triangular). ipiv has min(m, n) elements: row i was interchanged with row ipiv[i - 1] (rows counted from
+ * 1).
+ *
+ * toviDataError, error info i: U(i, i), counted from 1, is exactly zero, the first such pivot. The
+ * factorization has been completed all the same: A and ipiv hold it.
+ *
+ * One case differs from LAPACK: the matrix is factored in blocks of columns (192 for S, 128 for C; 64 for
+ * both on devices of capability 1.x), and when the last of several blocks is a single column (min(m, n) = q *
+ * block + 1, q > 0), its interchange, which ipiv does record, is not applied to the columns left of it. With
+ * m <= n that interchange is none and nothing differs; with m > n the rows of L left of the last column may
+ * be in the order before that interchange.
+ */
+TOVI_API toviStatus toviSgetrf(int m, int n, float* a, int lda, int* ipiv);
+TOVI_API toviStatus toviCgetrf(int m, int n, toviFloatComplex* a, int lda, int* ipiv);
+TOVI_API toviStatus toviDeviceSgetrf(int m, int n, float* a, int lda, int* ipiv);
+TOVI_API toviStatus toviDeviceCgetrf(int m, int n, toviFloatComplex* a, int lda, int* ipiv);
+
+/*
+ * gesv: solves A X = B, as LAPACK xGESV.
+ *
+ * A is n x n, B n x nrhs. A is overwritten with its factors and ipiv (n elements) with the pivots, as by
+ * getrf; B is overwritten with X.
+ *
+ * toviDataError, error info i: U(i, i), counted from 1, is exactly zero and there is no solution. A and ipiv
+ * hold the completed factorization, B is unchanged.
+ */
+TOVI_API toviStatus toviSgesv(int n, int nrhs, float* a, int lda, int* ipiv, float* b, int ldb);
+TOVI_API toviStatus toviCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv, toviFloatComplex* b,
+                              int ldb);
+TOVI_API toviStatus toviDeviceSgesv(int n, int nrhs, float* a, int lda, int* ipiv, float* b, int ldb);
+TOVI_API toviStatus toviDeviceCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv,
+                                    toviFloatComplex* b, int ldb);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

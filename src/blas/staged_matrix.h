@@ -1,0 +1,130 @@
+// Device copies of host operands, for the host interface: uploaded when they are built, copied back when the
+// routine has succeeded, freed with their owner.
+
+#ifndef TOVI_BLAS_STAGED_MATRIX_H
+#define TOVI_BLAS_STAGED_MATRIX_H
+
+#include <cstddef>
+#include <limits>
+#include <type_traits>
+
+#include "cudalib/allocators.h"
+#include "cudalib/device_table.h"
+#include "cudalib/exceptions.h"
+#include "cudalib/managed_memory.h"
+#include "cudalib/matrix_view.h"
+
+namespace tovi::blas {
+
+constexpr unsigned StageIn = 2;   // upload when built
+constexpr unsigned StageOut = 4;  // copyBack() copies back
+
+// What matrices and vectors have in common: `height` runs of `width` elements, some pitch apart on either
+// side. T is const for operands that are only read. Without elements, without flags, or without a host array
+// (which the argument checks let through where it is not needed), nothing is allocated or moved and the flags
+// are cleared.
+template <class T>
+class Staged {
+ public:
+  T* data() const { return memory_.get(); }
+
+  void copyBack() {
+    static_assert(!std::is_const_v<T>, "operands that are only read are never copied back");
+    if ((flags_ & StageOut) == 0) return;
+    const Slabs s = slabs();
+    memory_.allocator().copyFromDevice2D(host_, s.hostPitch, s.hostStride, 0, memory_.get(), s.devicePitch,
+                                         s.deviceStride, 0, width_, s.height, s.depth);
+  }
+
+ protected:
+  using Element = std::remove_const_t<T>;
+  using Memory = cudalib::ManagedMemory<Element, BlasAllocator<Element>>;
+
+  Staged(T* host, std::size_t width, std::size_t height, std::size_t hostPitch, unsigned flags)
+      : host_(host),
+        width_(width),
+        height_(height),
+        hostPitch_(hostPitch),
+        flags_(width != 0 && height != 0 && host != nullptr ? flags : 0) {}
+
+  bool needed() const { return flags_ != 0; }
+  // Takes the device memory, in which the runs start devicePitch elements apart, and uploads.
+  void place(const Memory& memory, std::size_t devicePitch) {
+    memory_ = memory;
+    devicePitch_ = devicePitch;
+    if ((flags_ & StageIn) == 0) return;
+    const Slabs s = slabs();
+    memory_.allocator().copyToDevice2D(memory_.get(), s.devicePitch, s.deviceStride, 0, host_, s.hostPitch,
+                                       s.hostStride, 0, width_, s.height, s.depth);
+  }
+
+ private:
+  // The operand as the allocator's copies take it: one slab, or a slab for every run where the host's pitch
+  // is beyond what a two-dimensional copy accepts.
+  struct Slabs {
+    std::size_t hostPitch, hostStride, devicePitch, deviceStride, height, depth;
+  };
+  Slabs slabs() const {
+    if (hostPitch_ < cudalib::currentDevice().pitchLimit() / sizeof(T))
+      return {hostPitch_, width_ * height_, devicePitch_, width_ * height_, height_, 1};
+    return {width_, hostPitch_, width_, devicePitch_, 1, height_};
+  }
+
+  Memory memory_;
+  T* host_;
+  std::size_t width_, height_, hostPitch_, devicePitch_ = 0;
+  unsigned flags_;
+};
+
+// A rows x cols matrix. The device copy has the padded leading dimension of BlasAllocator.
+template <class T>
+class StagedMatrix : public Staged<T> {
+ public:
+  StagedMatrix(T* hA, int rows, int cols, int ld, unsigned flags)
+      : Staged<T>(hA, static_cast<std::size_t>(rows), static_cast<std::size_t>(cols),
+                  static_cast<std::size_t>(ld), flags),
+        rows_(rows),
+        cols_(cols),
+        ld_(rows > 0 ? rows : 1) {
+    if (!this->needed()) return;
+    const typename Staged<T>::Memory memory(static_cast<std::size_t>(rows), static_cast<std::size_t>(cols));
+    if (memory.leadingDimension() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+      throw cudalib::CudaMemoryException("leading dimension out of range");
+    ld_ = memory.ld();
+    this->place(memory, memory.leadingDimension());
+  }
+
+  // Of the device copy; the smallest that the argument checks accept when there is none.
+  int ld() const { return ld_; }
+  MatrixView<T> view() const { return {this->data(), rows_, cols_, ld_}; }
+
+ private:
+  int rows_, cols_, ld_;
+};
+
+// A vector of n elements that stand |increment| apart. Packed on the device, so that what lies between them
+// on the host is neither moved nor overwritten.
+template <class T>
+class StagedVector : public Staged<T> {
+ public:
+  StagedVector(T* hX, int n, int increment, unsigned flags)
+      : Staged<T>(hX, 1, static_cast<std::size_t>(n), distance(increment), flags),
+        increment_(increment < 0 ? -1 : 1) {
+    if (this->needed()) this->place(typename Staged<T>::Memory(static_cast<std::size_t>(n), 1), 1);
+  }
+
+  // Of the device copy: backwards where the host's runs backwards.
+  int increment() const { return increment_; }
+
+ private:
+  static std::size_t distance(int increment) {
+    return increment < 0 ? std::size_t{0} - static_cast<std::size_t>(increment)
+                         : static_cast<std::size_t>(increment);
+  }
+
+  int increment_;
+};
+
+}  // namespace tovi::blas
+
+#endif

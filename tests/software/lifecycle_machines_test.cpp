@@ -1,0 +1,243 @@
+// Initialization and the device routines on machines of every kind, and with every platform call failing.
+
+#include <gtest/gtest.h>
+#include <tovi.h>
+
+#include <string>
+#include <thread>
+
+#include "platform/runtime.h"
+#include "platform/software/testing/software_device.h"
+
+namespace {
+
+using software_device::configure;
+using software_device::Entry;
+using software_device::failCall;
+using software_device::Machine;
+using software_device::Profile;
+
+Profile profile(const std::string& name, std::size_t memory, int major = 2, int minor = 0) {
+  Profile p;
+  p.name = name;
+  p.memory = memory;
+  p.major = major;
+  p.minor = minor;
+  return p;
+}
+
+constexpr std::size_t MiB = std::size_t(1) << 20;
+
+void expectInitialize(toviStatus status, int info) {
+  EXPECT_EQ(toviInitialize(), status);
+  EXPECT_EQ(toviGetLastStatus(), status);
+  EXPECT_EQ(toviGetErrorInfo(), info);
+  EXPECT_EQ(cublasGetError(), 0U) << "nothing of it may surface in the next call";
+  EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+  int device = -1;
+  EXPECT_EQ(toviGetExecutingDevice(&device), status == toviNoError ? toviNoError : toviNotInitialized);
+}
+
+int executingDevice() {
+  int device = -1;
+  EXPECT_EQ(toviGetExecutingDevice(&device), toviNoError);
+  return device;
+}
+
+TEST(LifecycleMachines, VersionsAreChecked) {
+  const struct {
+    int runtime, driver;
+    toviStatus status;
+  } rows[] = {{3010, 3020, toviInsufficientRuntime},
+              {3020, 3010, toviInsufficientRuntime},
+              {3019, 3019, toviInsufficientRuntime},
+              {4000, 3020, toviInsufficientRuntime},
+              {3020, 0, toviInsufficientRuntime},
+              {3020, 3020, toviNoError},
+              {3020, 4000, toviNoError}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::to_string(row.runtime) + ", " + std::to_string(row.driver));
+    Machine machine = software_device::defaultMachine();
+    machine.runtimeVersion = row.runtime;
+    machine.driverVersion = row.driver;
+    configure(machine);
+    expectInitialize(row.status, 0);
+    toviShutdown();
+  }
+}
+
+TEST(LifecycleMachines, NoDevice) {
+  configure(Machine{});
+  int count = -1;
+  EXPECT_EQ(toviGetDeviceCount(&count), toviNoError);
+  EXPECT_EQ(count, 0);
+  expectInitialize(toviNoHardware, 0);
+  EXPECT_EQ(toviSelectDevice(0), toviArgumentError);
+  char text[16];
+  EXPECT_EQ(toviGetDeviceInfo(0, text, sizeof text), toviArgumentError);
+  EXPECT_EQ(toviGetErrorInfo(), -1);
+}
+
+TEST(LifecycleMachines, ThePlaceholderIsNoDevice) {
+  for (const bool emulation : {true, false}) {
+    Machine machine;
+    machine.devices = {
+        profile("Device Emulation (CPU)", 64 * MiB, emulation ? 9999 : 0, emulation ? 9999 : 9)};
+    machine.devices[0].emulation = emulation;
+    configure(machine);
+    int count = -1;
+    EXPECT_EQ(toviGetDeviceCount(&count), toviNoError);
+    EXPECT_EQ(count, 0);
+    expectInitialize(toviNoHardware, 0);
+  }
+}
+
+TEST(LifecycleMachines, APreferredDeviceGoesFirst) {
+  Machine machine;
+  machine.devices = {profile("GeForce GTX 480", 256 * MiB), profile("Tesla C1060", 64 * MiB, 1, 3),
+                     profile("Tesla C2050", 128 * MiB), profile("Tesla C2070", 128 * MiB)};
+  configure(machine);
+  expectInitialize(toviNoError, 0);
+  EXPECT_EQ(executingDevice(), 2);
+}
+
+TEST(LifecycleMachines, ASelectedDeviceStays) {
+  Machine machine;
+  machine.devices = {profile("GeForce GTX 480", 64 * MiB), profile("Tesla C2050", 128 * MiB)};
+  configure(machine);
+  ASSERT_EQ(toviSelectDevice(0), toviNoError);
+  software_device::startRecording();
+  expectInitialize(toviNoError, 0);
+  // Also where the runtime would let the device be changed: no other one is asked for.
+  for (const software_device::Call& call : software_device::stopRecording())
+    EXPECT_TRUE(call.entry != Entry::setDevice || call.arguments[0] == 0);
+  EXPECT_EQ(executingDevice(), 0);
+}
+
+TEST(LifecycleMachines, ADeviceInUseStays) {
+  Machine machine;
+  machine.devices = {profile("GeForce GTX 480", 64 * MiB), profile("Tesla C2050", 128 * MiB)};
+  configure(machine);
+  void* memory = nullptr;
+  ASSERT_EQ(cudaMalloc(&memory, 256), cudaSuccess);  // device 0 becomes active in the process
+
+  EXPECT_EQ(toviSelectDevice(1), toviRuntimeError);
+  EXPECT_EQ(toviGetErrorInfo(), platform::errorSetOnActiveProcess);
+  expectInitialize(toviNoError, 0);
+  EXPECT_EQ(executingDevice(), 0);
+  EXPECT_EQ(cudaFree(memory), cudaSuccess);
+}
+
+TEST(LifecycleMachines, MemoryTexts) {
+  const struct {
+    std::size_t memory;
+    const char* text;
+  } rows[] = {{0, "A (0  B)"},
+              {1023, "A (1023  B)"},
+              {1024, "A (1 KB)"},
+              {1535, "A (1 KB)"},
+              {64 * MiB, "A (64 MB)"},
+              {1024 * MiB - 1, "A (1024 MB)"},
+              {std::size_t(4294705152U), "A (4 GB)"}};
+  Machine machine;
+  for (const auto& row : rows) machine.devices.push_back(profile("A", row.memory));
+  configure(machine);
+  for (int device = 0; device < static_cast<int>(machine.devices.size()); ++device) {
+    char text[32];
+    EXPECT_EQ(toviGetDeviceInfo(device, text, sizeof text), toviNoError);
+    EXPECT_STREQ(text, rows[device].text);
+  }
+}
+
+TEST(LifecycleMachines, EveryCallOfInitializationMayFail) {
+  const struct {
+    Entry entry;
+    int code;
+    toviStatus status;
+    int info;
+  } rows[] = {{Entry::runtimeGetVersion, 46, toviRuntimeError, 46},
+              {Entry::driverGetVersion, 46, toviRuntimeError, 46},
+              {Entry::driverGetVersion, 2, toviInsufficientMemory, 0},
+              {Entry::getDeviceCount, 46, toviRuntimeError, 46},
+              {Entry::getDeviceProperties, 32, toviInsufficientMemory, 0},
+              {Entry::setDevice, 46, toviRuntimeError, 46},
+              {Entry::setDevice, 36, toviNoError, 0},
+              {Entry::cublasInit, 3, toviInsufficientMemory, 0},
+              {Entry::cublasInit, 1, toviBlasError, 1},
+              {Entry::getDevice, 46, toviRuntimeError, 46},
+              {Entry::threadSynchronize, 46, toviRuntimeError, 46}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    configure(software_device::defaultMachine());
+    failCall(row.entry, 1, row.code);
+    expectInitialize(row.status, row.info);
+    EXPECT_EQ(software_device::failuresInjected(), 1U);
+    software_device::clearFaults();
+    expectInitialize(toviNoError, 0);
+    toviShutdown();
+  }
+}
+
+// The same for whichever platform call comes first, second, ... until the routine succeeds.
+template <class Call>
+void expectEveryFailureReported(Call call) {
+  for (unsigned n = 1;; ++n) {
+    ASSERT_LT(n, 100U);
+    SCOPED_TRACE(n);
+    configure(software_device::defaultMachine());
+    software_device::failAnyCall(n, 46, 14);
+    const toviStatus status = call();
+    const bool failed = software_device::failuresInjected() != 0;
+    software_device::clearFaults();
+    EXPECT_EQ(cublasGetError(), 0U);
+    EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+    if (!failed) {
+      EXPECT_GT(n, 1U);
+      EXPECT_EQ(status, toviNoError);
+      return;
+    }
+    EXPECT_TRUE((status == toviRuntimeError && toviGetErrorInfo() == 46) ||
+                (status == toviBlasError && toviGetErrorInfo() == 14))
+        << status << ", " << toviGetErrorInfo();
+    EXPECT_EQ(toviInitialize(), toviNoError);
+    toviShutdown();
+  }
+}
+
+TEST(LifecycleMachines, ManagementRoutinesFailCleanly) {
+  int count = -1;
+  char text[32];
+  expectEveryFailureReported([&] { return toviGetDeviceCount(&count); });
+  expectEveryFailureReported([&] { return toviGetDeviceInfo(0, text, sizeof text); });
+  expectEveryFailureReported([&] { return toviSelectDevice(0); });
+  expectEveryFailureReported([&] { return toviGetErrorInfoString(toviNoError, 0, text, sizeof text); });
+  expectEveryFailureReported(toviInitialize);
+}
+
+TEST(LifecycleMachines, AFailedInitializationLeavesTheThreadRegistered) {
+  Machine machine = software_device::defaultMachine();
+  machine.driverVersion = 3000;
+  configure(machine);
+  EXPECT_EQ(toviInitialize(), toviInsufficientRuntime);
+  configure(software_device::defaultMachine());
+  std::thread([] {
+    EXPECT_EQ(toviInitialize(), toviNoError);
+    toviShutdown();
+  }).join();
+  EXPECT_EQ(executingDevice(), 0) << "this thread still is registered";
+  toviShutdown();
+  int device = -1;
+  EXPECT_EQ(toviGetExecutingDevice(&device), toviNotInitialized);
+}
+
+TEST(LifecycleMachines, CublasLivesFromFirstToLastThread) {
+  ASSERT_EQ(toviInitialize(), toviNoError);
+  std::thread([] { EXPECT_EQ(toviInitialize(), toviNoError); }).join();
+  ASSERT_EQ(toviInitialize(), toviNoError);
+  EXPECT_EQ(software_device::calls(Entry::cublasInit), 1U);
+  EXPECT_EQ(software_device::calls(Entry::setDevice), 1U);
+  toviShutdown();
+  EXPECT_EQ(software_device::calls(Entry::cublasShutdown), 0U) << "the thread that ended has not shut down";
+}
+
+}  // namespace
