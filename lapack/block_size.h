@@ -1,0 +1,27 @@
+// Block sizes of the blocked factorizations, from the compute level of the executing device.
+
+#ifndef TOVI_LAPACK_BLOCK_SIZE_H
+#define TOVI_LAPACK_BLOCK_SIZE_H
+
+#include "cudalib/device_table.h"
+#include "platform/host/complex.h"
+
+namespace tovi::lapack {
+
+// Width of a panel of reflectors; the first generation of devices (capability 1.0 to 1.3) takes narrower
+// ones.
+template <class T>
+int panelWidth() {
+  if (cudalib::smallBlocks()) return 32;
+  return isComplex<T> ? 64 : 96;
+}
+
+// Width of a panel of the LU factorization.
+template <class T>
+int luPanelWidth() {
+  return 2 * panelWidth<T>();
+}
+
+}  // namespace tovi::lapack
+
+#endif

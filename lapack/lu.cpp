@@ -1,0 +1,225 @@
+#include "lapack/lu.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <vector>
+
+#include "cudalib/allocators.h"
+#include "cudalib/check.h"
+#include "cudalib/copy2d.h"
+#include "cudalib/exceptions.h"
+#include "cudalib/managed_memory.h"
+#include "cudalib/stream.h"
+#include "lapack/block_size.h"
+#include "lapack/phase.h"
+#include "lapack/transfers.h"
+#include "platform/host/complex.h"
+#include "platform/host/lapack.h"
+#include "src/basic/LASWP.h"
+#include "src/basic/Transpose.h"
+#include "src/blas/blas.h"
+
+namespace tovi::lapack {
+namespace {
+
+// From this order on, square matrices are factored in transposed storage.
+constexpr int transposedAbove = 512;
+
+// How a block column is reached in A as it lies. Rows and columns are counted from 0; a panel is A(j:m,
+// j:j+jb).
+template <class T>
+class Straight {
+ public:
+  Straight(MatrixView<T> dA, int /*nb*/) : dA_(dA) {}
+
+  void fetch(int j, int jb, T* hPanel, cudaStream_t stream) const {
+    cudalib::downloadAsync<T>(dA_.block(j, j, dA_.rows - j, jb), hPanel, dA_.rows - j, stream);
+  }
+  void send(int j, int jb, const T* hPanel, cudaStream_t stream) const {
+    cudalib::uploadAsync(hPanel, dA_.rows - j, dA_.block(j, j, dA_.rows - j, jb), stream);
+  }
+  // The factored panel has arrived on the device.
+  void place(int /*j*/, int /*jb*/) const {}
+  // Interchanges rows j .. j+jb-1 of `count` columns from `column` on.
+  void interchange(const int* hIpiv, int j, int jb, int column, int count) const {
+    basic::laswp(count, dA_.at(0, column), dA_.ld, j + 1, j + jb, hIpiv, 1);
+  }
+  void eliminate(int j, int jb, int column, int count) const {
+    const int below = dA_.rows - j - jb;
+    const MatrixView<T> dU12 = dA_.block(j, column, jb, count);
+    // U12 := L11^-1 A12
+    blas::trsm('L', 'L', 'N', 'U', T(1), dA_.block(j, j, jb, jb), dU12);
+    // A22 := A22 - L21 U12
+    if (below > 0)
+      blas::gemm('N', 'N', T(-1), dA_.block(j + jb, j, below, jb), dU12, T(1),
+                 dA_.block(j + jb, column, below, count));
+  }
+
+ private:
+  MatrixView<T> dA_;
+};
+
+// The same for a square matrix whose device copy holds the transpose, so that a row of A is a contiguous
+// column. A panel is transposed into a buffer of its own on the way to the host, and back from there.
+template <class T>
+class Transposed {
+ public:
+  Transposed(MatrixView<T> dAt, int nb)
+      : dAt_(dAt), dPanel_(static_cast<std::size_t>(dAt.rows), static_cast<std::size_t>(nb)) {}
+
+  void fetch(int j, int jb, T* hPanel, cudaStream_t stream) const {
+    basic::transpose<T>(dAt_.block(j, j, jb, dAt_.cols - j), panel(j, jb));
+    cudalib::downloadAsync<T>(panel(j, jb), hPanel, dAt_.cols - j, stream);
+  }
+  void send(int j, int jb, const T* hPanel, cudaStream_t stream) const {
+    cudalib::uploadAsync(hPanel, dAt_.cols - j, panel(j, jb), stream);
+  }
+  void place(int j, int jb) const { basic::transpose<T>(panel(j, jb), dAt_.block(j, j, jb, dAt_.cols - j)); }
+  void interchange(const int* hIpiv, int j, int jb, int column, int count) const {
+    basic::laswpCol(count, dAt_.at(column, 0), dAt_.ld, j + 1, j + jb, hIpiv, 1);
+  }
+  void eliminate(int j, int jb, int column, int count) const {
+    const int below = dAt_.cols - j - jb;
+    const MatrixView<T> dU12t = dAt_.block(column, j, count, jb);
+    // U12^T := A12^T L11^-T
+    blas::trsm('R', 'U', 'N', 'U', T(1), dAt_.block(j, j, jb, jb), dU12t);
+    // A22^T := A22^T - U12^T L21^T
+    if (below > 0)
+      blas::gemm('N', 'N', T(-1), dU12t, dAt_.block(j, j + jb, jb, below), T(1),
+                 dAt_.block(column, j + jb, count, below));
+  }
+
+ private:
+  MatrixView<T> panel(int j, int jb) const { return {dPanel_.get(), dAt_.cols - j, jb, dAt_.cols - j}; }
+
+  MatrixView<T> dAt_;
+  cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>> dPanel_;
+};
+
+// The whole matrix is narrow enough to be one panel. Returns the position of the first zero pivot, 0 for
+// none.
+template <class T>
+int factorOnHost(MatrixView<T> dA, int* hIpiv) {
+  std::vector<T> hA(static_cast<std::size_t>(dA.rows) * static_cast<std::size_t>(dA.cols));
+  cudalib::download<T>(dA, hA.data(), dA.rows);
+  const int info = host::getrf(dA.rows, dA.cols, hA.data(), dA.rows, hIpiv);
+  if (info < 0) checkHostInfo(info);
+  cudalib::upload(hA.data(), dA.rows, dA);
+  return info;
+}
+
+// Right-looking blocked factorization of an m x n matrix. Panels are factored on the host; while the device
+// updates the rest of the trailing matrix, the next panel, updated first, is already on its way.
+template <class T, class Storage>
+int factorBlocked(const Storage& storage, int m, int n, int nb, int* hIpiv) {
+  const int k = std::min(m, n);
+  const cudalib::ManagedMemory<T, cudalib::PageLockedAllocator<T>> hPanel(static_cast<std::size_t>(m),
+                                                                          static_cast<std::size_t>(nb));
+  const cudalib::Stream stream;
+  int firstZero = 0;
+
+  storage.fetch(0, nb, hPanel.get(), stream.get());
+  for (int j = 0; j < k; j += nb) {
+    const int jb = std::min(k - j, nb);
+    const int rows = m - j;
+    finishTransfers(stream);
+    const int info = host::getrf(rows, jb, hPanel.get(), rows, hIpiv + j);
+    if (info < 0) checkHostInfo(info);
+    if (info > 0 && firstZero == 0) firstZero = info + j;
+    storage.send(j, jb, hPanel.get(), stream.get());
+    for (int i = j; i < std::min(m, j + jb); ++i) hIpiv[i] += j;
+
+    storage.interchange(hIpiv, j, jb, 0, j);
+
+    const int right = n - j - jb;
+    if (right <= 0) {
+      finishTransfers(stream);
+      storage.place(j, jb);
+      continue;
+    }
+    // Look-ahead: the columns of the next panel, which then leaves for the host.
+    const int next = std::min(jb, right);
+    storage.interchange(hIpiv, j, jb, j + jb, next);
+    finishTransfers(stream);
+    storage.place(j, jb);
+    storage.eliminate(j, jb, j + jb, next);
+    if (rows > jb) storage.fetch(j + jb, next, hPanel.get(), stream.get());
+
+    const int rest = right - jb;
+    if (rest > 0) {
+      storage.interchange(hIpiv, j, jb, j + 2 * jb, rest);
+      storage.eliminate(j, jb, j + 2 * jb, rest);
+    }
+  }
+  return firstZero;
+}
+
+template <class T>
+int factorTransposed(MatrixView<T> dA, int nb, int* hIpiv) {
+  basic::transposeInplace(dA);
+  const int firstZero = factorBlocked<T>(Transposed<T>(dA, nb), dA.rows, dA.cols, nb, hIpiv);
+  basic::transposeInplace(dA);
+  return firstZero;
+}
+
+}  // namespace
+
+template <class T>
+void getrf(MatrixView<T> dA, int* dIpiv) {
+  if (dA.empty()) return;
+  const Phase phase;
+  const int k = std::min(dA.rows, dA.cols);
+  const int nb = luPanelWidth<T>();
+  std::vector<int> hIpiv(static_cast<std::size_t>(k));
+
+  int firstZero = 0;
+  if (nb >= k)
+    firstZero = factorOnHost(dA, hIpiv.data());
+  else if (dA.rows == dA.cols && dA.rows > transposedAbove)
+    firstZero = factorTransposed(dA, nb, hIpiv.data());
+  else
+    firstZero = factorBlocked<T>(Straight<T>(dA, nb), dA.rows, dA.cols, nb, hIpiv.data());
+
+  copyToDevice(hIpiv, dIpiv);
+  if (firstZero != 0) dataError(firstZero);
+}
+
+template <class T>
+void getrs(char trans, int n, int nrhs, const T* dA, int lda, const int* dIpiv, T* dB, int ldb) {
+  trans = static_cast<char>(std::toupper(static_cast<unsigned char>(trans)));
+  if (trans != 'N' && trans != 'T' && trans != 'C') argumentError(-1);
+  if (n < 0) argumentError(-2);
+  if (nrhs < 0) argumentError(-3);
+  if (lda < std::max(1, n)) argumentError(-5);
+  if (ldb < std::max(1, n)) argumentError(-8);
+  if (n == 0 || nrhs == 0) return;
+  if (dA == nullptr) argumentError(-4);
+  if (dIpiv == nullptr) argumentError(-6);
+  if (dB == nullptr) argumentError(-7);
+  if (trans != 'N') throw FeatNotImplException();
+  const Phase phase;
+
+  const MatrixView<const T> dLU(dA, n, n, lda);
+  const MatrixView<T> dX(dB, n, nrhs, ldb);
+  std::vector<int> hIpiv(static_cast<std::size_t>(n));
+  copyToHost(dIpiv, hIpiv);
+  basic::laswp(nrhs, dB, ldb, 1, n, hIpiv.data(), 1);
+  blas::trsm('L', 'L', 'N', 'U', T(1), dLU, dX);  // Y := L^-1 P B
+  blas::trsm('L', 'U', 'N', 'N', T(1), dLU, dX);  // X := U^-1 Y
+}
+
+template <class T>
+void gesv(MatrixView<T> dA, int* dIpiv, MatrixView<T> dB) {
+  getrf(dA, dIpiv);
+  getrs('N', dA.rows, dB.cols, dA.data, dA.ld, dIpiv, dB.data, dB.ld);
+}
+
+template void getrf(MatrixView<float>, int*);
+template void getrf(MatrixView<Complex<float>>, int*);
+template void getrs(char, int, int, const float*, int, const int*, float*, int);
+template void getrs(char, int, int, const Complex<float>*, int, const int*, Complex<float>*, int);
+template void gesv(MatrixView<float>, int*, MatrixView<float>);
+template void gesv(MatrixView<Complex<float>>, int*, MatrixView<Complex<float>>);
+
+}  // namespace tovi::lapack

@@ -1,0 +1,31 @@
+// LU factorization with partial pivoting and the solution of linear systems, on device memory. Arguments have
+// been checked by the caller; failures are exceptions.
+
+#ifndef TOVI_LAPACK_LU_H
+#define TOVI_LAPACK_LU_H
+
+#include "cudalib/matrix_view.h"
+
+namespace tovi::lapack {
+
+// A = P L U. L (unit diagonal, not stored) and U overwrite A; dIpiv receives min(m, n) pivots, 1-based: row i
+// was interchanged with row dIpiv[i]. An exactly zero pivot does not stop the factorization: when all is
+// written, the first one is reported as a data error at its 1-based column.
+// A last block column of width 1 leaves the columns on its left as they are: the row interchanges of a single
+// pivot are none (basic::laswp). That shows for m > n only.
+template <class T>
+void getrf(MatrixView<T> dA, int* dIpiv);
+
+// Solves op(A) X = B with the factors and pivots of getrf; X overwrites B. Checks its own arguments (trans,
+// n, nrhs, a, lda, ipiv, b, ldb are positions 1 to 8). Only trans "N" is provided; "T" and "C" throw
+// FeatNotImplException.
+template <class T>
+void getrs(char trans, int n, int nrhs, const T* dA, int lda, const int* dIpiv, T* dB, int ldb);
+
+// Solves A X = B by getrf and getrs. A singular A ends in getrf's data error, with B untouched.
+template <class T>
+void gesv(MatrixView<T> dA, int* dIpiv, MatrixView<T> dB);
+
+}  // namespace tovi::lapack
+
+#endif
