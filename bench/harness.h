@@ -1,0 +1,128 @@
+// Measures pairs: our routine and its rival in turn, A B A B ..., so that a machine whose speed drifts does
+// not favour one of them. A row's figure is the median over the pairs of rival time / our time: 1 is the same
+// speed, 2 is twice.
+
+#ifndef TOVI_BENCH_HARNESS_H
+#define TOVI_BENCH_HARNESS_H
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace bench {
+
+inline double seconds() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+inline double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+// Something to time. `prepare` restores the operands and is not timed; `run` is called `repeat` times per
+// measurement.
+struct Contender {
+  std::function<void()> prepare, run;
+  int repeat = 1;
+
+  double time() const {
+    prepare();
+    const double start = seconds();
+    for (int i = 0; i < repeat; ++i) run();
+    return (seconds() - start) / repeat;
+  }
+};
+
+class Report {
+ public:
+  // pairs: measurements of each contender. pause: idle time before each one, for rivals whose threads spin
+  // on.
+  explicit Report(int pairs, double pause = 0.03) : pairs_(pairs), pause_(pause) {
+    std::printf("%-44s %12s %12s %9s %8s\n", "", "ours", "rival", "ratio", "aim");
+  }
+
+  // work: units of `unit` (GFLOP, GB) that one call does.
+  void pair(const std::string& name, double work, const std::string& unit, double aim, const Contender& ours,
+            const Contender& rival) {
+    const auto [a, b, ratio] = measure(name, ours, rival);
+    std::printf("%-44s %7.1f %s/s %7.1f %s/s %6.2f %8.2f%s\n", name.c_str(), work / a, unit.c_str(), work / b,
+                unit.c_str(), ratio, aim, ratio >= aim ? "" : "  <--");
+    add(name, a, b, ratio, aim);
+  }
+  // The figure is our time minus the rival's, in microseconds; aim: at most.
+  void overhead(const std::string& name, double aim, const Contender& ours, const Contender& rival) {
+    const auto [a, b, ratio] = measure(name, ours, rival);
+    const double more = (a - b) * 1e6;
+    std::printf("%-44s %9.2f us %9.2f us %6.2f us %5.0f us%s\n", name.c_str(), a * 1e6, b * 1e6, more, aim,
+                more <= aim ? "" : "  <--");
+    add(name, a, b, more, aim);
+  }
+  // A figure that is no pair of times; aim: at most.
+  void figure(const std::string& name, double value, const std::string& unit, double aim) {
+    std::printf("%-44s %25s %6.2f %s %4.2f%s\n", name.c_str(), "", value, unit.c_str(), aim,
+                value <= aim ? "" : "  <--");
+    add(name, 0, 0, value, aim);
+  }
+
+  void writeJson(const std::string& path) const {
+    std::ofstream out(path);
+    out << "[\n";
+    for (std::size_t i = 0; i < rows_.size(); ++i) {
+      const Row& r = rows_[i];
+      char line[512];
+      std::snprintf(
+          line, sizeof line,
+          "  {\"name\": \"%s\", \"ours_s\": %.9g, \"rival_s\": %.9g, \"figure\": %.6g, \"aim\": %.6g}%s\n",
+          r.name.c_str(), r.ours, r.rival, r.figure, r.aim, i + 1 < rows_.size() ? "," : "");
+      out << line;
+    }
+    out << "]\n";
+    if (!out) std::fprintf(stderr, "cannot write %s\n", path.c_str());
+  }
+
+ private:
+  struct Row {
+    std::string name;
+    double ours, rival, figure, aim;
+  };
+  struct Measured {
+    double ours, rival, ratio;
+  };
+
+  Measured measure(const std::string& name, const Contender& ours, const Contender& rival) const {
+    std::vector<double> a, b, ratios;
+    for (int i = -1; i < pairs_; ++i) {  // the first pair only warms up
+      std::fprintf(stderr, "\r%-60s",
+                   (name + " " + std::to_string(i + 1) + "/" + std::to_string(pairs_)).c_str());
+      std::this_thread::sleep_for(std::chrono::duration<double>(pause_));
+      const double x = ours.time();
+      std::this_thread::sleep_for(std::chrono::duration<double>(pause_));
+      const double y = rival.time();
+      if (i < 0) continue;
+      a.push_back(x);
+      b.push_back(y);
+      ratios.push_back(y / x);
+    }
+    std::fprintf(stderr, "\r%-60s\r", "");
+    return {median(a), median(b), median(ratios)};
+  }
+  void add(const std::string& name, double a, double b, double figure, double aim) {
+    std::fflush(stdout);
+    rows_.push_back({name, a, b, figure, aim});
+  }
+
+  int pairs_;
+  double pause_;
+  std::vector<Row> rows_;
+};
+
+}  // namespace bench
+
+#endif

@@ -1,0 +1,40 @@
+# Sourced by the scripts beside this file: Debian packages and builds.
+
+build_packages=(g++ cmake ninja-build libopenblas-pthread-dev libboost-dev libboost-thread-dev libboost-context-dev
+  libcli11-dev libgtest-dev)
+bench_packages=("${build_packages[@]}")
+
+say() { printf '== %s\n' "$*"; }
+
+# install_missing PACKAGE...: installs those that are not there yet.
+install_missing() {
+  local package missing=()
+  if ! command -v dpkg-query > /dev/null; then
+    say "not a Debian system: expecting what these packages hold: $*"
+    return
+  fi
+  for package in "$@"; do
+    if [ "$(dpkg-query -W -f='${db:Status-Status}\n' "$package" 2> /dev/null | head -n 1)" != installed ]; then
+      missing+=("$package")
+    fi
+  done
+  if [ ${#missing[@]} -eq 0 ]; then return; fi
+  if [ "$(id -u)" != 0 ]; then
+    echo "These packages are missing. Install them as root, then run this again:" >&2
+    echo "  apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+    return 1
+  fi
+  say "installing ${missing[*]}"
+  apt-get update -q
+  DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}"
+}
+
+# build PRESET [OPTION...]: configures and builds it; the options go to the build.
+build() {
+  local preset=$1
+  shift
+  say "configuring build/$preset"
+  cmake --preset "$preset"
+  say "building build/$preset"
+  cmake --build --preset "$preset" "$@"
+}

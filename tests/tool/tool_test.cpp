@@ -1,0 +1,346 @@
+// The command-line program, run as a user runs it: files in, text, files and exit codes out.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <complex>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Complex = std::complex<double>;
+constexpr int n = 4;  // even: a skew-symmetric matrix of odd order is singular
+using Matrix = std::array<std::array<Complex, n>, n>;
+
+struct Result {
+  int exitCode;
+  std::string out, err;
+};
+
+std::string contents(const fs::path& path) {
+  std::ifstream file(path);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+long lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
+
+class Tool : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = (fs::temp_directory_path() / "tovi-tool-XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    folder_ = name;
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  std::string path(const std::string& name) const { return (folder_ / name).string(); }
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(path(name)) << text;
+    return path(name);
+  }
+  Result run(const std::string& arguments) const {
+    const std::string command =
+        "'" TOVI_TOOL "' " + arguments + " >'" + path("out") + "' 2>'" + path("err") + "'";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(path("out")), contents(path("err"))};
+  }
+  Result solve(const std::string& text) const { return run("solve '" + write("a.mtx", text) + "'"); }
+
+  // The numbers of a file that the program wrote, below its size line.
+  std::vector<double> solution() const {
+    std::ifstream file(path("x.mtx"));
+    std::string banner;
+    std::getline(file, banner);
+    int rows = 0, columns = 0;
+    file >> rows >> columns;
+    std::vector<double> values;
+    for (double value; file >> value;) values.push_back(value);
+    return values;
+  }
+
+ private:
+  fs::path folder_;
+};
+
+// --- Every kind of file: a matrix with that symmetry, written in that format, against a solution known
+// beforehand.
+
+struct Kind {
+  const char *format, *field, *symmetry;
+};
+
+std::string banner(const Kind& kind) {
+  return std::string("%%MatrixMarket matrix ") + kind.format + " " + kind.field + " " + kind.symmetry + "\n";
+}
+
+Matrix exampleMatrix(const Kind& kind) {
+  const std::string field = kind.field, symmetry = kind.symmetry;
+  Matrix a{};
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < n; ++i) {
+      const bool stored = symmetry == "general" || i >= j;
+      if (!stored) continue;
+      Complex value = i == j ? 9.0 + i : 1.0 + i - 2.0 * j;
+      if (field == "real") value *= 0.5;
+      if (field == "complex")
+        value += Complex(0.0, i == j && symmetry == "hermitian" ? 0.0 : 2.0 - i + 0.25 * j);
+      if (field == "pattern") value = symmetry == "general" ? double(i >= j) : double(i == j + 1);
+      if (symmetry == "skew-symmetric" && i == j) value = 0.0;
+      auto& mirror = a[std::size_t(j)][std::size_t(i)];
+      a[std::size_t(i)][std::size_t(j)] = value;
+      if (symmetry == "symmetric") mirror = value;
+      if (symmetry == "hermitian") mirror = std::conj(value);
+      if (symmetry == "skew-symmetric") mirror = -value;
+    }
+  return a;
+}
+
+void writeValue(std::ostream& out, const Kind& kind, Complex value) {
+  const std::string field = kind.field;
+  if (field != "pattern") out << value.real();
+  if (field == "complex") out << ' ' << value.imag();
+  out << '\n';
+}
+
+std::string fileOf(const Kind& kind) {
+  const Matrix a = exampleMatrix(kind);
+  const bool coordinate = std::string(kind.format) == "coordinate",
+             general = std::string(kind.symmetry) == "general",
+             skew = std::string(kind.symmetry) == "skew-symmetric";
+  std::ostringstream body;
+  int entries = 0;
+  for (int j = 0; j < n; ++j)
+    for (int i = general ? 0 : skew ? j + 1 : j; i < n; ++i) {
+      const Complex value = a[std::size_t(i)][std::size_t(j)];
+      if (coordinate && value == 0.0) continue;
+      if (coordinate) body << i + 1 << ' ' << j + 1 << ' ';
+      writeValue(body, kind, value);
+      ++entries;
+    }
+  std::ostringstream file;
+  file << banner(kind) << "% a comment\n\n" << n << ' ' << n;
+  if (coordinate) file << ' ' << entries;
+  file << '\n' << body.str();
+  return file.str();
+}
+
+TEST_F(Tool, ReadsEveryKindOfFile) {
+  const Kind kinds[] = {
+      {"coordinate", "real", "general"},
+      {"coordinate", "real", "symmetric"},
+      {"coordinate", "real", "skew-symmetric"},
+      {"coordinate", "integer", "general"},
+      {"coordinate", "integer", "symmetric"},
+      {"coordinate", "integer", "skew-symmetric"},
+      {"coordinate", "complex", "general"},
+      {"coordinate", "complex", "symmetric"},
+      {"coordinate", "complex", "hermitian"},
+      {"coordinate", "complex", "skew-symmetric"},
+      {"coordinate", "pattern", "general"},
+      {"coordinate", "pattern", "symmetric"},
+      {"array", "real", "general"},
+      {"array", "real", "symmetric"},
+      {"array", "real", "skew-symmetric"},
+      {"array", "integer", "general"},
+      {"array", "integer", "symmetric"},
+      {"array", "integer", "skew-symmetric"},
+      {"array", "complex", "general"},
+      {"array", "complex", "symmetric"},
+      {"array", "complex", "hermitian"},
+      {"array", "complex", "skew-symmetric"},
+  };
+  for (const Kind& kind : kinds) {
+    SCOPED_TRACE(banner(kind));
+    // Two right-hand sides, complex ones for every matrix: b = A x with x = (1 + column + i, -row).
+    const Matrix a = exampleMatrix(kind);
+    std::ostringstream b;
+    b << "%%MatrixMarket matrix array complex general\n" << n << " 2\n" << std::setprecision(17);
+    std::vector<double> expected;
+    for (int column = 0; column < 2; ++column) {
+      for (int i = 0; i < n; ++i) {
+        Complex sum = 0.0;
+        for (int j = 0; j < n; ++j)
+          sum += a[std::size_t(i)][std::size_t(j)] * Complex(1.0 + column + j, -double(j));
+        b << sum.real() << ' ' << sum.imag() << '\n';
+        expected.push_back(1.0 + column + i);
+        expected.push_back(-double(i));
+      }
+    }
+    const Result result = run("solve '" + write("a.mtx", fileOf(kind)) + "' '" + write("b.mtx", b.str()) +
+                              "' -o '" + path("x.mtx") + "'");
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const std::vector<double> x = solution();
+    ASSERT_EQ(x.size(), expected.size());
+    for (std::size_t k = 0; k < x.size(); ++k) EXPECT_NEAR(x[k], expected[k], 1e-4) << k;
+  }
+}
+
+TEST_F(Tool, ReportsDeviceSizeTimeAndError) {
+  const Result result = solve("%%MatrixMarket matrix array real general\n2 2\n4\n1\n1\n3\n");
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  const std::string device = run("devices").out;  // "0: NAME (MEMORY)"
+  ASSERT_NE(device.find("B)\n"), std::string::npos) << device;
+  EXPECT_NE(result.out.find("order 2, array real general"), std::string::npos) << result.out;
+  for (const char* label : {"device  ", " with transfers", " without", "GFLOP/s", "backward error  "})
+    EXPECT_NE(result.out.find(label), std::string::npos) << label << '\n' << result.out;
+}
+
+TEST_F(Tool, AddsEntriesForOnePlaceAndTakesOnesWithoutB) {
+  const Result result = run("solve '" +
+                            write("a.mtx",
+                                  "%%MatrixMarket MATRIX Coordinate Real GENERAL\r\n2 2 4\r\n1 1 1.5\r\n"
+                                  "2 2 +4e0\r\n\r\n1 1 0.5\r\n1 2 1e-400\r\n") +
+                            "' -o '" + path("x.mtx") + "'");
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(contents(path("x.mtx")), "%%MatrixMarket matrix array real general\n2 1\n0.5\n0.25\n");
+}
+
+TEST_F(Tool, WrittenSolutionComesBackBitForBit) {
+  const std::string identity =
+      write("a.mtx", "%%MatrixMarket matrix coordinate pattern general\n4 4 4\n1 1\n2 2\n3 3\n4 4\n");
+  // The same numbers, told by nine digits each: what comes back must round to the same bits.
+  const float values[] = {0.1f, 16777217.0f, -1.17549435e-38f, 3.40282347e+38f};
+  std::ostringstream b;
+  b << "%%MatrixMarket matrix array real general\n4 1\n" << std::setprecision(9);
+  for (const float value : values) b << value << '\n';
+  const Result result =
+      run("solve '" + identity + "' '" + write("b.mtx", b.str()) + "' -o '" + path("x.mtx") + "'");
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  const std::vector<double> x = solution();
+  ASSERT_EQ(x.size(), 4u);
+  for (std::size_t k = 0; k < 4; ++k) EXPECT_EQ(static_cast<float>(x[k]), values[k]);
+}
+
+TEST_F(Tool, SingularMatrixIsADataError) {
+  const Result result = solve("%%MatrixMarket matrix coordinate real general\n3 3 2\n1 1 1\n3 3 1\n");
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.err.find("Data error; see toviGetErrorInfo for error code\n"), std::string::npos)
+      << result.err;
+  EXPECT_NE(result.err.find("Data error at pos 2 (see the TOVI Reference Manual for more information)\n"),
+            std::string::npos)
+      << result.err;
+  EXPECT_EQ(result.out.find("backward error"), std::string::npos);
+}
+
+TEST_F(Tool, BadFilesGetOneLine) {
+  const std::string real = "%%MatrixMarket matrix coordinate real general\n",
+                    array = "%%MatrixMarket matrix array real general\n";
+  std::string nans = array + "3 3\n";
+  for (int i = 0; i < 9; ++i) nans += "nan\n";
+  const struct {
+    std::string text, message;
+  } cases[] = {
+      {"", "the file is empty"},
+      {"3 3 3\n", "not a Matrix Market file"},
+      {"%%MatrixMarket matrix coordinate real\n",
+       "a.mtx:1: expected: %%MatrixMarket matrix FORMAT FIELD SYMMETRY"},
+      {"%%MatrixMarket vector coordinate real general\n", "holds a 'vector', not a matrix"},
+      {"%%MatrixMarket matrix sparse real general\n", "unknown format 'sparse'"},
+      {"%%MatrixMarket matrix array double general\n", "unknown field 'double'"},
+      {"%%MatrixMarket matrix array real upper\n", "unknown symmetry 'upper'"},
+      {"%%MatrixMarket matrix array pattern general\n", "is no kind of Matrix Market file"},
+      {"%%MatrixMarket matrix coordinate real hermitian\n", "is no kind of Matrix Market file"},
+      {real + "% nothing else\n", "ends before its size line"},
+      {real + "2 2\n", "a.mtx:2: expected: rows columns entries"},
+      {real + "2 two 1\n1 1 1\n", "'two' is not a whole number"},
+      {real + "0 0 0\n", "number of rows 0 is not in 1..2147483647"},
+      {real + "-2 2 1\n1 1 1\n", "'-2' is not a whole number"},
+      {real + "99999999999999999999 1 1\n1 1 1\n", "is not in 1..2147483647"},
+      {real + "2 2 99999999999999999999\n1 1 1\n", "cut short"},
+      {real + "2 3 1\n1 1 1\n", "not square: 2 x 3"},
+      {"%%MatrixMarket matrix coordinate real symmetric\n2 3 1\n1 1 1\n", "not square: 2 x 3"},
+      {real + "2 2 3\n1 1 1\n2 2 1\n", "cut short: the file ends after 2 of 3 entries"},
+      {array + "2 2\n1\n2\n3\n", "cut short: the file ends after 3 of 4 entries"},
+      {array + "50000 50000\n1\n", "cut short: 2500000000 entries cannot stand in 55 bytes"},
+      {real + "1000000 1000000 1\n1 1 1\n", "too large: order 1000000 needs"},
+      {real + "2147483647 2147483647 1\n1 1 1\n", "too large: order 2147483647 needs"},
+      {real + "2 2 1\n1 1 1\n2 2 1\n", "a.mtx:4: more than the 1 entries"},
+      {real + "2 2 1\n1 1\n", "a.mtx:3: expected 3 numbers, found 2 words"},
+      {real + "2 2 1\n3 1 1\n", "row 3 is not in 1..2"},
+      {real + "2 2 1\n1 0 1\n", "column 0 is not in 1..2"},
+      {real + "2 2 1\n1 1 1,5\n", "'1,5' is not a number"},
+      {real + "2 2 1\n1 1 1.0D0\n", "'1.0D0' is not a number"},
+      {nans, "a.mtx:3: 'nan' is not a finite number"},
+      {real + "2 2 1\n1 1 -inf\n", "'-inf' is not a finite number"},
+      {real + "2 2 1\n1 1 3.5e38\n", "'3.5e38' overflows single precision"},
+      {real + "2 2 1\n1 1 1e999\n", "'1e999' overflows single precision"},
+      {real + "2 2 2\n1 1 3e38\n1 1 3e38\n", "a.mtx:4: the sum of the entries for this place overflows"},
+      {"%%MatrixMarket matrix coordinate integer general\n2 2 1\n1 1 1.5\n", "'1.5' is not an integer"},
+      {"%%MatrixMarket matrix coordinate real symmetric\n2 2 1\n1 2 1\n", "lies above the diagonal"},
+      {"%%MatrixMarket matrix coordinate real skew-symmetric\n2 2 1\n1 1 1\n", "has no diagonal entries"},
+      {"%%MatrixMarket matrix array complex hermitian\n1 1\n1 1\n",
+       "the diagonal of a Hermitian matrix is real"},
+      {std::string(1 << 17, '%'), "a.mtx:1: the line is too long"},
+  };
+  for (const auto& [text, message] : cases) {
+    SCOPED_TRACE(text.substr(0, 200));
+    const Result result = solve(text);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(lines(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    EXPECT_EQ(result.out.find("time"), std::string::npos) << result.out;
+  }
+}
+
+TEST_F(Tool, OtherFailuresGetOneLineToo) {
+  const std::string a = write("a.mtx", "%%MatrixMarket matrix array real general\n1 1\n1e-30\n");
+  const std::string tall = write("b.mtx", "%%MatrixMarket matrix array real general\n2 1\n1\n1\n");
+  const std::string large = write("c.mtx", "%%MatrixMarket matrix array real general\n1 1\n1e30\n");
+  const struct {
+    std::string arguments, message;
+  } cases[] = {
+      {"solve '" + path("missing.mtx") + "'", "missing.mtx: cannot be opened: "},
+      {"solve '" + path("") + "'", "cannot be read"},
+      {"solve '" + a + "' '" + path("missing.mtx") + "'", "missing.mtx: cannot be opened: "},
+      {"solve '" + a + "' '" + tall + "'", "b.mtx: has 2 rows, the matrix has 1"},
+      {"solve '" + a + "' '" + large + "'", "the solution overflows single precision"},
+      {"solve '" + a + "' -o '" + path("no/x.mtx") + "'", "x.mtx: cannot be written: "},
+  };
+  for (const auto& [arguments, message] : cases) {
+    SCOPED_TRACE(arguments);
+    const Result result = run(arguments);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(lines(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+  }
+}
+
+TEST_F(Tool, OptionsAndExitCodes) {
+  EXPECT_EQ(run("--help").exitCode, 0);
+  EXPECT_NE(run("solve --help").out.find("2/3 n^3"), std::string::npos);
+  for (const char* arguments : {"", "solve", "solve a b c", "solve --unknown a", "devices a", "nothing"})
+    EXPECT_EQ(run(arguments).exitCode, 2) << arguments;
+
+  const std::string a = write("a.mtx", "%%MatrixMarket matrix array real general\n1 1\n2\n");
+  const Result result = run("solve -d 1000 '" + a + "'");
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.err.find("Argument 1 is invalid (see the TOVI Reference Manual for more information)"),
+            std::string::npos)
+      << result.err;
+
+  for (int time = 0; time < 2; ++time)
+    EXPECT_EQ(run("solve -d 0 '" + a + "' --csv '" + path("results.csv") + "'").exitCode, 0);
+  std::istringstream csv(contents(path("results.csv")));
+  std::string line;
+  std::getline(csv, line);
+  EXPECT_EQ(line.rfind("order,columns,kind,", 0), 0u) << line;
+  for (int time = 0; time < 2; ++time) {
+    std::getline(csv, line);
+    EXPECT_EQ(line.rfind("1,1,array real general,", 0), 0u) << line;
+  }
+  EXPECT_FALSE(std::getline(csv, line));
+}
+
+}  // namespace

@@ -1,0 +1,30 @@
+// A dense matrix in host memory: column-major, leading dimension equal to its rows.
+
+#ifndef TOVI_TOOLS_MATRIX_H
+#define TOVI_TOOLS_MATRIX_H
+
+#include <cstddef>
+#include <vector>
+
+namespace tool {
+
+template <class T>
+struct Matrix {
+  int rows, columns;
+  std::vector<T> values;
+
+  Matrix(int rowCount, int columnCount, T value = T(0))
+      : rows(rowCount),
+        columns(columnCount),
+        values(static_cast<std::size_t>(rowCount) * static_cast<std::size_t>(columnCount), value) {}
+
+  std::size_t index(int i, int j) const {
+    return static_cast<std::size_t>(j) * static_cast<std::size_t>(rows) + static_cast<std::size_t>(i);
+  }
+  T& operator()(int i, int j) { return values[index(i, j)]; }
+  const T& operator()(int i, int j) const { return values[index(i, j)]; }
+};
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,77 @@
+// Matrix Market files, read strictly: what the format leaves without a meaning is refused with one line that
+// names the file and the line. Several entries for one place are added, as files of assembled matrices mean
+// them; an entry above the diagonal of a symmetric matrix is refused. Values are rounded from decimal to
+// single precision.
+
+#ifndef TOVI_TOOLS_MATRIX_MARKET_H
+#define TOVI_TOOLS_MATRIX_MARKET_H
+
+#include <complex>
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/tovi/matrix.h"
+
+namespace tool {
+
+enum class Format { coordinate, array };
+enum class Field { real, complex, integer, pattern };
+enum class Symmetry { general, symmetric, hermitian, skew };
+
+struct Header {
+  Format format;
+  Field field;
+  Symmetry symmetry;
+  int rows, columns;
+  std::uint64_t entries;  // stored in the file
+  std::string kind;       // "coordinate real symmetric", as the file says it
+};
+
+class MatrixMarketReader {
+ public:
+  // Opens the file and reads its header: nothing is allocated for the matrix yet.
+  explicit MatrixMarketReader(const std::string& path);
+
+  const Header& header() const { return header_; }
+  const std::string& path() const { return path_; }
+
+  // The whole matrix, T float (not for complex files) or std::complex<float>. To be called once.
+  template <class T>
+  Matrix<T> read();
+
+ private:
+  bool nextLine();  // splits the next line that is not blank into words_; false at the end of the file
+  void readBanner();
+  void readSize();
+  template <class T>
+  void readCoordinates(Matrix<T>& a);
+  template <class T>
+  void readArray(Matrix<T>& a);
+  void nextEntry(std::uint64_t entry, std::size_t words);
+  std::complex<float> parseValue(std::size_t firstWord) const;
+  float parseReal(std::string_view word) const;
+  float parseInteger(std::string_view word) const;
+  int parseIndex(std::string_view word, int limit, const char* what) const;
+  std::uint64_t parseCount(std::string_view word) const;
+  std::size_t wordsOfValue() const;
+  [[noreturn]] void fail(const std::string& message) const;        // about the file
+  [[noreturn]] void failAtLine(const std::string& message) const;  // about the line just read
+
+  std::string path_;
+  std::ifstream file_;
+  std::vector<char> line_;
+  std::uint64_t lineNumber_ = 0;
+  std::vector<std::string_view> words_;  // into line_
+  Header header_{};
+};
+
+// Array format, as many digits as bring every bit back.
+template <class T>
+void writeMatrixMarket(const std::string& path, const Matrix<T>& a);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,21 @@
+#ifndef TOVI_TOOLS_SOLVE_H
+#define TOVI_TOOLS_SOLVE_H
+
+#include <string>
+
+namespace tool {
+
+struct SolveOptions {
+  std::string matrix;
+  std::string rightHandSide;  // empty: one column of ones
+  std::string output;         // empty: x is not written
+  std::string csv;            // empty: no line is appended
+  int device = -1;            // negative: the library chooses
+};
+
+// `tovi solve`: reads, solves, reports.
+void solve(const SolveOptions& options);
+
+}  // namespace tool
+
+#endif
