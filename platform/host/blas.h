@@ -147,14 +147,18 @@ extern "C" Dot<double> ddot_;
 
 }  // namespace fortran
 
+// With alpha = 0 no routine reads the operands that it multiplies.
+
 // C := alpha op(A) op(B) + beta C, C m x n
 template <class T>
 void gemm(char transa, char transb, int m, int n, int k, Scalar<T> alpha, const T* a, int lda, const T* b,
           int ldb, Scalar<T> beta, T* c, int ldc) {
   using namespace fortran;
   const bool plainA = isOption(transa, 'N'), plainB = isOption(transb, 'N');
-  detail::reads(plainA ? m : k, plainA ? k : m, a, lda);
-  detail::reads(plainB ? k : n, plainB ? n : k, b, ldb);
+  if (alpha != T(0)) {
+    detail::reads(plainA ? m : k, plainA ? k : m, a, lda);
+    detail::reads(plainB ? k : n, plainB ? n : k, b, ldb);
+  }
   detail::writes(m, n, c, ldc);
   detail::routine<T>(sgemm_, dgemm_, cgemm_, zgemm_)(&transa, &transb, &m, &n, &k, &alpha, a, &lda, b, &ldb,
                                                      &beta, c, &ldc, 1, 1);
@@ -166,8 +170,10 @@ template <class T, class Routine>
 void symm(Routine routine, char side, char uplo, int m, int n, T alpha, const T* a, int lda, const T* b,
           int ldb, T beta, T* c, int ldc) {
   const int order = isOption(side, 'L') ? m : n;
-  reads(uplo, order, order, a, lda);
-  reads(m, n, b, ldb);
+  if (alpha != T(0)) {
+    reads(uplo, order, order, a, lda);
+    reads(m, n, b, ldb);
+  }
   writes(m, n, c, ldc);
   routine(&side, &uplo, &m, &n, &alpha, a, &lda, b, &ldb, &beta, c, &ldc, 1, 1);
 }
@@ -175,7 +181,7 @@ void symm(Routine routine, char side, char uplo, int m, int n, T alpha, const T*
 template <class T, class Factor, class Routine>
 void rankK(Routine routine, char uplo, char trans, int n, int k, Factor alpha, const T* a, int lda,
            Factor beta, T* c, int ldc) {
-  reads(isOption(trans, 'N') ? n : k, isOption(trans, 'N') ? k : n, a, lda);
+  if (alpha != Factor(0)) reads(isOption(trans, 'N') ? n : k, isOption(trans, 'N') ? k : n, a, lda);
   writes(uplo, n, n, c, ldc);
   routine(&uplo, &trans, &n, &k, &alpha, a, &lda, &beta, c, &ldc, 1, 1);
 }
@@ -183,8 +189,10 @@ void rankK(Routine routine, char uplo, char trans, int n, int k, Factor alpha, c
 template <class T, class Beta, class Routine>
 void rank2K(Routine routine, char uplo, char trans, int n, int k, T alpha, const T* a, int lda, const T* b,
             int ldb, Beta beta, T* c, int ldc) {
-  reads(isOption(trans, 'N') ? n : k, isOption(trans, 'N') ? k : n, a, lda);
-  reads(isOption(trans, 'N') ? n : k, isOption(trans, 'N') ? k : n, b, ldb);
+  if (alpha != T(0)) {
+    reads(isOption(trans, 'N') ? n : k, isOption(trans, 'N') ? k : n, a, lda);
+    reads(isOption(trans, 'N') ? n : k, isOption(trans, 'N') ? k : n, b, ldb);
+  }
   writes(uplo, n, n, c, ldc);
   routine(&uplo, &trans, &n, &k, &alpha, a, &lda, b, &ldb, &beta, c, &ldc, 1, 1);
 }
@@ -193,7 +201,7 @@ template <class T, class Routine>
 void triangular(Routine routine, char side, char uplo, char trans, char diag, int m, int n, T alpha,
                 const T* a, int lda, T* b, int ldb) {
   const int order = isOption(side, 'L') ? m : n;
-  reads(uplo, order, order, a, lda);
+  if (alpha != T(0)) reads(uplo, order, order, a, lda);
   writes(m, n, b, ldb);
   routine(&side, &uplo, &trans, &diag, &m, &n, &alpha, a, &lda, b, &ldb, 1, 1, 1, 1);
 }
@@ -271,8 +279,10 @@ template <class T>
 void gemv(char trans, int m, int n, Scalar<T> alpha, const T* a, int lda, const T* x, int incx,
           Scalar<T> beta, T* y, int incy) {
   using namespace fortran;
-  detail::reads(m, n, a, lda);
-  detail::readsVector(isOption(trans, 'N') ? n : m, x, incx);
+  if (alpha != T(0)) {
+    detail::reads(m, n, a, lda);
+    detail::readsVector(isOption(trans, 'N') ? n : m, x, incx);
+  }
   detail::writesVector(isOption(trans, 'N') ? m : n, y, incy);
   detail::routine<T>(sgemv_, dgemv_, cgemv_, zgemv_)(&trans, &m, &n, &alpha, a, &lda, x, &incx, &beta, y,
                                                      &incy, 1);

@@ -1,0 +1,16 @@
+# The CUDA toolkit, 12 or later: the compiler, from CUDA_PATH, CUDA_HOME or the usual place where none is on the path,
+# and its libraries. Included by the top-level file, since a language belongs to the whole project.
+if(NOT CMAKE_CUDA_ARCHITECTURES)
+  set(CMAKE_CUDA_ARCHITECTURES all-major CACHE STRING "GPU architectures to compile for" FORCE)
+endif()
+if(NOT CMAKE_CUDA_COMPILER)
+  find_program(TOVI_NVCC nvcc HINTS "$ENV{CUDA_PATH}/bin" "$ENV{CUDA_HOME}/bin" PATHS /usr/local/cuda/bin)
+  if(TOVI_NVCC)
+    set(CMAKE_CUDA_COMPILER "${TOVI_NVCC}" CACHE FILEPATH "CUDA compiler")
+  endif()
+endif()
+enable_language(CUDA)
+set(CMAKE_CUDA_STANDARD 17)
+set(CMAKE_CUDA_STANDARD_REQUIRED ON)
+set(CMAKE_CUDA_VISIBILITY_PRESET hidden)
+find_package(CUDAToolkit 12.0 REQUIRED)
