@@ -5,6 +5,8 @@
 #ifndef TOVI_BENCH_HARNESS_H
 #define TOVI_BENCH_HARNESS_H
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -99,8 +101,7 @@ class Report {
   Measured measure(const std::string& name, const Contender& ours, const Contender& rival) const {
     std::vector<double> a, b, ratios;
     for (int i = -1; i < pairs_; ++i) {  // the first pair only warms up
-      std::fprintf(stderr, "\r%-60s",
-                   (name + " " + std::to_string(i + 1) + "/" + std::to_string(pairs_)).c_str());
+      showProgress(name + " " + std::to_string(i + 1) + "/" + std::to_string(pairs_));
       std::this_thread::sleep_for(std::chrono::duration<double>(pause_));
       const double x = ours.time();
       std::this_thread::sleep_for(std::chrono::duration<double>(pause_));
@@ -110,8 +111,13 @@ class Report {
       b.push_back(y);
       ratios.push_back(y / x);
     }
-    std::fprintf(stderr, "\r%-60s\r", "");
+    showProgress("");
     return {median(a), median(b), median(ratios)};
+  }
+  // One line that the next one, or the row of results, overwrites; nothing where stderr is no terminal.
+  static void showProgress(const std::string& line) {
+    static const bool terminal = isatty(STDERR_FILENO) != 0;
+    if (terminal) std::fprintf(stderr, "\r%-60s\r", line.c_str());
   }
   void add(const std::string& name, double a, double b, double figure, double aim) {
     std::fflush(stdout);

@@ -450,6 +450,8 @@ TOVI_API toviStatus toviDeviceCgetrf(int m, int n, toviFloatComplex* a, int lda,
  * A is n x n, B n x nrhs. A is overwritten with its factors and ipiv (n elements) with the pivots, as by
  * getrf; B is overwritten with X.
  *
+ * No array may be null unless n = 0, B not even when nrhs = 0.
+ *
  * toviDataError, error info i: U(i, i), counted from 1, is exactly zero and there is no solution. A and ipiv
  * hold the completed factorization, B is unchanged.
  */

@@ -182,7 +182,9 @@ void getrf(MatrixView<T> dA, int* dIpiv) {
     firstZero = factorBlocked<T>(Straight<T>(dA, nb), dA.rows, dA.cols, nb, hIpiv.data());
 
   copyToDevice(hIpiv, dIpiv);
-  if (firstZero != 0) dataError(firstZero);
+  if (firstZero == 0) return;
+  cudalib::checkPending();  // a data error promises complete factors
+  dataError(firstZero);
 }
 
 template <class T>

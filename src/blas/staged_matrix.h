@@ -59,13 +59,14 @@ class Staged {
   }
 
  private:
-  // The operand as the allocator's copies take it: one slab, or a slab for every run where the host's pitch
-  // is beyond what a two-dimensional copy accepts.
+  // The operand as the allocator's copies take it: one slab, or a slab for every run where a pitch is beyond
+  // what a two-dimensional copy accepts.
   struct Slabs {
     std::size_t hostPitch, hostStride, devicePitch, deviceStride, height, depth;
   };
   Slabs slabs() const {
-    if (hostPitch_ < cudalib::currentDevice().pitchLimit() / sizeof(T))
+    const std::size_t limit = cudalib::currentDevice().pitchLimit() / sizeof(T);
+    if (hostPitch_ < limit && devicePitch_ < limit)
       return {hostPitch_, width_ * height_, devicePitch_, width_ * height_, height_, 1};
     return {width_, hostPitch_, width_, devicePitch_, 1, height_};
   }

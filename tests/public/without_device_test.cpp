@@ -17,5 +17,8 @@ TEST(WithoutDevice, InitializationSaysWhatIsMissing) {
   EXPECT_EQ(toviSgetrf(1, 1, &a, 1, &ipiv), toviNotInitialized);
   EXPECT_EQ(a, 1.0f);
   EXPECT_GT(std::strlen(toviGetStatusString(status)), 0u);
+  char text[256] = "";
+  EXPECT_EQ(toviGetErrorInfoString(status, 0, text, sizeof text), toviNoError);
+  EXPECT_STREQ(text, toviGetStatusString(status));
   toviShutdown();
 }

@@ -3,9 +3,11 @@
 #include <cuda_runtime.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -114,6 +116,26 @@ TEST_F(DeviceQueue, QueryAnswersNotReadyWithoutAnError) {
   EXPECT_EQ(cudaGetLastError(), cudaSuccess);
   int polls = 0;
   while (cudaStreamQuery(stream) == cudaErrorNotReady) ASSERT_LT(++polls, 10) << "a polling program must end";
+}
+
+__global__ void slow_k(std::atomic<bool>* running) {
+  *running = true;
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));  // until who waits has gone to sleep
+}
+
+// Who asks runs one piece of lazy work; another thread that went to sleep meanwhile must run the rest.
+TEST_F(DeviceQueue, WhoOnlyAsksLeavesNobodyAsleep) {
+  software_device::setSchedule(Schedule::lazy);
+  std::atomic<bool> running{false};
+  platform::launch<&slow_k>(dim3(1), dim3(1), 0, stream, &running);
+  add(1, stream);
+  std::future<void> waiting = std::async(std::launch::async, [&] {
+    while (!running) std::this_thread::yield();
+    cudaStreamSynchronize(stream);
+  });
+  EXPECT_EQ(cudaStreamQuery(stream), cudaErrorNotReady);
+  EXPECT_EQ(waiting.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  while (cudaStreamQuery(stream) == cudaErrorNotReady) std::this_thread::yield();
 }
 
 TEST_F(DeviceQueue, StreamsRunInOrderOfIssueAgainstTheDefaultStream) {

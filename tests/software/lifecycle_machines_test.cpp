@@ -178,6 +178,24 @@ TEST(LifecycleMachines, EveryCallOfInitializationMayFail) {
   }
 }
 
+// As a runtime may answer that finds no device or no driver when it is asked to wait.
+TEST(LifecycleMachines, WithoutADeviceThereIsNothingToWaitFor) {
+  for (const int code :
+       {static_cast<int>(cudaErrorNoDevice), static_cast<int>(cudaErrorInsufficientDriver)}) {
+    configure(Machine{});
+    failCall(Entry::threadSynchronize, 1, code, true);
+    int count = -1;
+    EXPECT_EQ(toviGetDeviceCount(&count), toviNoError);
+    EXPECT_EQ(count, 0);
+    char text[64];
+    EXPECT_EQ(toviGetErrorInfoString(toviNoHardware, 0, text, sizeof text), toviNoError);
+    EXPECT_STREQ(text, "No hardware is present to run TOVI");
+    expectInitialize(toviNoHardware, 0);
+    EXPECT_GE(software_device::failuresInjected(), 3U);
+    software_device::clearFaults();
+  }
+}
+
 // The same for whichever platform call comes first, second, ... until the routine succeeds.
 template <class Call>
 void expectEveryFailureReported(Call call) {

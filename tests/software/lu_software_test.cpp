@@ -1,8 +1,10 @@
 // LU on pretended machines: the small blocks of the first device generation, devices without copy overlap, a
 // schedule that runs device work as late as it may, and failures of every call underneath.
 
+#include <new>
 #include <string>
 
+#include "cudalib/hooks.h"
 #include "platform/software/testing/software_device.h"
 #include "tests/support/lu_checks.h"
 
@@ -164,6 +166,49 @@ TYPED_TEST(LuSoftwareTest, EveryCallMayFailForEver) {
 TEST(LuSoftwareTransposed, EveryCallMayFail) {
   pretend(2, 0);
   failEveryCall<float>(Memory::host, 514, false);
+}
+
+// A data error says that the factors are complete, so whatever kept them from being so is told first.
+TEST(LuSoftwareSingular, AFailureComesBeforeTheDataError) {
+  pretend(2, 0);
+  const struct {
+    Entry entry;
+    int code;
+    toviStatus status;
+  } faults[] = {{Entry::gemm, 14, toviBlasError},
+                {Entry::trsm, 3, toviInsufficientMemory},
+                {Entry::launch, cudaErrorLaunchFailure, toviRuntimeError}};
+  const int shapes[][2] = {{400, 400}, {600, 400}, {600, 600}};  // the last one in transposed storage
+  for (const Memory where : {Memory::host, Memory::device})
+    for (const auto& [m, n] : shapes)
+      for (const auto& fault : faults) {
+        SCOPED_TRACE(shape(where, m, n));
+        HostMatrix<float> a = HostMatrix<float>::random(m, n, 0, 3);
+        for (int i = 0; i < m; ++i) a(i, 9) = 0;
+        std::vector<int> ipiv(static_cast<std::size_t>(n));
+        software_device::failCall(fault.entry, 1, fault.code);
+        EXPECT_EQ(factor(where, a, ipiv), fault.status);
+        EXPECT_EQ(software_device::failuresInjected(), 1u);
+        software_device::clearFaults();
+      }
+}
+
+TEST(LuSoftwareHooks, AThrowingPhaseHookFailsTheCall) {
+  pretend(2, 0);
+  HostMatrix<float> a = HostMatrix<float>::random(30, 30, 0, 4);
+  std::vector<int> ipiv(30);
+  int begun = 0;
+  tovi::callHooks().phaseBegin = [&] { ++begun; };
+  tovi::callHooks().phaseEnd = [] { throw std::bad_alloc(); };
+  EXPECT_EQ(factor(Memory::host, a, ipiv), toviInsufficientMemory);
+  EXPECT_EQ(begun, 1);
+
+  HostMatrix<float> zero(30, 30);
+  EXPECT_EQ(factor(Memory::host, zero, ipiv), toviDataError) << "the first failure stands";
+  EXPECT_EQ(toviGetErrorInfo(), 1);
+  EXPECT_EQ(begun, 2);
+  EXPECT_EQ(software_device::live().allocations, 0u);
+  toviShutdown();  // empties the hooks
 }
 
 TEST(LuSoftwareSizes, WhatCannotBeRepresentedIsRefused) {

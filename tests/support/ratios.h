@@ -51,7 +51,7 @@ double norm1(const HostMatrix<T>& a) {
   for (int j = 0; j < a.cols(); ++j) {
     double sum = 0;
     for (int i = 0; i < a.rows(); ++i) sum += magnitude(a(i, j));
-    if (!(sum <= largest)) largest = sum;
+    if (!(sum <= largest) && !std::isnan(largest)) largest = sum;
   }
   return largest;
 }
@@ -109,7 +109,7 @@ double solveRatio(const HostMatrix<T>& a, const HostMatrix<T>& x, const HostMatr
       size += magnitude(wx(i, j));
     }
     const double ratio = scaled(r, n * norm1(a) * size * epsilon<T>());
-    if (!(ratio <= worst)) worst = ratio;
+    if (!(ratio <= worst) && !std::isnan(worst)) worst = ratio;
   }
   return worst;
 }

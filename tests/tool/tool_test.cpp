@@ -272,7 +272,10 @@ TEST_F(Tool, BadFilesGetOneLine) {
       {real + "2 2 1\n1 0 1\n", "column 0 is not in 1..2"},
       {real + "2 2 1\n1 1 1,5\n", "'1,5' is not a number"},
       {real + "2 2 1\n1 1 1.0D0\n", "'1.0D0' is not a number"},
+      {real + "2 2 1\n1 1 " + std::string(60000, 'x') + "\n", ": '" + std::string(40, 'x') + "...' is not"},
+      {real + "2 2 1\n1 1 \033[2J\n", "a.mtx:3: '?[2J' is not a number"},
       {nans, "a.mtx:3: 'nan' is not a finite number"},
+      {real + "2 2 1\n1 1 nan(1)\n", "'nan(1)' is not a finite number"},
       {real + "2 2 1\n1 1 -inf\n", "'-inf' is not a finite number"},
       {real + "2 2 1\n1 1 3.5e38\n", "'3.5e38' overflows single precision"},
       {real + "2 2 1\n1 1 1e999\n", "'1e999' overflows single precision"},
@@ -297,6 +300,10 @@ TEST_F(Tool, BadFilesGetOneLine) {
 TEST_F(Tool, OtherFailuresGetOneLineToo) {
   const std::string a = write("a.mtx", "%%MatrixMarket matrix array real general\n1 1\n1e-30\n");
   const std::string tall = write("b.mtx", "%%MatrixMarket matrix array real general\n2 1\n1\n1\n");
+  const std::string sparse =
+      write("s.mtx", "%%MatrixMarket matrix coordinate real general\n9999 9999 1\n1 1 1\n");
+  const std::string wide =
+      write("wide.mtx", "%%MatrixMarket matrix coordinate real general\n9999 2147483647 1\n1 1 1\n");
   const std::string large = write("c.mtx", "%%MatrixMarket matrix array real general\n1 1\n1e30\n");
   const struct {
     std::string arguments, message;
@@ -305,6 +312,8 @@ TEST_F(Tool, OtherFailuresGetOneLineToo) {
       {"solve '" + path("") + "'", "cannot be read"},
       {"solve '" + a + "' '" + path("missing.mtx") + "'", "missing.mtx: cannot be opened: "},
       {"solve '" + a + "' '" + tall + "'", "b.mtx: has 2 rows, the matrix has 1"},
+      {"solve '" + sparse + "' '" + wide + "'",
+       "too large: order 9999 with 2147483647 right-hand sides needs"},
       {"solve '" + a + "' '" + large + "'", "the solution overflows single precision"},
       {"solve '" + a + "' -o '" + path("no/x.mtx") + "'", "x.mtx: cannot be written: "},
   };

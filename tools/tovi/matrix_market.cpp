@@ -34,6 +34,15 @@ std::string lower(std::string_view word) {
   return result;
 }
 
+// A word of the file as messages show it: short, and nothing in it that a terminal would obey.
+std::string shown(std::string_view word) {
+  constexpr std::size_t longest = 40;
+  std::string result(word.substr(0, longest));
+  for (char& c : result)
+    if (c < ' ' || c > '~') c = '?';
+  return "'" + result + (word.size() > longest ? "...'" : "'");
+}
+
 std::string systemText() { return std::generic_category().message(errno); }
 
 template <class T>
@@ -108,25 +117,25 @@ void MatrixMarketReader::readBanner() {
   if (words_.size() != 5) failAtLine("expected: %%MatrixMarket matrix FORMAT FIELD SYMMETRY");
   const std::string object = lower(words_[1]), format = lower(words_[2]), field = lower(words_[3]),
                     symmetry = lower(words_[4]);
-  if (object != "matrix") failAtLine("holds a '" + object + "', not a matrix");
+  if (object != "matrix") failAtLine("holds a " + shown(object) + ", not a matrix");
   if (!choose(format, {std::pair{"coordinate", Format::coordinate}, {"array", Format::array}},
               header_.format))
-    failAtLine("unknown format '" + format + "': expected coordinate or array");
+    failAtLine("unknown format " + shown(format) + ": expected coordinate or array");
   if (!choose(field,
               {std::pair{"real", Field::real},
                {"complex", Field::complex},
                {"integer", Field::integer},
                {"pattern", Field::pattern}},
               header_.field))
-    failAtLine("unknown field '" + field + "': expected real, complex, integer or pattern");
+    failAtLine("unknown field " + shown(field) + ": expected real, complex, integer or pattern");
   if (!choose(symmetry,
               {std::pair{"general", Symmetry::general},
                {"symmetric", Symmetry::symmetric},
                {"hermitian", Symmetry::hermitian},
                {"skew-symmetric", Symmetry::skew}},
               header_.symmetry))
-    failAtLine("unknown symmetry '" + symmetry +
-               "': expected general, symmetric, Hermitian or skew-symmetric");
+    failAtLine("unknown symmetry " + shown(symmetry) +
+               ": expected general, symmetric, Hermitian or skew-symmetric");
   header_.kind = format + " " + field + " " + symmetry;
   const bool pattern = header_.field == Field::pattern;
   if ((pattern && (header_.format == Format::array || header_.symmetry == Symmetry::skew)) ||
@@ -239,13 +248,12 @@ float MatrixMarketReader::parseReal(std::string_view word) const {
   float value = 0.0f;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (error == std::errc::invalid_argument || end != digits.data() + digits.size())
-    failAtLine("'" + std::string(word) + "' is not a number");
+    failAtLine(shown(word) + " is not a number");
   // from_chars says out of range for too large and for too small alike.
   if (error == std::errc::result_out_of_range) value = std::strtof(std::string(digits).c_str(), nullptr);
   if (!std::isfinite(value)) {
-    const bool spelled = digits.find_first_of("0123456789") == std::string_view::npos;
-    failAtLine("'" + std::string(word) +
-               (spelled ? "' is not a finite number" : "' overflows single precision"));
+    const bool spelled = error == std::errc();  // inf, nan, nan(1)
+    failAtLine(shown(word) + (spelled ? " is not a finite number" : " overflows single precision"));
   }
   return value;
 }
@@ -256,7 +264,7 @@ float MatrixMarketReader::parseInteger(std::string_view word) const {
   long long value = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (error != std::errc() || end != digits.data() + digits.size())
-    failAtLine("'" + std::string(word) + "' is not an integer of 64 bits");
+    failAtLine(shown(word) + " is not an integer of 64 bits");
   return static_cast<float>(value);
 }
 
@@ -272,7 +280,7 @@ std::uint64_t MatrixMarketReader::parseCount(std::string_view word) const {
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
   if (error == std::errc::result_out_of_range) return std::numeric_limits<std::uint64_t>::max();
   if (error != std::errc() || end != word.data() + word.size())
-    failAtLine("'" + std::string(word) + "' is not a whole number");
+    failAtLine(shown(word) + " is not a whole number");
   return value;
 }
 

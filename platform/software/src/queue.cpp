@@ -117,7 +117,10 @@ void Queue::wait(std::uint64_t number) {
 bool Queue::poll(std::uint64_t number) {
   if (done(number)) return true;
   Lock lock(mutex_);
-  if (!executing_ && !empty() && (schedule_ == Schedule::lazy || !running_)) runOne(lock);
+  if (!executing_ && !empty() && (schedule_ == Schedule::lazy || !running_)) {
+    runOne(lock);
+    handOver();
+  }
   return false;
 }
 

@@ -54,8 +54,9 @@ inline std::atomic<bool>& blasStarted() {
   return started;
 }
 inline cublasStatus startBlas() {
-  blasStarted() = true;
-  return cublasInit();
+  const cublasStatus status = cublasInit();
+  blasStarted() = status == CUBLAS_STATUS_SUCCESS;
+  return status;
 }
 inline cublasStatus stopBlas() {
   blasStarted() = false;
