@@ -16,9 +16,7 @@ namespace testing_support {
 
 class LibraryTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(toviInitialize(), toviNoError) << toviGetErrorInfo();
-  }
+  void SetUp() override { ASSERT_EQ(toviInitialize(), toviNoError) << toviGetErrorInfo(); }
   void TearDown() override { toviShutdown(); }
 };
 

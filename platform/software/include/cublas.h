@@ -1,7 +1,7 @@
-/* The legacy BLAS interface of the software device, for C and C++. Matrices are column-major in device memory, scalars
- * travel by value. Calls that return nothing come back before they have run; what went wrong with one is told by
- * cublasGetError, whose status stays until it is read. In the linked program the names carry a prefix, so that this
- * library and the toolkit's may live in one process. */
+/* The legacy BLAS interface of the software device, for C and C++. Matrices are column-major in device
+ * memory, scalars travel by value. Calls that return nothing come back before they have run; what went wrong
+ * with one is told by cublasGetError, whose status stays until it is read. In the linked program the names
+ * carry a prefix, so that this library and the toolkit's may live in one process. */
 
 #ifndef TOVI_SOFTWARE_CUBLAS_H
 #define TOVI_SOFTWARE_CUBLAS_H
@@ -156,12 +156,11 @@ TOVI_SOFTWARE_API int CUBLASWINAPI cublasIdamax(int n, const double* x, int incx
 TOVI_SOFTWARE_API int CUBLASWINAPI cublasIcamax(int n, const cuComplex* x, int incx);
 TOVI_SOFTWARE_API int CUBLASWINAPI cublasIzamax(int n, const cuDoubleComplex* x, int incx);
 TOVI_SOFTWARE_API float CUBLASWINAPI cublasSdot(int n, const float* x, int incx, const float* y, int incy);
-TOVI_SOFTWARE_API double CUBLASWINAPI cublasDdot(int n, const double* x, int incx, const double* y,
-                                                 int incy);
-TOVI_SOFTWARE_API cuComplex CUBLASWINAPI cublasCdotu(int n, const cuComplex* x, int incx,
-                                                     const cuComplex* y, int incy);
-TOVI_SOFTWARE_API cuComplex CUBLASWINAPI cublasCdotc(int n, const cuComplex* x, int incx,
-                                                     const cuComplex* y, int incy);
+TOVI_SOFTWARE_API double CUBLASWINAPI cublasDdot(int n, const double* x, int incx, const double* y, int incy);
+TOVI_SOFTWARE_API cuComplex CUBLASWINAPI cublasCdotu(int n, const cuComplex* x, int incx, const cuComplex* y,
+                                                     int incy);
+TOVI_SOFTWARE_API cuComplex CUBLASWINAPI cublasCdotc(int n, const cuComplex* x, int incx, const cuComplex* y,
+                                                     int incy);
 TOVI_SOFTWARE_API cuDoubleComplex CUBLASWINAPI cublasZdotu(int n, const cuDoubleComplex* x, int incx,
                                                            const cuDoubleComplex* y, int incy);
 TOVI_SOFTWARE_API cuDoubleComplex CUBLASWINAPI cublasZdotc(int n, const cuDoubleComplex* x, int incx,
@@ -182,10 +181,9 @@ TOVI_SOFTWARE_API void CUBLASWINAPI cublasZaxpy(int n, cuDoubleComplex alpha, co
                                                 int incx, cuDoubleComplex* y, int incy);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasScopy(int n, const float* x, int incx, float* y, int incy);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasDcopy(int n, const double* x, int incx, double* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasCcopy(int n, const cuComplex* x, int incx, cuComplex* y,
+TOVI_SOFTWARE_API void CUBLASWINAPI cublasCcopy(int n, const cuComplex* x, int incx, cuComplex* y, int incy);
+TOVI_SOFTWARE_API void CUBLASWINAPI cublasZcopy(int n, const cuDoubleComplex* x, int incx, cuDoubleComplex* y,
                                                 int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZcopy(int n, const cuDoubleComplex* x, int incx,
-                                                cuDoubleComplex* y, int incy);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasSswap(int n, float* x, int incx, float* y, int incy);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasDswap(int n, double* x, int incx, double* y, int incy);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasCswap(int n, cuComplex* x, int incx, cuComplex* y, int incy);
@@ -199,13 +197,12 @@ TOVI_SOFTWARE_API void CUBLASWINAPI cublasSgemv(char trans, int m, int n, float 
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasDgemv(char trans, int m, int n, double alpha, const double* A,
                                                 int lda, const double* x, int incx, double beta, double* y,
                                                 int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasCgemv(char trans, int m, int n, cuComplex alpha,
-                                                const cuComplex* A, int lda, const cuComplex* x, int incx,
-                                                cuComplex beta, cuComplex* y, int incy);
+TOVI_SOFTWARE_API void CUBLASWINAPI cublasCgemv(char trans, int m, int n, cuComplex alpha, const cuComplex* A,
+                                                int lda, const cuComplex* x, int incx, cuComplex beta,
+                                                cuComplex* y, int incy);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasZgemv(char trans, int m, int n, cuDoubleComplex alpha,
                                                 const cuDoubleComplex* A, int lda, const cuDoubleComplex* x,
-                                                int incx, cuDoubleComplex beta, cuDoubleComplex* y,
-                                                int incy);
+                                                int incx, cuDoubleComplex beta, cuDoubleComplex* y, int incy);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasSger(int m, int n, float alpha, const float* x, int incx,
                                                const float* y, int incy, float* A, int lda);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasDger(int m, int n, double alpha, const double* x, int incx,
@@ -214,19 +211,17 @@ TOVI_SOFTWARE_API void CUBLASWINAPI cublasCgeru(int m, int n, cuComplex alpha, c
                                                 const cuComplex* y, int incy, cuComplex* A, int lda);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasCgerc(int m, int n, cuComplex alpha, const cuComplex* x, int incx,
                                                 const cuComplex* y, int incy, cuComplex* A, int lda);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZgeru(int m, int n, cuDoubleComplex alpha,
-                                                const cuDoubleComplex* x, int incx,
-                                                const cuDoubleComplex* y, int incy, cuDoubleComplex* A,
-                                                int lda);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZgerc(int m, int n, cuDoubleComplex alpha,
-                                                const cuDoubleComplex* x, int incx,
-                                                const cuDoubleComplex* y, int incy, cuDoubleComplex* A,
-                                                int lda);
+TOVI_SOFTWARE_API void CUBLASWINAPI cublasZgeru(int m, int n, cuDoubleComplex alpha, const cuDoubleComplex* x,
+                                                int incx, const cuDoubleComplex* y, int incy,
+                                                cuDoubleComplex* A, int lda);
+TOVI_SOFTWARE_API void CUBLASWINAPI cublasZgerc(int m, int n, cuDoubleComplex alpha, const cuDoubleComplex* x,
+                                                int incx, const cuDoubleComplex* y, int incy,
+                                                cuDoubleComplex* A, int lda);
 
 /* Level 3 */
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasSgemm(char transa, char transb, int m, int n, int k, float alpha,
-                                                const float* A, int lda, const float* B, int ldb,
-                                                float beta, float* C, int ldc);
+                                                const float* A, int lda, const float* B, int ldb, float beta,
+                                                float* C, int ldc);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasDgemm(char transa, char transb, int m, int n, int k, double alpha,
                                                 const double* A, int lda, const double* B, int ldb,
                                                 double beta, double* C, int ldc);
@@ -259,8 +254,8 @@ TOVI_SOFTWARE_API void CUBLASWINAPI cublasZtrmm(char side, char uplo, char trans
                                                 cuDoubleComplex alpha, const cuDoubleComplex* A, int lda,
                                                 cuDoubleComplex* B, int ldb);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasSsymm(char side, char uplo, int m, int n, float alpha,
-                                                const float* A, int lda, const float* B, int ldb,
-                                                float beta, float* C, int ldc);
+                                                const float* A, int lda, const float* B, int ldb, float beta,
+                                                float* C, int ldc);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasDsymm(char side, char uplo, int m, int n, double alpha,
                                                 const double* A, int lda, const double* B, int ldb,
                                                 double beta, double* C, int ldc);
@@ -293,8 +288,8 @@ TOVI_SOFTWARE_API void CUBLASWINAPI cublasZherk(char uplo, char trans, int n, in
                                                 const cuDoubleComplex* A, int lda, double beta,
                                                 cuDoubleComplex* C, int ldc);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasSsyr2k(char uplo, char trans, int n, int k, float alpha,
-                                                 const float* A, int lda, const float* B, int ldb,
-                                                 float beta, float* C, int ldc);
+                                                 const float* A, int lda, const float* B, int ldb, float beta,
+                                                 float* C, int ldc);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasDsyr2k(char uplo, char trans, int n, int k, double alpha,
                                                  const double* A, int lda, const double* B, int ldb,
                                                  double beta, double* C, int ldc);
@@ -302,16 +297,14 @@ TOVI_SOFTWARE_API void CUBLASWINAPI cublasCsyr2k(char uplo, char trans, int n, i
                                                  const cuComplex* A, int lda, const cuComplex* B, int ldb,
                                                  cuComplex beta, cuComplex* C, int ldc);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasZsyr2k(char uplo, char trans, int n, int k, cuDoubleComplex alpha,
-                                                 const cuDoubleComplex* A, int lda,
-                                                 const cuDoubleComplex* B, int ldb, cuDoubleComplex beta,
-                                                 cuDoubleComplex* C, int ldc);
+                                                 const cuDoubleComplex* A, int lda, const cuDoubleComplex* B,
+                                                 int ldb, cuDoubleComplex beta, cuDoubleComplex* C, int ldc);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasCher2k(char uplo, char trans, int n, int k, cuComplex alpha,
                                                  const cuComplex* A, int lda, const cuComplex* B, int ldb,
                                                  float beta, cuComplex* C, int ldc);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasZher2k(char uplo, char trans, int n, int k, cuDoubleComplex alpha,
-                                                 const cuDoubleComplex* A, int lda,
-                                                 const cuDoubleComplex* B, int ldb, double beta,
-                                                 cuDoubleComplex* C, int ldc);
+                                                 const cuDoubleComplex* A, int lda, const cuDoubleComplex* B,
+                                                 int ldb, double beta, cuDoubleComplex* C, int ldc);
 
 #ifdef __cplusplus
 }
