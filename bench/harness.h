@@ -1,6 +1,7 @@
 // Measures pairs: our routine and its rival in turn, A B A B ..., so that a machine whose speed drifts does
 // not favour one of them. A row's figure is the median over the pairs of rival time / our time: 1 is the same
-// speed, 2 is twice.
+// speed, 2 is twice. Beside it stands the rival's shortest time / our shortest: on a machine that others
+// share, the one figure that they do not disturb.
 
 #ifndef TOVI_BENCH_HARNESS_H
 #define TOVI_BENCH_HARNESS_H
@@ -47,20 +48,20 @@ class Report {
   // pairs: measurements of each contender. pause: idle time before each one, for rivals whose threads spin
   // on.
   explicit Report(int pairs, double pause = 0.03) : pairs_(pairs), pause_(pause) {
-    std::printf("%-44s %12s %12s %9s %8s\n", "", "ours", "rival", "ratio", "aim");
+    std::printf("%-44s %12s %12s %9s %8s %8s\n", "", "ours", "rival", "ratio", "aim", "of best");
   }
 
   // work: units of `unit` (GFLOP, GB) that one call does.
   void pair(const std::string& name, double work, const std::string& unit, double aim, const Contender& ours,
             const Contender& rival) {
-    const auto [a, b, ratio] = measure(name, ours, rival);
-    std::printf("%-44s %7.1f %s/s %7.1f %s/s %6.2f %8.2f%s\n", name.c_str(), work / a, unit.c_str(), work / b,
-                unit.c_str(), ratio, aim, ratio >= aim ? "" : "  <--");
+    const auto [a, b, ratio, best] = measure(name, ours, rival);
+    std::printf("%-44s %7.1f %s/s %7.1f %s/s %6.2f %8.2f %8.2f%s\n", name.c_str(), work / a, unit.c_str(),
+                work / b, unit.c_str(), ratio, aim, best, ratio >= aim ? "" : "  <--");
     add(name, a, b, ratio, aim);
   }
   // The figure is our time minus the rival's, in microseconds; aim: at most.
   void overhead(const std::string& name, double aim, const Contender& ours, const Contender& rival) {
-    const auto [a, b, ratio] = measure(name, ours, rival);
+    const auto [a, b, ratio, best] = measure(name, ours, rival);
     const double more = (a - b) * 1e6;
     std::printf("%-44s %9.2f us %9.2f us %6.2f us %5.0f us%s\n", name.c_str(), a * 1e6, b * 1e6, more, aim,
                 more <= aim ? "" : "  <--");
@@ -95,7 +96,7 @@ class Report {
     double ours, rival, figure, aim;
   };
   struct Measured {
-    double ours, rival, ratio;
+    double ours, rival, ratio, best;
   };
 
   Measured measure(const std::string& name, const Contender& ours, const Contender& rival) const {
@@ -112,7 +113,8 @@ class Report {
       ratios.push_back(y / x);
     }
     showProgress("");
-    return {median(a), median(b), median(ratios)};
+    return {median(a), median(b), median(ratios),
+            *std::min_element(b.begin(), b.end()) / *std::min_element(a.begin(), a.end())};
   }
   // One line that the next one, or the row of results, overwrites; nothing where stderr is no terminal.
   static void showProgress(const std::string& line) {

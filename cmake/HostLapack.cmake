@@ -1,8 +1,8 @@
 # tovi_host_lapack: the BLAS and LAPACK that run on the processor, standard Fortran interface.
 #
 # By default the software build embeds OpenBLAS, without its threads (platform/host/serial_openblas.c): the software
-# device brings its own and cuts every product into the same pieces whatever their number, so results keep their bits
-# from machine to machine, and nothing in the host program's own BLAS is touched. Where the archive is missing, and in
+# device brings its own and cuts every product into the same pieces whatever their number, so results do not
+# depend on it, and nothing in the host program's own BLAS is touched. Where the archive is missing, and in
 # the CUDA build, what find_package finds is linked (BLA_VENDOR chooses). TOVI_HOST_LAPACK, a list of link items,
 # overrides both.
 

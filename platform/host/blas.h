@@ -5,6 +5,8 @@
 #ifndef TOVI_PLATFORM_HOST_BLAS_H
 #define TOVI_PLATFORM_HOST_BLAS_H
 
+#include <limits>
+#include <type_traits>
 #include <vector>
 
 #include "platform/host/fortran.h"
@@ -155,10 +157,9 @@ void gemm(char transa, char transb, int m, int n, int k, Scalar<T> alpha, const 
           int ldb, Scalar<T> beta, T* c, int ldc) {
   using namespace fortran;
   const bool plainA = isOption(transa, 'N'), plainB = isOption(transb, 'N');
-  if (alpha != T(0)) {
-    detail::reads(plainA ? m : k, plainA ? k : m, a, lda);
-    detail::reads(plainB ? k : n, plainB ? n : k, b, ldb);
-  }
+  if (alpha == T(0)) k = 0;  // OpenBLAS multiplies small operands by 0 on processors with AVX-512
+  detail::reads(plainA ? m : k, plainA ? k : m, a, lda);
+  detail::reads(plainB ? k : n, plainB ? n : k, b, ldb);
   detail::writes(m, n, c, ldc);
   detail::routine<T>(sgemm_, dgemm_, cgemm_, zgemm_)(&transa, &transb, &m, &n, &k, &alpha, a, &lda, b, &ldb,
                                                      &beta, c, &ldc, 1, 1);
@@ -325,6 +326,14 @@ template <class T>
 tovi::Real<T> asum(int n, const T* x, int incx) {
   using namespace fortran;
   detail::readsVector(n, x, incx);
+  // As real numbers where they are neighbours: scasum of OpenBLAS 0.3.21 is wrong on processors with AVX-512
+  // and bfloat16.
+  if constexpr (std::is_same_v<T, Complex<float>>) {
+    if (incx == 1 && n <= std::numeric_limits<int>::max() / 2) {
+      const int parts = 2 * n;
+      return sasum_(&parts, reinterpret_cast<const float*>(x), &incx);
+    }
+  }
   return detail::routine<T>(sasum_, dasum_, scasum_, dzasum_)(&n, x, &incx);
 }
 // The 1-based position of the first element with the largest |re| + |im|; 0 when there is none
