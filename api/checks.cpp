@@ -107,6 +107,21 @@ void checkGels(char& trans, int m, int n, int nrhs, const void* a, int lda, cons
   requirePointer(b, -7);
 }
 
+void checkGglse(int m, int n, int p, const void* a, int lda, const void* b, int ldb, const void* c,
+                const void* d, const void* x) {
+  require(m >= 0, -1);
+  require(n >= 0, -2);
+  require(p >= 0 && p <= n && p >= n - m, -3);
+  require(lda >= std::max(1, m), -5);
+  require(ldb >= std::max(1, p), -7);
+  if (n == 0) return;
+  if (m > 0) requirePointer(a, -4);
+  if (p > 0) requirePointer(b, -6);
+  if (m > 0) requirePointer(c, -8);
+  if (p > 0) requirePointer(d, -9);
+  requirePointer(x, -10);
+}
+
 void checkGemm(char& transa, char& transb, int m, int n, int k, const void* a, int lda, const void* b,
                int ldb, const void* c, int ldc) {
   requireOneOf(transa, "NTC", -1);

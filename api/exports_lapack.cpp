@@ -41,3 +41,61 @@ toviStatus toviDeviceCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* i
                            int ldb) {
   return deviceGesv(n, nrhs, native(a), lda, ipiv, native(b), ldb);
 }
+
+// ---------------------------------------------------------------------------------------------------- geqrf
+
+toviStatus toviSgeqrf(int m, int n, float* a, int lda, float* tau) { return hostGeqrf(m, n, a, lda, tau); }
+
+toviStatus toviCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau) {
+  return hostGeqrf(m, n, native(a), lda, native(tau));
+}
+
+toviStatus toviDeviceSgeqrf(int m, int n, float* a, int lda, float* tau) {
+  return deviceGeqrf(m, n, a, lda, tau);
+}
+
+toviStatus toviDeviceCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau) {
+  return deviceGeqrf(m, n, native(a), lda, native(tau));
+}
+
+// ----------------------------------------------------------------------------------------------------- gels
+
+toviStatus toviSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b, int ldb) {
+  return hostGels(trans, m, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda, toviFloatComplex* b,
+                     int ldb) {
+  return hostGels(trans, m, n, nrhs, native(a), lda, native(b), ldb);
+}
+
+toviStatus toviDeviceSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b, int ldb) {
+  return deviceGels(trans, m, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda,
+                           toviFloatComplex* b, int ldb) {
+  return deviceGels(trans, m, n, nrhs, native(a), lda, native(b), ldb);
+}
+
+// ---------------------------------------------------------------------------------------------------- gglse
+
+toviStatus toviSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c, float* d,
+                      float* x) {
+  return hostGglse(m, n, p, a, lda, b, ldb, c, d, x);
+}
+
+toviStatus toviCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb,
+                      toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x) {
+  return hostGglse(m, n, p, native(a), lda, native(b), ldb, native(c), native(d), native(x));
+}
+
+toviStatus toviDeviceSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c, float* d,
+                            float* x) {
+  return deviceGglse(m, n, p, a, lda, b, ldb, c, d, x);
+}
+
+toviStatus toviDeviceCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb,
+                            toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x) {
+  return deviceGglse(m, n, p, native(a), lda, native(b), ldb, native(c), native(d), native(x));
+}

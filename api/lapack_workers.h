@@ -9,7 +9,9 @@
 
 #include "api/checks.h"
 #include "api/frame.h"
+#include "lapack/least_squares.h"
 #include "lapack/lu.h"
+#include "lapack/qr.h"
 #include "src/blas/staged_matrix.h"
 
 namespace tovi::api {
@@ -19,7 +21,7 @@ using blas::StagedVector;
 using blas::StageIn;
 using blas::StageOut;
 
-// A data error of the LU factorization leaves complete factors and pivots, which the caller gets as well.
+// A data error leaves complete factors, and what has been made with them, which the caller gets as well.
 inline bool factored(toviStatus status) { return status == toviNoError || status == toviDataError; }
 
 template <class T>
@@ -66,6 +68,82 @@ toviStatus hostGesv(int n, int nrhs, T* hA, int lda, int* hIpiv, T* hB, int ldb)
       dIpiv.copyBack();
     }
     if (status == toviNoError) dB.copyBack();
+    return status;
+  });
+}
+
+template <class T>
+toviStatus deviceGeqrf(int m, int n, T* dA, int lda, T* dTau) {
+  return deviceRoutine<T>([&] {
+    checkGeqrf(m, n, dA, lda, dTau);
+    if (dA == nullptr || dTau == nullptr) return;  // empty, or 1 x 1: nothing to do, and no error
+    lapack::geqrf(MatrixView<T>(dA, m, n, lda), dTau);
+  });
+}
+
+template <class T>
+toviStatus hostGeqrf(int m, int n, T* hA, int lda, T* hTau) {
+  return hostRoutine([&] {
+    checkGeqrf(m, n, hA, lda, hTau);
+    if (hA == nullptr || hTau == nullptr) return toviNoError;  // as in deviceGeqrf
+    StagedMatrix<T> dA(hA, m, n, lda, StageIn | StageOut);
+    StagedVector<T> dTau(hTau, std::min(m, n), 1, StageOut);
+    const toviStatus status = deviceRoutine<T>([&] { lapack::geqrf(dA.view(), dTau.data()); });
+    if (status == toviNoError) {
+      dA.copyBack();
+      dTau.copyBack();
+    }
+    return status;
+  });
+}
+
+template <class T>
+toviStatus deviceGels(char trans, int m, int n, int nrhs, T* dA, int lda, T* dB, int ldb) {
+  return deviceRoutine<T>([&] {
+    checkGels(trans, m, n, nrhs, dA, lda, dB, ldb);
+    lapack::gels(trans, MatrixView<T>(dA, m, n, lda), MatrixView<T>(dB, std::max(m, n), nrhs, ldb));
+  });
+}
+
+template <class T>
+toviStatus hostGels(char trans, int m, int n, int nrhs, T* hA, int lda, T* hB, int ldb) {
+  return hostRoutine([&] {
+    checkGels(trans, m, n, nrhs, hA, lda, hB, ldb);
+    StagedMatrix<T> dA(hA, m, n, lda, StageIn | StageOut);
+    StagedMatrix<T> dB(hB, std::max(m, n), nrhs, ldb, StageIn | StageOut);
+    const toviStatus status = deviceRoutine<T>([&] { lapack::gels(trans, dA.view(), dB.view()); });
+    if (factored(status)) {
+      dA.copyBack();
+      dB.copyBack();
+    }
+    return status;
+  });
+}
+
+template <class T>
+toviStatus deviceGglse(int m, int n, int p, T* dA, int lda, T* dB, int ldb, T* dC, T* dD, T* dX) {
+  return deviceRoutine<T>([&] {
+    checkGglse(m, n, p, dA, lda, dB, ldb, dC, dD, dX);
+    lapack::gglse(MatrixView<T>(dA, m, n, lda), MatrixView<T>(dB, p, n, ldb), dC, dD, dX);
+  });
+}
+
+template <class T>
+toviStatus hostGglse(int m, int n, int p, T* hA, int lda, T* hB, int ldb, T* hC, T* hD, T* hX) {
+  return hostRoutine([&] {
+    checkGglse(m, n, p, hA, lda, hB, ldb, hC, hD, hX);
+    StagedMatrix<T> dA(hA, m, n, lda, StageIn | StageOut), dB(hB, p, n, ldb, StageIn | StageOut);
+    StagedVector<T> dC(hC, m, 1, StageIn | StageOut), dD(hD, p, 1, StageIn | StageOut);
+    StagedVector<T> dX(hX, n, 1, StageOut);
+    const toviStatus status =
+        deviceRoutine<T>([&] { lapack::gglse(dA.view(), dB.view(), dC.data(), dD.data(), dX.data()); });
+    if (factored(status)) {
+      dA.copyBack();
+      dB.copyBack();
+      dC.copyBack();
+      dD.copyBack();
+    }
+    if (status == toviNoError) dX.copyBack();
     return status;
   });
 }

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -29,6 +31,27 @@ inline double median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
+struct Arguments {
+  bool quick = false;  // smaller problems, fewer pairs
+  std::string json;    // empty: no file is written
+};
+
+// Ends the program where they are wrong.
+inline Arguments arguments(int argc, char** argv) {
+  Arguments result;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--quick") == 0) {
+      result.quick = true;
+    } else if (std::strcmp(argv[i], "--json") == 0 && i + 1 < argc) {
+      result.json = argv[++i];
+    } else {
+      std::fprintf(stderr, "usage: %s [--quick] [--json FILE]\n", argv[0]);
+      std::exit(2);
+    }
+  }
+  return result;
+}
+
 // Something to time. `prepare` restores the operands and is not timed; `run` is called `repeat` times per
 // measurement.
 struct Contender {
@@ -45,9 +68,10 @@ struct Contender {
 
 class Report {
  public:
-  // pairs: measurements of each contender. pause: idle time before each one, for rivals whose threads spin
-  // on.
-  explicit Report(int pairs, double pause = 0.03) : pairs_(pairs), pause_(pause) {
+  // pairs: measurements of each contender. pause: idle time in seconds before each one, for rivals whose
+  // threads spin on: those of OpenBLAS cost a call that follows within a tenth of a second up to a third of
+  // its speed.
+  explicit Report(int pairs, double pause = 0.25) : pairs_(pairs), pause_(pause) {
     std::printf("%-44s %12s %12s %9s %8s %8s\n", "", "ours", "rival", "ratio", "aim", "of best");
   }
 

@@ -1,6 +1,8 @@
-// The library's own kernels on device memory, beside memcpy of the same bytes on as many threads.
+// What no exported routine shows by itself: the library's own kernels on device memory, beside memcpy of the
+// same bytes on as many threads, and LQ beside QR of the transpose.
 
 #include <cstring>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -10,6 +12,7 @@
 #include "cudalib/check.h"
 #include "cudalib/managed_memory.h"
 #include "include/tovi.h"
+#include "lapack/qr.h"
 #include "src/basic/Copy.h"
 #include "src/basic/Transpose.h"
 
@@ -57,6 +60,31 @@ int main(int argc, char** argv) {
                 kernel([&] { tovi::basic::transpose<float>(a, b); }), rival);
     report.pair("TransposeInplace_k 4096 x 4096 float", gigabytes, "GB", 0.25,
                 kernel([&] { tovi::basic::transposeInplace(a); }), rival);
+
+    const int rows = 512, cols = 8192;
+    const Memory dTall(cols, rows), dWide(rows, cols), dTau(rows, 1);
+    const tovi::MatrixView<float> tall(dTall.get(), cols, rows, cols), wide(dWide.get(), rows, cols, rows);
+    std::vector<float> values(static_cast<std::size_t>(rows) * cols);
+    std::mt19937 engine(1);
+    std::uniform_real_distribution<float> uniform(-1, 1);
+    for (float& v : values) v = uniform(engine);
+    const auto restore = [&] {
+      cudalib::check(
+          cudaMemcpy(tall.data, values.data(), values.size() * sizeof(float), cudaMemcpyHostToDevice));
+      tovi::basic::transpose<float>(tall, wide);
+      cudalib::completionCheck();
+    };
+    report.pair("LQ of 512 x 8192 float, QR of 8192 x 512", 2e-9 * rows * rows * (cols - rows / 3.0), "GF",
+                0.8,
+                {restore,
+                 [&] {
+                   tovi::lapack::gelqf(wide, dTau.get());
+                   cudalib::completionCheck();
+                 }},
+                {restore, [&] {
+                   tovi::lapack::geqrf(tall, dTau.get());
+                   cudalib::completionCheck();
+                 }});
     if (json) report.writeJson(argv[2]);
   }
   toviShutdown();

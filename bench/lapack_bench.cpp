@@ -22,6 +22,9 @@ void cgemm_(const char*, const char*, const int*, const int*, const int*, const 
             toviFloatComplex*, const int*, std::size_t, std::size_t);
 void sgetrf_(const int*, const int*, float*, const int*, int*, int*);
 void cgetrf_(const int*, const int*, toviFloatComplex*, const int*, int*, int*);
+void sgeqrf_(const int*, const int*, float*, const int*, float*, float*, const int*, int*);
+void cgeqrf_(const int*, const int*, toviFloatComplex*, const int*, toviFloatComplex*, toviFloatComplex*,
+             const int*, int*);
 void sgesv_(const int*, const int*, float*, const int*, int*, float*, const int*, int*);
 }
 
@@ -74,6 +77,20 @@ void factor(bench::Report& report, const std::string& name, int n, double flops,
   report.pair(name + " n = " + std::to_string(n), flops * n * n * n * 1e-9, "GF", aim,
               {restore, [&] { ours(n, work.data(), ipiv.data()); }},
               {restore, [&] { rival(n, work.data(), ipiv.data()); }});
+}
+
+// A factorization of an m x n matrix by reflectors; Ours takes (a, tau), Rival (a, tau, work, lwork).
+template <class T, class Ours, class Rival>
+void reflect(bench::Report& report, const std::string& name, int m, int n, double flopsPerTerm, double aim,
+             Ours ours, Rival rival) {
+  std::vector<T> a(static_cast<std::size_t>(m) * static_cast<std::size_t>(n)), work;
+  std::vector<T> tau(static_cast<std::size_t>(n)), space(static_cast<std::size_t>(64 * n));
+  fill(a);
+  const auto restore = [&] { work = a; };
+  const double terms = static_cast<double>(n) * n * (m - n / 3.0);
+  report.pair(name + " " + std::to_string(m) + " x " + std::to_string(n), flopsPerTerm * terms * 1e-9, "GF",
+              aim, {restore, [&] { ours(work.data(), tau.data()); }},
+              {restore, [&] { rival(work.data(), tau.data(), space.data(), 64 * n); }});
 }
 
 void solve(bench::Report& report, int n, int nrhs, double aim) {
@@ -129,18 +146,7 @@ void peakMemory(bench::Report& report, int n) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string json;
-  bool quick = false;
-  for (int i = 1; i < argc; ++i) {
-    if (std::strcmp(argv[i], "--quick") == 0)
-      quick = true;
-    else if (std::strcmp(argv[i], "--json") == 0 && i + 1 < argc)
-      json = argv[++i];
-    else {
-      std::fprintf(stderr, "usage: %s [--quick] [--json FILE]\n", argv[0]);
-      return 2;
-    }
-  }
+  const auto [quick, json] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
   int device = 0;
   char text[200] = "";
@@ -204,6 +210,28 @@ int main(int argc, char** argv) {
         [&](int k, toviFloatComplex* a, int* ipiv) {
           int info;
           cgetrf_(&k, &k, a, &k, ipiv, &info);
+        });
+  }
+  struct Shape {
+    int rows, cols;
+  };
+  for (const Shape shape : {Shape{n / 2, n / 2}, Shape{n, n}, Shape{2 * n, 2 * n}, Shape{4 * n, n / 4}}) {
+    const int rows = shape.rows, cols = shape.cols;
+    reflect<float>(
+        report, "toviSgeqrf", rows, cols, 2, 1.2,
+        [&](float* a, float* tau) { must(toviSgeqrf(rows, cols, a, rows, tau), "toviSgeqrf"); },
+        [&](float* a, float* tau, float* work, int lwork) {
+          int info;
+          sgeqrf_(&rows, &cols, a, &rows, tau, work, &lwork, &info);
+        });
+    reflect<toviFloatComplex>(
+        report, "toviCgeqrf", rows, cols, 8, 1.2,
+        [&](toviFloatComplex* a, toviFloatComplex* tau) {
+          must(toviCgeqrf(rows, cols, a, rows, tau), "toviCgeqrf");
+        },
+        [&](toviFloatComplex* a, toviFloatComplex* tau, toviFloatComplex* work, int lwork) {
+          int info;
+          cgeqrf_(&rows, &cols, a, &rows, tau, work, &lwork, &info);
         });
   }
   for (const int nrhs : {1, 256}) solve(report, n, nrhs, 0.8);

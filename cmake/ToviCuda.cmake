@@ -14,3 +14,4 @@ set(CMAKE_CUDA_STANDARD 17)
 set(CMAKE_CUDA_STANDARD_REQUIRED ON)
 set(CMAKE_CUDA_VISIBILITY_PRESET hidden)
 find_package(CUDAToolkit 12.0 REQUIRED)
+set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON) # what is installed finds the toolkit's libraries where they are

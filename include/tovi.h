@@ -462,6 +462,75 @@ TOVI_API toviStatus toviDeviceSgesv(int n, int nrhs, float* a, int lda, int* ipi
 TOVI_API toviStatus toviDeviceCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv,
                                     toviFloatComplex* b, int ldb);
 
+/*
+ * geqrf: QR factorization, A = Q R, as LAPACK xGEQRF.
+ *
+ * A is m x n, k = min(m, n). R, upper triangular (upper trapezoidal if m < n), overwrites A on and above the
+ * diagonal. Q = H(1) H(2) ... H(k) with H(i) = I - tau(i) v v^H, where v(1 : i - 1) = 0 and v(i) = 1, counted
+ * from 1; v(i + 1 : m) overwrites A(i + 1 : m, i). tau has k elements.
+ */
+TOVI_API toviStatus toviSgeqrf(int m, int n, float* a, int lda, float* tau);
+TOVI_API toviStatus toviCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau);
+TOVI_API toviStatus toviDeviceSgeqrf(int m, int n, float* a, int lda, float* tau);
+TOVI_API toviStatus toviDeviceCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau);
+
+/*
+ * gels: least squares and minimum norm, op(A) X = B, as LAPACK xGELS.
+ *
+ * A is m x n and has full rank. op(A) is A (trans = 'N') or its conjugate transpose ('T' and 'C', which are
+ * one and the same for both element types). Where op(A) has at least as many rows as columns, each column of
+ * X minimizes the norm of its residual; otherwise it is the solution that has the smallest norm.
+ *
+ * b is an array of max(m, n) rows and nrhs columns. The right-hand sides stand in its first m rows (trans =
+ * 'N'; else n), X in its first n (trans = 'N'; else m) when the routine returns. In a least-squares problem
+ * the elements below X, in each column, have the norm of the residual. A is overwritten with its factors: QR
+ * as by geqrf if m >= n, LQ as by LAPACK xGELQF if m < n, without their tau. When m, n or nrhs is 0, the
+ * whole of b, max(m, n) x nrhs, is set to zero.
+ *
+ * toviDataError, error info i: diagonal element i of R or L, counted from 1, is exactly zero, the first such
+ * one, and there is no solution. A holds the factors; b holds Q^H B (or Q B for the transposed problem) in a
+ * least-squares problem, and is unchanged otherwise. A matrix that is deficient in rank up to rounding is not
+ * noticed.
+ *
+ * Unlike the reference routine, this one does not scale. Elements whose magnitudes are, at the largest in A
+ * and at the largest in B, between 1e-31 and 1e31 are safe, provided that X too can be represented; beyond
+ * that results may overflow or lose digits.
+ */
+TOVI_API toviStatus toviSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda,
+                              toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda,
+                                    toviFloatComplex* b, int ldb);
+
+/*
+ * gglse: least squares under equality constraints, as LAPACK xGGLSE: x minimizes the norm of c - A x under
+ * B x = d.
+ *
+ * A is m x n, B is p x n, p <= n <= m + p (otherwise p is a bad argument); c has m elements, d has p, x has
+ * n. B and the matrix of A above B have full rank. With n = 0 nothing is read or written.
+ *
+ * A and B are overwritten with their generalized RQ factorization, B = (0 T) Q and A = Z R Q: T, p x p upper
+ * triangular, stands in the last p columns of B, R on and above the diagonal of A. Elements n - p + 1 to m of
+ * c have the norm of the residual; the others, and d, are overwritten with intermediate results.
+ *
+ * toviDataError, error info i: diagonal element i, counted from 1, of T or of R11, the leading (n - p) x
+ * (n - p) block of R, is exactly zero, the first such one, and there is no single solution. T is looked at
+ * first. Unlike with the reference routine the error info does not say which of the two it was; A and B,
+ * which hold the factors, do. c and d hold intermediate results. x is left as it was by the host interface,
+ * and undefined in the device interface.
+ *
+ * Nothing is scaled: see gels.
+ */
+TOVI_API toviStatus toviSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c, float* d,
+                               float* x);
+TOVI_API toviStatus toviCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b,
+                               int ldb, toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x);
+TOVI_API toviStatus toviDeviceSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c,
+                                     float* d, float* x);
+TOVI_API toviStatus toviDeviceCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b,
+                                     int ldb, toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x);
+
 #ifdef __cplusplus
 }
 #endif

@@ -6,21 +6,14 @@
 
 #include "cudalib/hooks.h"
 #include "platform/software/testing/software_device.h"
+#include "tests/support/faults.h"
 #include "tests/support/lu_checks.h"
+#include "tests/support/machines.h"
 
 namespace testing_support {
 namespace {
 
 using software_device::Entry;
-
-void pretend(int major, int minor, bool overlap = true) {
-  software_device::Machine machine = software_device::defaultMachine();
-  machine.devices[0].major = major;
-  machine.devices[0].minor = minor;
-  machine.devices[0].overlapsCopies = overlap;
-  software_device::configure(machine);
-  ASSERT_EQ(toviInitialize(), toviNoError);
-}
 
 template <class T>
 class LuSoftwareTest : public ::testing::Test {};
@@ -29,7 +22,7 @@ TYPED_TEST_SUITE(LuSoftwareTest, Elements);
 
 // Panels are 64 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(LuSoftwareTest, SmallBlocks) {
-  pretend(1, 3);
+  ASSERT_EQ(pretend(1, 3), toviNoError);
   for (const int n : {63, 64, 65, 129, 512, 513}) checkFactorization<TypeParam>(Memory::host, n, n);
   checkFactorization<TypeParam>(Memory::device, 300, 130);
   checkFactorization<TypeParam>(Memory::device, 130, 300);
@@ -47,12 +40,12 @@ void solveOnALazyDevice() {
 }
 
 TYPED_TEST(LuSoftwareTest, EveryWaitIsThere) {
-  pretend(1, 3);
+  ASSERT_EQ(pretend(1, 3), toviNoError);
   solveOnALazyDevice<TypeParam>();
 }
 
 TYPED_TEST(LuSoftwareTest, EveryWaitIsThereWithoutAPrivateStream) {
-  pretend(1, 3, false);
+  ASSERT_EQ(pretend(1, 3, false), toviNoError);
   software_device::startRecording();
   solveOnALazyDevice<TypeParam>();
   for (const software_device::Call& call : software_device::stopRecording())
@@ -60,7 +53,7 @@ TYPED_TEST(LuSoftwareTest, EveryWaitIsThereWithoutAPrivateStream) {
 }
 
 TYPED_TEST(LuSoftwareTest, PanelsTravelOnAPrivateStream) {
-  pretend(2, 0);
+  ASSERT_EQ(pretend(2, 0), toviNoError);
   const int nb = tovi::isComplex<TypeParam> ? 128 : 192, n = 3 * nb;
   for (const int cols : {n, n + 1}) {  // transposed and straight
     HostMatrix<TypeParam> a = HostMatrix<TypeParam>::random(n, cols, 0, 1);
@@ -79,7 +72,7 @@ TYPED_TEST(LuSoftwareTest, PanelsTravelOnAPrivateStream) {
 
 // The copy of the matrix, the panel and little else.
 TEST(LuSoftwareMemory, PeakStaysNearTheMatrix) {
-  pretend(2, 0);
+  ASSERT_EQ(pretend(2, 0), toviNoError);
   const int n = 1500;
   HostMatrix<float> a = HostMatrix<float>::random(n, n, 0, 1);
   std::vector<int> ipiv(static_cast<std::size_t>(n));
@@ -91,97 +84,55 @@ TEST(LuSoftwareMemory, PeakStaysNearTheMatrix) {
   EXPECT_EQ(software_device::live().allocations, 0u);
 }
 
-// Fails call 1, 2, 3, ... until the routine succeeds. Each time: the documented status, nothing left behind,
-// and a next call that gives the same bits as an undisturbed one.
+// The operands of gesv.
 template <class T>
-void failEveryCall(Memory where, int n, bool forever) {
-  const HostMatrix<T> a = HostMatrix<T>::random(n, n, 1, 21);
-  const HostMatrix<T> b = HostMatrix<T>::random(n, 2, 1, 22);
-  HostMatrix<T> goodLu = a, goodX = b;
-  std::vector<int> goodIpiv(static_cast<std::size_t>(n));
-  ASSERT_EQ(solve(where, goodLu, goodIpiv, goodX), toviNoError);
+struct System {
+  HostMatrix<T> a, b;
+  HostMatrix<int> ipiv;
 
-  const struct {
-    int cuda, cublas;
-    toviStatus status;
-    int cudaInfo, cublasInfo;
-  } codes[] = {{cudaErrorMemoryAllocation, 3, toviInsufficientMemory, 0, 0},
-               {cudaErrorUnknown, 14, toviRuntimeError, cudaErrorUnknown, 14}};
-  for (const auto& code : codes) {
-    bool succeeded = false;
-    for (std::uint64_t call = 1; !succeeded; ++call) {
-      ASSERT_LT(call, 2000u);
-      SCOPED_TRACE("call " + std::to_string(call) + (forever ? " and all after it" : ""));
-      HostMatrix<T> lu = a, x = b;
-      std::vector<int> ipiv(static_cast<std::size_t>(n), -7);
-      toviStatus status;
-      int info;
-      if (where == Memory::host) {
-        software_device::failAnyCall(call, code.cuda, code.cublas, forever);
-        status = solve(where, lu, ipiv, x);
-        info = toviGetErrorInfo();
-        succeeded = software_device::failuresInjected() == 0;
-        software_device::clearFaults();
-      } else {
-        const DeviceArray<T> dA(a), dB(b);
-        const DeviceArray<int> dIpiv(ipiv.data(), ipiv.size());
-        software_device::failAnyCall(call, code.cuda, code.cublas, forever);
-        status = gesv(where, n, 2, dA.data(), a.ld(), dIpiv.data(), dB.data(), b.ld());
-        info = toviGetErrorInfo();
-        succeeded = software_device::failuresInjected() == 0;
-        software_device::clearFaults();
-      }
-      if (succeeded) {
-        EXPECT_EQ(status, toviNoError);
-        break;
-      }
-      if (status == toviBlasError) {
-        EXPECT_EQ(info, code.cublasInfo);
-      } else if (status == toviRuntimeError) {
-        EXPECT_EQ(info, code.cudaInfo);
-      } else if (status != toviNoError) {  // a failing synchronization alone loses nothing
-        EXPECT_EQ(status, code.status);
-      }
-      EXPECT_EQ(software_device::live().allocations, 0u);
-      EXPECT_EQ(software_device::live().pageLockedBlocks, 0u);
-      EXPECT_EQ(software_device::live().streams, 0u);
-      EXPECT_EQ(software_device::pending(), 0u);
-      if (where == Memory::host) {
-        EXPECT_TRUE(lu.paddingIntact() && x.paddingIntact());
-        if (status == toviNoError) {
-          EXPECT_TRUE(x.sameBits(goodX));
-        }
-      }
-
-      HostMatrix<T> nextLu = a, nextX = b;
-      std::vector<int> nextIpiv(static_cast<std::size_t>(n));
-      ASSERT_EQ(solve(where, nextLu, nextIpiv, nextX), toviNoError) << toviGetErrorInfo();
-      ASSERT_TRUE(nextLu.sameBits(goodLu) && nextX.sameBits(goodX) && nextIpiv == goodIpiv);
-    }
+  explicit System(int n)
+      : a(HostMatrix<T>::random(n, n, 1, 21)), b(HostMatrix<T>::random(n, 2, 1, 22)), ipiv(n, 1) {
+    ipiv.fill(-7);
   }
-}
+  toviStatus run(Memory where, const Around& around = {}) {
+    const Placed<T> dA(where, a), dB(where, b);
+    const Placed<int> dIpiv(where, ipiv);
+    around.before();
+    const toviStatus status =
+        gesv(where, a.rows(), b.cols(), dA.data(), a.ld(), dIpiv.data(), dB.data(), b.ld());
+    around.after();
+    dA.fetch();
+    dB.fetch();
+    dIpiv.fetch();
+    return status;
+  }
+  bool paddingIntact() const { return a.paddingIntact() && b.paddingIntact(); }
+  bool sameBits(const System& other) const {
+    return a.sameBits(other.a) && b.sameBits(other.b) && ipiv.sameBits(other.ipiv);
+  }
+};
 
 TYPED_TEST(LuSoftwareTest, EveryCallMayFailOnce) {
-  pretend(1, 3);
-  failEveryCall<TypeParam>(Memory::host, 20, false);
-  failEveryCall<TypeParam>(Memory::host, 130, false);
-  failEveryCall<TypeParam>(Memory::device, 130, false);
+  ASSERT_EQ(pretend(1, 3), toviNoError);
+  failEveryCall(Memory::host, System<TypeParam>(20), false);
+  failEveryCall(Memory::host, System<TypeParam>(130), false);
+  failEveryCall(Memory::device, System<TypeParam>(130), false);
 }
 
 TYPED_TEST(LuSoftwareTest, EveryCallMayFailForEver) {
-  pretend(1, 3);
-  failEveryCall<TypeParam>(Memory::host, 130, true);
-  failEveryCall<TypeParam>(Memory::device, 20, true);
+  ASSERT_EQ(pretend(1, 3), toviNoError);
+  failEveryCall(Memory::host, System<TypeParam>(130), true);
+  failEveryCall(Memory::device, System<TypeParam>(20), true);
 }
 
 TEST(LuSoftwareTransposed, EveryCallMayFail) {
-  pretend(2, 0);
-  failEveryCall<float>(Memory::host, 514, false);
+  ASSERT_EQ(pretend(2, 0), toviNoError);
+  failEveryCall(Memory::host, System<float>(514), false);
 }
 
 // A data error says that the factors are complete, so whatever kept them from being so is told first.
 TEST(LuSoftwareSingular, AFailureComesBeforeTheDataError) {
-  pretend(2, 0);
+  ASSERT_EQ(pretend(2, 0), toviNoError);
   const struct {
     Entry entry;
     int code;
@@ -205,7 +156,7 @@ TEST(LuSoftwareSingular, AFailureComesBeforeTheDataError) {
 }
 
 TEST(LuSoftwareHooks, AThrowingPhaseHookFailsTheCall) {
-  pretend(2, 0);
+  ASSERT_EQ(pretend(2, 0), toviNoError);
   HostMatrix<float> a = HostMatrix<float>::random(30, 30, 0, 4);
   std::vector<int> ipiv(30);
   int begun = 0;
@@ -223,7 +174,7 @@ TEST(LuSoftwareHooks, AThrowingPhaseHookFailsTheCall) {
 }
 
 TEST(LuSoftwareSizes, WhatCannotBeRepresentedIsRefused) {
-  pretend(2, 0);
+  ASSERT_EQ(pretend(2, 0), toviNoError);
   float a = 1, b = 2;
   int ipiv = 3;
   EXPECT_EQ(toviSgetrf(2000000000, 2000000000, &a, 2000000000, &ipiv), toviInsufficientMemory);
@@ -234,7 +185,7 @@ TEST(LuSoftwareSizes, WhatCannotBeRepresentedIsRefused) {
 }
 
 TYPED_TEST(LuSoftwareTest, SameBitsWithAnyNumberOfWorkers) {
-  pretend(2, 0);
+  ASSERT_EQ(pretend(2, 0), toviNoError);
   const HostMatrix<TypeParam> a = HostMatrix<TypeParam>::random(700, 700, 0, 2);
   HostMatrix<TypeParam> first = a;
   std::vector<int> firstIpiv(700);

@@ -38,7 +38,11 @@ class ArgumentCases {
         addRankK("herk", herk<T>, "NC", 'C', Real<T>(1));
         addRank2K("her2k", her2k<T>, "NC", 'C', Real<T>(1));
       }
-      if constexpr (std::is_same_v<Real<T>, float>) addLu();
+      if constexpr (std::is_same_v<Real<T>, float>) {
+        addLu();
+        addQr();
+        addLeastSquares();
+      }
     }
   }
 
@@ -269,6 +273,68 @@ class ArgumentCases {
           Solve{-6, 3, 0, 3, 3, true, true, false}})
       add("gesv", r.info, [=](Memory where) {
         return gesv(where, r.n, r.nrhs, pointer(r.a), r.lda, r.ipiv ? &pivot : nullptr, pointer(r.b), r.ldb);
+      });
+  }
+
+  void addQr() {
+    struct Row {
+      int info, m, n, lda;
+      bool a, tau;
+    };
+    for (const Row& r :
+         {Row{-1, -1, -1, 0, false, false}, Row{-2, 0, -1, 0, false, false}, Row{-4, 0, 0, 0, false, false},
+          Row{-4, 3, 2, 2, false, false}, Row{0, 2, 0, 2, false, false}, Row{0, 1, 1, 1, false, false},
+          Row{0, 1, 1, 1, true, false}, Row{-3, 1, 2, 1, false, false}, Row{-3, 2, 1, 2, false, false},
+          Row{-5, 2, 1, 2, true, false}})
+      add("geqrf", r.info,
+          [=](Memory where) { return geqrf(where, r.m, r.n, pointer(r.a), r.lda, pointer(r.tau)); });
+  }
+
+  void addLeastSquares() {
+    struct Gels {
+      int info;
+      char trans;
+      int m, n, nrhs, lda, ldb;
+      bool a, b;
+    };
+    for (const Gels& r :
+         {Gels{-1, 'X', -1, -1, -1, 0, 0, false, false}, Gels{-2, 'n', -1, -1, -1, 0, 0, false, false},
+          Gels{-3, 't', 0, -1, -1, 0, 0, false, false}, Gels{-4, 'c', 0, 0, -1, 0, 0, false, false},
+          Gels{-6, 'N', 0, 0, 0, 0, 0, false, false}, Gels{-6, 'T', 3, 2, 0, 2, 2, false, false},
+          Gels{-8, 'N', 0, 0, 0, 1, 0, false, false}, Gels{-8, 'C', 3, 2, 1, 3, 2, false, false},
+          Gels{-8, 'N', 2, 3, 1, 2, 2, false, false}, Gels{0, 'N', 3, 2, 0, 3, 3, false, false},
+          Gels{0, 'T', 0, 2, 1, 1, 2, false, false}, Gels{0, 'C', 2, 0, 1, 2, 2, false, false},
+          Gels{-5, 'N', 2, 3, 1, 2, 3, false, false}, Gels{-7, 'N', 3, 2, 1, 3, 3, true, false}})
+      add("gels", r.info, [=](Memory where) {
+        return gels(where, r.trans, r.m, r.n, r.nrhs, pointer(r.a), r.lda, pointer(r.b), r.ldb);
+      });
+
+    // The arrays a, b, c, d, x are present or not.
+    struct Gglse {
+      int info, m, n, p, lda, ldb;
+      bool a, b, c, d, x;
+    };
+    for (const Gglse& r : {Gglse{-1, -1, -1, -1, 0, 0, false, false, false, false, false},
+                           Gglse{-2, 0, -1, -1, 0, 0, false, false, false, false, false},
+                           Gglse{-3, 3, 2, -1, 2, 0, false, false, false, false, false},
+                           Gglse{-3, 3, 2, 3, 2, 2, false, false, false, false, false},
+                           Gglse{-3, 2, 5, 2, 1, 1, false, false, false, false, false},
+                           Gglse{-5, 0, 0, 0, 0, 0, false, false, false, false, false},
+                           Gglse{-5, 3, 3, 2, 2, 1, false, false, false, false, false},
+                           Gglse{-7, 0, 0, 0, 1, 0, false, false, false, false, false},
+                           Gglse{-7, 3, 3, 2, 3, 1, false, false, false, false, false},
+                           Gglse{0, 2, 0, 0, 2, 1, false, false, false, false, false},
+                           Gglse{-4, 3, 3, 2, 3, 2, false, false, false, false, false},
+                           Gglse{-6, 3, 3, 2, 3, 2, true, false, false, false, false},
+                           Gglse{-6, 0, 2, 2, 1, 2, false, false, false, false, false},
+                           Gglse{-8, 3, 3, 2, 3, 2, true, true, false, false, false},
+                           Gglse{-8, 3, 3, 0, 3, 1, true, false, false, false, false},
+                           Gglse{-9, 3, 3, 2, 3, 2, true, true, true, false, false},
+                           Gglse{-10, 3, 3, 2, 3, 2, true, true, true, true, false},
+                           Gglse{-10, 3, 3, 0, 3, 1, true, false, true, false, false}})
+      add("gglse", r.info, [=](Memory where) {
+        return gglse(where, r.m, r.n, r.p, pointer(r.a), r.lda, pointer(r.b), r.ldb, pointer(r.c),
+                     pointer(r.d), pointer(r.x));
       });
   }
 

@@ -7,7 +7,6 @@
 #define TOVI_TESTS_SUPPORT_BLAS_CHECKS_H
 
 #include <cctype>
-#include <optional>
 #include <string>
 
 #include "platform/host/blas.h"
@@ -18,29 +17,11 @@ namespace testing_support {
 
 inline char upper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
 
-// A host matrix in the memory that an interface works on; fetch() brings it home.
-template <class T>
-class Placed {
- public:
-  Placed(Memory where, HostMatrix<T>& host) : host_(host) {
-    if (where == Memory::device) device_.emplace(host);
-  }
-  T* data() const { return device_ ? device_->data() : host_.data(); }
-  void fetch() {
-    if (device_) device_->download(host_);
-  }
-
- private:
-  HostMatrix<T>& host_;
-  std::optional<DeviceArray<T>> device_;
-};
-
 template <class T>
 double largest(const HostMatrix<T>& a) {
   double result = 0;
   for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i)
-      if (!(magnitude(a(i, j)) <= result)) result = magnitude(a(i, j));
+    for (int i = 0; i < a.rows(); ++i) worsen(result, magnitude(a(i, j)));
   return result;
 }
 

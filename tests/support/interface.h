@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 #include <vector>
 
 #include "include/tovi.h"
@@ -21,6 +23,28 @@ class LibraryTest : public ::testing::Test {
 };
 
 enum class Memory { host, device };
+
+// Runs just before the routine and just after it, when its operands are where it wants them.
+struct Around {
+  std::function<void()> before = [] {}, after = [] {};
+};
+
+// A host matrix in the memory that an interface works on; fetch() brings it home.
+template <class T>
+class Placed {
+ public:
+  Placed(Memory where, HostMatrix<T>& host) : host_(host) {
+    if (where == Memory::device) device_.emplace(host);
+  }
+  T* data() const { return device_ ? device_->data() : host_.data(); }
+  void fetch() const {
+    if (device_) device_->download(host_);
+  }
+
+ private:
+  HostMatrix<T>& host_;
+  std::optional<DeviceArray<T>> device_;
+};
 
 inline toviFloatComplex* exported(Complex<float>* p) { return reinterpret_cast<toviFloatComplex*>(p); }
 inline float* exported(float* p) { return p; }
@@ -42,6 +66,37 @@ inline toviStatus gesv(Memory where, int n, int nrhs, Complex<float>* a, int lda
                                : toviDeviceCgesv(n, nrhs, exported(a), lda, ipiv, exported(b), ldb);
 }
 
+inline toviStatus geqrf(Memory where, int m, int n, float* a, int lda, float* tau) {
+  return where == Memory::host ? toviSgeqrf(m, n, a, lda, tau) : toviDeviceSgeqrf(m, n, a, lda, tau);
+}
+inline toviStatus geqrf(Memory where, int m, int n, Complex<float>* a, int lda, Complex<float>* tau) {
+  return where == Memory::host ? toviCgeqrf(m, n, exported(a), lda, exported(tau))
+                               : toviDeviceCgeqrf(m, n, exported(a), lda, exported(tau));
+}
+
+inline toviStatus gels(Memory where, char trans, int m, int n, int nrhs, float* a, int lda, float* b,
+                       int ldb) {
+  return where == Memory::host ? toviSgels(trans, m, n, nrhs, a, lda, b, ldb)
+                               : toviDeviceSgels(trans, m, n, nrhs, a, lda, b, ldb);
+}
+inline toviStatus gels(Memory where, char trans, int m, int n, int nrhs, Complex<float>* a, int lda,
+                       Complex<float>* b, int ldb) {
+  return where == Memory::host ? toviCgels(trans, m, n, nrhs, exported(a), lda, exported(b), ldb)
+                               : toviDeviceCgels(trans, m, n, nrhs, exported(a), lda, exported(b), ldb);
+}
+inline toviStatus gglse(Memory where, int m, int n, int p, float* a, int lda, float* b, int ldb, float* c,
+                        float* d, float* x) {
+  return where == Memory::host ? toviSgglse(m, n, p, a, lda, b, ldb, c, d, x)
+                               : toviDeviceSgglse(m, n, p, a, lda, b, ldb, c, d, x);
+}
+inline toviStatus gglse(Memory where, int m, int n, int p, Complex<float>* a, int lda, Complex<float>* b,
+                        int ldb, Complex<float>* c, Complex<float>* d, Complex<float>* x) {
+  return where == Memory::host
+             ? toviCgglse(m, n, p, exported(a), lda, exported(b), ldb, exported(c), exported(d), exported(x))
+             : toviDeviceCgglse(m, n, p, exported(a), lda, exported(b), ldb, exported(c), exported(d),
+                                exported(x));
+}
+
 // Factors in either interface: operands are moved to device memory and back for the device one.
 template <class T>
 toviStatus factor(Memory where, HostMatrix<T>& a, std::vector<int>& ipiv) {
@@ -51,6 +106,16 @@ toviStatus factor(Memory where, HostMatrix<T>& a, std::vector<int>& ipiv) {
   const toviStatus status = getrf(where, a.rows(), a.cols(), dA.data(), a.ld(), dIpiv.data());
   dA.download(a);
   dIpiv.download(ipiv.data());
+  return status;
+}
+
+template <class T>
+toviStatus factorQr(Memory where, HostMatrix<T>& a, std::vector<T>& tau) {
+  if (where == Memory::host) return geqrf(where, a.rows(), a.cols(), a.data(), a.ld(), tau.data());
+  const DeviceArray<T> dA(a), dTau(tau.data(), tau.size());
+  const toviStatus status = geqrf(where, a.rows(), a.cols(), dA.data(), a.ld(), dTau.data());
+  dA.download(a);
+  dTau.download(tau.data());
   return status;
 }
 

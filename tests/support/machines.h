@@ -8,12 +8,14 @@
 
 namespace testing_support {
 
-// One device of this capability; the library is initialized on it, afresh.
-inline toviStatus pretend(int major, int minor) {
+// One device of this capability, with or without copy overlap; the library is initialized on it, afresh.
+// Once a process: the library looks at its devices only once.
+inline toviStatus pretend(int major, int minor, bool overlap = true) {
   toviShutdown();
   software_device::Machine machine = software_device::defaultMachine();
   machine.devices[0].major = major;
   machine.devices[0].minor = minor;
+  machine.devices[0].overlapsCopies = overlap;
   software_device::configure(machine);
   return toviInitialize();
 }

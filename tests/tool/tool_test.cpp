@@ -1,77 +1,21 @@
 // The command-line program, run as a user runs it: files in, text, files and exit codes out.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <algorithm>
 #include <array>
 #include <complex>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iomanip>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/tool/tool_fixture.h"
+
 namespace {
 
-namespace fs = std::filesystem;
 using Complex = std::complex<double>;
 constexpr int n = 4;  // even: a skew-symmetric matrix of odd order is singular
 using Matrix = std::array<std::array<Complex, n>, n>;
-
-struct Result {
-  int exitCode;
-  std::string out, err;
-};
-
-std::string contents(const fs::path& path) {
-  std::ifstream file(path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-long lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
-
-class Tool : public testing::Test {
- protected:
-  void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "tovi-tool-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder_ = name;
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
-  std::string path(const std::string& name) const { return (folder_ / name).string(); }
-  std::string write(const std::string& name, const std::string& text) const {
-    std::ofstream(path(name)) << text;
-    return path(name);
-  }
-  Result run(const std::string& arguments) const {
-    const std::string command =
-        "'" TOVI_TOOL "' " + arguments + " >'" + path("out") + "' 2>'" + path("err") + "'";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(path("out")), contents(path("err"))};
-  }
-  Result solve(const std::string& text) const { return run("solve '" + write("a.mtx", text) + "'"); }
-
-  // The numbers of a file that the program wrote, below its size line.
-  std::vector<double> solution() const {
-    std::ifstream file(path("x.mtx"));
-    std::string banner;
-    std::getline(file, banner);
-    int rows = 0, columns = 0;
-    file >> rows >> columns;
-    std::vector<double> values;
-    for (double value; file >> value;) values.push_back(value);
-    return values;
-  }
-
- private:
-  fs::path folder_;
-};
 
 // --- Every kind of file: a matrix with that symmetry, written in that format, against a solution known
 // beforehand.
@@ -255,10 +199,13 @@ TEST_F(Tool, BadFilesGetOneLine) {
       {real + "% nothing else\n", "ends before its size line"},
       {real + "2 2\n", "a.mtx:2: expected: rows columns entries"},
       {real + "2 two 1\n1 1 1\n", "'two' is not a whole number"},
-      {real + "0 0 0\n", "number of rows 0 is not in 1..2147483647"},
+      {real + "0 0 0\n", "number of rows '0' is not in 1..2147483647"},
       {real + "-2 2 1\n1 1 1\n", "'-2' is not a whole number"},
       {real + "99999999999999999999 1 1\n1 1 1\n", "is not in 1..2147483647"},
       {real + "2 2 99999999999999999999\n1 1 1\n", "cut short"},
+      {real + std::string(99, '9') + " 1 1\n", "rows '" + std::string(40, '9') + "...' is not in"},
+      {real + "99999999999999999999x 1 1\n", "'99999999999999999999x' is not a whole number"},
+      {real + "2 2 1\n", "cut short: the file ends after 0 of 1 entry"},
       {real + "2 3 1\n1 1 1\n", "not square: 2 x 3"},
       {"%%MatrixMarket matrix coordinate real symmetric\n2 3 1\n1 1 1\n", "not square: 2 x 3"},
       {real + "2 2 3\n1 1 1\n2 2 1\n", "cut short: the file ends after 2 of 3 entries"},
@@ -266,10 +213,10 @@ TEST_F(Tool, BadFilesGetOneLine) {
       {array + "50000 50000\n1\n", "cut short: 2500000000 entries cannot stand in 55 bytes"},
       {real + "1000000 1000000 1\n1 1 1\n", "too large: order 1000000 needs"},
       {real + "2147483647 2147483647 1\n1 1 1\n", "too large: order 2147483647 needs"},
-      {real + "2 2 1\n1 1 1\n2 2 1\n", "a.mtx:4: more than the 1 entries"},
+      {real + "2 2 1\n1 1 1\n2 2 1\n", "a.mtx:4: more than the 1 entry that"},
       {real + "2 2 1\n1 1\n", "a.mtx:3: expected 3 numbers, found 2 words"},
-      {real + "2 2 1\n3 1 1\n", "row 3 is not in 1..2"},
-      {real + "2 2 1\n1 0 1\n", "column 0 is not in 1..2"},
+      {real + "2 2 1\n3 1 1\n", "row '3' is not in 1..2"},
+      {real + "2 2 1\n1 0 1\n", "column '0' is not in 1..2"},
       {real + "2 2 1\n1 1 1,5\n", "'1,5' is not a number"},
       {real + "2 2 1\n1 1 1.0D0\n", "'1.0D0' is not a number"},
       {real + "2 2 1\n1 1 " + std::string(60000, 'x') + "\n", ": '" + std::string(40, 'x') + "...' is not"},
@@ -285,7 +232,7 @@ TEST_F(Tool, BadFilesGetOneLine) {
       {"%%MatrixMarket matrix coordinate real skew-symmetric\n2 2 1\n1 1 1\n", "has no diagonal entries"},
       {"%%MatrixMarket matrix array complex hermitian\n1 1\n1 1\n",
        "the diagonal of a Hermitian matrix is real"},
-      {std::string(1 << 17, '%'), "a.mtx:1: the line is too long"},
+      {std::string(1 << 21, '%'), "a.mtx:1: the line is too long"},
   };
   for (const auto& [text, message] : cases) {
     SCOPED_TRACE(text.substr(0, 200));
@@ -305,6 +252,7 @@ TEST_F(Tool, OtherFailuresGetOneLineToo) {
   const std::string wide =
       write("wide.mtx", "%%MatrixMarket matrix coordinate real general\n9999 2147483647 1\n1 1 1\n");
   const std::string large = write("c.mtx", "%%MatrixMarket matrix array real general\n1 1\n1e30\n");
+  const std::string two = write("d.mtx", "%%MatrixMarket matrix array real general\n2 2\n1\n0\n0\n1\n");
   const struct {
     std::string arguments, message;
   } cases[] = {
@@ -312,6 +260,7 @@ TEST_F(Tool, OtherFailuresGetOneLineToo) {
       {"solve '" + path("") + "'", "cannot be read"},
       {"solve '" + a + "' '" + path("missing.mtx") + "'", "missing.mtx: cannot be opened: "},
       {"solve '" + a + "' '" + tall + "'", "b.mtx: has 2 rows, the matrix has 1"},
+      {"solve '" + two + "' '" + large + "'", "c.mtx: has 1 row, the matrix has 2"},
       {"solve '" + sparse + "' '" + wide + "'",
        "too large: order 9999 with 2147483647 right-hand sides needs"},
       {"solve '" + a + "' '" + large + "'", "the solution overflows single precision"},
@@ -324,6 +273,18 @@ TEST_F(Tool, OtherFailuresGetOneLineToo) {
     EXPECT_EQ(lines(result.err), 1) << result.err;
     EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
   }
+}
+
+TEST_F(Tool, OutputThatCannotBeWrittenIsAFailure) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
+  write("a.mtx", "%%MatrixMarket matrix array real general\n1 1\n2\n");
+  for (const char* arguments : {"solve a.mtx -o x.mtx", "lstsq a.mtx", "devices", "--help"}) {
+    SCOPED_TRACE(arguments);
+    const Result result = run(arguments, "/dev/full");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "tovi: the output cannot be written\n");
+  }
+  EXPECT_EQ(solution(), std::vector<double>{0.5}) << "what goes to a file is there all the same";
 }
 
 TEST_F(Tool, OptionsAndExitCodes) {

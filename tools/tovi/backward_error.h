@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <limits>
-#include <type_traits>
 #include <vector>
 
 #include "tools/tovi/matrix.h"
@@ -19,27 +17,27 @@ namespace tool {
 // finite.
 template <class T>
 double backwardError(const Matrix<T>& a, const Matrix<T>& b, const Matrix<T>& x) {
-  using Wide = std::conditional_t<std::is_same_v<T, float>, double, std::complex<double>>;
+  using W = Wide<T>;
   constexpr double eps = std::numeric_limits<float>::epsilon() / 2.0;
 
   double normA = 0.0;
   for (int j = 0; j < a.columns; ++j) {
     double sum = 0.0;
-    for (int i = 0; i < a.rows; ++i) sum += std::abs(Wide(a(i, j)));
+    for (int i = 0; i < a.rows; ++i) sum += std::abs(W(a(i, j)));
     normA = std::max(normA, sum);
   }
 
   double worst = 0.0;
-  std::vector<Wide> residual(static_cast<std::size_t>(a.rows));
+  std::vector<W> residual(static_cast<std::size_t>(a.rows));
   for (int column = 0; column < x.columns; ++column) {
-    for (int i = 0; i < a.rows; ++i) residual[static_cast<std::size_t>(i)] = Wide(b(i, column));
+    for (int i = 0; i < a.rows; ++i) residual[static_cast<std::size_t>(i)] = W(b(i, column));
     double normX = 0.0, normResidual = 0.0;
     for (int j = 0; j < a.columns; ++j) {
-      const Wide xj(x(j, column));
+      const W xj(x(j, column));
       normX += std::abs(xj);
-      for (int i = 0; i < a.rows; ++i) residual[static_cast<std::size_t>(i)] -= Wide(a(i, j)) * xj;
+      for (int i = 0; i < a.rows; ++i) residual[static_cast<std::size_t>(i)] -= W(a(i, j)) * xj;
     }
-    for (const Wide& r : residual) normResidual += std::abs(r);
+    for (const W& r : residual) normResidual += std::abs(r);
     if (normResidual > 0.0) worst = std::max(worst, normResidual / (a.rows * normA * normX * eps));
   }
   return worst;

@@ -49,6 +49,39 @@ inline toviStatus deviceGesv(int n, int nrhs, std::complex<float>* dA, int lda, 
   return toviDeviceCgesv(n, nrhs, edge(dA), lda, dIpiv, edge(dB), ldb);
 }
 
+inline toviStatus gels(int m, int n, int nrhs, float* a, int lda, float* b, int ldb) {
+  return toviSgels('N', m, n, nrhs, a, lda, b, ldb);
+}
+inline toviStatus gels(int m, int n, int nrhs, std::complex<float>* a, int lda, std::complex<float>* b,
+                       int ldb) {
+  return toviCgels('N', m, n, nrhs, edge(a), lda, edge(b), ldb);
+}
+inline toviStatus deviceGels(int m, int n, int nrhs, float* dA, int lda, float* dB, int ldb) {
+  return toviDeviceSgels('N', m, n, nrhs, dA, lda, dB, ldb);
+}
+inline toviStatus deviceGels(int m, int n, int nrhs, std::complex<float>* dA, int lda,
+                             std::complex<float>* dB, int ldb) {
+  return toviDeviceCgels('N', m, n, nrhs, edge(dA), lda, edge(dB), ldb);
+}
+
+inline toviStatus gglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c, float* d,
+                        float* x) {
+  return toviSgglse(m, n, p, a, lda, b, ldb, c, d, x);
+}
+inline toviStatus gglse(int m, int n, int p, std::complex<float>* a, int lda, std::complex<float>* b, int ldb,
+                        std::complex<float>* c, std::complex<float>* d, std::complex<float>* x) {
+  return toviCgglse(m, n, p, edge(a), lda, edge(b), ldb, edge(c), edge(d), edge(x));
+}
+inline toviStatus deviceGglse(int m, int n, int p, float* dA, int lda, float* dB, int ldb, float* dC,
+                              float* dD, float* dX) {
+  return toviDeviceSgglse(m, n, p, dA, lda, dB, ldb, dC, dD, dX);
+}
+inline toviStatus deviceGglse(int m, int n, int p, std::complex<float>* dA, int lda, std::complex<float>* dB,
+                              int ldb, std::complex<float>* dC, std::complex<float>* dD,
+                              std::complex<float>* dX) {
+  return toviDeviceCgglse(m, n, p, edge(dA), lda, edge(dB), ldb, edge(dC), edge(dD), edge(dX));
+}
+
 }  // namespace tool
 
 #endif

@@ -1,22 +1,27 @@
-// tovi: the devices of this machine, and linear systems from Matrix Market files.
+// tovi: the devices of this machine, linear systems and least squares from files.
 
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
 #include <limits>
 #include <new>
+#include <string>
 
 #include "tools/tovi/devices.h"
+#include "tools/tovi/failure.h"
+#include "tools/tovi/lstsq.h"
 #include "tools/tovi/solve.h"
 
 namespace {
 
 constexpr int failed = 1, wrongUsage = 2;
 
+constexpr const char* fileNotes =
+    "Files are Matrix Market: coordinate or array; real, complex, integer or pattern; general,\n"
+    "symmetric, Hermitian or skew-symmetric. Entries for one place are added. Values are\n"
+    "rounded to single precision; the problem is complex where a file is.\n\n";
+
 constexpr const char* solveNotes =
-    "A and b are Matrix Market files: coordinate or array; real, complex, integer or\n"
-    "pattern; general, symmetric, Hermitian or skew-symmetric. Entries for one place are\n"
-    "added. Values are rounded to single precision; the system is complex where A or b is.\n\n"
     "time            gesv from operands in host memory (with transfers), and again from\n"
     "                operands in device memory (without); a call that only starts the\n"
     "                device goes before\n"
@@ -24,6 +29,35 @@ constexpr const char* solveNotes =
     "backward error  max over the columns of ||b - A x|| / (n ||A|| ||x|| eps), in double\n"
     "                precision; 1-norms, eps = 2^-24, A and b as rounded\n\n"
     "Exit code: 0 solved, 1 failed, 2 wrong usage.";
+
+constexpr const char* lstsqNotes =
+    "x of least ||b - A x||, or, where A has more columns than rows, of least ||x|| with\n"
+    "A x = b; with a constraint of least ||b - A x|| among those with B x = d. A has full\n"
+    "rank: a deficient one is reported only where a pivot is exactly zero.\n\n"
+    "A table (.csv) has one line of names, unless its first line is numbers alone: then the\n"
+    "columns are called 1, 2, ... The columns but the response are A; the coefficients are\n"
+    "printed by name.\n\n"
+    "time           gels or gglse from operands in host memory (with transfers), and again\n"
+    "               from operands in device memory (without); a call that only starts the\n"
+    "               device goes before\n"
+    "speed          2 l k^2 - 2/3 k^3 + nrhs (4 l k - k^2) operations, k the smaller and l the\n"
+    "               larger side of A, four times that for complex problems; with a\n"
+    "               constraint those of the two factorizations and A Q^H\n"
+    "residual norm  ||r||, r = b - A x\n"
+    "optimality     ||A^H r|| / (||A|| ||r|| max(m,n) eps): of order one or below where ||r|| is\n"
+    "               least. With a constraint, without the part of A^H r in the rows of B\n"
+    "constraint     ||d - B x|| / ((||B|| ||x|| + ||d||) max(p,n) eps)\n"
+    "difference     max |x - y| / |y| over the elements, y computed on the host in double\n"
+    "               precision from the same A and b (--reference)\n\n"
+    "All in double precision, from A and b as rounded, the largest of the columns of b;\n"
+    "2-norms, Frobenius norms of matrices, eps = 2^-24.\n\n"
+    "Exit code: 0 solved, 1 failed, 2 wrong usage.";
+
+void addDevice(CLI::App* command, int& device) {
+  command->add_option("-d,--device", device, "Number of the device (default: the library chooses)")
+      ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+      ->option_text("N");
+}
 
 int run(int argc, char** argv) {
   CLI::App app("Dense linear algebra on the device");
@@ -39,10 +73,28 @@ int run(int argc, char** argv) {
       ->option_text("b.mtx");
   solve->add_option("-o,--output", options.output, "Write x, in array format")->option_text("x.mtx");
   solve->add_option("--csv", options.csv, "Append the results to this file, one line")->option_text("FILE");
-  solve->add_option("-d,--device", options.device, "Number of the device (default: the library chooses)")
-      ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-      ->option_text("N");
-  solve->footer(solveNotes);
+  addDevice(solve, options.device);
+  solve->footer(std::string(fileNotes) + solveNotes);
+
+  CLI::App* lstsq = app.add_subcommand("lstsq", "Solve A x = b by least squares in single precision");
+  tool::LstsqOptions lstsqOptions;
+  lstsq->add_option("A", lstsqOptions.matrix, "Matrix, or table")->required()->option_text("A.mtx|A.csv");
+  lstsq
+      ->add_option("b", lstsqOptions.rightHandSide,
+                   "Right-hand sides, one a column (default for a matrix: one column of ones)")
+      ->option_text("b.mtx");
+  lstsq->add_option("--response", lstsqOptions.response, "The table's column that is b")->option_text("NAME");
+  lstsq->add_flag("--intercept", lstsqOptions.intercept, "A column of ones before those of the table");
+  lstsq->add_option("--constraint", lstsqOptions.constraint, "Solve subject to B x = d")
+      ->expected(2)
+      ->option_text("B.mtx d.mtx");
+  lstsq->add_flag("--reference", lstsqOptions.reference,
+                  "Compare with a solution in double precision, on one core of the host");
+  lstsq->add_option("-o,--output", lstsqOptions.output, "Write x, in array format")->option_text("x.mtx");
+  lstsq->add_option("--csv", lstsqOptions.csv, "Append the results to this file, one line")
+      ->option_text("FILE");
+  addDevice(lstsq, lstsqOptions.device);
+  lstsq->footer(std::string(fileNotes) + lstsqNotes);
 
   try {
     app.parse(argc, argv);
@@ -51,6 +103,7 @@ int run(int argc, char** argv) {
   }
   if (*devices) tool::listDevices();
   if (*solve) tool::solve(options);
+  if (*lstsq) tool::lstsq(lstsqOptions);
   return 0;
 }
 
@@ -58,7 +111,9 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return run(argc, argv);
+    const int exitCode = run(argc, argv);
+    if (!std::cout.flush()) throw tool::Failure("the output cannot be written");
+    return exitCode;
   } catch (const std::bad_alloc&) {
     std::cerr << "tovi: not enough memory\n";
   } catch (const std::exception& e) {

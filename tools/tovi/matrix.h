@@ -3,10 +3,19 @@
 #ifndef TOVI_TOOLS_MATRIX_H
 #define TOVI_TOOLS_MATRIX_H
 
+#include <complex>
 #include <cstddef>
+#include <type_traits>
 #include <vector>
 
 namespace tool {
+
+template <class T>
+constexpr bool isComplex = !std::is_floating_point_v<T>;
+
+// The type of the same numbers in double precision.
+template <class T>
+using Wide = std::conditional_t<isComplex<T>, std::complex<double>, double>;
 
 template <class T>
 struct Matrix {
@@ -24,6 +33,13 @@ struct Matrix {
   T& operator()(int i, int j) { return values[index(i, j)]; }
   const T& operator()(int i, int j) const { return values[index(i, j)]; }
 };
+
+template <class T, class U>
+Matrix<T> converted(const Matrix<U>& a) {
+  Matrix<T> result(a.rows, a.columns);
+  for (std::size_t k = 0; k < a.values.size(); ++k) result.values[k] = T(a.values[k]);
+  return result;
+}
 
 }  // namespace tool
 

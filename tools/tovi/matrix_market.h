@@ -8,11 +8,11 @@
 
 #include <complex>
 #include <cstdint>
-#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tools/tovi/line_reader.h"
 #include "tools/tovi/matrix.h"
 
 namespace tool {
@@ -36,7 +36,10 @@ class MatrixMarketReader {
   explicit MatrixMarketReader(const std::string& path);
 
   const Header& header() const { return header_; }
-  const std::string& path() const { return path_; }
+  const std::string& path() const { return lines_.path(); }
+
+  // For a right-hand side: refuses it unless it has as many rows as the matrix.
+  void expectRows(int rowsOfMatrix) const;
 
   // The whole matrix, T float (not for complex files) or std::complex<float>. To be called once.
   template <class T>
@@ -57,14 +60,9 @@ class MatrixMarketReader {
   int parseIndex(std::string_view word, int limit, const char* what) const;
   std::uint64_t parseCount(std::string_view word) const;
   std::size_t wordsOfValue() const;
-  [[noreturn]] void fail(const std::string& message) const;        // about the file
-  [[noreturn]] void failAtLine(const std::string& message) const;  // about the line just read
 
-  std::string path_;
-  std::ifstream file_;
-  std::vector<char> line_;
-  std::uint64_t lineNumber_ = 0;
-  std::vector<std::string_view> words_;  // into line_
+  LineReader lines_;
+  std::vector<std::string_view> words_;  // into the line just read
   Header header_{};
 };
 

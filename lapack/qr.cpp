@@ -1,0 +1,245 @@
+#include "lapack/qr.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "cudalib/allocators.h"
+#include "cudalib/copy2d.h"
+#include "cudalib/managed_memory.h"
+#include "cudalib/stream.h"
+#include "lapack/block_size.h"
+#include "lapack/host_call.h"
+#include "lapack/host_panel.h"
+#include "lapack/phase.h"
+#include "lapack/transfers.h"
+#include "platform/host/complex.h"
+#include "platform/host/lapack.h"
+#include "src/basic/Conjugate.h"
+#include "src/basic/Copy.h"
+#include "src/basic/Set.h"
+#include "src/basic/Transpose.h"
+#include "src/blas/blas.h"
+
+namespace tovi::lapack {
+namespace {
+
+template <class T>
+using DeviceMemory = cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>>;
+
+template <class T>
+constexpr char adjoint = isComplex<T> ? 'C' : 'T';
+
+// What the three factorizations differ in. The lines of A are its columns for QR and its rows for LQ and RQ,
+// numbered from 0 in the order in which they are factored: RQ begins with the last row. A panel is some
+// lines, less what earlier panels have made final; its reflectors are V, and its corner is the square block
+// in which R or L stands beside V's triangle. On the host a panel is always tall.
+
+// QR: H = I - V T V^H, of which H^H is applied from the left.
+template <class T>
+class Columns {
+ public:
+  Columns(MatrixView<T> dA, int /*nb*/) : dA_(dA) {}
+
+  static constexpr Direction direction = Direction::forward;
+  static constexpr char triangleOfV = 'L';
+
+  int lines() const { return dA_.cols; }
+  int length() const { return dA_.rows; }
+  MatrixView<T> panel(int first, int count) const { return part(first, first, count); }
+  MatrixView<T> corner(int first, int count) const { return dA_.block(first, first, count, count); }
+  // Lines of what the panel that begins at line `panel` updates.
+  MatrixView<T> part(int panel, int first, int count) const {
+    return dA_.block(panel, first, dA_.rows - panel, count);
+  }
+  // The scalar factors of a panel begin here.
+  int tau(int first, int /*count*/) const { return first; }
+
+  void fetch(int first, int count, T* hPanel, int ldh, cudaStream_t stream) const {
+    cudalib::downloadAsync<T>(panel(first, count), hPanel, ldh, stream);
+  }
+  void send(const T* hPanel, int ldh, int first, int count) const {
+    cudalib::upload(hPanel, ldh, panel(first, count));
+  }
+  // dT := T^H. T's other triangle is zero, and becomes so again.
+  static void sendT(MatrixView<T> hT, MatrixView<T> dT) {
+    for (int j = 0; j < hT.cols; ++j)
+      for (int i = 0; i < j; ++i) *hT.at(j, i) = std::exchange(*hT.at(i, j), T(0));
+    cudalib::upload(hT.data, hT.ld, dT);
+    basic::conjugateMatrix(dT);
+  }
+  // W := T^H V^H
+  static void formW(MatrixView<T> dV, MatrixView<T> dT, MatrixView<T> dW) {
+    blas::gemm('N', adjoint<T>, T(1), dT, dV, T(0), dW);
+  }
+  // C := H^H C = C - V (W C); dY has room for Y = W C.
+  static void update(MatrixView<T> dV, MatrixView<T> dW, T* dY, MatrixView<T> dC) {
+    const MatrixView<T> dWC(dY, dW.rows, dC.cols, dW.rows);
+    blas::gemm('N', 'N', T(1), dW, dC, T(0), dWC);
+    blas::gemm('N', 'N', T(-1), dV, dWC, T(1), dC);
+  }
+  static int factorOnHost(MatrixView<T> hA, T* hTau, T* work, int lwork) {
+    return host::geqrf(hA.rows, hA.cols, hA.data, hA.ld, hTau, work, lwork);
+  }
+
+ private:
+  MatrixView<T> dA_;
+};
+
+// LQ (forward) and RQ (backward): H = I - V^H T V, applied from the right. A panel travels as its conjugate
+// transpose, by way of a buffer of its own: the host factors tall panels more than twice as fast as wide
+// ones, and L Q is the conjugate transpose of Q R, R Q that of Q L, with the same scalar factors.
+template <class T, Direction direction_>
+class Rows {
+ public:
+  Rows(MatrixView<T> dA, int nb)
+      : dA_(dA), dTransposed_(static_cast<std::size_t>(dA.cols), static_cast<std::size_t>(nb)) {}
+
+  static constexpr Direction direction = direction_;
+  static constexpr char triangleOfV = direction == Direction::forward ? 'U' : 'L';
+
+  int lines() const { return dA_.rows; }
+  int length() const { return dA_.cols; }
+  MatrixView<T> panel(int first, int count) const { return part(first, first, count); }
+  MatrixView<T> corner(int first, int count) const {
+    return panel(first, count).columns(backward ? dA_.cols - first - count : 0, count);
+  }
+  MatrixView<T> part(int panel, int first, int count) const {
+    return backward ? dA_.block(dA_.rows - first - count, 0, count, dA_.cols - panel)
+                    : dA_.block(first, panel, count, dA_.cols - panel);
+  }
+  int tau(int first, int count) const {
+    return backward ? std::max(std::min(dA_.rows, dA_.cols) - first - count, 0) : first;
+  }
+
+  void fetch(int first, int count, T* hPanel, int ldh, cudaStream_t stream) const {
+    basic::transpose<T>(panel(first, count), transposed(first, count), true);
+    cudalib::downloadAsync<T>(transposed(first, count), hPanel, ldh, stream);
+  }
+  void send(const T* hPanel, int ldh, int first, int count) const {
+    cudalib::upload(hPanel, ldh, transposed(first, count));
+    basic::transpose<T>(transposed(first, count), panel(first, count), true);
+  }
+  static void sendT(MatrixView<T> hT, MatrixView<T> dT) { cudalib::upload(hT.data, hT.ld, dT); }
+  // W := V^H T
+  static void formW(MatrixView<T> dV, MatrixView<T> dT, MatrixView<T> dW) {
+    blas::gemm(adjoint<T>, 'N', T(1), dV, dT, T(0), dW);
+  }
+  // C := C H = C - (C W) V; dY has room for Y = C W.
+  static void update(MatrixView<T> dV, MatrixView<T> dW, T* dY, MatrixView<T> dC) {
+    const MatrixView<T> dCW(dY, dC.rows, dW.cols, dC.rows);
+    blas::gemm('N', 'N', T(1), dC, dW, T(0), dCW);
+    blas::gemm('N', 'N', T(-1), dCW, dV, T(1), dC);
+  }
+  static int factorOnHost(MatrixView<T> hA, T* hTau, T* work, int lwork) {
+    return backward ? host::gerqf(hA.rows, hA.cols, hA.data, hA.ld, hTau, work, lwork)
+                    : host::gelqf(hA.rows, hA.cols, hA.data, hA.ld, hTau, work, lwork);
+  }
+
+ private:
+  static constexpr bool backward = direction == Direction::backward;
+
+  MatrixView<T> transposed(int first, int count) const { return dTransposed_.view(dA_.cols - first, count); }
+
+  MatrixView<T> dA_;
+  DeviceMemory<T> dTransposed_;
+};
+
+// Factors panels of nb lines while more than nb of the k reflectors are left; returns the number of lines
+// done. Panels are factored on the host; while the device updates the rest of the lines, those of the next
+// panel, updated first, are already on their way.
+template <class T, class Form>
+int factorPanels(const Form& form, int k, int nb, T* hTau, std::vector<T>& hWork) {
+  const auto width = static_cast<std::size_t>(nb), length = static_cast<std::size_t>(form.length());
+  const int ldh = form.length();
+  const cudalib::ManagedMemory<T, cudalib::PageLockedAllocator<T>> hPanel(length, width);
+  std::vector<T> hTriangle(width * width);
+  const MatrixView<T> hT(hTriangle.data(), nb, nb, nb);
+  const DeviceMemory<T> dTriangle(width, width), dSaved(width, width), dWeights(width, length),
+      dY(width, static_cast<std::size_t>(form.lines()));
+  const MatrixView<T> dT = dTriangle.view(nb, nb), dSave = dSaved.view(nb, nb);
+  const cudalib::Stream stream;
+
+  form.fetch(0, nb, hPanel.get(), ldh, stream.get());
+  int i = 0;
+  for (; i < k - nb; i += nb) {
+    finishTransfers(stream);
+    const MatrixView<T> hP(hPanel.get(), form.length() - i, nb, ldh);
+    factorPanel(Form::direction, hP, hTau + form.tau(i, nb), hT, hWork);
+    form.send(hP.data, ldh, i, nb);
+    form.sendT(hT, dT);
+
+    // Until all lines are updated, the corner is V's triangle and nothing else.
+    const MatrixView<T> dV = form.panel(i, nb), dCorner = form.corner(i, nb);
+    basic::copyMatrix<T>(dCorner, dSave);
+    basic::setTriangular(Form::triangleOfV, 'U', dCorner);
+    const MatrixView<T> dW(dWeights.get(), dV.cols, dV.rows, dV.cols);
+    form.formW(dV, dT, dW);
+
+    const int left = form.lines() - i - nb;
+    const int next = std::min(left, nb), rest = left - next;
+    form.update(dV, dW, dY.get(), form.part(i, i + nb, next));
+    form.fetch(i + nb, next, hPanel.get(), ldh, stream.get());
+    if (rest > 0) form.update(dV, dW, dY.get(), form.part(i, i + nb + next, rest));
+    basic::copyMatrix<T>(dSave, dCorner);
+  }
+  finishTransfers(stream);  // the last download must not outlive its buffer
+  return i;
+}
+
+// Factors the lines from `done` on without the device.
+template <class Form, class T>
+void factorRemainder(const Form& form, int done, T* hTau, std::vector<T>& hWork) {
+  const int left = form.lines() - done;
+  const MatrixView<T> dRemainder = form.panel(done, left);
+  std::vector<T> hRemainder(roomForRows(dRemainder.rows, dRemainder.cols));
+  const MatrixView<T> hA(hRemainder.data(), dRemainder.rows, dRemainder.cols, dRemainder.rows);
+  cudalib::download<T>(dRemainder, hA.data, hA.ld);
+  withWorkspace(hWork, left, [&](T* work, int lwork) {
+    return Form::factorOnHost(hA, hTau + form.tau(done, left), work, lwork);
+  });
+  cudalib::upload(hA.data, hA.ld, dRemainder);
+}
+
+template <class Form, class T>
+void factor(MatrixView<T> dA, T* dTau) {
+  const int k = std::min(dA.rows, dA.cols), nb = panelWidth<T>();
+  if (k <= 0) return;
+  const Phase phase;
+  std::vector<T> hTau(static_cast<std::size_t>(k)), hWork;
+  if (k <= nb) {
+    factorRemainder(Form(dA, 0), 0, hTau.data(), hWork);
+  } else {
+    const Form form(dA, nb);
+    const int done = factorPanels(form, k, nb, hTau.data(), hWork);
+    factorRemainder(form, done, hTau.data(), hWork);
+  }
+  copyToDevice(hTau, dTau);
+}
+
+}  // namespace
+
+template <class T>
+void geqrf(MatrixView<T> dA, T* dTau) {
+  factor<Columns<T>>(dA, dTau);
+}
+
+template <class T>
+void gelqf(MatrixView<T> dA, T* dTau) {
+  factor<Rows<T, Direction::forward>>(dA, dTau);
+}
+
+template <class T>
+void gerqf(MatrixView<T> dA, T* dTau) {
+  factor<Rows<T, Direction::backward>>(dA, dTau);
+}
+
+template void geqrf(MatrixView<float>, float*);
+template void geqrf(MatrixView<Complex<float>>, Complex<float>*);
+template void gelqf(MatrixView<float>, float*);
+template void gelqf(MatrixView<Complex<float>>, Complex<float>*);
+template void gerqf(MatrixView<float>, float*);
+template void gerqf(MatrixView<Complex<float>>, Complex<float>*);
+
+}  // namespace tovi::lapack

@@ -1,0 +1,156 @@
+// Least squares, minimum norm and least squares under constraints through the exported functions, on whatever
+// device is there.
+
+#include <cmath>
+
+#include "tests/support/least_squares_checks.h"
+
+namespace testing_support {
+namespace {
+
+template <class T>
+class LeastSquaresTest : public LibraryTest {};
+using Elements = ::testing::Types<float, Complex<float>>;
+TYPED_TEST_SUITE(LeastSquaresTest, Elements);
+
+constexpr Memory bothMemories[] = {Memory::host, Memory::device};
+constexpr char transposes[] = {'N', 'T', 'C'};
+
+// Blocks of reflectors are 96 wide (64 for complex).
+TYPED_TEST(LeastSquaresTest, SolvesEveryShapeInEveryTransposition) {
+  const struct {
+    int m, n;
+  } shapes[] = {{1, 1}, {7, 1}, {5, 3}, {64, 63}, {96, 96}, {97, 97}, {129, 64}, {192, 97}, {300, 193}};
+  for (const Memory where : bothMemories)
+    for (const char trans : transposes)
+      for (const auto& shape : shapes) {
+        checkLeastSquares<TypeParam>(where, trans, shape.m, shape.n, 3);
+        if (shape.m != shape.n) checkLeastSquares<TypeParam>(where, trans, shape.n, shape.m, 3);
+      }
+}
+
+TYPED_TEST(LeastSquaresTest, SolvesForOneAndForManyRightHandSides) {
+  for (const char trans : transposes)
+    for (const int nrhs : {1, 100, 301}) {
+      checkLeastSquares<TypeParam>(Memory::host, trans, 260, 130, nrhs);
+      checkLeastSquares<TypeParam>(Memory::device, trans, 130, 260, nrhs);
+    }
+}
+
+TYPED_TEST(LeastSquaresTest, LowerCaseLettersAreTheSame) {
+  checkLeastSquares<TypeParam>(Memory::host, 'n', 20, 9, 2);
+  checkLeastSquares<TypeParam>(Memory::host, 'c', 20, 9, 2);
+}
+
+TYPED_TEST(LeastSquaresTest, ReportsTheFirstZeroOfTheTriangle) {
+  for (const Memory where : bothMemories)
+    for (const char trans : {'N', 'C'}) {
+      for (const int n : {1, 30, 150}) {
+        checkDeficient<TypeParam>(where, trans, n, n, {1});
+        checkDeficient<TypeParam>(where, trans, 2 * n, n, {n});
+        checkDeficient<TypeParam>(where, trans, n, 2 * n, {n});
+      }
+      checkDeficient<TypeParam>(where, trans, 250, 200, {97, 98, 200});
+      checkDeficient<TypeParam>(where, trans, 200, 250, {65, 199});
+    }
+}
+
+TYPED_TEST(LeastSquaresTest, EmptyProblemsGiveZeros) {
+  using T = TypeParam;
+  const struct { int m, n, nrhs; } shapes[] = {{0, 5, 2}, {5, 0, 2}, {0, 0, 2}, {3, 4, 0}};
+  for (const Memory where : bothMemories)
+    for (const char trans : transposes)
+      for (const auto& shape : shapes) {
+        LeastSquares<T> problem = leastSquaresProblem<T>(trans, shape.m, shape.n, shape.nrhs);
+        LeastSquares<T> zeros = problem;
+        zeros.b.fill(T(0));
+        ASSERT_EQ(problem.run(where), toviNoError);
+        EXPECT_TRUE(problem.sameBits(zeros));
+        EXPECT_EQ(gels(where, trans, shape.m, shape.n, shape.nrhs, static_cast<T*>(nullptr), 5,
+                       static_cast<T*>(nullptr), 5),
+                  toviNoError);
+      }
+}
+
+// Nothing is scaled: this is how far the documented range reaches.
+TYPED_TEST(LeastSquaresTest, SolvesAtBothEndsOfTheSafeRange) {
+  for (const float scale : {1e-30f, 1e30f})
+    for (const auto& [m, n] : {std::pair{230, 120}, {120, 230}}) {
+      LeastSquares<TypeParam> problem = leastSquaresProblem<TypeParam>('N', m, n, 2);
+      for (HostMatrix<TypeParam>* matrix : {&problem.a, &problem.b})
+        for (int j = 0; j < matrix->cols(); ++j)
+          for (int i = 0; i < matrix->rows(); ++i) (*matrix)(i, j) = (*matrix)(i, j) * TypeParam(scale / 64);
+      LeastSquares<TypeParam> solved = problem;
+      ASSERT_EQ(solved.run(Memory::host), toviNoError);
+      expectSolved(problem, solved);
+    }
+}
+
+TYPED_TEST(LeastSquaresTest, NaNTravelsThroughAndNeverChangesTheStatus) {
+  for (const Memory where : bothMemories)
+    for (const auto& [m, n] : {std::pair{9, 5}, {5, 9}, {230, 120}, {120, 230}}) {
+      LeastSquares<TypeParam> inMatrix = leastSquaresProblem<TypeParam>('N', m, n, 1);
+      inMatrix.a(m / 2, n / 3) = quietNaN<TypeParam>();
+      EXPECT_EQ(inMatrix.run(where), toviNoError);
+      EXPECT_TRUE(std::isnan(norm1(inMatrix.b)));
+
+      LeastSquares<TypeParam> inVector = leastSquaresProblem<TypeParam>('N', m, n, 2);
+      inVector.b(m / 2, 1) = quietNaN<TypeParam>();
+      EXPECT_EQ(inVector.run(where), toviNoError);
+      EXPECT_FALSE(std::isnan(columnNorm(inVector.b, 0, 0, std::max(m, n)))) << "the other one has none";
+      EXPECT_TRUE(std::isnan(columnNorm(inVector.b, 1, 0, n)));
+    }
+}
+
+// p = 0, p = n, m + p = n, and A with fewer rows than columns; blocks of reflectors are full, one wider, one
+// narrower.
+TYPED_TEST(LeastSquaresTest, SolvesUnderConstraints) {
+  const struct {
+    int m, n, p;
+  } shapes[] = {{1, 1, 0},      {1, 1, 1},     {0, 1, 1},      {5, 4, 2},      {3, 4, 1},
+                {3, 5, 3},      {4, 4, 4},     {0, 40, 40},    {130, 97, 0},   {97, 97, 0},
+                {200, 100, 50}, {97, 97, 97},  {33, 130, 97},  {33, 130, 120}, {100, 165, 65},
+                {66, 130, 66},  {260, 200, 3}, {40, 200, 200}, {250, 195, 130}};
+  for (const Memory where : bothMemories)
+    for (const auto& shape : shapes) checkConstrained<TypeParam>(where, shape.m, shape.n, shape.p);
+}
+
+TYPED_TEST(LeastSquaresTest, ReportsTheFirstZeroOfEitherTriangle) {
+  for (const Memory where : bothMemories) {
+    checkDeficient<TypeParam>(where, 1, 1, 1, {1}, {}, 1);
+    checkDeficient<TypeParam>(where, 30, 20, 10, {4}, {}, 4);
+    checkDeficient<TypeParam>(where, 30, 20, 20, {20}, {}, 20);
+    checkDeficient<TypeParam>(where, 150, 140, 130, {99, 120}, {}, 99);
+    checkDeficient<TypeParam>(where, 30, 20, 10, {}, {7, 9}, 7);
+    checkDeficient<TypeParam>(where, 150, 140, 20, {}, {101}, 101);
+    checkDeficient<TypeParam>(where, 150, 140, 0, {}, {140}, 140);
+    checkDeficient<TypeParam>(where, 90, 140, 60, {}, {80}, 80);
+    // T12 is looked at first.
+    checkDeficient<TypeParam>(where, 30, 20, 10, {5}, {2}, 5);
+  }
+}
+
+TYPED_TEST(LeastSquaresTest, WithoutUnknownsNothingIsTouched) {
+  using T = TypeParam;
+  for (const Memory where : bothMemories) {
+    Constrained<T> problem = constrainedProblem<T>(6, 0, 0);
+    const Constrained<T> before = problem;
+    EXPECT_EQ(problem.run(where), toviNoError);
+    EXPECT_TRUE(problem.sameBits(before));
+    T* const none = nullptr;
+    EXPECT_EQ(gglse(where, 6, 0, 0, none, 6, none, 1, none, none, none), toviNoError);
+  }
+}
+
+TYPED_TEST(LeastSquaresTest, NaNInTheConstraintsReachesTheSolution) {
+  for (const Memory where : bothMemories) {
+    Constrained<TypeParam> problem = constrainedProblem<TypeParam>(150, 120, 100);
+    problem.b(3, 4) = quietNaN<TypeParam>();
+    problem.x.fill(TypeParam(0));
+    EXPECT_EQ(problem.run(where), toviNoError);
+    EXPECT_TRUE(std::isnan(norm1(problem.x)));
+  }
+}
+
+}  // namespace
+}  // namespace testing_support

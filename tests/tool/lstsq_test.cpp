@@ -1,0 +1,285 @@
+// `tovi lstsq` on problems small enough to be solved by hand.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/tool/tool_fixture.h"
+
+namespace {
+
+const std::string real = "%%MatrixMarket matrix array real general\n",
+                  complex = "%%MatrixMarket matrix array complex general\n";
+
+// A line through four points: 3.5 + 1.4 t, residual norm sqrt(4.2).
+const std::string line = real + "4 2\n1 1 1 1\n1 2 3 4\n", points = real + "4 1\n6 5 7 10\n";
+
+class Lstsq : public Tool {
+ protected:
+  // A file of array format: one number a line, or two, from a text with blanks between them.
+  void array(const std::string& name, const std::string& text) const {
+    std::istringstream in(text);
+    std::string header, size;
+    std::getline(in, header);
+    std::getline(in, size);
+    std::ostringstream out;
+    out << header << '\n' << size << '\n';
+    const bool twoWords = header == complex.substr(0, complex.size() - 1);
+    for (std::string word, second; in >> word;) {
+      out << word;
+      if (twoWords && in >> second) out << ' ' << second;
+      out << '\n';
+    }
+    write(name, out.str());
+  }
+
+  // Solves, writes x.mtx, and returns the fields of the line of results by name.
+  std::map<std::string, std::string> lstsq(const std::string& arguments, Result& result) const {
+    std::filesystem::remove(path("results.csv"));
+    result = run("lstsq " + arguments + " -o x.mtx --csv results.csv --reference");
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    std::istringstream csv(contents(path("results.csv")));
+    std::string names, values;
+    std::getline(csv, names);
+    std::getline(csv, values);
+    std::map<std::string, std::string> fields;
+    std::istringstream nameStream(names), valueStream(values);
+    for (std::string name, value;
+         std::getline(nameStream, name, ',') && std::getline(valueStream, value, ',');)
+      fields[name] = value;
+    return fields;
+  }
+
+  void expectSolution(const std::vector<double>& expected) const {
+    const std::vector<double> x = solution();
+    ASSERT_EQ(x.size(), expected.size());
+    for (std::size_t k = 0; k < x.size(); ++k) EXPECT_NEAR(x[k], expected[k], 2e-5) << k;
+  }
+};
+
+void expectBelow(const std::map<std::string, std::string>& fields, const std::string& name, double bound) {
+  ASSERT_EQ(fields.count(name), 1u) << name;
+  const std::string& value = fields.at(name);
+  ASSERT_FALSE(value.empty()) << name;
+  EXPECT_FALSE(!(std::stod(value) < bound)) << name << " is " << value;
+}
+
+TEST_F(Lstsq, SolvesByShape) {
+  Result result;
+  array("tall.mtx", line);
+  array("points.mtx", points);
+  auto fields = lstsq("tall.mtx points.mtx", result);
+  expectSolution({3.5, 1.4});
+  EXPECT_EQ(fields["problem"], "least squares");
+  EXPECT_NEAR(std::stod(fields["residual_norm"]), std::sqrt(4.2), 1e-5);
+  expectBelow(fields, "optimality", 30);
+  expectBelow(fields, "difference", 1e-4);
+  for (const char* label : {"device  ", " with transfers", " without", "GFLOP/s", "residual norm   2.04939\n",
+                            "\noptimality  ", "\ndifference  "})
+    EXPECT_NE(result.out.find(label), std::string::npos) << label << '\n' << result.out;
+
+  // x + y = 2, y + z = 2; and a second right-hand side.
+  array("wide.mtx", real + "2 3\n1 0 1 1 0 1\n");
+  array("two.mtx", real + "2 2\n2 2 3 -3\n");
+  fields = lstsq("wide.mtx two.mtx", result);
+  expectSolution({2 / 3.0, 4 / 3.0, 2 / 3.0, 3, 0, -3});
+  EXPECT_EQ(fields["problem"], "minimum norm");
+  EXPECT_EQ(fields["optimality"], "");
+  expectBelow(fields, "residual_ratio", 30);
+
+  // Complex, a^H b / ||a||^2 with a = (1, i, 1 + i) and b = (2, 0, 2 + 4i), alone and for a real matrix.
+  array("tall.mtx", complex + "3 1\n1 0 0 1 1 1\n");
+  array("b.mtx", complex + "3 1\n2 0 0 0 2 4\n");
+  fields = lstsq("tall.mtx b.mtx", result);
+  expectSolution({2, 0.5});
+  expectBelow(fields, "optimality", 30);
+  expectBelow(fields, "difference", 1e-4);
+  array("tall.mtx", real + "3 1\n1 1 2\n");
+  lstsq("tall.mtx b.mtx", result);
+  expectSolution({1, 4 / 3.0});
+  array("wide.mtx", complex + "1 2\n1 0 0 1\n");  // x + i y = 1: (1, -i) / 2
+  fields = lstsq("wide.mtx", result);
+  expectSolution({0.5, 0, 0, -0.5});
+
+  // A system that has a solution leaves nothing to be optimal in.
+  array("tall.mtx", line);
+  array("b.mtx", real + "4 1\n2.1 2.2 2.3 2.4\n");
+  fields = lstsq("tall.mtx b.mtx", result);
+  expectSolution({2, 0.1});
+  EXPECT_EQ(fields["optimality"], "");
+  EXPECT_NE(result.out.find("none: the residual is rounding error"), std::string::npos) << result.out;
+}
+
+TEST_F(Lstsq, SolvesWithAConstraint) {
+  Result result;
+  array("a.mtx", line);
+  array("c.mtx", points);
+  array("sum.mtx", real + "1 2\n1 1\n");
+  array("five.mtx", real + "1 1\n5\n");
+  auto fields = lstsq("a.mtx c.mtx --constraint sum.mtx five.mtx", result);
+  expectSolution({51 / 14.0, 19 / 14.0});
+  EXPECT_EQ(fields["problem"], "constrained least squares");
+  expectBelow(fields, "optimality", 30);
+  expectBelow(fields, "constraint", 30);
+  expectBelow(fields, "difference", 1e-4);
+
+  // As many constraints as unknowns, and fewer rows than unknowns.
+  array("all.mtx", real + "2 2\n2 0 0 4\n");
+  array("d.mtx", real + "2 1\n2 2\n");
+  lstsq("a.mtx c.mtx --constraint all.mtx d.mtx", result);
+  expectSolution({1, 0.5});
+  array("row.mtx", complex + "1 2\n0 1 0 0\n");  // i x = 1, x + y = 5
+  lstsq("row.mtx --constraint sum.mtx five.mtx", result);
+  expectSolution({0, -1, 5, 1});
+}
+
+TEST_F(Lstsq, ReadsTables) {
+  Result result;
+  // Names in quotes, blanks, an empty line, carriage returns and a byte order mark; the response in the
+  // middle.
+  write("t.csv",
+        "\xEF\xBB\xBF\"one\", \"y, \"\"measured\"\"\" ,t\r\n\r\n1,6,1\r\n 1,\"5\",2\r\n1,7.0,3\r\n1,+10,4");
+  auto fields = lstsq("t.csv --response 'y, \"measured\"'", result);
+  expectSolution({3.5, 1.4});
+  expectBelow(fields, "optimality", 30);
+  const std::size_t table = result.out.find("\n\ncoefficient ");
+  ASSERT_NE(table, std::string::npos) << result.out;
+  std::istringstream rows(result.out.substr(table));
+  std::string word, name;
+  double value = 0, reference = 0;
+  rows >> word >> word >> word >> word;  // coefficient, value, double precision
+  for (const auto& [expectedName, expected] : {std::pair{"one", 3.5}, std::pair{"t", 1.4}}) {
+    ASSERT_TRUE(rows >> name >> value >> reference) << result.out;
+    EXPECT_EQ(name, expectedName);
+    EXPECT_NEAR(value, expected, 1e-5);
+    EXPECT_NEAR(reference, expected, 1e-6);  // the operands are exact in single precision
+  }
+  EXPECT_FALSE(rows >> word) << result.out;
+
+  // Numbers alone: columns without names, with an intercept and the response last; and b from a file.
+  write("plain.CSV", "1,6\n2,5\n3,7\n4,10\n");
+  lstsq("plain.CSV --response 2 --intercept", result);
+  expectSolution({3.5, 1.4});
+  EXPECT_NE(result.out.find("\n(intercept) "), std::string::npos) << result.out;
+  write("ab.csv", "a,b\n1,1\n1,2\n1,3\n1,4\n");
+  array("points.mtx", points);
+  lstsq("ab.csv points.mtx", result);
+  expectSolution({3.5, 1.4});
+}
+
+TEST_F(Lstsq, BadTablesGetOneLine) {
+  const struct {
+    std::string text, message;
+  } cases[] = {
+      {"", "t.csv: the file is empty"},
+      {"\n \n\r\n", "t.csv: the file is empty"},
+      {"a,y\n", "t.csv: no line of numbers follows the names"},
+      {"a,b\n1,2\n", "t.csv: no column has the name 'y'"},
+      {"1,2\n3,4\n", "t.csv: no column has the name 'y'"},
+      {"y\n1\n2\n", "t.csv: no column is left beside the response"},
+      {"a,,y\n1,2,3\n", "t.csv:1: column 2 has no name"},
+      {"a,y,a\n1,2,3\n", "t.csv:1: two columns have the name 'a'"},
+      {"a,y\n1,2\n3\n", "t.csv:3: expected 2 fields, found 1"},
+      {"a,y\n1,2\n3,4,5\n", "t.csv:3: expected 2 fields, found 3"},
+      {"a,y\n1,2,\n", "t.csv:2: expected 2 fields, found 3"},
+      {"a,y\n1,2\n\n3,four\n", "t.csv:4: column 'y': 'four' is not a number"},
+      {"a,y\n1,2\n3,\n", "t.csv:3: column 'y': no value"},
+      {"a,y\n1,2\nNaN,4\n", "t.csv:3: column 'a': 'NaN' is not a finite number"},
+      {"a,y\nnan(1),4\n", "t.csv:2: column 'a': 'nan(1)' is not a finite number"},
+      {"a,y\n\033[2J,4\n", "t.csv:2: column 'a': '?[2J' is not a number"},
+      {"a,y\n" + std::string(99, 'x') + ",4\n", "column 'a': '" + std::string(40, 'x') + "...' is not"},
+      {std::string(99, 'a') + ",y\n1,?\n3,4\n", "t.csv:2: column 'y': '?' is not a number"},
+      {std::string(99, 'a') + ",y\n?,1\n3,4\n", "t.csv:2: column '" + std::string(40, 'a') + "...': '?'"},
+      {"a\033[2J,y\n1,2\n", "t.csv:1: control characters in the name 'a?[2J'"},
+      {"y\n1,2\n", "t.csv:2: expected 1 field, found 2"},
+      {"a,y\n1e39,2\n", "t.csv:2: column 'a': '1e39' overflows single precision"},
+      {"a;y\n1;2\n", "t.csv:2: column 'a;y': '1;2' is not a number"},
+      {"\"a,y\n1,2\n", "t.csv:1: a quote is not closed"},
+      {"\"a\"b,y\n1,2\n", "t.csv:1: text follows a closing quote"},
+      {std::string(1 << 21, '1'), "t.csv:1: the line is too long"},
+  };
+  for (const auto& [text, message] : cases) {
+    SCOPED_TRACE(text.substr(0, 200));
+    write("t.csv", text);
+    const Result result = run("lstsq t.csv --response y");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(lines(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+TEST_F(Lstsq, OtherFailuresGetOneLineToo) {
+  array("a.mtx", line);
+  array("b.mtx", points);
+  array("b3.mtx", real + "3 1\n1 2 3\n");
+  array("b2.mtx", real + "4 2\n1 2 3 4 5 6 7 8\n");
+  array("wide.mtx", real + "1 3\n1 2 3\n");
+  array("one.mtx", real + "1 1\n1\n");
+  array("B.mtx", real + "1 2\n1 1\n");
+  write("wide9.mtx", "%%MatrixMarket matrix coordinate real general\n9 2147483647 1\n1 1 1\n");
+  write("rhs9.mtx", "%%MatrixMarket matrix coordinate real general\n9 3 1\n1 1 1\n");
+  write("B9.mtx", "%%MatrixMarket matrix coordinate real general\n2147483641 2147483647 1\n1 1 1\n");
+  write("d9.mtx", "%%MatrixMarket matrix coordinate real general\n2147483641 1 1\n1 1 1\n");
+  array("column.mtx", real + "2 1\n1 1\n");
+  array("B3.mtx", real + "3 2\n1 2 3 4 5 7\n");
+  array("small.mtx", real + "2 1\n1e-30 1e-30\n");
+  array("large.mtx", real + "2 1\n1e30 1e30\n");
+  write("t.csv", "a,y\n1,2\n3,5\n");
+  const struct {
+    std::string arguments, message;
+  } cases[] = {
+      {"missing.mtx", "missing.mtx: cannot be opened: "},
+      {"missing.csv --response y", "missing.csv: cannot be opened: "},
+      {"a.mtx b3.mtx", "b3.mtx: has 3 rows, the matrix has 4"},
+      {"a.mtx --response y", "a.mtx is no .csv file"},
+      {"a.mtx --intercept", "a.mtx is no .csv file"},
+      {"t.csv", "t.csv: no right-hand side"},
+      {"t.csv b.mtx --response y", "both --response and b.mtx"},
+      {"t.csv b.mtx", "b.mtx: has 4 rows, the matrix has 2"},
+      {"a.mtx b2.mtx --constraint B.mtx one.mtx", "b2.mtx: a problem with a constraint has one"},
+      {"a.mtx one.mtx", "one.mtx: has 1 row, the matrix has 4"},
+      {"wide9.mtx", "wide9.mtx: too large: 9 x 2147483647 needs "},
+      {"wide9.mtx rhs9.mtx", "wide9.mtx: too large: 9 x 2147483647 with 3 right-hand sides needs "},
+      {"wide9.mtx --constraint B9.mtx d9.mtx", "9 x 2147483647 with 2147483641 constraints needs "},
+      {"wide.mtx one.mtx --constraint B.mtx one.mtx", "B.mtx: has 2 columns, the matrix has 3"},
+      {"wide.mtx one.mtx --constraint one.mtx one.mtx", "one.mtx: has 1 column, the matrix has 3"},
+      {"one.mtx --constraint column.mtx column.mtx", "column.mtx: has 2 rows, more than the 1 column"},
+      {"a.mtx b.mtx --constraint B3.mtx b3.mtx", "B3.mtx: has 3 rows, more than the 2 columns"},
+      {"wide.mtx one.mtx --constraint wide.mtx one.mtx", "wide.mtx: together with the matrix has fewer rows"},
+      {"a.mtx b.mtx --constraint B.mtx b3.mtx", "b3.mtx: is 3 x 1, expected 1 x 1"},
+      {"small.mtx large.mtx", "small.mtx: the solution overflows single precision"},
+      {"a.mtx b.mtx -o no/x.mtx", "no/x.mtx: cannot be written: "},
+  };
+  for (const auto& [arguments, message] : cases) {
+    SCOPED_TRACE(arguments);
+    const Result result = run("lstsq " + arguments);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(lines(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+  }
+  for (const char* arguments : {"lstsq", "lstsq a.mtx b.mtx c.mtx", "lstsq a.mtx --constraint B.mtx"})
+    EXPECT_EQ(run(arguments).exitCode, 2) << arguments;
+}
+
+TEST_F(Lstsq, RankDeficiencyIsADataError) {
+  array("a.mtx", real + "3 2\n1 2 3 0 0 0\n");
+  array("wide.mtx", real + "2 3\n1 0 2 0 3 0\n");
+  array("zero.mtx", real + "1 2\n0 0\n");
+  array("d.mtx", real + "1 1\n1\n");
+  const std::pair<const char*, const char*> cases[] = {
+      {"a.mtx", "pos 2"}, {"wide.mtx", "pos 2"}, {"a.mtx --constraint zero.mtx d.mtx", "pos 1"}};
+  for (const auto& [arguments, position] : cases) {
+    const Result result = run(std::string("lstsq ") + arguments);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_NE(result.err.find(std::string("Data error at ") + position), std::string::npos) << result.err;
+    EXPECT_EQ(result.out.find("residual"), std::string::npos);
+  }
+}
+
+}  // namespace

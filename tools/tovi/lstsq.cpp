@@ -1,0 +1,414 @@
+#include "tools/tovi/lstsq.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <iomanip>
+#include <iostream>
+#include <optional>
+#include <sstream>
+
+#include "tools/tovi/device_matrix.h"
+#include "tools/tovi/failure.h"
+#include "tools/tovi/householder.h"
+#include "tools/tovi/library.h"
+#include "tools/tovi/matrix_market.h"
+#include "tools/tovi/numbers.h"
+#include "tools/tovi/optimality.h"
+#include "tools/tovi/report.h"
+#include "tools/tovi/table.h"
+
+namespace tool {
+namespace {
+
+// --- What is asked
+
+// A table, taken apart as the options say.
+struct Design {
+  std::vector<std::string> names;  // of the columns of a
+  Matrix<float> a{0, 0};
+  std::optional<Matrix<float>> response;
+};
+
+Design designOf(const LstsqOptions& options) {
+  const Table table = readTable(options.matrix);
+  const int rows = table.values.rows;
+  Design design;
+  int responseColumn = -1;
+  if (!options.response.empty()) {
+    const auto found = std::find(table.names.begin(), table.names.end(), options.response);
+    if (found == table.names.end())
+      throw Failure(options.matrix + ": no column has the name '" + options.response + "'");
+    responseColumn = static_cast<int>(found - table.names.begin());
+    design.response.emplace(rows, 1);
+  }
+
+  if (options.intercept) design.names.emplace_back("(intercept)");
+  std::vector<float> a(options.intercept ? static_cast<std::size_t>(rows) : 0u, 1.0f);
+  for (int j = 0; j < table.values.columns; ++j) {
+    const float* column = &table.values(0, j);
+    if (j == responseColumn) {
+      std::copy(column, column + rows, design.response->values.begin());
+    } else {
+      design.names.push_back(table.names[static_cast<std::size_t>(j)]);
+      a.insert(a.end(), column, column + rows);
+    }
+  }
+  if (design.names.empty()) throw Failure(options.matrix + ": no column is left beside the response");
+  design.a = Matrix<float>(rows, static_cast<int>(design.names.size()));
+  design.a.values = std::move(a);
+  return design;
+}
+
+// The files, of which Matrix Market ones have been opened and have told their size.
+struct Sources {
+  std::optional<Design> design;  // or
+  std::optional<MatrixMarketReader> matrix;
+  std::optional<MatrixMarketReader> rightHandSide, constraint, d;
+
+  explicit Sources(const LstsqOptions& options) {
+    const bool table = isTable(options.matrix);
+    if (!table && (!options.response.empty() || options.intercept))
+      throw Failure("--response and --intercept are for tables, and " + options.matrix + " is no .csv file");
+    if (!options.response.empty() && !options.rightHandSide.empty())
+      throw Failure("both --response and " + options.rightHandSide + " give the right-hand side");
+    if (table && options.response.empty() && options.rightHandSide.empty())
+      throw Failure(options.matrix +
+                    ": no right-hand side: name one of its columns by --response, or a file");
+    if (table)
+      design = designOf(options);
+    else
+      matrix.emplace(options.matrix);
+    if (!options.rightHandSide.empty()) rightHandSide.emplace(options.rightHandSide);
+    if (!options.constraint.empty()) {
+      constraint.emplace(options.constraint[0]);
+      d.emplace(options.constraint[1]);
+    }
+    checkShapes();
+  }
+
+  int m() const { return design ? design->a.rows : matrix->header().rows; }
+  int n() const { return design ? design->a.columns : matrix->header().columns; }
+  int columns() const { return rightHandSide ? rightHandSide->header().columns : 1; }
+  int p() const { return constraint ? constraint->header().rows : 0; }
+  bool isComplex() const {
+    for (const auto* reader : {&matrix, &rightHandSide, &constraint, &d})
+      if (*reader && (*reader)->header().field == Field::complex) return true;
+    return false;
+  }
+
+ private:
+  void checkShapes() const {
+    const auto refuse = [](const MatrixMarketReader& file, const std::string& message) {
+      throw Failure(file.path() + ": " + message);
+    };
+    const auto columnsText = [](int count) { return counted(count, "column", "columns"); };
+    if (rightHandSide) rightHandSide->expectRows(m());
+    if (!constraint) return;
+    if (columns() != 1) refuse(*rightHandSide, "a problem with a constraint has one right-hand side");
+    if (constraint->header().columns != n())
+      refuse(*constraint,
+             "has " + columnsText(constraint->header().columns) + ", the matrix has " + std::to_string(n()));
+    if (p() > n())
+      refuse(*constraint, "has " + std::to_string(p()) + " rows, more than the " + columnsText(n()));
+    if (p() < n() - m())
+      refuse(*constraint, "together with the matrix has fewer rows than the " + columnsText(n()) +
+                              ": x is not determined");
+    if (d->header().rows != p() || d->header().columns != 1)
+      refuse(*d, "is " + std::to_string(d->header().rows) + " x " + std::to_string(d->header().columns) +
+                     ", expected " + std::to_string(p()) + " x 1");
+  }
+};
+
+template <class T>
+struct Problem {
+  std::string path;  // of A, for messages
+  Matrix<T> a, b;
+  std::optional<Matrix<T>> constraint, d;
+
+  double flops() const {
+    const double m = a.rows, n = a.columns, nrhs = b.columns, p = constraint ? constraint->rows : 0;
+    const auto factorization = [](double rows, double columns) {
+      const double k = std::min(rows, columns), l = std::max(rows, columns);
+      return 2 * l * k * k - 2.0 / 3.0 * k * k * k;
+    };
+    const double k = std::min(m, n);
+    const double real = constraint ? factorization(p, n) + 2 * m * p * (2 * n - p) + factorization(m, n)
+                                   : factorization(m, n) + nrhs * (4 * std::max(m, n) * k - k * k);
+    return isComplex<T> ? 4 * real : real;
+  }
+};
+
+template <class T>
+Problem<T> read(const LstsqOptions& options, Sources& sources) {
+  Problem<T> problem{options.matrix,
+                     sources.design ? converted<T>(sources.design->a) : sources.matrix->read<T>(),
+                     Matrix<T>(0, 0),
+                     {},
+                     {}};
+  if (sources.rightHandSide)
+    problem.b = sources.rightHandSide->read<T>();
+  else if (sources.design)
+    problem.b = converted<T>(*sources.design->response);
+  else
+    problem.b = Matrix<T>(problem.a.rows, 1, T(1));
+  if (sources.constraint) {
+    problem.constraint = sources.constraint->read<T>();
+    problem.d = sources.d->read<T>();
+  }
+  return problem;
+}
+
+// --- Solving
+
+// The same columns with rows of zeros below, or without the last rows.
+template <class T>
+Matrix<T> resized(const Matrix<T>& a, int rows) {
+  Matrix<T> result(rows, a.columns);
+  for (int j = 0; j < a.columns; ++j)
+    for (int i = 0; i < std::min(rows, a.rows); ++i) result(i, j) = a(i, j);
+  return result;
+}
+
+// By the host interface. The operands are copied: what is reported needs them.
+template <class T>
+Matrix<T> solveFromHost(const Problem<T>& problem, double& time) {
+  const int m = problem.a.rows, n = problem.a.columns;
+  Matrix<T> a = problem.a;
+  if (!problem.constraint) {
+    Matrix<T> b = resized(problem.b, std::max(m, n));
+    time = seconds(
+        [&] { check(gels(m, n, b.columns, a.values.data(), m, b.values.data(), b.rows), problem.path); });
+    return resized(b, n);
+  }
+  Matrix<T> constraint = *problem.constraint, c = problem.b, d = *problem.d, x(n, 1);
+  time = seconds([&] {
+    check(gglse(m, n, constraint.rows, a.values.data(), m, constraint.values.data(), constraint.rows,
+                c.values.data(), d.values.data(), x.values.data()),
+          problem.path);
+  });
+  return x;
+}
+
+// The same on operands that are on the device already: only the call is timed.
+template <class T>
+double timeOnDevice(const Problem<T>& problem) {
+  const int m = problem.a.rows, n = problem.a.columns;
+  const DeviceMatrix<T> dA(problem.a);
+  if (!problem.constraint) {
+    const DeviceMatrix<T> dB(resized(problem.b, std::max(m, n)));
+    return seconds([&] {
+      check(deviceGels(m, n, problem.b.columns, dA.get(), dA.ld(), dB.get(), dB.ld()), problem.path);
+    });
+  }
+  const DeviceMatrix<T> dB(*problem.constraint), dC(problem.b), dD(*problem.d), dX(n, 1);
+  return seconds([&] {
+    check(deviceGglse(m, n, problem.constraint->rows, dA.get(), dA.ld(), dB.get(), dB.ld(), dC.get(),
+                      dD.get(), dX.get()),
+          problem.path);
+  });
+}
+
+template <class T>
+Matrix<Wide<T>> solveInDouble(const Problem<T>& problem) {
+  using W = Wide<T>;
+  const Matrix<W> a = converted<W>(problem.a), b = converted<W>(problem.b);
+  if (!problem.constraint) return leastSquares(a, b);
+  return constrainedLeastSquares(a, b, converted<W>(*problem.constraint), converted<W>(*problem.d));
+}
+
+// --- Reporting
+
+struct Report {
+  std::string matrix, problem, device;
+  int rows = 0, columns = 0, rightHandSides = 0;
+  Speed speed;
+  double residual = 0.0, residualRatio = 0.0;  // these and what follows: the largest of the columns
+  std::optional<double> optimality;            // none where the residual is not what is made least
+  std::optional<double> constraint;            // its residual ratio
+  std::optional<double> difference;            // max |x - y| / |y|, y in double precision
+};
+
+constexpr const char* minimumNorm = "minimum norm";
+
+CsvRow csvRow(const Report& report) {
+  const auto field = [](const std::optional<double>& value) {
+    return value ? number("%.6g", *value) : std::string();
+  };
+  CsvRow row = {{"rows", std::to_string(report.rows)},
+                {"columns", std::to_string(report.columns)},
+                {"right_hand_sides", std::to_string(report.rightHandSides)},
+                {"problem", report.problem}};
+  report.speed.addTo(row);
+  row.insert(row.end(), {{"residual_norm", number("%.6g", report.residual)},
+                         {"residual_ratio", number("%.6g", report.residualRatio)},
+                         {"optimality", field(report.optimality)},
+                         {"constraint", field(report.constraint)},
+                         {"difference", field(report.difference)},
+                         {"matrix", quoted(report.matrix)},
+                         {"device", quoted(report.device)}});
+  return row;
+}
+
+template <class W>
+Matrix<W> columnOf(const Matrix<W>& a, int j) {
+  Matrix<W> column(a.rows, 1);
+  std::copy(&a(0, j), &a(0, j) + a.rows, column.values.begin());
+  return column;
+}
+
+// largest := the larger one, or NaN once there has been one.
+void keepLargest(double& largest, double value) {
+  if (!(value <= largest) && !std::isnan(largest)) largest = value;
+}
+
+template <class T>
+void measure(const Problem<T>& problem, const Matrix<T>& solution, Report& report) {
+  using W = Wide<T>;
+  const Matrix<W> a = converted<W>(problem.a);
+  std::optional<Matrix<W>> constraint;
+  if (problem.constraint) constraint = converted<W>(*problem.constraint);
+  const bool leastNorm = a.rows < a.columns && !constraint;
+  for (int j = 0; j < solution.columns; ++j) {
+    const Matrix<W> x = converted<W>(columnOf(solution, j)), b = converted<W>(columnOf(problem.b, j));
+    const double ratio = residualRatio(a, x, b);
+    keepLargest(report.residual, norm(residual(a, x, b)));
+    keepLargest(report.residualRatio, ratio);
+    // A residual of a few roundings has no direction that could be asked for.
+    if (!leastNorm && ratio * std::max(a.rows, a.columns) > 10.0) {
+      if (!report.optimality) report.optimality = 0.0;
+      keepLargest(*report.optimality, optimalityRatio(a, x, b, constraint));
+    }
+    if (constraint) report.constraint = residualRatio(*constraint, x, converted<W>(*problem.d));
+  }
+}
+
+template <class W>
+double largestDifference(const Matrix<W>& x, const Matrix<W>& y) {
+  double largest = 0.0;
+  for (std::size_t k = 0; k < x.values.size(); ++k) {
+    const double difference = std::abs(x.values[k] - y.values[k]) / std::abs(y.values[k]);
+    if (x.values[k] != y.values[k]) keepLargest(largest, difference);
+  }
+  return largest;
+}
+
+std::string valueText(double value) { return number("%.7g", value); }
+std::string valueText(std::complex<double> value) {
+  return number("%.7g", value.real()) + number("%+.7gi", value.imag());
+}
+
+// One line a coefficient: every column of x and, where there is one, its reference.
+template <class W>
+std::string coefficientTable(const std::vector<std::string>& names, const Matrix<W>& x,
+                             const std::optional<Matrix<W>>& reference) {
+  std::size_t widest = std::string("coefficient").size();
+  for (const std::string& name : names) widest = std::max(widest, name.size());
+  constexpr int valueWidth = isComplex<W> ? 30 : 18;
+  std::ostringstream text;
+  const auto beginLine = [&](const std::string& name) {
+    text << std::left << std::setw(static_cast<int>(widest)) << name << std::right;
+  };
+  beginLine("coefficient");
+  for (int j = 0; j < x.columns; ++j) {
+    text << std::setw(valueWidth) << "value";
+    if (reference) text << std::setw(valueWidth) << "double precision";
+  }
+  for (int i = 0; i < x.rows; ++i) {
+    beginLine('\n' + names[static_cast<std::size_t>(i)]);
+    for (int j = 0; j < x.columns; ++j) {
+      text << std::setw(valueWidth) << valueText(x(i, j));
+      if (reference) text << std::setw(valueWidth) << valueText((*reference)(i, j));
+    }
+  }
+  return text.str() + '\n';
+}
+
+std::string text(const Report& report) {
+  std::string lines =
+      report.speed.text() + "residual norm   " + number("%.6g\n", report.residual) + "optimality      ";
+  if (report.optimality)
+    lines += number("%.3g\n", *report.optimality);
+  else
+    lines += (report.problem == minimumNorm ? "none: x is the solution of least norm; residual "
+                                            : "none: the residual is rounding error, ") +
+             number("%.3g max(m,n) eps (||A|| ||x|| + ||b||)\n", report.residualRatio);
+  if (report.constraint) lines += "constraint      " + number("%.3g\n", *report.constraint);
+  if (report.difference)
+    lines +=
+        "difference      " + number("%.3g, largest relative one from double precision\n", *report.difference);
+  return lines;
+}
+
+std::string matrixText(const LstsqOptions& options, const Sources& sources) {
+  std::string text =
+      options.matrix + ": " + std::to_string(sources.m()) + " x " + std::to_string(sources.n());
+  if (sources.matrix) {
+    const Header& header = sources.matrix->header();
+    text += ", " + header.kind + ", " + counted(header.entries, "entry", "entries");
+  }
+  if (!options.response.empty()) text += ", response " + options.response;
+  if (options.intercept) text += ", intercept";
+  if (sources.constraint) text += "; " + counted(sources.p(), "constraint", "constraints");
+  return text + "; " + rightHandSides(sources.columns());
+}
+
+template <class T>
+void lstsqAs(const LstsqOptions& options, Sources& sources) {
+  Report report;
+  report.matrix = options.matrix;
+  report.problem = sources.constraint           ? "constrained least squares"
+                   : sources.m() >= sources.n() ? "least squares"
+                                                : minimumNorm;
+  report.rows = sources.m();
+  report.columns = sources.n();
+  report.rightHandSides = sources.columns();
+
+  const Session session(options.device);
+  report.device = deviceText(session.device());
+  std::cout << "device          " << report.device << '\n'
+            << "matrix          " << matrixText(options, sources) << '\n'
+            << "problem         " << report.problem << '\n'
+            << std::flush;
+  const double m = report.rows, n = report.columns, p = sources.p();
+  std::string size = ": too large: " + std::to_string(report.rows) + " x " + std::to_string(report.columns);
+  if (report.rightHandSides > 1) size += " with " + rightHandSides(report.rightHandSides);
+  if (sources.constraint) size += " with " + counted(sources.p(), "constraint", "constraints");
+  checkMemory(options.matrix + size, (m * n + std::max(m, n) * report.rightHandSides + p * n) * sizeof(T));
+
+  const Problem<T> problem = read<T>(options, sources);
+  report.speed.flops = problem.flops();
+  // The first call of a process starts the device's threads, or loads its kernels: not part of the figures.
+  const Matrix<T> one(1, 1, T(1));
+  Problem<T> first{"first call", one, one, {}, {}};
+  if (problem.constraint) first.constraint = first.d = one;
+  solveFromHost(first, report.speed.withTransfers);
+  const Matrix<T> x = solveFromHost(problem, report.speed.withTransfers);
+  checkFinite(options.matrix, x);
+  report.speed.withoutTransfers = timeOnDevice(problem);
+  measure(problem, x, report);
+
+  const Matrix<Wide<T>> wideX = converted<Wide<T>>(x);
+  std::optional<Matrix<Wide<T>>> reference;
+  if (options.reference) {
+    reference = solveInDouble(problem);
+    report.difference = largestDifference(wideX, *reference);
+  }
+  std::cout << text(report);
+  if (sources.design) std::cout << '\n' << coefficientTable(sources.design->names, wideX, reference);
+  std::cout << std::flush;
+  if (!options.output.empty()) writeMatrixMarket(options.output, x);
+  if (!options.csv.empty()) appendCsv(options.csv, csvRow(report));
+}
+
+}  // namespace
+
+void lstsq(const LstsqOptions& options) {
+  Sources sources(options);
+  if (sources.isComplex())
+    lstsqAs<std::complex<float>>(options, sources);
+  else
+    lstsqAs<float>(options, sources);
+}
+
+}  // namespace tool

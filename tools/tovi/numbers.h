@@ -1,0 +1,27 @@
+// Numbers to and from text, and the words of messages.
+
+#ifndef TOVI_TOOLS_NUMBERS_H
+#define TOVI_TOOLS_NUMBERS_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tool {
+
+// Reads a finite number, rounded to single precision. Returns what is wrong with the word: nothing if it is
+// one.
+std::string readReal(std::string_view word, float& value);
+
+// One double, as printf writes it.
+std::string number(const char* format, double value);
+
+// A number of things: "1 row", "2 rows".
+std::string counted(std::uint64_t count, const char* one, const char* many);
+
+// A word of a file as messages show it: in quotes, short, and nothing in it that a terminal would obey.
+std::string shown(std::string_view word);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,54 @@
+// What solving reports whatever the problem: time and speed, memory that is not there, a line for a table.
+
+#ifndef TOVI_TOOLS_REPORT_H
+#define TOVI_TOOLS_REPORT_H
+
+#include <chrono>
+#include <cmath>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/tovi/failure.h"
+#include "tools/tovi/matrix.h"
+
+namespace tool {
+
+template <class Body>
+double seconds(Body&& body) {
+  const auto start = std::chrono::steady_clock::now();
+  body();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+using CsvRow = std::vector<std::pair<std::string, std::string>>;  // name and field
+
+struct Speed {
+  double flops = 0.0;
+  double withTransfers = 0.0, withoutTransfers = 0.0;  // seconds
+
+  double gflops(double time) const { return flops / time * 1e-9; }
+  std::string text() const;  // two lines
+  void addTo(CsvRow& row) const;
+};
+
+// Refuses a problem that cannot fit before anything of its size is asked for. The host holds the operands and
+// the copy that the solver overwrites. what: "FILE: too large: order 5"; double is wide enough for every
+// product.
+void checkMemory(const std::string& what, double operandBytes);
+
+template <class T>
+void checkFinite(const std::string& path, const Matrix<T>& solution) {
+  for (const T& value : solution.values)
+    if (!std::isfinite(std::abs(value))) throw Failure(path + ": the solution overflows single precision");
+}
+
+std::string rightHandSides(int count);  // "1 right-hand side"
+
+// Appends one line to a table of results; a new file begins with the names.
+void appendCsv(const std::string& path, const CsvRow& row);
+std::string quoted(const std::string& text);
+
+}  // namespace tool
+
+#endif

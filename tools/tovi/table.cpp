@@ -1,0 +1,123 @@
+#include "tools/tovi/table.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+#include "tools/tovi/line_reader.h"
+#include "tools/tovi/numbers.h"
+
+namespace tool {
+namespace {
+
+constexpr std::string_view blanks = " \t\r";
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(blanks);
+  return first == text.npos ? std::string_view()
+                            : text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+// The fields of a line without the blanks around them. Within quotes a comma is a character and "" is a
+// quote.
+std::vector<std::string> split(const LineReader& reader, std::string_view line) {
+  std::vector<std::string> fields;
+  for (;;) {
+    line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+    std::string field;
+    if (!line.empty() && line.front() == '"') {
+      for (;;) {
+        line.remove_prefix(1);
+        const std::size_t quote = line.find('"');
+        if (quote == line.npos) reader.failAtLine("a quote is not closed");
+        field += line.substr(0, quote);
+        line.remove_prefix(quote + 1);
+        if (line.empty() || line.front() != '"') break;
+        field += '"';
+      }
+      line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+      if (!line.empty() && line.front() != ',') reader.failAtLine("text follows a closing quote");
+    } else {
+      field = trimmed(line.substr(0, line.find(',')));
+      line.remove_prefix(std::min(line.find(','), line.size()));
+    }
+    fields.push_back(std::move(field));
+    if (line.empty()) return fields;
+    line.remove_prefix(1);
+  }
+}
+
+bool nextFields(LineReader& reader, std::vector<std::string>& fields) {
+  for (std::string_view line; reader.next(line);) {
+    if (trimmed(line).empty()) continue;
+    fields = split(reader, line);
+    return true;
+  }
+  return false;
+}
+
+bool isData(const std::vector<std::string>& fields) {
+  float value = 0.0f;
+  return std::all_of(fields.begin(), fields.end(),
+                     [&](const std::string& field) { return readReal(field, value).empty(); });
+}
+
+void checkNames(const LineReader& reader, const std::vector<std::string>& names) {
+  for (auto name = names.begin(); name != names.end(); ++name) {
+    if (name->empty())
+      reader.failAtLine("column " + std::to_string(name - names.begin() + 1) + " has no name");
+    // Names are printed, and a terminal would obey it.
+    if (std::any_of(name->begin(), name->end(), [](unsigned char c) { return c < ' ' || c == 127; }))
+      reader.failAtLine("control characters in the name " + shown(*name));
+    if (std::find(names.begin(), name, *name) != name)
+      reader.failAtLine("two columns have the name " + shown(*name));
+  }
+}
+
+// The columns are in the order of the file, the values by rows until all have been read.
+void appendRow(const LineReader& reader, const std::vector<std::string>& names,
+               const std::vector<std::string>& fields, std::vector<float>& values) {
+  if (fields.size() != names.size())
+    reader.failAtLine("expected " + counted(names.size(), "field", "fields") + ", found " +
+                      std::to_string(fields.size()));
+  for (std::size_t j = 0; j < fields.size(); ++j) {
+    float value = 0.0f;
+    const std::string wrong = fields[j].empty() ? "no value" : readReal(fields[j], value);
+    if (!wrong.empty()) reader.failAtLine("column " + shown(names[j]) + ": " + wrong);
+    values.push_back(value);
+  }
+}
+
+}  // namespace
+
+Table readTable(const std::string& path) {
+  LineReader reader(path);
+  Table table;
+  std::vector<std::string> fields;
+  std::vector<float> byRows;
+  if (!nextFields(reader, fields)) reader.fail("the file is empty");
+  if (isData(fields)) {
+    for (std::size_t j = 1; j <= fields.size(); ++j) table.names.push_back(std::to_string(j));
+    appendRow(reader, table.names, fields, byRows);
+  } else {
+    checkNames(reader, fields);
+    table.names = fields;
+  }
+  while (nextFields(reader, fields)) appendRow(reader, table.names, fields, byRows);
+  if (byRows.empty()) reader.fail("no line of numbers follows the names");
+
+  const std::size_t columns = table.names.size();
+  table.values = Matrix<float>(static_cast<int>(byRows.size() / columns), static_cast<int>(columns));
+  for (int i = 0; i < table.values.rows; ++i)
+    for (int j = 0; j < table.values.columns; ++j)
+      table.values(i, j) = byRows[static_cast<std::size_t>(i) * columns + static_cast<std::size_t>(j)];
+  return table;
+}
+
+bool isTable(const std::string& path) {
+  std::string end = path.substr(path.size() < 4 ? 0 : path.size() - 4);
+  for (char& c : end) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return end == ".csv";
+}
+
+}  // namespace tool

@@ -1,0 +1,28 @@
+// A table of numbers from a comma-separated file, read strictly: what is wrong is refused with one line that
+// names the file, the line and the column. A first line of numbers alone is data, and the columns are called
+// 1, 2, ...; otherwise it names them. Fields may stand in double quotes; empty lines are skipped; values are
+// rounded from decimal to single precision.
+
+#ifndef TOVI_TOOLS_TABLE_H
+#define TOVI_TOOLS_TABLE_H
+
+#include <string>
+#include <vector>
+
+#include "tools/tovi/matrix.h"
+
+namespace tool {
+
+struct Table {
+  std::vector<std::string> names;  // one a column
+  Matrix<float> values{0, 0};
+};
+
+Table readTable(const std::string& path);
+
+// Whether the file's name ends in .csv, in whatever case.
+bool isTable(const std::string& path);
+
+}  // namespace tool
+
+#endif
