@@ -53,12 +53,14 @@ inline Arguments arguments(int argc, char** argv) {
 }
 
 // Something to time. `prepare` restores the operands and is not timed; `run` is called `repeat` times per
-// measurement.
+// measurement, after a call that is not timed: after a pause, processors and caches are cold.
 struct Contender {
   std::function<void()> prepare, run;
   int repeat = 1;
 
   double time() const {
+    prepare();
+    run();
     prepare();
     const double start = seconds();
     for (int i = 0; i < repeat; ++i) run();
