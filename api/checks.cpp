@@ -107,6 +107,24 @@ void checkGels(char& trans, int m, int n, int nrhs, const void* a, int lda, cons
   requirePointer(b, -7);
 }
 
+void checkGesvd(char& jobu, char& jobvt, int m, int n, const void* a, int lda, const void* s, const void* u,
+                int ldu, const void* vt, int ldvt) {
+  requireOneOf(jobu, "ASON", -1);
+  requireOneOf(jobvt, "ASON", -2);
+  require(jobu != 'O' || jobvt != 'O', -2);
+  require(m >= 0, -3);
+  require(n >= 0, -4);
+  require(lda >= std::max(1, m), -6);
+  const bool toU = jobu == 'A' || jobu == 'S', toVt = jobvt == 'A' || jobvt == 'S';
+  require(ldu >= (toU ? std::max(1, m) : 1), -9);
+  require(ldvt >= (toVt ? std::max(1, jobvt == 'A' ? n : std::min(m, n)) : 1), -11);
+  if (m == 0 || n == 0) return;
+  requirePointer(a, -5);
+  requirePointer(s, -7);
+  if (toU) requirePointer(u, -8);
+  if (toVt) requirePointer(vt, -10);
+}
+
 void checkGglse(int m, int n, int p, const void* a, int lda, const void* b, int ldb, const void* c,
                 const void* d, const void* x) {
   require(m >= 0, -1);

@@ -14,6 +14,8 @@ void checkGetrf(int m, int n, const void* a, int lda, const void* ipiv);
 void checkGesv(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b, int ldb);
 void checkGeqrf(int m, int n, const void* a, int lda, const void* tau);
 void checkGels(char& trans, int m, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
+void checkGesvd(char& jobu, char& jobvt, int m, int n, const void* a, int lda, const void* s, const void* u,
+                int ldu, const void* vt, int ldvt);
 void checkGglse(int m, int n, int p, const void* a, int lda, const void* b, int ldb, const void* c,
                 const void* d, const void* x);
 

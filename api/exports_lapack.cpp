@@ -78,6 +78,28 @@ toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloatComplex*
   return deviceGels(trans, m, n, nrhs, native(a), lda, native(b), ldb);
 }
 
+// ---------------------------------------------------------------------------------------------------- gesvd
+
+toviStatus toviSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, float* s, float* u, int ldu,
+                      float* vt, int ldvt) {
+  return hostGesvd(jobu, jobvt, m, n, a, lda, s, u, ldu, vt, ldvt);
+}
+
+toviStatus toviCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda, float* s,
+                      toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt) {
+  return hostGesvd(jobu, jobvt, m, n, native(a), lda, s, native(u), ldu, native(vt), ldvt);
+}
+
+toviStatus toviDeviceSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, float* s, float* u,
+                            int ldu, float* vt, int ldvt) {
+  return deviceGesvd(jobu, jobvt, m, n, a, lda, s, u, ldu, vt, ldvt);
+}
+
+toviStatus toviDeviceCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda, float* s,
+                            toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt) {
+  return deviceGesvd(jobu, jobvt, m, n, native(a), lda, s, native(u), ldu, native(vt), ldvt);
+}
+
 // ---------------------------------------------------------------------------------------------------- gglse
 
 toviStatus toviSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c, float* d,

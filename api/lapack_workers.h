@@ -12,6 +12,7 @@
 #include "lapack/least_squares.h"
 #include "lapack/lu.h"
 #include "lapack/qr.h"
+#include "lapack/svd.h"
 #include "src/blas/staged_matrix.h"
 
 namespace tovi::api {
@@ -20,6 +21,7 @@ using blas::StagedMatrix;
 using blas::StagedVector;
 using blas::StageIn;
 using blas::StageOut;
+using blas::StageRoom;
 
 // A data error leaves complete factors, and what has been made with them, which the caller gets as well.
 inline bool factored(toviStatus status) { return status == toviNoError || status == toviDataError; }
@@ -115,6 +117,40 @@ toviStatus hostGels(char trans, int m, int n, int nrhs, T* hA, int lda, T* hB, i
     if (factored(status)) {
       dA.copyBack();
       dB.copyBack();
+    }
+    return status;
+  });
+}
+
+template <class T>
+toviStatus deviceGesvd(char jobu, char jobvt, int m, int n, T* dA, int lda, Real<T>* dS, T* dU, int ldu,
+                       T* dVt, int ldvt) {
+  return deviceRoutine<T>([&] {
+    checkGesvd(jobu, jobvt, m, n, dA, lda, dS, dU, ldu, dVt, ldvt);
+    lapack::gesvd(jobu, jobvt, MatrixView<T>(dA, m, n, lda), dS, dU, ldu, dVt, ldvt);
+  });
+}
+
+// Room for VT is reserved even where it is not asked for, and for all of its n rows then: deliberate.
+template <class T>
+toviStatus hostGesvd(char jobu, char jobvt, int m, int n, T* hA, int lda, Real<T>* hS, T* hU, int ldu, T* hVt,
+                     int ldvt) {
+  return hostRoutine([&] {
+    checkGesvd(jobu, jobvt, m, n, hA, lda, hS, hU, ldu, hVt, ldvt);
+    if (m == 0 || n == 0) return toviNoError;  // U or VT may have elements all the same
+    const auto use = [](char job) { return job == 'A' || job == 'S' ? StageOut : StageRoom; };
+    const int k = std::min(m, n);
+    StagedMatrix<T> dA(hA, m, n, lda, StageIn | StageOut);
+    StagedVector<Real<T>> dS(hS, k, 1, StageOut);
+    StagedMatrix<T> dU(hU, m, jobu == 'A' ? m : jobu == 'S' ? k : 1, ldu, use(jobu));
+    StagedMatrix<T> dVt(hVt, jobvt == 'S' ? k : n, n, ldvt, use(jobvt));
+    const toviStatus status = deviceRoutine<T>(
+        [&] { lapack::gesvd(jobu, jobvt, dA.view(), dS.data(), dU.data(), dU.ld(), dVt.data(), dVt.ld()); });
+    if (status == toviNoError) {
+      dA.copyBack();
+      dS.copyBack();
+      dU.copyBack();
+      dVt.copyBack();
     }
     return status;
   });

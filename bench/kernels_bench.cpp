@@ -1,6 +1,10 @@
 // What no exported routine shows by itself: the library's own kernels on device memory, beside memcpy of the
-// same bytes on as many threads, and LQ beside QR of the transpose.
+// same bytes on as many threads, LQ beside QR of the transpose, and the reduction to bidiagonal form beside
+// the host LAPACK's.
 
+#include <dlfcn.h>
+
+#include <cstdio>
 #include <cstring>
 #include <random>
 #include <string>
@@ -15,6 +19,7 @@
 #include "lapack/qr.h"
 #include "src/basic/Copy.h"
 #include "src/basic/Transpose.h"
+#include "src/brd/gebrd.h"
 
 namespace {
 
@@ -29,6 +34,43 @@ void copyOnAllThreads(char* to, const char* from, std::size_t bytes) {
   for (std::size_t t = 1; t < threads; ++t) others.emplace_back(piece, t);
   piece(0);
   for (std::thread& thread : others) thread.join();
+}
+
+// The host LAPACK with its own threads, which must not meet the one that is linked into this program.
+using Sgebrd = void(const int* m, const int* n, float* a, const int* lda, float* d, float* e, float* tauq,
+                    float* taup, float* work, const int* lwork, int* info);
+Sgebrd* hostSgebrd() {
+  void* const library = dlopen(TOVI_BENCH_OPENBLAS, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
+  void* const sgebrd = library == nullptr ? nullptr : dlsym(library, "sgebrd_");
+  if (sgebrd == nullptr) std::fprintf(stderr, "bidiagonal reduction left out: %s\n", dlerror());
+  return reinterpret_cast<Sgebrd*>(sgebrd);
+}
+
+void reduction(bench::Report& report) {
+  Sgebrd* const sgebrd = hostSgebrd();
+  if (sgebrd == nullptr) return;
+  const int n = 2048, lwork = 64 * n;
+  std::vector<float> a(static_cast<std::size_t>(n) * n), h, d(n), e(n), tauq(n), taup(n), work(lwork);
+  std::mt19937 engine(2);
+  std::uniform_real_distribution<float> uniform(-1, 1);
+  for (float& v : a) v = uniform(engine);
+  using Memory = cudalib::ManagedMemory<float, cudalib::CudaAllocator<float>>;
+  const Memory dA(n, n), dD(n, 1), dE(n, 1), dTauq(n, 1), dTaup(n, 1);
+  const auto restore = [&] {
+    cudalib::check(cudaMemcpy(dA.get(), a.data(), a.size() * sizeof(float), cudaMemcpyHostToDevice));
+  };
+  report.pair("bidiagonal reduction 2048 float, host gebrd", 8e-9 / 3 * n * n * n, "GF", 0.9,
+              {restore,
+               [&] {
+                 tovi::brd::gebrd<float>({dA.get(), n, n, n}, dD.get(), dE.get(), dTauq.get(), dTaup.get());
+                 cudalib::completionCheck();
+               }},
+              {[&] { h = a; },
+               [&] {
+                 int info = 0;
+                 sgebrd(&n, &n, h.data(), &n, d.data(), e.data(), tauq.data(), taup.data(), work.data(),
+                        &lwork, &info);
+               }});
 }
 
 }  // namespace
@@ -85,6 +127,7 @@ int main(int argc, char** argv) {
                    tovi::lapack::geqrf(tall, dTau.get());
                    cudalib::completionCheck();
                  }});
+    reduction(report);
     if (json) report.writeJson(argv[2]);
   }
   toviShutdown();

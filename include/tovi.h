@@ -504,6 +504,40 @@ TOVI_API toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloa
                                     toviFloatComplex* b, int ldb);
 
 /*
+ * gesvd: singular value decomposition, A = U Sigma V^H, as LAPACK xGESVD.
+ *
+ * A is m x n, k = min(m, n). s takes the k singular values, none negative, in descending order. jobu and
+ * jobvt say what becomes of the left singular vectors, the columns of U, and of the right ones, the rows of
+ * V^H:
+ *
+ *   'A': all of them are returned, in u (m x m) or vt (n x n);
+ *   'S': the first k are, in u (m x k) or vt (k x n);
+ *   'O': the first k are, in the first k columns (jobu) or rows (jobvt) of A; not for both;
+ *   'N': they are not computed.
+ *
+ * u (vt) is not used and may be null with jobu (jobvt) 'O' and 'N'; its leading dimension must be at least 1
+ * all the same. What else A holds is destroyed. When m or n is 0 nothing is read or written.
+ *
+ * A matrix whose largest element is not between 1e-12 and 1e12 is scaled before, and the values back after.
+ *
+ * Up to lda * n + k * k elements of device memory are needed beside A, u and vt. The host interface reserves
+ * vt, n x n, also where jobvt is 'O' or 'N'.
+ *
+ * toviDataError, error info i: the iteration has not converged; i elements beside the diagonal of the
+ * bidiagonal form have not become zero, the first one not counted. With 'N' for both jobs i is the info of
+ * LAPACK's xLASQ1 instead. The host interface leaves all operands as they were. A NaN or an infinity in A
+ * makes all values NaN, or is such an error.
+ */
+TOVI_API toviStatus toviSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, float* s, float* u,
+                               int ldu, float* vt, int ldvt);
+TOVI_API toviStatus toviCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda, float* s,
+                               toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt);
+TOVI_API toviStatus toviDeviceSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, float* s,
+                                     float* u, int ldu, float* vt, int ldvt);
+TOVI_API toviStatus toviDeviceCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda,
+                                     float* s, toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt);
+
+/*
  * gglse: least squares under equality constraints, as LAPACK xGGLSE: x minimizes the norm of c - A x under
  * B x = d.
  *

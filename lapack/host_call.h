@@ -1,4 +1,4 @@
-// How the drivers call host LAPACK routines: workspace, and room for what they load.
+// How the drivers call host LAPACK routines: their workspace.
 
 #ifndef TOVI_LAPACK_HOST_CALL_H
 #define TOVI_LAPACK_HOST_CALL_H
@@ -9,15 +9,11 @@
 
 #include "cudalib/exceptions.h"
 #include "platform/host/complex.h"
+#include "platform/host/lapack.h"
 
 namespace tovi::lapack {
 
-// Elements of a host array for a rows x cols matrix whose rows a LAPACK routine works with: room for one
-// column more. The complex gemv of OpenBLAS 0.3.21 loads, without using it, the element that would come after
-// its vector x, which here is a row of the matrix.
-inline std::size_t roomForRows(int rows, int cols) {
-  return static_cast<std::size_t>(rows) * (static_cast<std::size_t>(cols) + 1);
-}
+using host::roomForRows;
 
 // call(work, lwork) runs the routine and returns its info. It is asked for the workspace that it wants, at
 // least `least` elements are taken, and it is called again; the info of either call is tested. `work` keeps

@@ -74,6 +74,13 @@ constexpr auto choose(C c, Z z) {
   return choose<T>(nullptr, nullptr, c, z);
 }
 
+// Real families have no complex members.
+template <class T, class S, class D>
+constexpr auto chooseReal(S s, D d) {
+  static_assert(!tovi::isComplex<T>, "a routine for real elements");
+  return choose<T>(s, d, nullptr, nullptr);
+}
+
 // A Fortran routine. What it does inside is hidden from ThreadSanitizer, which does not see the host
 // library's locks either; the operands have been marked before.
 template <class F>
@@ -100,6 +107,12 @@ template <class T, class... Fs>
 constexpr auto routine(Fs... fs) {
   using F = std::remove_pointer_t<decltype(choose<T>(fs...))>;
   return Routine<F>{choose<T>(fs...)};
+}
+
+template <class T, class S, class D>
+constexpr auto realRoutine(S s, D d) {
+  using F = std::remove_pointer_t<decltype(chooseReal<T>(s, d))>;
+  return Routine<F>{chooseReal<T>(s, d)};
 }
 
 enum class Access { read, write };

@@ -7,6 +7,13 @@
 
 namespace host {
 
+// Elements of a host array for a rows x cols matrix whose rows a LAPACK routine works with: room for one
+// column more. The complex gemv of OpenBLAS 0.3.21 loads, without using it, the element that would come after
+// its vector x, which here is a row of the matrix.
+inline std::size_t roomForRows(int rows, int cols) {
+  return static_cast<std::size_t>(rows) * (static_cast<std::size_t>(cols) + 1);
+}
+
 namespace fortran {
 
 using tovi::Complex;
@@ -105,6 +112,15 @@ extern "C" Orgqr<double> dorglq_;
 extern "C" Orgqr<Complex<float>> cunglq_;
 extern "C" Orgqr<Complex<double>> zunglq_;
 
+// Reduction to bidiagonal form
+template <class T>
+using Gebd2 = void(const int* m, const int* n, T* a, const int* lda, Real<T>* d, Real<T>* e, T* tauq, T* taup,
+                   T* work, int* info);
+extern "C" Gebd2<float> sgebd2_;
+extern "C" Gebd2<double> dgebd2_;
+extern "C" Gebd2<Complex<float>> cgebd2_;
+extern "C" Gebd2<Complex<double>> zgebd2_;
+
 template <class T>
 using Lange = Real<T>(const char* norm, const int* m, const int* n, const T* a, const int* lda, Real<T>* work,
                       std::size_t);
@@ -112,6 +128,27 @@ extern "C" Lange<float> slange_;
 extern "C" Lange<double> dlange_;
 extern "C" Lange<Complex<float>> clange_;
 extern "C" Lange<Complex<double>> zlange_;
+
+// Of real elements only
+template <class R>
+using Lartg = void(const R* f, const R* g, R* cs, R* sn, R* r);
+extern "C" Lartg<float> slartg_;
+extern "C" Lartg<double> dlartg_;
+
+template <class R>
+using Las2 = void(const R* f, const R* g, const R* h, R* ssmin, R* ssmax);
+extern "C" Las2<float> slas2_;
+extern "C" Las2<double> dlas2_;
+
+template <class R>
+using Lasv2 = void(const R* f, const R* g, const R* h, R* ssmin, R* ssmax, R* snr, R* csr, R* snl, R* csl);
+extern "C" Lasv2<float> slasv2_;
+extern "C" Lasv2<double> dlasv2_;
+
+template <class R>
+using Lasq1 = void(const int* n, R* d, R* e, R* work, int* info);
+extern "C" Lasq1<float> slasq1_;
+extern "C" Lasq1<double> dlasq1_;
 
 }  // namespace fortran
 
@@ -297,12 +334,82 @@ int orglq(int m, int n, int k, T* a, int lda, const T* tau, T* work, int lwork) 
                            lwork);
 }
 
+// A = Q B P^H, A m x n, unblocked; k = min(m, n): d takes the diagonal of B, k reals, e the k - 1 beside it,
+// tauq and taup k scalar factors each; work takes max(m, n) elements
+template <class T>
+int gebd2(int m, int n, T* a, int lda, tovi::Real<T>* d, tovi::Real<T>* e, T* tauq, T* taup, T* work) {
+  using namespace fortran;
+  const int k = m < n ? m : n;
+  detail::writes(m, n, a, lda);
+  detail::writesVector(k, d, 1);
+  detail::writesVector(k - 1, e, 1);
+  detail::writesVector(k, tauq, 1);
+  detail::writesVector(k, taup, 1);
+  detail::writesVector(m < n ? n : m, work, 1);
+  int info = 0;
+  detail::routine<T>(sgebd2_, dgebd2_, cgebd2_, zgebd2_)(&m, &n, a, &lda, d, e, tauq, taup, work, &info);
+  return info;
+}
+
 // A norm of A: '1', 'I', 'F', or 'M' for the largest element; work takes m reals for 'I', else it may be null
 template <class T>
 tovi::Real<T> lange(char norm, int m, int n, const T* a, int lda, tovi::Real<T>* work = nullptr) {
   using namespace fortran;
   detail::reads(m, n, a, lda);
   return detail::routine<T>(slange_, dlange_, clange_, zlange_)(&norm, &m, &n, a, &lda, work, 1);
+}
+
+// A plane rotation: x := c x + s y, y := c y - s x.
+template <class R>
+struct Rotation {
+  R c = R(1), s = R(0);
+};
+
+// The rotation that takes (f, g) to (r, 0); returns r.
+template <class R>
+R lartg(R f, R g, Rotation<R>& rotation) {
+  using namespace fortran;
+  R r;
+  detail::realRoutine<R>(slartg_, dlartg_)(&f, &g, &rotation.c, &rotation.s, &r);
+  return r;
+}
+
+// The smaller singular value of [f g; 0 h]
+template <class R>
+R las2(R f, R g, R h) {
+  using namespace fortran;
+  R least, largest;
+  detail::realRoutine<R>(slas2_, dlas2_)(&f, &g, &h, &least, &largest);
+  return least;
+}
+
+// The decomposition of [f g; 0 h]: after the rotation `left` of its rows and `right` of its columns the
+// diagonal is (largest, least), in magnitude the singular values.
+template <class R>
+struct TwoByTwo {
+  R least, largest;
+  Rotation<R> left, right;
+};
+template <class R>
+TwoByTwo<R> lasv2(R f, R g, R h) {
+  using namespace fortran;
+  TwoByTwo<R> svd;
+  detail::realRoutine<R>(slasv2_, dlasv2_)(&f, &g, &h, &svd.least, &svd.largest, &svd.right.s, &svd.right.c,
+                                           &svd.left.s, &svd.left.c);
+  return svd;
+}
+
+// d := the singular values, in descending order, of the bidiagonal matrix with the diagonal d and n - 1
+// elements beside it in e, which has room for n; work takes 4 n reals
+template <class R>
+int lasq1(int n, R* d, R* e, R* work) {
+  using namespace fortran;
+  detail::writesVector(n, d, 1);
+  detail::writesVector(n, e, 1);
+  detail::writesVector(4 * n, work, 1);
+  int info = 0;
+  detail::realRoutine<R>(slasq1_, dlasq1_)(&n, d, e, work, &info);
+  return info;
 }
 
 }  // namespace host

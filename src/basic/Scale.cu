@@ -1,33 +1,12 @@
 #include "src/basic/Scale.h"
 
-#include <cmath>
-
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
+#include "platform/host/scalars.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 
 namespace tovi {
-
-namespace {
-
-template <class T>
-__device__ inline T reciprocalOf(T x) {
-  return T(1) / x;
-}
-
-// Divides by the larger part first, so that the squares of the parts need not be representable.
-template <class T>
-__device__ inline Complex<T> reciprocalOf(Complex<T> z) {
-  if (fabs(z.re) >= fabs(z.im)) {
-    const T ratio = z.im / z.re, scale = T(1) / (z.re + z.im * ratio);
-    return Complex<T>(scale, -ratio * scale);
-  }
-  const T ratio = z.re / z.im, scale = T(1) / (z.im + z.re * ratio);
-  return Complex<T>(ratio * scale, -scale);
-}
-
-}  // namespace
 
 // A thread owns one element.
 template <class Map, class T, bool reciprocal>

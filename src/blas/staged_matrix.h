@@ -16,13 +16,14 @@
 
 namespace tovi::blas {
 
-constexpr unsigned StageIn = 2;   // upload when built
-constexpr unsigned StageOut = 4;  // copyBack() copies back
+constexpr unsigned StageIn = 2;    // upload when built
+constexpr unsigned StageOut = 4;   // copyBack() copies back
+constexpr unsigned StageRoom = 8;  // device memory alone, whether or not there is a host array
 
 // What matrices and vectors have in common: `height` runs of `width` elements, some pitch apart on either
 // side. T is const for operands that are only read. Without elements, without flags, or without a host array
-// (which the argument checks let through where it is not needed), nothing is allocated or moved and the flags
-// are cleared.
+// (which the argument checks let through where it is not needed) unless room is all that is wanted, nothing
+// is allocated or moved and the flags are cleared.
 template <class T>
 class Staged {
  public:
@@ -45,7 +46,7 @@ class Staged {
         width_(width),
         height_(height),
         hostPitch_(hostPitch),
-        flags_(width != 0 && height != 0 && host != nullptr ? flags : 0) {}
+        flags_(width != 0 && height != 0 && (host != nullptr || flags == StageRoom) ? flags : 0) {}
 
   bool needed() const { return flags_ != 0; }
   // Takes the device memory, in which the runs start devicePitch elements apart, and uploads.

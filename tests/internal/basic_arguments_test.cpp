@@ -14,6 +14,10 @@
 #include "src/basic/Set.h"
 #include "src/basic/Subtract.h"
 #include "src/basic/Transpose.h"
+#include "src/basic/lange.h"
+#include "src/basic/larfg.h"
+#include "src/basic/lasr.h"
+#include "src/brd/brd.h"
 #include "tests/support/matrix.h"
 
 namespace {
@@ -115,6 +119,54 @@ TEST_F(BasicArguments, SizesAndNullPointers) {
   EXPECT_EQ(infoOf([&] { setSingle<float>(Fill::one, nullptr); }), -1);
   EXPECT_EQ(infoOf([&] { copySingle<float>(nullptr, p); }), -2);
   EXPECT_EQ(infoOf([&] { copySingle<float>(p, nullptr); }), -1);
+}
+
+TEST_F(BasicArguments, Rotations) {
+  const auto info = [&](char side, char pivot, char direct, int m, int n, float* c, float* s, float* a,
+                        int lda) { return infoOf([&] { lasr(side, pivot, direct, m, n, c, s, a, lda); }); };
+  float* const null = nullptr;
+  EXPECT_EQ(info('X', 'X', 'X', -1, -1, null, null, null, 0), -1);
+  EXPECT_EQ(info('l', 'X', 'X', -1, -1, null, null, null, 0), -2);
+  EXPECT_EQ(info('R', 't', 'X', -1, -1, null, null, null, 0), -3);
+  EXPECT_EQ(info('L', 'B', 'f', -1, -1, null, null, null, 0), -4);
+  EXPECT_EQ(info('L', 'V', 'B', 0, -1, null, null, null, 0), -5);
+  EXPECT_EQ(info('L', 'V', 'F', 4, 3, null, null, null, 3), -9);
+  EXPECT_EQ(info('L', 'V', 'F', 0, 3, null, null, null, 0), -9);
+  EXPECT_EQ(info('L', 'V', 'F', 4, 3, null, null, null, 4), -6);
+  EXPECT_EQ(info('L', 'V', 'F', 4, 3, p, null, null, 4), -7);
+  EXPECT_EQ(info('L', 'V', 'F', 4, 3, p, p, null, 4), -8);
+  EXPECT_EQ(info('L', 'V', 'F', 0, 3, null, null, null, 1), 0);
+  EXPECT_EQ(info('R', 'V', 'F', 4, 0, null, null, null, 4), 0);
+}
+
+TEST_F(BasicArguments, ReflectorsAndTheirShift) {
+  EXPECT_EQ(infoOf([&] { larfg<float>(-1, nullptr, nullptr, -1, nullptr); }), -1);
+  EXPECT_EQ(infoOf([&] { larfg<float>(2, nullptr, nullptr, -1, nullptr); }), -2);
+  EXPECT_EQ(infoOf([&] { larfg<float>(2, p, nullptr, -1, nullptr); }), -3);
+  EXPECT_EQ(infoOf([&] { larfg<float>(2, p, p, -1, nullptr); }), -4);
+  EXPECT_EQ(infoOf([&] { larfg<float>(2, p, p, 1, nullptr); }), -5);
+  EXPECT_EQ(infoOf([&] { larfg<float>(1, p, nullptr, 1, p + 1); }), 0);
+  EXPECT_EQ(infoOf([&] { tovi::brd::orgbrCopy<float>('F', -1, nullptr, 0); }), -1);
+  EXPECT_EQ(infoOf([&] { tovi::brd::orgbrCopy<float>('u', -1, nullptr, 0); }), -2);
+  EXPECT_EQ(infoOf([&] { tovi::brd::orgbrCopy<float>('L', 3, nullptr, 2); }), -4);
+  EXPECT_EQ(infoOf([&] { tovi::brd::orgbrCopy<float>('L', 3, nullptr, 3); }), -3);
+  EXPECT_EQ(infoOf([&] { tovi::brd::orgbrCopy<float>('L', 1, nullptr, 1); }), 0);
+}
+
+TEST_F(BasicArguments, Norms) {
+  const auto general = [&](char norm, const View& a) { return infoOf([&] { lange<float>(norm, a); }); };
+  const auto hermitian = [&](char norm, char uplo, const View& a) {
+    return infoOf([&] { lanhe<float>(norm, uplo, a); });
+  };
+  EXPECT_EQ(general('X', View(nullptr, -1, -1, 1)), -1);
+  EXPECT_EQ(general('M', View(nullptr, -1, -1, 1)), -2);
+  EXPECT_EQ(general('O', View(nullptr, 0, -1, 1)), -3);
+  EXPECT_EQ(general('I', View(nullptr, 2, 2, 2)), -4);
+  EXPECT_EQ(hermitian('M', 'X', View(nullptr, -1, -1, 1)), -1);
+  EXPECT_EQ(hermitian('O', 'X', View(nullptr, -1, -1, 1)), -2);
+  EXPECT_EQ(hermitian('O', 'U', View(nullptr, -1, -1, 1)), -3);
+  EXPECT_EQ(hermitian('O', 'U', View(p, 2, 3, 2)), -3);
+  EXPECT_EQ(hermitian('O', 'U', View(nullptr, 2, 2, 2)), -4);
 }
 
 }  // namespace

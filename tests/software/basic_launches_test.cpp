@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "platform/software/testing/software_device.h"
@@ -15,6 +16,9 @@
 #include "src/basic/Set.h"
 #include "src/basic/Subtract.h"
 #include "src/basic/Transpose.h"
+#include "src/basic/larfg.h"
+#include "src/basic/lasr.h"
+#include "src/brd/brd.h"
 #include "tests/support/matrix.h"
 
 namespace {
@@ -63,6 +67,11 @@ TEST(BasicLaunches, EmptyProblemsLaunchNothing) {
     laswpCol(0, p, 4, 1, 4, ipiv, 1);
     laswp(4, p, 4, 2, 2, ipiv, 1);
     laswpCol(4, p, 4, 2, 2, ipiv, 1);
+    lasr('L', 'V', 'F', 0, 4, real, real, p, 4);
+    lasr('R', 'V', 'B', 4, 0, real, real, p, 4);
+    lasr('R', 'V', 'B', 4, 1, real, real, p, 4);  // no neighbours
+    lasr('R', 'T', 'F', 4, 4, real, real, p, 4);
+    tovi::brd::orgbrCopy('L', 1, p, 4);
     conjugateMatrix(tovi::MatrixView<float>(reinterpret_cast<float*>(p), 4, 4, 4));  // nothing to conjugate
   });
   EXPECT_EQ(launches.size(), 0u);
@@ -105,6 +114,24 @@ TEST(BasicLaunches, MatricesInBlocksOf16By16OnTheStreamAskedFor) {
   EXPECT_NE(launches[1].stream, 0u);
   EXPECT_EQ(launches[2].stream, launches[1].stream);
   EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
+}
+
+TEST(BasicLaunches, RotationsReflectorsAndShifts) {
+  DeviceArray<T> memory(200 * 200), other(200);
+  T* const p = memory.data();
+  const float* const rotations = reinterpret_cast<const float*>(other.data());
+  const auto launches = launchesOf([&] {
+    lasr('R', 'V', 'F', 129, 200, rotations, rotations, p, 200);
+    lasr('L', 'V', 'B', 200, 129, rotations, rotations, p, 200);
+    larfg(200, p, p + 1, 1, other.data());
+    tovi::brd::orgbrCopy('U', 200, p, 200);
+  });
+  ASSERT_EQ(launches.size(), 4u);
+  const std::pair<int, int> shapes[] = {{3, 64}, {2, 128}, {1, 32}, {1, 256}};  // blocks, threads
+  for (std::size_t k = 0; k < 4; ++k) {
+    EXPECT_EQ(launches[k].arguments[0], shapes[k].first) << k;
+    EXPECT_EQ(launches[k].arguments[3], shapes[k].second) << k;
+  }
 }
 
 }  // namespace

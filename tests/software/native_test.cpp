@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <vector>
 
 #include "platform/software/native/native_body.h"
@@ -11,6 +13,8 @@
 #include "src/basic/Copy.h"
 #include "src/basic/LASWP.h"
 #include "src/basic/Transpose.h"
+#include "src/basic/larfg.h"
+#include "src/basic/lasr.h"
 #include "tests/support/matrix.h"
 
 namespace {
@@ -122,6 +126,50 @@ TYPED_TEST(NativeBodies, Interchanges) {
       tovi::basic::laswpCol(c.across, dA, columns.ld(), c.k1, c.k2, pivots.data(), 1);
     });
   }
+}
+
+TYPED_TEST(NativeBodies, Rotations) {
+  using T = TypeParam;
+  using R = tovi::Real<T>;
+  static_assert(
+      software_device::NativeBody<&tovi::LASR_k<cudalib::StaticMap1D<64>, 'R', 'V', 'B', T>>::exists);
+  for (const int m : {1, 15, 16, 17, 127, 128, 300})
+    for (const int n : {2, 3, 5, 6, 9, 64, 131})
+      for (const char direct : {'F', 'B'}) {
+        SCOPED_TRACE(testing::Message() << m << " x " << n << ' ' << direct);
+        // With some that turn nothing
+        Random random(static_cast<std::uint64_t>(n));
+        std::vector<R> c, s;
+        for (int k = 0; k < n - 1; ++k) {
+          const double angle = random.uniform();
+          c.push_back(k % 7 == 3 ? R(1) : static_cast<R>(std::cos(angle)));
+          s.push_back(k % 7 == 3 ? R(0) : static_cast<R>(std::sin(angle)));
+        }
+        const DeviceArray<R> dC(c.data(), c.size()), dS(s.data(), s.size());
+        HostMatrix<T> a = HostMatrix<T>::random(m, n, 3, static_cast<std::uint64_t>(m));
+        a(m - 1, n - 1) = quietNaN<T>();
+        expectSameBits(
+            a, [&](T* dA) { tovi::basic::lasr('R', 'V', direct, m, n, dC.data(), dS.data(), dA, a.ld()); });
+      }
+}
+
+// In one array: alpha, the elements of x, and tau behind them. Scaled so that the squares stay in the range
+// of the type, leave it at either end, and so that beta must be scaled.
+TYPED_TEST(NativeBodies, Reflectors) {
+  using T = TypeParam;
+  using Limits = std::numeric_limits<tovi::Real<T>>;
+  static_assert(software_device::NativeBody<&tovi::LARFG_k<cudalib::StaticOneBlockMap1D<32>, T>>::exists);
+  for (const int n : {1, 2, 31, 33, 65, 100, 1000})
+    for (const int inc : {1, 3})
+      for (const int exponent :
+           {0, Limits::max_exponent - 9, Limits::min_exponent / 2 - 9, Limits::min_exponent + 20}) {
+        SCOPED_TRACE(testing::Message() << n << " by " << inc << ", 2^" << exponent);
+        const int length = (n - 1) * inc;
+        auto a = HostMatrix<T>::random(length + 2, 1, 1, static_cast<std::uint64_t>(n));
+        for (int i = 0; i <= length; ++i)
+          a(i, 0) *= testing_support::makeElement<T>(std::ldexp(1.0, exponent), 0);
+        expectSameBits(a, [&](T* d) { tovi::basic::larfg(n, d, d + 1, inc, d + length + 1); });
+      }
 }
 
 }  // namespace

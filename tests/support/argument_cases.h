@@ -42,6 +42,7 @@ class ArgumentCases {
         addLu();
         addQr();
         addLeastSquares();
+        addSvd();
       }
     }
   }
@@ -335,6 +336,47 @@ class ArgumentCases {
       add("gglse", r.info, [=](Memory where) {
         return gglse(where, r.m, r.n, r.p, pointer(r.a), r.lda, pointer(r.b), r.ldb, pointer(r.c),
                      pointer(r.d), pointer(r.x));
+      });
+  }
+
+  void addSvd() {
+    static Real<T> value;
+    struct Row {
+      int info;
+      char jobu, jobvt;
+      int m, n, lda, ldu, ldvt;
+      bool a, s, u, vt;
+    };
+    const Row rows[] = {
+        {-1, 'X', 'X', -1, -1, 0, 0, 0, false, false, false, false},
+        {-2, 'a', 'X', -1, -1, 0, 0, 0, false, false, false, false},
+        {-2, 'O', 'o', -1, -1, 0, 0, 0, false, false, false, false},
+        {-3, 's', 'o', -1, -1, 0, 0, 0, false, false, false, false},
+        {-4, 'o', 'a', 0, -1, 0, 0, 0, false, false, false, false},
+        {-6, 'N', 'n', 0, 0, 0, 0, 0, false, false, false, false},
+        {-6, 'O', 'S', 3, 2, 2, 2, 0, false, false, false, false},
+        {-9, 'N', 'A', 0, 0, 1, 0, 0, false, false, false, false},
+        {-9, 'O', 'A', 3, 2, 3, 0, 0, false, false, false, false},
+        {-9, 'A', 'N', 3, 2, 3, 2, 0, false, false, false, false},
+        {-9, 'S', 'A', 3, 2, 3, 2, 0, false, false, false, false},
+        {-11, 'N', 'N', 3, 2, 3, 1, 0, false, false, false, false},
+        {-11, 'A', 'O', 0, 2, 1, 1, 0, false, false, false, false},
+        {-11, 'N', 'A', 2, 3, 2, 1, 2, false, false, false, false},  // VT has n rows
+        {-11, 'N', 'S', 2, 3, 2, 1, 1, false, false, false, false},  // ... min(m, n)
+        {-11, 'N', 'S', 3, 2, 3, 1, 1, false, false, false, false},
+        {0, 'A', 'A', 0, 3, 1, 1, 3, false, false, false, false},
+        {0, 'S', 'S', 3, 0, 3, 3, 1, false, false, false, false},
+        {-5, 'N', 'S', 2, 3, 2, 1, 2, false, false, false, false},
+        {-7, 'A', 'S', 2, 3, 2, 2, 2, true, false, false, false},
+        {-8, 'A', 'A', 2, 3, 2, 2, 3, true, true, false, false},
+        {-8, 'S', 'N', 2, 3, 2, 2, 1, true, true, false, false},
+        {-10, 'N', 'A', 2, 3, 2, 1, 3, true, true, false, false},
+        {-10, 'O', 'S', 2, 3, 2, 1, 2, true, true, false, false},
+    };
+    for (const Row& r : rows)
+      add("gesvd", r.info, [=](Memory where) {
+        return gesvd(where, r.jobu, r.jobvt, r.m, r.n, pointer(r.a), r.lda, r.s ? &value : nullptr,
+                     pointer(r.u), r.ldu, pointer(r.vt), r.ldvt);
       });
   }
 

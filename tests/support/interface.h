@@ -97,6 +97,17 @@ inline toviStatus gglse(Memory where, int m, int n, int p, Complex<float>* a, in
                                 exported(x));
 }
 
+inline toviStatus gesvd(Memory where, char jobu, char jobvt, int m, int n, float* a, int lda, float* s,
+                        float* u, int ldu, float* vt, int ldvt) {
+  return (where == Memory::host ? toviSgesvd : toviDeviceSgesvd)(jobu, jobvt, m, n, a, lda, s, u, ldu, vt,
+                                                                 ldvt);
+}
+inline toviStatus gesvd(Memory where, char jobu, char jobvt, int m, int n, Complex<float>* a, int lda,
+                        float* s, Complex<float>* u, int ldu, Complex<float>* vt, int ldvt) {
+  return (where == Memory::host ? toviCgesvd : toviDeviceCgesvd)(jobu, jobvt, m, n, exported(a), lda, s,
+                                                                 exported(u), ldu, exported(vt), ldvt);
+}
+
 // Factors in either interface: operands are moved to device memory and back for the device one.
 template <class T>
 toviStatus factor(Memory where, HostMatrix<T>& a, std::vector<int>& ipiv) {

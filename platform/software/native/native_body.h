@@ -19,7 +19,11 @@
 
 namespace cudalib {
 class Map1D;
-}
+template <unsigned N>
+class StaticMap1D;
+template <unsigned N>
+class StaticOneBlockMap1D;
+}  // namespace cudalib
 
 namespace tovi {
 
@@ -36,6 +40,10 @@ template <class Map, class T, class Int>
 __global__ void KernelLASWP(int n, T* a, int lda, int first, int count, PivotBatch<Int> pivots);
 template <class Map, class T, class Int>
 __global__ void KernelLASWPCOL(int n, T* a, int lda, int first, int count, PivotBatch<Int> pivots);
+template <class Map, char side, char pivot, char direct, class T>
+__global__ void LASR_k(int m, int n, const Real<T>* c, const Real<T>* s, T* A, int lda);
+template <class Map, class T>
+__global__ void LARFG_k(int n, T* alpha, T* x, int incx, T* tau);
 
 }  // namespace tovi
 
@@ -54,6 +62,11 @@ template <class T, class Int>
 TOVI_SOFTWARE_API void swapRows(int cols, T* dA, int lda, int first, int count, const Int* lines);
 template <class T, class Int>
 TOVI_SOFTWARE_API void swapColumns(int rows, T* dA, int lda, int first, int count, const Int* lines);
+template <bool forward, class T>
+TOVI_SOFTWARE_API void rotateColumns(int m, int n, const tovi::Real<T>* dC, const tovi::Real<T>* dS, T* dA,
+                                     int lda);
+template <class T>
+TOVI_SOFTWARE_API void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau);
 
 // The elements that threads stand for: a grid that is too small leaves the rest alone here, too.
 inline int covered(int n, std::size_t threads) {
@@ -100,6 +113,21 @@ struct SwapColumns : Body {
   static void run(dim3 grid, dim3 block, int n, T* dA, int lda, int first, int count,
                   const tovi::PivotBatch<Int>& pivots) {
     swapColumns(covered(n, inX(grid, block) * grid.y * grid.z), dA, lda, first, count, pivots.line);
+  }
+};
+
+template <class T, char direct>
+struct RotateColumns : Body {
+  static void run(dim3 grid, dim3 block, int m, int n, const tovi::Real<T>* dC, const tovi::Real<T>* dS,
+                  T* dA, int lda) {
+    rotateColumns<direct == 'F'>(covered(m, inX(grid, block) * grid.y * grid.z), n, dC, dS, dA, lda);
+  }
+};
+
+template <class T>
+struct MakeReflector : Body {
+  static void run(dim3, dim3, int n, T* dAlpha, T* dX, int incx, T* dTau) {
+    makeReflector(n, dAlpha, dX, incx, dTau);
   }
 };
 
@@ -206,6 +234,41 @@ struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, DoubleComplex, std::int1
 template <>
 struct NativeBody<&tovi::KernelLASWPCOL<cudalib::Map1D, DoubleComplex, std::int32_t>>
     : native::SwapColumns<DoubleComplex, std::int32_t> {};
+template <>
+struct NativeBody<&tovi::LASR_k<cudalib::StaticMap1D<64>, 'R', 'V', 'F', float>>
+    : native::RotateColumns<float, 'F'> {};
+template <>
+struct NativeBody<&tovi::LASR_k<cudalib::StaticMap1D<64>, 'R', 'V', 'B', float>>
+    : native::RotateColumns<float, 'B'> {};
+template <>
+struct NativeBody<&tovi::LASR_k<cudalib::StaticMap1D<64>, 'R', 'V', 'F', double>>
+    : native::RotateColumns<double, 'F'> {};
+template <>
+struct NativeBody<&tovi::LASR_k<cudalib::StaticMap1D<64>, 'R', 'V', 'B', double>>
+    : native::RotateColumns<double, 'B'> {};
+template <>
+struct NativeBody<&tovi::LASR_k<cudalib::StaticMap1D<64>, 'R', 'V', 'F', FloatComplex>>
+    : native::RotateColumns<FloatComplex, 'F'> {};
+template <>
+struct NativeBody<&tovi::LASR_k<cudalib::StaticMap1D<64>, 'R', 'V', 'B', FloatComplex>>
+    : native::RotateColumns<FloatComplex, 'B'> {};
+template <>
+struct NativeBody<&tovi::LASR_k<cudalib::StaticMap1D<64>, 'R', 'V', 'F', DoubleComplex>>
+    : native::RotateColumns<DoubleComplex, 'F'> {};
+template <>
+struct NativeBody<&tovi::LASR_k<cudalib::StaticMap1D<64>, 'R', 'V', 'B', DoubleComplex>>
+    : native::RotateColumns<DoubleComplex, 'B'> {};
+template <>
+struct NativeBody<&tovi::LARFG_k<cudalib::StaticOneBlockMap1D<32>, float>> : native::MakeReflector<float> {};
+template <>
+struct NativeBody<&tovi::LARFG_k<cudalib::StaticOneBlockMap1D<32>, double>> : native::MakeReflector<double> {
+};
+template <>
+struct NativeBody<&tovi::LARFG_k<cudalib::StaticOneBlockMap1D<32>, FloatComplex>>
+    : native::MakeReflector<FloatComplex> {};
+template <>
+struct NativeBody<&tovi::LARFG_k<cudalib::StaticOneBlockMap1D<32>, DoubleComplex>>
+    : native::MakeReflector<DoubleComplex> {};
 
 }  // namespace software_device
 

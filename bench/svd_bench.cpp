@@ -1,0 +1,174 @@
+// Singular value decompositions: the exported routines, host interface with its transfers, beside the host
+// LAPACK called directly, both on all processors of this machine (on the software device).
+
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "bench/harness.h"
+#include "include/tovi.h"
+
+// The rival: any LAPACK with the standard Fortran interface.
+extern "C" {
+void sgesvd_(const char*, const char*, const int*, const int*, float*, const int*, float*, float*, const int*,
+             float*, const int*, float*, const int*, int*, std::size_t, std::size_t);
+void sgesdd_(const char*, const int*, const int*, float*, const int*, float*, float*, const int*, float*,
+             const int*, float*, const int*, int*, int*, std::size_t);
+void cgesvd_(const char*, const char*, const int*, const int*, toviFloatComplex*, const int*, float*,
+             toviFloatComplex*, const int*, toviFloatComplex*, const int*, toviFloatComplex*, const int*,
+             float*, int*, std::size_t, std::size_t);
+}
+
+namespace {
+
+void must(toviStatus status, const char* what) {
+  if (status == toviNoError) return;
+  std::fprintf(stderr, "%s: %s (%d)\n", what, toviGetStatusString(status), toviGetErrorInfo());
+  std::exit(1);
+}
+void must(int info, const char* what) {
+  if (info == 0) return;
+  std::fprintf(stderr, "%s: info %d\n", what, info);
+  std::exit(1);
+}
+
+std::size_t elements(int rows, int cols) {
+  return static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
+}
+
+// An m x n matrix and the outputs of its decomposition, and the calls that fill them: with all vectors that
+// fit into the shorter side (jobs "S"; for square matrices the same as "A"), or with none ("N").
+template <class T>
+class Problem {
+ public:
+  Problem(char job, int m, int n)
+      : job_(job),
+        m_(m),
+        n_(n),
+        k_(std::min(m, n)),
+        a_(elements(m, n)),
+        u_(elements(m, k_)),
+        vt_(elements(k_, n)),
+        s_(elements(k_, 1)),
+        real_(elements(5, k_)),
+        integer_(elements(8, k_)) {
+    std::mt19937 engine(1);
+    std::uniform_real_distribution<float> uniform(-1, 1);
+    std::vector<float> parts(a_.size() * sizeof(T) / sizeof(float));
+    for (float& x : parts) x = uniform(engine);
+    std::memcpy(static_cast<void*>(a_.data()), parts.data(), parts.size() * sizeof(float));
+  }
+
+  void restore() { work_ = a_; }
+  // Multiplications and additions, at two a rotated element and two sweeps a value: a nominal figure.
+  double flops() const {
+    const double k = k_, longest = std::max(m_, n_), reduction = (4 * longest - 4.0 / 3 * k) * k * k;
+    return (job_ == 'N' ? reduction : reduction + 14 * longest * k * k) *
+           (sizeof(T) == sizeof(float) ? 1 : 4);
+  }
+
+  void ours() {
+    if constexpr (sizeof(T) == sizeof(float))
+      must(toviSgesvd(job_, job_, m_, n_, work_.data(), m_, s_.data(), u_.data(), m_, vt_.data(), k_),
+           "toviSgesvd");
+    else
+      must(toviCgesvd(job_, job_, m_, n_, work_.data(), m_, s_.data(), u_.data(), m_, vt_.data(), k_),
+           "toviCgesvd");
+  }
+  void hostGesvd() {
+    withSpace([&](T* space, int lspace) {
+      int info = 0;
+      if constexpr (sizeof(T) == sizeof(float))
+        sgesvd_(&job_, &job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space,
+                &lspace, &info, 1, 1);
+      else
+        cgesvd_(&job_, &job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space,
+                &lspace, real_.data(), &info, 1, 1);
+      must(info, "gesvd");
+    });
+  }
+  void hostGesdd() {
+    withSpace([&](float* space, int lspace) {
+      int info = 0;
+      sgesdd_(&job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space, &lspace,
+              integer_.data(), &info, 1);
+      must(info, "gesdd");
+    });
+  }
+
+ private:
+  template <class Call>
+  void withSpace(Call call) {
+    if (space_.empty()) {
+      space_.resize(1);
+      call(space_.data(), -1);
+      float wanted;
+      std::memcpy(&wanted, static_cast<const void*>(space_.data()), sizeof wanted);
+      space_.resize(static_cast<std::size_t>(wanted));
+    }
+    call(space_.data(), static_cast<int>(space_.size()));
+  }
+
+  char job_;
+  int m_, n_, k_;
+  std::vector<T> a_, work_, u_, vt_, space_;
+  std::vector<float> s_, real_;
+  std::vector<int> integer_;
+};
+
+std::string title(const char* routine, const char* jobs, int m, int n, const char* rival) {
+  return std::string(routine) + " " + jobs + " " + std::to_string(m) + " x " + std::to_string(n) + ", " +
+         rival;
+}
+
+template <class T>
+void compare(bench::Report& report, const char* routine, char job, int n, double aim, bool gesdd = false) {
+  Problem<T> problem(job, n, n);
+  const auto restore = [&] { problem.restore(); };
+  report.pair(title(routine, job == 'N' ? "N,N" : "S,S", n, n, gesdd ? "gesdd" : "gesvd"),
+              problem.flops() * 1e-9, "GF", aim, {restore, [&] { problem.ours(); }},
+              {restore, [&] {
+                 if constexpr (sizeof(T) == sizeof(float)) {
+                   if (gesdd) return problem.hostGesdd();
+                 }
+                 problem.hostGesvd();
+               }});
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string json;
+  bool quick = false;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--quick") == 0)
+      quick = true;
+    else if (std::strcmp(argv[i], "--json") == 0 && i + 1 < argc)
+      json = argv[++i];
+    else {
+      std::fprintf(stderr, "usage: %s [--quick] [--json FILE]\n", argv[0]);
+      return 2;
+    }
+  }
+  must(toviInitialize(), "toviInitialize");
+  bench::Report report(quick ? 1 : 5);
+  const int unit = quick ? 128 : 512;
+  for (const int n : {unit, 2 * unit}) {
+    compare<float>(report, "toviSgesvd", 'S', n, 8);
+    compare<float>(report, "toviSgesvd", 'S', n, 1.0 / 3, true);
+  }
+  for (const int n : {2 * unit, 4 * unit}) compare<float>(report, "toviSgesvd", 'N', n, 0.9);
+  compare<toviFloatComplex>(report, "toviCgesvd", 'A', unit, 4);
+  {
+    const int rows = quick ? 125 : 500;
+    Problem<float> wide('S', rows, 4 * rows), tall('S', 4 * rows, rows);
+    report.pair(title("toviSgesvd", "S,S", rows, 4 * rows, "ours of the transposed shape"),
+                wide.flops() * 1e-9, "GF", 1 / 1.3, {[&] { wide.restore(); }, [&] { wide.ours(); }},
+                {[&] { tall.restore(); }, [&] { tall.ours(); }});
+  }
+  if (!json.empty()) report.writeJson(json);
+  toviShutdown();
+  return 0;
+}
