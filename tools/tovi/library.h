@@ -82,6 +82,15 @@ inline toviStatus deviceGglse(int m, int n, int p, std::complex<float>* dA, int 
   return toviDeviceCgglse(m, n, p, edge(dA), lda, edge(dB), ldb, edge(dC), edge(dD), edge(dX));
 }
 
+// Economy size: jobu and jobvt "S".
+inline toviStatus gesvd(int m, int n, float* a, int lda, float* s, float* u, int ldu, float* vt, int ldvt) {
+  return toviSgesvd('S', 'S', m, n, a, lda, s, u, ldu, vt, ldvt);
+}
+inline toviStatus gesvd(int m, int n, std::complex<float>* a, int lda, float* s, std::complex<float>* u,
+                        int ldu, std::complex<float>* vt, int ldvt) {
+  return toviCgesvd('S', 'S', m, n, edge(a), lda, s, edge(u), ldu, edge(vt), ldvt);
+}
+
 }  // namespace tool
 
 #endif

@@ -1,4 +1,4 @@
-// tovi: the devices of this machine, linear systems and least squares from files.
+// tovi: the devices of this machine; linear systems, least squares and singular values from files.
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -11,6 +11,7 @@
 #include "tools/tovi/failure.h"
 #include "tools/tovi/lstsq.h"
 #include "tools/tovi/solve.h"
+#include "tools/tovi/svd.h"
 
 namespace {
 
@@ -52,6 +53,22 @@ constexpr const char* lstsqNotes =
     "All in double precision, from A and b as rounded, the largest of the columns of b;\n"
     "2-norms, Frobenius norms of matrices, eps = 2^-24.\n\n"
     "Exit code: 0 solved, 1 failed, 2 wrong usage.";
+
+constexpr const char* svdNotes =
+    "A = U S V^H in economy size. A table (.csv) has one line of names, unless its first line\n"
+    "is numbers alone: then the columns are called 1, 2, ... A picture (.pgm, P2 or P5) has a\n"
+    "matrix row for each of its rows.\n\n"
+    "time            gesvd from operands in host memory, with transfers\n"
+    "energy          the squares of the leading values over those of all\n"
+    "relative error  ||A - A_K|| / ||A||, A_K the matrix of rank K next to A: K (m + n + 1)\n"
+    "                numbers for m n\n"
+    "reconstruction  ||A - U S V^H|| / (max(m,n) ||A|| eps)\n"
+    "orthogonality   ||I - U^H U|| / (m eps), ||I - V^H V|| / (n eps)\n\n"
+    "In double precision, from A as rounded (and centered); Frobenius norms, eps = 2^-24.\n\n"
+    "-o PREFIX writes PREFIX.csv (index, value, energy) and PREFIX.svg (the values, plotted);\n"
+    "for a picture PREFIX.png, its rank-K picture; with --scatter PREFIX_scatter.svg: the rows\n"
+    "by their first two components, which with --center are the principal components.\n\n"
+    "Exit code: 0 decomposed, 1 failed, 2 wrong usage.";
 
 void addDevice(CLI::App* command, int& device) {
   command->add_option("-d,--device", device, "Number of the device (default: the library chooses)")
@@ -96,6 +113,27 @@ int run(int argc, char** argv) {
   addDevice(lstsq, lstsqOptions.device);
   lstsq->footer(std::string(fileNotes) + lstsqNotes);
 
+  CLI::App* svd = app.add_subcommand("svd", "Singular values and vectors of A in single precision");
+  tool::SvdOptions svdOptions;
+  svd->add_option("A", svdOptions.matrix, "Matrix, table or picture")
+      ->required()
+      ->option_text("A.mtx|A.csv|picture.pgm");
+  svd->add_option("--rank", svdOptions.rank, "How many values to keep (default: 10)")
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+      ->option_text("K");
+  svd->add_option("--label", svdOptions.label, "The table's column that is no part of A but labels its rows")
+      ->option_text("NAME");
+  svd->add_flag("--center", svdOptions.center, "Take its mean from each column of A first");
+  CLI::Option* prefix =
+      svd->add_option("-o,--output", svdOptions.output, "Write the values, the plot, the picture")
+          ->option_text("PREFIX");
+  svd->add_flag("--scatter", svdOptions.scatter,
+                "Plot the rows by their first two components, coloured by label")
+      ->needs(prefix);
+  svd->add_option("--csv", svdOptions.csv, "Append the results to this file, one line")->option_text("FILE");
+  addDevice(svd, svdOptions.device);
+  svd->footer(std::string(fileNotes) + svdNotes);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -104,6 +142,7 @@ int run(int argc, char** argv) {
   if (*devices) tool::listDevices();
   if (*solve) tool::solve(options);
   if (*lstsq) tool::lstsq(lstsqOptions);
+  if (*svd) tool::svd(svdOptions);
   return 0;
 }
 

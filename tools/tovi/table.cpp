@@ -1,9 +1,9 @@
 #include "tools/tovi/table.h"
 
 #include <algorithm>
-#include <cctype>
 #include <string_view>
 
+#include "tools/tovi/files.h"
 #include "tools/tovi/line_reader.h"
 #include "tools/tovi/numbers.h"
 
@@ -74,13 +74,19 @@ void checkNames(const LineReader& reader, const std::vector<std::string>& names)
   }
 }
 
-// The columns are in the order of the file, the values by rows until all have been read.
-void appendRow(const LineReader& reader, const std::vector<std::string>& names,
-               const std::vector<std::string>& fields, std::vector<float>& values) {
+// The columns are in the order of the file, the values by rows until all have been read. labelColumn: none of
+// the columns where there are no labels.
+void appendRow(const LineReader& reader, const std::vector<std::string>& names, std::size_t labelColumn,
+               const std::vector<std::string>& fields, std::vector<float>& values,
+               std::vector<std::string>& labels) {
   if (fields.size() != names.size())
     reader.failAtLine("expected " + counted(names.size(), "field", "fields") + ", found " +
                       std::to_string(fields.size()));
   for (std::size_t j = 0; j < fields.size(); ++j) {
+    if (j == labelColumn) {
+      labels.push_back(fields[j]);
+      continue;
+    }
     float value = 0.0f;
     const std::string wrong = fields[j].empty() ? "no value" : readReal(fields[j], value);
     if (!wrong.empty()) reader.failAtLine("column " + shown(names[j]) + ": " + wrong);
@@ -90,34 +96,39 @@ void appendRow(const LineReader& reader, const std::vector<std::string>& names,
 
 }  // namespace
 
-Table readTable(const std::string& path) {
+Table readTable(const std::string& path, const std::string& labels) {
   LineReader reader(path);
   Table table;
   std::vector<std::string> fields;
   std::vector<float> byRows;
   if (!nextFields(reader, fields)) reader.fail("the file is empty");
-  if (isData(fields)) {
-    for (std::size_t j = 1; j <= fields.size(); ++j) table.names.push_back(std::to_string(j));
-    appendRow(reader, table.names, fields, byRows);
-  } else {
+  const bool named = !isData(fields);
+  if (named) {
     checkNames(reader, fields);
     table.names = fields;
+  } else {
+    for (std::size_t j = 1; j <= fields.size(); ++j) table.names.push_back(std::to_string(j));
   }
-  while (nextFields(reader, fields)) appendRow(reader, table.names, fields, byRows);
-  if (byRows.empty()) reader.fail("no line of numbers follows the names");
+  const auto found =
+      labels.empty() ? table.names.end() : std::find(table.names.begin(), table.names.end(), labels);
+  if (!labels.empty() && found == table.names.end()) reader.fail("no column has the name '" + labels + "'");
+  const auto labelColumn = static_cast<std::size_t>(found - table.names.begin());
+  if (named && !nextFields(reader, fields)) reader.fail("no line of numbers follows the names");
+  int rows = 0;
+  do {
+    appendRow(reader, table.names, labelColumn, fields, byRows, table.labels);
+    ++rows;
+  } while (nextFields(reader, fields));
+  if (!labels.empty()) table.names.erase(found);
 
   const std::size_t columns = table.names.size();
-  table.values = Matrix<float>(static_cast<int>(byRows.size() / columns), static_cast<int>(columns));
+  table.values = Matrix<float>(rows, static_cast<int>(columns));
   for (int i = 0; i < table.values.rows; ++i)
     for (int j = 0; j < table.values.columns; ++j)
       table.values(i, j) = byRows[static_cast<std::size_t>(i) * columns + static_cast<std::size_t>(j)];
   return table;
 }
 
-bool isTable(const std::string& path) {
-  std::string end = path.substr(path.size() < 4 ? 0 : path.size() - 4);
-  for (char& c : end) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return end == ".csv";
-}
+bool isTable(const std::string& path) { return hasEnding(path, ".csv"); }
 
 }  // namespace tool

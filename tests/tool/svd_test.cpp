@@ -1,0 +1,384 @@
+// `tovi svd` on matrices, tables and pictures whose singular values are known.
+
+#include <gtest/gtest.h>
+#include <png.h>
+#include <pty.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/tool/tool_fixture.h"
+
+namespace {
+
+const std::string real = "%%MatrixMarket matrix array real general\n";
+
+// Whether every element is closed in turn, every attribute quoted, and nothing else uses XML's characters.
+bool wellFormed(const std::string& text) {
+  std::vector<std::string> open;
+  std::size_t at = 0;
+  if (text.compare(0, 5, "<?xml") == 0) at = text.find("?>") + 2;
+  for (; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c == '&') {
+      const std::string entity = text.substr(at, text.find(';', at) - at);
+      if (entity != "&amp" && entity != "&lt" && entity != "&gt") return false;
+    }
+    if (static_cast<unsigned char>(c) < 0x20 && c != '\n') return false;
+    if (c == '>') return false;
+    if (c != '<') continue;
+    const std::size_t end = text.find('>', at);
+    if (end == std::string::npos) return false;
+    const std::string tag = text.substr(at + 1, end - at - 1);
+    if (tag.find('<') != std::string::npos || std::count(tag.begin(), tag.end(), '"') % 2 != 0) return false;
+    const std::string name = tag.substr(0, tag.find_first_of(" /", 1));
+    if (tag[0] == '/') {
+      if (open.empty() || open.back() != tag.substr(1)) return false;
+      open.pop_back();
+    } else if (tag.back() != '/') {
+      open.push_back(name);
+    }
+    at = end;
+  }
+  return open.empty();
+}
+
+std::size_t occurrences(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+class Svd : public Tool {
+ protected:
+  // Writes everything under the name "p".
+  Result svd(const std::string& arguments) const {
+    Result result = run("svd " + arguments + " -o p");
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    return result;
+  }
+
+  // The columns of p.csv.
+  void expectValues(const std::vector<double>& values, const std::vector<double>& energy) const {
+    std::istringstream csv(contents(path("p.csv")));
+    std::string line;
+    std::getline(csv, line);
+    EXPECT_EQ(line, "index,value,energy");
+    for (std::size_t k = 0; k < values.size(); ++k) {
+      ASSERT_TRUE(std::getline(csv, line)) << k;
+      double index = 0, value = 0, part = 0;
+      ASSERT_EQ(std::sscanf(line.c_str(), "%lf,%lf,%lf", &index, &value, &part), 3) << line;
+      EXPECT_EQ(index, static_cast<double>(k + 1));
+      EXPECT_NEAR(value, values[k], 4e-6 * values[0]);
+      EXPECT_NEAR(part, energy[k], 1e-5);
+    }
+    EXPECT_FALSE(std::getline(csv, line)) << line;
+  }
+
+  std::string svg(const std::string& name) const {
+    std::string text = contents(path(name));
+    EXPECT_TRUE(wellFormed(text)) << text;
+    EXPECT_NE(text.find("<svg xmlns=\"http://www.w3.org/2000/svg\" width="), std::string::npos);
+    for (const char* foreign : {"href", "url(", "<script", "<image", "nan", "inf\""})
+      EXPECT_EQ(text.find(foreign), std::string::npos) << foreign;
+    return text;
+  }
+
+  std::vector<int> png(int width, int height) const {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    if (png_image_begin_read_from_file(&image, path("p.png").c_str()) == 0) {
+      ADD_FAILURE() << image.message;
+      return {};
+    }
+    EXPECT_EQ(image.width, static_cast<png_uint_32>(width));
+    EXPECT_EQ(image.height, static_cast<png_uint_32>(height));
+    EXPECT_EQ(image.format, static_cast<png_uint_32>(PNG_FORMAT_GRAY));  // 8 bits, no colour, no alpha
+    std::vector<png_byte> pixels(PNG_IMAGE_SIZE(image));
+    EXPECT_NE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr), 0) << image.message;
+    return {pixels.begin(), pixels.end()};
+  }
+};
+
+TEST_F(Svd, FindsKnownValues) {
+  // A^T A = (25 20; 20 25): 45 and 5.
+  write("a.mtx", real + "2 2\n3\n4\n0\n5\n");
+  const Result result = svd("a.mtx --csv results.csv");
+  expectValues({std::sqrt(45), std::sqrt(5)}, {0.9, 1});
+  for (const char* part :
+       {"device  ", "2 x 2, array real general", "\ntime  ", "\nreconstruction  ", " of U, ",
+        "\nrank 2          100 % of the energy, relative error 0, 10 numbers for 4\n",
+        "6.708204   90.0000 %\n", "2.236068  100.0000 %\n", "written         p.csv, p.svg\n"})
+    EXPECT_NE(result.out.find(part), std::string::npos) << part << '\n' << result.out;
+  std::string plot = svg("p.svg");
+  for (const char* part :
+       {"Singular values of a.mtx</text>", ">index</text>", ">singular value</text>", ">5</text>"})
+    EXPECT_NE(plot.find(part), std::string::npos) << part << '\n' << plot;
+  EXPECT_EQ(occurrences(plot, "<circle"), 2u);
+
+  std::istringstream csv(contents(path("results.csv")));
+  std::string names, row;
+  std::getline(csv, names);
+  std::getline(csv, row);
+  EXPECT_EQ(names.rfind("rows,columns,kind,rank,seconds,largest_value,energy,reconstruction,orthogonality_u,"
+                        "orthogonality_v,",
+                        0),
+            0u)
+      << names;
+  double seconds = 0, largest = 0, energy = 0, ratios[3] = {};
+  ASSERT_EQ(std::sscanf(row.c_str(), "2,2,array real general,2,%lf,%lf,%lf,%lf,%lf,%lf,", &seconds, &largest,
+                        &energy, &ratios[0], &ratios[1], &ratios[2]),
+            6)
+      << row;
+  EXPECT_EQ(energy, 1.0);
+  for (const double ratio : ratios) EXPECT_FALSE(!(ratio < 50)) << row;
+
+  // A leading value alone: its error is what the other one holds.
+  const Result leading = svd("a.mtx --rank 1");
+  EXPECT_NE(leading.out.find("rank 1          90 % of the energy, relative error 0.316, 5 numbers for 4\n"),
+            std::string::npos)
+      << leading.out;
+  EXPECT_NE(svg("p.svg").find("rank 1: 90 % of the energy</text>"), std::string::npos);
+
+  // Complex, wide, deficient, zero.
+  write("c.mtx", "%%MatrixMarket matrix array complex general\n2 3\n0 0\n0 3\n4 0\n0 0\n0 0\n0 0\n");
+  svd("c.mtx");
+  expectValues({4, 3}, {0.64, 1});
+  write("d.mtx", "%%MatrixMarket matrix coordinate pattern general\n4 3 4\n1 1\n2 1\n3 1\n4 1\n");
+  svd("d.mtx");
+  expectValues({2, 0, 0}, {1, 1, 1});
+  svg("p.svg");
+  write("z.mtx", real + "3 1\n0\n0\n0\n");
+  EXPECT_NE(svd("z.mtx").out.find("reconstruction  0\n"), std::string::npos);
+  expectValues({0}, {1});
+  EXPECT_NE(svg("p.svg").find("one value is zero"), std::string::npos);
+}
+
+TEST_F(Svd, PrintsTenValuesAndTheLastOfTheRank) {
+  std::ostringstream diagonal;
+  diagonal << "%%MatrixMarket matrix coordinate real general\n15 15 15\n";
+  for (int i = 1; i <= 15; ++i) diagonal << i << ' ' << i << ' ' << 16 - i << '\n';
+  write("a.mtx", diagonal.str());
+  std::string out = svd("a.mtx").out;
+  EXPECT_NE(out.find("\nrank 10 "), std::string::npos) << out;
+  EXPECT_NE(out.find("      10               6 "), std::string::npos) << out;
+  EXPECT_EQ(out.find("..."), std::string::npos) << out;
+  out = svd("a.mtx --rank 12").out;
+  EXPECT_NE(out.find("      10               6 "), std::string::npos) << out;
+  EXPECT_NE(out.find("\n     ...\n      12               4 "), std::string::npos) << out;
+  EXPECT_EQ(out.find("\n      11 "), std::string::npos) << out;
+}
+
+TEST_F(Svd, PicturesComeBack) {
+  constexpr int width = 7, height = 5;
+  struct Format {
+    std::string header;
+    int white;
+    bool raw;
+  };
+  const Format formats[] = {{"P5\n# a comment\n7 5\n255\n", 255, true},
+                            {"P5 7 # seven\n#\n 5\r\n65535\n", 65535, true},
+                            {"P2\n7 5 # a comment\n15\n", 15, false},
+                            {"P2\n7\n5\n65535\n", 65535, false}};
+  for (const Format& format : formats) {
+    SCOPED_TRACE(format.header);
+    std::string file = format.header;
+    std::vector<int> expected;
+    for (int k = 0; k < width * height; ++k) {
+      const int grey = k == 0 ? 0 : k == 1 ? format.white : (k * k * 7919 + 13 * k) % (format.white + 1);
+      expected.push_back(static_cast<int>(std::lround(255.0 * grey / format.white)));
+      if (!format.raw)
+        file += std::to_string(grey) + (k % 10 == 9 ? " # what follows is on the next line\n" : " ");
+      if (format.raw && format.white > 255) file += static_cast<char>(grey / 256);
+      if (format.raw) file += static_cast<char>(grey % 256);
+    }
+    write("picture.PGM", file);
+    for (const char* option : {"", " --center"}) {
+      const Result result = svd(std::string("picture.PGM --rank 5") + option);
+      EXPECT_EQ(png(width, height), expected) << option;
+      EXPECT_NE(result.out.find("picture.PGM: 5 x 7, picture, white is " + std::to_string(format.white)),
+                std::string::npos)
+          << result.out;
+      EXPECT_NE(result.out.find("p.csv, p.svg, p.png\n"), std::string::npos) << result.out;
+    }
+  }
+
+  // The larger part of a picture of two; and what is below black or above white after rounding to a rank.
+  write("picture.pgm", "P2 2 3 255 200 0 0 100 0 0");
+  svd("picture.pgm --rank 1");
+  EXPECT_EQ(png(2, 3), (std::vector<int>{200, 0, 0, 0, 0, 0}));
+  write("picture.pgm", "P2 3 3 9 9 9 9 9 9 9 9 9 0");
+  svd("picture.pgm --rank 1");
+  const std::vector<int> pixels = png(3, 3);
+  ASSERT_EQ(pixels.size(), 9u);
+  EXPECT_EQ(pixels[0], 255);  // 9.7 of 9
+  EXPECT_GT(pixels[8], 100);
+}
+
+TEST_F(Svd, PlotsPrincipalComponents) {
+  // Centered: the corners of a rectangle of 2 by 4, and nothing in the third column.
+  write("a&b.csv", "x,kind,y,\"z\"\n1,<b>,0,5\n3,10,0,5\n1,9,4,5\n3,<b>,4,5\n");
+  const Result result = svd("'a&b.csv' --label kind --center --scatter");
+  EXPECT_NE(result.out.find("a&b.csv: 4 x 3, table without kind (3 labels), centered\n"), std::string::npos)
+      << result.out;
+  expectValues({4, 2, 0}, {0.8, 1, 1});
+  const std::string plot = svg("p_scatter.svg");
+  EXPECT_EQ(occurrences(plot, "<circle"), 4u + 3u);
+  for (const char* part : {"Principal components of a&amp;b.csv</text>", "component 1 (80 % of the energy)",
+                           "component 2 (20 % of the energy)", ">kind</text>", ">&lt;b&gt;</text>"})
+    EXPECT_NE(plot.find(part), std::string::npos) << part << '\n' << plot;
+  const std::size_t legend = plot.find(">kind</text>");
+  ASSERT_NE(legend, std::string::npos);
+  EXPECT_LT(plot.find(">9</text>", legend), plot.find(">10</text>", legend));
+  EXPECT_LT(plot.find(">10</text>", legend), plot.find(">&lt;b&gt;</text>", legend));
+
+  // Each of the rectangle's corners has two neighbours in line with it.
+  std::vector<double> xs, ys;
+  for (std::size_t at = plot.find("<g "); at < legend; at = plot.find("<circle", at + 1)) {
+    double x = 0, y = 0;
+    if (std::sscanf(plot.c_str() + at, "<circle cx=\"%lf\" cy=\"%lf\"", &x, &y) != 2) continue;
+    xs.push_back(x);
+    ys.push_back(y);
+  }
+  ASSERT_EQ(xs.size(), 4u);
+  std::sort(xs.begin(), xs.end());
+  std::sort(ys.begin(), ys.end());
+  EXPECT_NEAR(xs[0], xs[1], 0.11);
+  EXPECT_NEAR(xs[2], xs[3], 0.11);
+  EXPECT_GT(xs[2] - xs[1], 400);
+  EXPECT_NEAR(ys[0], ys[1], 0.11);
+  EXPECT_NEAR(ys[2], ys[3], 0.11);
+  EXPECT_GT(ys[2] - ys[1], 300);
+
+  // Columns without names, no labels, not centered: x = (1, 0, 0, 2), y = (0, 2, 1, 0).
+  write("plain.csv", "1,0\n0,2\n0,1\n2,0\n");
+  svd("plain.csv --scatter");
+  expectValues({std::sqrt(5), std::sqrt(5)}, {0.5, 1});
+  EXPECT_EQ(occurrences(svg("p_scatter.svg"), "<circle"), 4u);
+  write("plain.csv", "1,0,7\n0,2,8\n");
+  svd("plain.csv --label 3");
+  expectValues({2, 1}, {0.8, 1});
+  EXPECT_FALSE(std::filesystem::exists(path("p.png")));
+}
+
+TEST_F(Svd, BadPicturesGetOneLine) {
+  const struct {
+    std::string text, message;
+  } cases[] = {
+      {"", "p.pgm: the file is empty"},
+      {"P", "does not begin with P2 or P5"},
+      {"P6\n1 1\n255\nabc", "does not begin with P2 or P5"},
+      {"\x89PNG\r\n", "does not begin with P2 or P5"},
+      {"P5\n# nothing else", "cut short: no width"},
+      {"P5\nwide 5\n255\n", "malformed: no width"},
+      {"P5\n-1 1\n255\nx", "malformed: no width"},
+      {"P5\n3", "cut short: no height"},
+      {"P2\n3 2\n", "cut short: no largest grey value"},
+      {"P5\n0 1\n255\n", "width 0 is not in 1..2147483647"},
+      {"P5\n1 2147483648\n255\n", "height 2147483648 is not in 1..2147483647"},
+      {"P5\n99999999999999999999999 1\n255\n", "is not in 1..2147483647"},
+      {"P5\n1 1\n0\nx", "largest grey value 0 is not in 1..65535"},
+      {"P5\n1 1\n65536\nxx", "largest grey value 65536 is not in 1..65535"},
+      {"P5\n1 1\n255x", "no blank follows the header"},
+      {"P5\n2147483647 2147483647\n255\nx", "2147483647 x 2147483647 pixels cannot stand in 30 bytes"},
+      {"P5\n3 2\n255\nabcde", "cut short: the file ends after 5 of 6 pixels"},
+      {"P5\n1 8\n65535\nabababababababa", "cut short: the file ends after 7 of 8 pixels"},
+      {"P5\n3 2\n255\nabcdefg", "more follows the 6 pixels"},
+      {"P5\n1 1\n80\nz", "grey value 122 is above 80"},
+      {"P2\n3 1\n255\n1    2", "cut short: the file ends after 2 of 3 pixels"},
+      {"P2\n2 1\n255\n1 2 3", "more follows the 2 pixels"},
+      {"P2\n2 1\n255\n1 x", "malformed: a grey value is no number"},
+      {"P2\n2 1\n255\n1 -2", "malformed: a grey value is no number"},
+      {"P2\n2 1\n255\n1 256", "grey value 256 is above 255"},
+      {"P2\n1 1\n255\n99999999999999999999999", "is above 255"},
+  };
+  for (const auto& [text, message] : cases) {
+    SCOPED_TRACE(text);
+    write("p.pgm", text);
+    const Result result = run("svd p.pgm --rank 1");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(lines(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    EXPECT_EQ(result.out.find("time"), std::string::npos) << result.out;
+  }
+  write("p.pgm", "P5\n100000 100000\n255\n");  // and zeros, which take no room
+  std::filesystem::resize_file(path("p.pgm"), 22 + std::uintmax_t{100000} * 100000);
+  const Result result = run("svd p.pgm");
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(lines(result.err), 1) << result.err;
+  EXPECT_NE(result.err.find("p.pgm: too large: 100000 x 100000 needs "), std::string::npos) << result.err;
+}
+
+TEST_F(Svd, OtherFailuresGetOneLineToo) {
+  write("a.mtx", real + "2 2\n3\n4\n0\n5\n");
+  write("c.mtx", "%%MatrixMarket matrix array complex general\n2 2\n1 0\n0 1\n0 0\n1 1\n");
+  write("t.csv", "a,b\n1,2\n3,5\n");
+  write("one.csv", "a,kind\n1,x\n2,y\n");
+  write("header.csv", "a,kind\n");
+  write("large.mtx", real + "2 2\n3e38\n3e38\n3e38\n3e38\n");
+  std::string many = "a,b,kind\n";
+  for (int i = 0; i < 21; ++i) many += "1,2,k" + std::to_string(i) + "\n";
+  write("many.csv", many);
+  const struct {
+    std::string arguments, message;
+  } cases[] = {
+      {"missing.mtx", "missing.mtx: cannot be opened: "},
+      {"missing.csv", "missing.csv: cannot be opened: "},
+      {"missing.pgm", "missing.pgm: cannot be opened: "},
+      {"a.mtx --rank 3", "a.mtx: rank 3 is more than its 2 singular values"},
+      {"a.mtx --label b", "--label is for tables, and a.mtx is no .csv file"},
+      {"t.csv --label c", "t.csv: no column has the name 'c'"},
+      {"one.csv", "one.csv:2: column 'kind': 'x' is not a number"},
+      {"header.csv --label kind", "header.csv: no line of numbers follows the names"},
+      {"one.csv --label kind -o p --scatter", "one.csv: has one component, a scatter plot takes two"},
+      {"c.mtx -o p --scatter", "c.mtx: complex, a scatter plot takes real components"},
+      {"many.csv --label kind -o p --scatter",
+       "column 'kind' has 21 different labels, a scatter plot takes 20"},
+      {"a.mtx -o no/p", "no/p.csv: cannot be written: no is no folder"},
+      {"t.csv -o t", "t.csv: is the matrix, and would be overwritten"},
+      {"large.mtx", "large.mtx: the singular values overflow single precision"},
+  };
+  for (const auto& [arguments, message] : cases) {
+    SCOPED_TRACE(arguments);
+    const Result result = run("svd " + arguments);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(lines(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+  }
+  write("kind.csv", "kind\nx\ny\n");
+  EXPECT_NE(run("svd kind.csv --label kind").err.find("kind.csv: no column is left beside the label"),
+            std::string::npos);
+  for (const char* arguments : {"svd", "svd a.mtx b.mtx", "svd a.mtx --rank 0", "svd t.csv --scatter"})
+    EXPECT_EQ(run(arguments).exitCode, 2) << arguments;
+}
+
+TEST_F(Svd, ShowsProgressOnATerminal) {
+  write("a.mtx", real + "2 2\n3\n4\n0\n5\n");
+  const std::string command = "cd '" + path("") + "' && exec '" TOVI_TOOL "' svd a.mtx >out";
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  ASSERT_NE(child, -1);
+  if (child == 0) {
+    execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  std::string shown;
+  char buffer[256];
+  for (ssize_t count = 0;
+       (count = read(terminal, buffer, sizeof buffer)) > 0;)  // an error once the child is gone
+    shown.append(buffer, static_cast<std::size_t>(count));
+  close(terminal);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0) << shown;
+  EXPECT_NE(shown.find("\r\033[Kdecomposing 2 x 2 ... 0 s"), std::string::npos) << shown;
+  const std::string wiped = "\r\033[K";
+  ASSERT_GE(shown.size(), wiped.size());
+  EXPECT_EQ(shown.substr(shown.size() - wiped.size()), wiped);
+}
+
+}  // namespace

@@ -1,0 +1,301 @@
+#include "tools/tovi/plots.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "tools/tovi/numbers.h"
+
+namespace tool {
+namespace {
+
+// --- Text
+
+// The bytes of the first character of a text in UTF-8, 0 if no character that XML allows begins there.
+std::size_t characterLength(std::string_view text) {
+  const auto byte = [&](std::size_t k) { return k < text.size() ? static_cast<unsigned char>(text[k]) : 0u; };
+  const std::uint32_t first = byte(0);
+  if (first < 0x80) return first >= 0x20 && first != 0x7F ? 1 : 0;
+  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  std::uint32_t code = first & (0x7Fu >> length);
+  for (std::size_t k = 1; k < length; ++k) {
+    if ((byte(k) & 0xC0u) != 0x80) return 0;
+    code = code << 6 | (byte(k) & 0x3Fu);
+  }
+  constexpr std::uint32_t least[] = {0, 0, 0xA0, 0x800, 0x10000};
+  const bool allowed = first < 0xF8 && code >= least[length] && code <= 0x10FFFF &&
+                       !(code >= 0xD800 && code < 0xE000) && code != 0xFFFE && code != 0xFFFF;
+  return allowed ? length : 0;
+}
+
+// Text from anywhere (names of files and columns) as it may stand in XML, cut to so many characters.
+std::string escaped(std::string_view text, int longest) {
+  std::string result;
+  for (int count = 0; !text.empty(); ++count) {
+    if (count == longest) return result + "…";
+    const std::size_t length = characterLength(text);
+    const char c = text.front();
+    if (length == 0)
+      result += "�";
+    else if (c == '&')
+      result += "&amp;";
+    else if (c == '<')
+      result += "&lt;";
+    else if (c == '>')
+      result += "&gt;";
+    else
+      result += text.substr(0, length);
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return result;
+}
+
+std::string at(double coordinate) { return number("%.1f", coordinate); }
+
+// --- Scales
+
+struct Tick {
+  double value;
+  std::string text;
+};
+
+struct Scale {
+  double low, high;  // values at the ends
+  bool logarithmic;
+  std::vector<Tick> ticks;
+
+  // 0 at the low end, 1 at the high one.
+  double fraction(double value) const {
+    return logarithmic ? std::log(value / low) / std::log(high / low) : (value - low) / (high - low);
+  }
+};
+
+// ..., 0.5, 1, 2, 5, 10, 20, ...: number 0 is 1.
+double roundNumber(int index) {
+  constexpr int mantissas[] = {1, 2, 5};
+  const int third = (index % 3 + 3) % 3;
+  return mantissas[third] * std::pow(10.0, (index - third) / 3);
+}
+
+// The index of the largest of them that is not above the value.
+int roundIndexBelow(double value) {
+  int index = 3 * static_cast<int>(std::floor(std::log10(value))) + 3;
+  while (roundNumber(index) > value) --index;
+  return index;
+}
+
+// Ends as given, ticks at multiples of a round number.
+Scale linearScale(double low, double high, int mostTicks) {
+  Scale scale{low, high, false, {}};
+  int index = roundIndexBelow((high - low) / mostTicks);
+  if (roundNumber(index) * mostTicks < high - low) ++index;
+  const double step = roundNumber(index);
+  for (double k = std::ceil(low / step); k * step <= high; ++k)
+    scale.ticks.push_back({k * step, number("%.6g", k == 0 ? 0.0 : k * step)});
+  return scale;
+}
+
+// The indices 1 .. count, a tick at 1 and at multiples of a round number.
+Scale indexScale(int count) {
+  const double margin = 0.5 + 0.01 * count;
+  Scale scale = linearScale(1 - margin, count + margin, 10);
+  const auto isNoIndex = [](const Tick& tick) {
+    return tick.value < 1 || tick.value != std::floor(tick.value);
+  };
+  scale.ticks.erase(std::remove_if(scale.ticks.begin(), scale.ticks.end(), isNoIndex), scale.ticks.end());
+  if (scale.ticks.empty() || scale.ticks.front().value > 1) scale.ticks.insert(scale.ticks.begin(), {1, "1"});
+  return scale;
+}
+
+std::string powerOfTen(int exponent) {
+  constexpr const char* raised[] = {"⁰", "¹", "²", "³", "⁴", "⁵", "⁶", "⁷", "⁸", "⁹"};
+  std::string text = exponent < 0 ? "10⁻" : "10";
+  for (const char digit : std::to_string(std::abs(exponent))) text += raised[digit - '0'];
+  return text;
+}
+
+// Ends at round numbers; ticks at powers of ten, or at all round numbers where the powers are few.
+Scale logarithmicScale(double smallest, double largest) {
+  int low = roundIndexBelow(smallest), high = roundIndexBelow(largest);
+  if (roundNumber(high) < largest) ++high;
+  if (low == high) --low, ++high;
+  Scale scale{roundNumber(low), roundNumber(high), true, {}};
+  const bool all = high - low <= 8;
+  int decades = 1;  // from one tick to the next
+  while (high - low > 3 * 12 * decades) ++decades;
+  for (int index = low; index <= high; ++index) {
+    const double value = roundNumber(index);
+    if (all)
+      scale.ticks.push_back({value, number("%g", value)});
+    else if (index % (3 * decades) == 0)
+      scale.ticks.push_back({value, powerOfTen(index / 3)});
+  }
+  return scale;
+}
+
+// --- Drawing
+
+struct Frame {
+  double left, top, right, bottom;
+};
+
+std::string disc(double x, double y, const std::string& style) {
+  return "<circle cx=\"" + at(x) + "\" cy=\"" + at(y) + "\" " + style + "/>";
+}
+
+class Drawing {
+ public:
+  Drawing(double width, double height, const std::string& title) {
+    text_ = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" +
+            number("%g", width) + "\" height=\"" + number("%g", height) + "\" viewBox=\"0 0 " +
+            number("%g ", width) + number("%g", height) +
+            "\" font-family=\"Helvetica, Arial, sans-serif\" font-size=\"13\" fill=\"#333\">\n<title>" +
+            escaped(title, 200) + "</title>\n<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
+    add("<text x=\"" + at(width / 2) +
+        "\" y=\"32\" text-anchor=\"middle\" font-size=\"17\" font-weight=\"bold\">" + escaped(title, 75) +
+        "</text>");
+  }
+
+  void add(const std::string& element) { text_ += element + '\n'; }
+
+  void line(double x1, double y1, double x2, double y2, const std::string& style) {
+    add("<line x1=\"" + at(x1) + "\" y1=\"" + at(y1) + "\" x2=\"" + at(x2) + "\" y2=\"" + at(y2) + "\" " +
+        style + "/>");
+  }
+  // markup: escaped already
+  void text(double x, double y, const char* anchor, const std::string& markup,
+            const std::string& style = {}) {
+    add("<text x=\"" + at(x) + "\" y=\"" + at(y) + "\" text-anchor=\"" + anchor + "\"" + style + ">" +
+        markup + "</text>");
+  }
+
+  void axes(const Frame& frame, const Scale& x, const Scale& y, const std::string& xTitle,
+            const std::string& yTitle) {
+    for (const Tick& tick : x.ticks) {
+      const double position = onX(frame, x, tick.value);
+      line(position, frame.top, position, frame.bottom + 5, "stroke=\"#ddd\"");
+      text(position, frame.bottom + 20, "middle", tick.text);
+    }
+    for (const Tick& tick : y.ticks) {
+      const double position = onY(frame, y, tick.value);
+      line(frame.left - 5, position, frame.right, position, "stroke=\"#ddd\"");
+      text(frame.left - 9, position + 4.5, "end", tick.text);
+    }
+    add("<rect x=\"" + at(frame.left) + "\" y=\"" + at(frame.top) + "\" width=\"" +
+        at(frame.right - frame.left) + "\" height=\"" + at(frame.bottom - frame.top) +
+        "\" fill=\"none\" stroke=\"#555\"/>");
+    text((frame.left + frame.right) / 2, frame.bottom + 46, "middle", escaped(xTitle, 90));
+    const std::string middle = at((frame.top + frame.bottom) / 2);
+    add("<text transform=\"translate(22 " + middle + ") rotate(-90)\" text-anchor=\"middle\">" +
+        escaped(yTitle, 60) + "</text>");
+  }
+
+  static double onX(const Frame& frame, const Scale& scale, double value) {
+    return frame.left + scale.fraction(value) * (frame.right - frame.left);
+  }
+  static double onY(const Frame& frame, const Scale& scale, double value) {
+    return frame.bottom - scale.fraction(value) * (frame.bottom - frame.top);
+  }
+
+  std::string finished() const { return text_ + "</svg>\n"; }
+
+ private:
+  std::string text_;
+};
+
+constexpr const char* blue = "#1f5fa8";
+
+// The smallest and the largest value, some room beyond them.
+Scale spanning(const std::vector<double>& values) {
+  const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
+  // At the least what shows in the numbers at the ticks.
+  double room =
+      std::max(0.04 * (*largest - *smallest), 1e-4 * std::max(std::abs(*smallest), std::abs(*largest)));
+  if (room == 0.0) room = 1.0;
+  return linearScale(*smallest - room, *largest + room, 9);
+}
+
+// Discs in ten colours, then rings in the same ones.
+std::string groupStyle(int group) {
+  constexpr std::array<const char*, mostGroups / 2> colours = {"#1f77b4", "#e6761a", "#2a9d3c", "#d62728",
+                                                               "#8a5cc0", "#8c564b", "#e377c2", "#6b6b6b",
+                                                               "#b5b61c", "#17b3c4"};
+  const std::string colour = colours[static_cast<std::size_t>(group) % colours.size()];
+  if (static_cast<std::size_t>(group) < colours.size()) return "fill=\"" + colour + "\"";
+  return "fill=\"none\" stroke=\"" + colour + "\" stroke-width=\"1.5\"";
+}
+
+}  // namespace
+
+std::string svgOf(const ValuesPlot& plot) {
+  std::vector<double> positive;
+  for (const float value : plot.values)
+    if (value > 0.0f) positive.push_back(static_cast<double>(value));
+  const std::size_t zeros = plot.values.size() - positive.size();
+
+  constexpr double width = 800, height = 500;
+  constexpr Frame frame{86, 54, width - 28, height - 66};
+  Drawing drawing(width, height, plot.title);
+  const Scale x = indexScale(static_cast<int>(plot.values.size()));
+  const Scale y =
+      positive.empty() ? logarithmicScale(1, 1) : logarithmicScale(positive.back(), positive.front());
+  const std::string missing = zeros == 0   ? ""
+                              : zeros == 1 ? " (one value is zero)"
+                                           : " (" + std::to_string(zeros) + " values are zero)";
+  drawing.axes(frame, x, y, plot.xTitle + missing, plot.yTitle);
+
+  if (plot.marked > 0) {
+    const double position = Drawing::onX(frame, x, plot.marked);
+    drawing.line(position, frame.top, position, frame.bottom, "stroke=\"#c0392b\" stroke-dasharray=\"5 4\"");
+    const bool onTheLeft = position > (frame.left + frame.right) / 2;
+    drawing.text(position + (onTheLeft ? -7 : 7), frame.top + 19, onTheLeft ? "end" : "start",
+                 escaped(plot.mark, 60), " fill=\"#c0392b\"");
+  }
+  std::string points, discs;
+  for (std::size_t k = 0; k < positive.size(); ++k) {
+    const double px = Drawing::onX(frame, x, static_cast<double>(k + 1)),
+                 py = Drawing::onY(frame, y, positive[k]);
+    points += (k == 0 ? "" : " ") + at(px) + "," + at(py);
+    discs += disc(px, py, "r=\"2.5\"") + '\n';
+  }
+  drawing.add("<polyline points=\"" + points + "\" fill=\"none\" stroke=\"" + blue +
+              "\" stroke-width=\"1.5\" stroke-linejoin=\"round\"/>");
+  constexpr std::size_t mostDiscs = 120;  // more of them would only be a thicker line
+  if (positive.size() <= mostDiscs) drawing.add("<g fill=\"" + std::string(blue) + "\">\n" + discs + "</g>");
+  return drawing.finished();
+}
+
+std::string svgOf(const ScatterPlot& plot) {
+  constexpr double height = 620;
+  const bool legend = !plot.groups.empty();
+  const double width = legend ? 860 : 740;
+  const Frame frame{86, 54, 712, height - 66};
+  Drawing drawing(width, height, plot.title);
+  const Scale x = spanning(plot.x), y = spanning(plot.y);
+  drawing.axes(frame, x, y, plot.xTitle, plot.yTitle);
+
+  const int groups = std::max<int>(1, static_cast<int>(plot.groups.size()));
+  for (int group = 0; group < groups; ++group) {
+    std::string discs;
+    for (std::size_t k = 0; k < plot.x.size(); ++k)
+      if (!legend || plot.group[k] == group)
+        discs +=
+            disc(Drawing::onX(frame, x, plot.x[k]), Drawing::onY(frame, y, plot.y[k]), "r=\"2.8\"") + '\n';
+    drawing.add("<g " + groupStyle(group) + " opacity=\"0.75\">\n" + discs + "</g>");
+  }
+  if (!legend) return drawing.finished();
+
+  const double left = frame.right + 22;
+  drawing.text(left - 5, frame.top + 12, "start", escaped(plot.groupsTitle, 16), " font-weight=\"bold\"");
+  for (int group = 0; group < groups; ++group) {
+    const double middle = frame.top + 34 + 22 * group;
+    drawing.add(disc(left, middle, "r=\"5\" " + groupStyle(group)));
+    drawing.text(left + 13, middle + 4.5, "start", escaped(plot.groups[static_cast<std::size_t>(group)], 14));
+  }
+  return drawing.finished();
+}
+
+}  // namespace tool
