@@ -154,7 +154,7 @@ int main(int argc, char** argv) {
   toviGetDeviceInfo(device, text, sizeof text);
   std::printf("%s\n\n", text);
 
-  bench::Report report(quick ? 3 : 15);
+  bench::Report report(quick ? 3 : 9);
   const char no = 'N';
   const float sOne = 1, sZero = 0;
   const double dOne = 1, dZero = 0;
