@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bench/harness.h"
+#include "bench/must.h"
 #include "include/tovi.h"
 
 // The rival: any BLAS and LAPACK with the standard Fortran interface.
@@ -30,11 +31,7 @@ void sgesv_(const int*, const int*, float*, const int*, int*, float*, const int*
 
 namespace {
 
-void must(toviStatus status, const char* what) {
-  if (status == toviNoError) return;
-  std::fprintf(stderr, "%s: %s (%d)\n", what, toviGetStatusString(status), toviGetErrorInfo());
-  std::exit(1);
-}
+using bench::must;
 
 std::size_t square(int n) { return static_cast<std::size_t>(n) * static_cast<std::size_t>(n); }
 

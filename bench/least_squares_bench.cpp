@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bench/harness.h"
+#include "bench/must.h"
 #include "include/tovi.h"
 
 // The rival: any LAPACK with the standard Fortran interface.
@@ -20,16 +21,7 @@ void sgglse_(const int*, const int*, const int*, float*, const int*, float*, con
 
 namespace {
 
-void must(toviStatus status, const char* what) {
-  if (status == toviNoError) return;
-  std::fprintf(stderr, "%s: %s (%d)\n", what, toviGetStatusString(status), toviGetErrorInfo());
-  std::exit(1);
-}
-void must(int info, const char* what) {
-  if (info == 0) return;
-  std::fprintf(stderr, "%s: info %d\n", what, info);
-  std::exit(1);
-}
+using bench::must;
 
 std::vector<float> randomElements(int rows, int cols) {
   std::mt19937 engine(1);

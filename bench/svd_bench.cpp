@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bench/harness.h"
+#include "bench/must.h"
 #include "include/tovi.h"
 
 // The rival: any LAPACK with the standard Fortran interface.
@@ -23,23 +24,15 @@ void cgesvd_(const char*, const char*, const int*, const int*, toviFloatComplex*
 
 namespace {
 
-void must(toviStatus status, const char* what) {
-  if (status == toviNoError) return;
-  std::fprintf(stderr, "%s: %s (%d)\n", what, toviGetStatusString(status), toviGetErrorInfo());
-  std::exit(1);
-}
-void must(int info, const char* what) {
-  if (info == 0) return;
-  std::fprintf(stderr, "%s: info %d\n", what, info);
-  std::exit(1);
-}
+using bench::must;
 
 std::size_t elements(int rows, int cols) {
   return static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
 }
 
 // An m x n matrix and the outputs of its decomposition, and the calls that fill them: with all vectors that
-// fit into the shorter side (jobs "S"; for square matrices the same as "A"), or with none ("N").
+// fit into the shorter side (jobs "S"; "A" for square matrices, where that is all of them), or with none
+// ("N").
 template <class T>
 class Problem {
  public:
@@ -118,7 +111,7 @@ class Problem {
   std::vector<int> integer_;
 };
 
-std::string title(const char* routine, const char* jobs, int m, int n, const char* rival) {
+std::string title(const char* routine, const std::string& jobs, int m, int n, const char* rival) {
   return std::string(routine) + " " + jobs + " " + std::to_string(m) + " x " + std::to_string(n) + ", " +
          rival;
 }
@@ -127,7 +120,7 @@ template <class T>
 void compare(bench::Report& report, const char* routine, char job, int n, double aim, bool gesdd = false) {
   Problem<T> problem(job, n, n);
   const auto restore = [&] { problem.restore(); };
-  report.pair(title(routine, job == 'N' ? "N,N" : "S,S", n, n, gesdd ? "gesdd" : "gesvd"),
+  report.pair(title(routine, std::string{job, ',', job}, n, n, gesdd ? "gesdd" : "gesvd"),
               problem.flops() * 1e-9, "GF", aim, {restore, [&] { problem.ours(); }},
               {restore, [&] {
                  if constexpr (sizeof(T) == sizeof(float)) {

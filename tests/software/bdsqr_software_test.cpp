@@ -3,6 +3,7 @@
 
 #include "platform/software/testing/software_device.h"
 #include "tests/support/bdsqr_checks.h"
+#include "tests/support/faults.h"
 #include "tests/support/machines.h"
 
 namespace testing_support {
@@ -106,47 +107,26 @@ TYPED_TEST(BdsqrSoftwareTest, SameBitsWithAnyNumberOfWorkers) {
   }
 }
 
-// Fails call 1, 2, 3, ... until nothing is left to fail. Each time it throws, or leaves a status pending, or
-// the failure has lost nothing; it owns nothing afterwards.
 template <class T>
 void failEveryCall(const Bidiagonal& b, int ncvt) {
-  const HostMatrix<T> vt = HostMatrix<T>::random(b.n(), ncvt, 1, 3), u = identity<T>(b.n(), 1),
-                      c = HostMatrix<T>::random(b.n(), 2, 0, 4);
-  const Decomposition<T> good(b, vt, u, c);
-  bool succeeded = false;
-  for (std::uint64_t number = 1; !succeeded; ++number) {
-    ASSERT_LT(number, 4000u);
-    SCOPED_TRACE("call " + std::to_string(number));
-    const DeviceArray<float> dD(b.d.data(), b.d.size()), dE(b.e.data(), b.e.size());
-    const DeviceArray<T> dVt(vt), dU(u), dC(c);
-    const software_device::Live before = software_device::live();
-    bool noticed = false;
-    software_device::failAnyCall(number, cudaErrorUnknown, 14);
-    try {
-      tovi::lapack::bdsqr<T>(b.uplo, b.n(), dD.data(), dE.data(), {dVt.data(), b.n(), ncvt, vt.ld()},
-                             {dU.data(), b.n(), b.n(), u.ld()}, {dC.data(), b.n(), 2, c.ld()});
-    } catch (const std::exception&) {
-      noticed = true;
-    } catch (const tovi::InfoException&) {
-      ADD_FAILURE() << "a failing call was taken for a lack of convergence";
-    }
-    succeeded = software_device::failuresInjected() == 0;
-    software_device::clearFaults();
-    cudaThreadSynchronize();
-    noticed = (cudaGetLastError() != cudaSuccess) || noticed;
-    EXPECT_EQ(software_device::live().allocations, before.allocations);
-    EXPECT_EQ(software_device::live().pageLockedBlocks, 0u);
-    EXPECT_EQ(software_device::live().streams, 0u);
-    if (noticed) continue;
-    std::vector<float> d(b.d.size());
-    HostMatrix<T> vtNow = vt, uNow = u, cNow = c;
-    dD.download(d.data());
-    dVt.download(vtNow);
-    dU.download(uNow);
-    dC.download(cNow);
-    EXPECT_TRUE(d == good.result.d && vtNow.sameBits(good.vt) && uNow.sameBits(good.u) &&
-                cNow.sameBits(good.c));
-  }
+  struct Operands {
+    Operands(const Bidiagonal& b, int ncvt)
+        : dD(b.d.data(), b.d.size()),
+          dE(b.e.data(), b.e.size()),
+          dVt(HostMatrix<T>::random(b.n(), ncvt, 1, 3)),
+          dU(identity<T>(b.n(), 1)),
+          dC(HostMatrix<T>::random(b.n(), 2, 0, 4)) {}
+    DeviceArray<float> dD, dE;
+    DeviceArray<T> dVt, dU, dC;
+  };
+  const int n = b.n();
+  failEveryCallOf(
+      [&] { return Operands(b, ncvt); },
+      [&](const Operands& on) {
+        tovi::lapack::bdsqr<T>(b.uplo, n, on.dD.data(), on.dE.data(), {on.dVt.data(), n, ncvt, n + 1},
+                               {on.dU.data(), n, n, n + 1}, {on.dC.data(), n, 2, n});
+      },
+      [](const Operands& on) { return on.dD.bits() + on.dVt.bits() + on.dU.bits() + on.dC.bits(); });
 }
 
 TYPED_TEST(BdsqrSoftwareTest, EveryCallMayFail) {

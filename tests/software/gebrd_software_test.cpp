@@ -3,6 +3,7 @@
 
 #include "platform/software/testing/software_device.h"
 #include "tests/support/bidiagonal_checks.h"
+#include "tests/support/faults.h"
 #include "tests/support/machines.h"
 
 namespace testing_support {
@@ -93,56 +94,27 @@ TYPED_TEST(GebrdSoftwareTest, SameBitsWithAnyNumberOfWorkers) {
   }
 }
 
-// Fails call 1, 2, 3, ... until none is left to fail. Each time the work throws, or leaves a status pending,
-// or the failure has lost nothing (that of a free); it owns nothing afterwards.
-template <class T, class Work>
-void failEveryCall(const HostMatrix<T>& a, const Work& work) {
-  HostMatrix<T> good = a;
-  bool succeeded = false;
-  for (std::uint64_t call = 0; !succeeded; ++call) {
-    ASSERT_LT(call, 5000u);
-    SCOPED_TRACE("call " + std::to_string(call));
-    const OnDevice<T> dA(a);
-    const software_device::Live before = software_device::live();
-    bool noticed = false;
-    if (call > 0) software_device::failAnyCall(call, cudaErrorUnknown, 14);
-    try {
-      work(dA.view);
-    } catch (const std::exception&) {
-      noticed = true;
-    }
-    succeeded = call > 0 && software_device::failuresInjected() == 0;
-    software_device::clearFaults();
-    cudaThreadSynchronize();
-    noticed = (cublasGetError() != CUBLAS_STATUS_SUCCESS) || noticed;
-    noticed = (cudaGetLastError() != cudaSuccess) || noticed;
-    EXPECT_EQ(software_device::live().allocations, before.allocations);
-    EXPECT_EQ(software_device::live().pageLockedBlocks, 0u);
-    EXPECT_EQ(software_device::live().streams, 0u);
-    if (call == 0) {
-      good = dA.downloaded(a);
-    } else if (!noticed) {
-      EXPECT_TRUE(dA.downloaded(a).sameBits(good));
-    }
-  }
-}
-
 TYPED_TEST(GebrdSoftwareTest, EveryCallMayFail) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
   const DeviceArray<TypeParam> dTauq(40), dTaup(40);
   const DeviceArray<tovi::Real<TypeParam>> dD(40), dE(40);
   for (const auto& [m, n] : {std::pair(38, 36), std::pair(36, 38)}) {
     const HostMatrix<TypeParam> a = matrixToReduce<TypeParam>(m, n);
-    failEveryCall(a, [&](tovi::MatrixView<TypeParam> dA) {
-      tovi::brd::gebrd(dA, dD.data(), dE.data(), dTauq.data(), dTaup.data());
-    });
+    const auto bits = [](const OnDevice<TypeParam>& dA) { return dA.array.bits(); };
+    failEveryCallOf([&] { return OnDevice<TypeParam>(a); },
+                    [&](const OnDevice<TypeParam>& dA) {
+                      tovi::brd::gebrd(dA.view, dD.data(), dE.data(), dTauq.data(), dTaup.data());
+                    },
+                    bits);
     const Reduced<TypeParam> r(a);
     const DeviceArray<TypeParam> dTau(r.taup.data(), r.taup.size());
     HostMatrix<TypeParam> p(38, 38, 1);
     for (int j = 0; j < n; ++j)
       for (int i = 0; i < m; ++i) p(i, j) = r.factored(i, j);
-    failEveryCall(
-        p, [&, m = m](tovi::MatrixView<TypeParam> dA) { tovi::lapack::orgbr('P', dA, m, dTau.data()); });
+    failEveryCallOf(
+        [&] { return OnDevice<TypeParam>(p); },
+        [&, m = m](const OnDevice<TypeParam>& dA) { tovi::lapack::orgbr('P', dA.view, m, dTau.data()); },
+        bits);
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include "platform/software/testing/software_device.h"
 
+#include "tests/support/faults.h"
 #include "tests/support/machines.h"
 #include "tests/support/reflector_checks.h"
 
@@ -109,57 +110,29 @@ TYPED_TEST(ReflectorsSoftwareTest, SameBitsWithAnyNumberOfWorkers) {
   }
 }
 
-// Fails call 1, 2, 3, ... of work(dA, dTau, dC) until it succeeds. Each time it throws, or leaves a status
-// pending, or the failure has lost nothing (that of a free or of a synchronization); it owns nothing
-// afterwards.
-template <class T, class Work>
-void failEveryCall(const Factored<T>& q, const Work& work) {
-  const HostMatrix<T> c = operand(q, 'L', 6);
-  HostMatrix<T> goodA = q.a, goodC = c;
-  bool succeeded = false;
-  for (std::uint64_t call = 0; !succeeded; ++call) {
-    ASSERT_LT(call, 1000u);
-    SCOPED_TRACE("call " + std::to_string(call));
-    const OnDevice<T> dA(q.a), dC(c);
-    const DeviceArray<T> dTau(q.tau.data(), q.tau.size());
-    const software_device::Live before = software_device::live();
-    bool noticed = false;
-    if (call > 0) software_device::failAnyCall(call, cudaErrorUnknown, 14);
-    try {
-      work(dA.view, dTau.data(), dC.view);
-    } catch (const std::exception&) {
-      noticed = true;
-    }
-    succeeded = call > 0 && software_device::failuresInjected() == 0;
-    software_device::clearFaults();
-    cudaThreadSynchronize();
-    noticed = (cublasGetError() != CUBLAS_STATUS_SUCCESS) || noticed;
-    noticed = (cudaGetLastError() != cudaSuccess) || noticed;
-    EXPECT_EQ(software_device::live().allocations, before.allocations);
-    EXPECT_EQ(software_device::live().pageLockedBlocks, 0u);
-    EXPECT_EQ(software_device::live().streams, 0u);
-    if (call == 0) {
-      goodA = dA.downloaded(q.a);
-      goodC = dC.downloaded(c);
-    } else if (!noticed) {
-      EXPECT_TRUE(dA.downloaded(q.a).sameBits(goodA) && dC.downloaded(c).sameBits(goodC));
-    }
-  }
-}
-
 TYPED_TEST(ReflectorsSoftwareTest, EveryCallMayFail) {
-  using View = tovi::MatrixView<TypeParam>;
+  struct Operands {
+    explicit Operands(const Factored<TypeParam>& q)
+        : dA(q.a), dC(operand(q, 'L', 6)), dTau(q.tau.data(), q.tau.size()) {}
+    OnDevice<TypeParam> dA, dC;
+    DeviceArray<TypeParam> dTau;
+  };
+  const auto bits = [](const Operands& on) { return on.dA.array.bits() + on.dC.array.bits(); };
   ASSERT_EQ(pretend(1, 3), toviNoError);
   for (const Kind kind : allKinds)
     for (const int k : {20, 70}) {
       SCOPED_TRACE(name(kind) + " " + std::to_string(k));
       const Factored<TypeParam> q(kind, 80, k);
-      failEveryCall(q, [&](View dA, const TypeParam* dTau, View dC) {
-        tovi::lapack::applyReflectors(kind, 'L', 'C', k, dA, dTau, dC);
-      });
-      if (kind != Kind::rq)
-        failEveryCall(
-            q, [&](View dA, const TypeParam* dTau, View) { tovi::lapack::generateQ(kind, k, dA, dTau); });
+      const auto make = [&] { return Operands(q); };
+      const auto apply = [&](const Operands& on) {
+        tovi::lapack::applyReflectors(kind, 'L', 'C', k, on.dA.view, on.dTau.data(), on.dC.view);
+      };
+      failEveryCallOf(make, apply, bits);
+      if (kind == Kind::rq) continue;
+      const auto generate = [&](const Operands& on) {
+        tovi::lapack::generateQ(kind, k, on.dA.view, on.dTau.data());
+      };
+      failEveryCallOf(make, generate, bits);
     }
 }
 

@@ -4,8 +4,12 @@
 #define TOVI_TESTS_SUPPORT_FAULTS_H
 
 #include <cstdint>
+#include <exception>
 #include <string>
 
+#include <platform/runtime.h>
+
+#include "cudalib/exceptions.h"
 #include "platform/software/testing/software_device.h"
 #include "tests/support/interface.h"
 
@@ -60,6 +64,45 @@ void failEveryCall(Memory where, const Problem& problem, bool forever) {
       Problem next = problem;
       ASSERT_EQ(next.run(where), toviNoError) << toviGetErrorInfo();
       ASSERT_TRUE(next.sameBits(good));
+    }
+  }
+}
+
+// The same below the exports, where failures are exceptions. make() puts fresh operands on the device. Each
+// time work(operands) throws, or leaves a status pending, or the failure has lost nothing (that of a free or
+// of a synchronization) and bits(operands) are those of an undisturbed run; it owns nothing afterwards.
+template <class Make, class Work, class Bits>
+void failEveryCallOf(const Make& make, const Work& work, const Bits& bits) {
+  const std::string good = [&] {
+    const auto operands = make();
+    work(operands);
+    return bits(operands);
+  }();
+  bool succeeded = false;
+  for (std::uint64_t call = 1; !succeeded; ++call) {
+    ASSERT_LT(call, 5000u);
+    SCOPED_TRACE("call " + std::to_string(call));
+    const auto operands = make();
+    const software_device::Live before = software_device::live();
+    bool noticed = false;
+    software_device::failAnyCall(call, cudaErrorUnknown, 14);
+    try {
+      work(operands);
+    } catch (const std::exception&) {
+      noticed = true;
+    } catch (const tovi::InfoException&) {
+      ADD_FAILURE() << "a failing call was taken for an error of the data";
+    }
+    succeeded = software_device::failuresInjected() == 0;
+    software_device::clearFaults();
+    cudaThreadSynchronize();
+    noticed = (cublasGetError() != CUBLAS_STATUS_SUCCESS) || noticed;
+    noticed = (cudaGetLastError() != cudaSuccess) || noticed;
+    EXPECT_EQ(software_device::live().allocations, before.allocations);
+    EXPECT_EQ(software_device::live().pageLockedBlocks, 0u);
+    EXPECT_EQ(software_device::live().streams, 0u);
+    if (!noticed) {
+      EXPECT_TRUE(bits(operands) == good);
     }
   }
 }

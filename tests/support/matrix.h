@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "cudalib/matrix_view.h"
@@ -134,6 +135,13 @@ class DeviceArray {
     }
   }
   void download(HostMatrix<T>& host) const { download(host.data()); }
+  std::string bits() const {
+    std::string result(count_ * sizeof(T), '\0');
+    if (count_ != 0) {
+      EXPECT_EQ(cudaMemcpy(result.data(), data_, result.size(), cudaMemcpyDeviceToHost), cudaSuccess);
+    }
+    return result;
+  }
 
  private:
   T* data_ = nullptr;
