@@ -1,5 +1,6 @@
 // On a GPU: the device-memory interface beside cuBLAS and cuSOLVER on the same operands, and the host-memory
-// interface beside the same vendor calls with their transfers.
+// interface beside the same vendor calls with their transfers. The transposed matrix-vector product beside
+// the bandwidth of the memory.
 
 #include <cublas_v2.h>
 #include <cusolverDn.h>
@@ -142,9 +143,26 @@ class Problem {
                         "getrs");
                    wait();
                  }});
+    if (n_ >= 8192)  // what does not fit a cache
+      report.share("toviDeviceSgemv 'T', bandwidth" + order,
+                   1e-9 * sizeof(float) * static_cast<double>(count_), "GB", memoryBandwidth(), 0.8,
+                   {nothing, [this] {
+                      must(toviDeviceSgemv('T', n_, n_, 1, dA_.get(), n_, dB_.get(), 1, 0, dC_.get(), 1) ==
+                               toviNoError,
+                           "gemv");
+                    }});
   }
 
  private:
+  // Of the device's memory, in GB/s: two transfers a clock on every line of the bus.
+  static double memoryBandwidth() {
+    int device = 0, kilohertz = 0, bits = 0;
+    must(cudaGetDevice(&device) == cudaSuccess &&
+             cudaDeviceGetAttribute(&kilohertz, cudaDevAttrMemoryClockRate, device) == cudaSuccess &&
+             cudaDeviceGetAttribute(&bits, cudaDevAttrGlobalMemoryBusWidth, device) == cudaSuccess,
+         "cudaDeviceGetAttribute");
+    return 2e-6 * kilohertz * bits / 8;
+  }
   static void wait() { must(cudaDeviceSynchronize() == cudaSuccess, "cudaDeviceSynchronize"); }
   void vendorGemm() {
     const float one = 1, zero = 0;

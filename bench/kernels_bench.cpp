@@ -1,6 +1,6 @@
 // What no exported routine shows by itself: the library's own kernels on device memory, beside memcpy of the
-// same bytes on as many threads, LQ beside QR of the transpose, and the reduction to bidiagonal form beside
-// the host LAPACK's.
+// same bytes on as many threads or, the transposed matrix-vector product, beside the host BLAS's, LQ beside
+// QR of the transpose, and the reduction to bidiagonal form beside the host LAPACK's.
 
 #include <dlfcn.h>
 
@@ -19,6 +19,7 @@
 #include "lapack/qr.h"
 #include "src/basic/Copy.h"
 #include "src/basic/Transpose.h"
+#include "src/blas/blas.h"
 #include "src/brd/gebrd.h"
 
 namespace {
@@ -36,18 +37,48 @@ void copyOnAllThreads(char* to, const char* from, std::size_t bytes) {
   for (std::thread& thread : others) thread.join();
 }
 
-// The host LAPACK with its own threads, which must not meet the one that is linked into this program.
-using Sgebrd = void(const int* m, const int* n, float* a, const int* lda, float* d, float* e, float* tauq,
-                    float* taup, float* work, const int* lwork, int* info);
-Sgebrd* hostSgebrd() {
-  void* const library = dlopen(TOVI_BENCH_OPENBLAS, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
-  void* const sgebrd = library == nullptr ? nullptr : dlsym(library, "sgebrd_");
-  if (sgebrd == nullptr) std::fprintf(stderr, "bidiagonal reduction left out: %s\n", dlerror());
-  return reinterpret_cast<Sgebrd*>(sgebrd);
+// Of the host BLAS and LAPACK with their own threads, which must not meet what is linked into this program.
+template <class F>
+F* hostRoutine(const char* name) {
+  static void* const library = dlopen(TOVI_BENCH_OPENBLAS, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
+  void* const routine = library == nullptr ? nullptr : dlsym(library, name);
+  if (routine == nullptr) std::fprintf(stderr, "%s left out: %s\n", name, dlerror());
+  return reinterpret_cast<F*>(routine);
 }
 
+template <class T>
+using Gemv = void(const char* trans, const int* m, const int* n, const T* alpha, const T* a, const int* lda,
+                  const T* x, const int* incx, const T* beta, T* y, const int* incy, std::size_t);
+
+template <class T>
+void transposedProduct(bench::Report& report, const char* type, const char* routine) {
+  Gemv<T>* const gemv = hostRoutine<Gemv<T>>(routine);
+  if (gemv == nullptr) return;
+  const int n = 4096, one = 1;
+  const T alpha(1), beta(0);
+  std::vector<T> a(static_cast<std::size_t>(n) * n, T(0.5)), x(n, T(1)), y(n);
+  using Memory = cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>>;
+  const Memory dA(n, n), dX(n, 1), dY(n, 1);
+  cudalib::check(cudaMemcpy(dA.get(), a.data(), a.size() * sizeof(T), cudaMemcpyHostToDevice));
+  cudalib::check(cudaMemcpy(dX.get(), x.data(), x.size() * sizeof(T), cudaMemcpyHostToDevice));
+  const auto nothing = [] {};
+  report.pair(
+      std::string("gemv 'T' 4096 ") + type + ", host " + routine, 1e-9 * sizeof(T) * n * n, "GB", 0.8,
+      {nothing,
+       [&] {
+         tovi::blas::gemv<T>('T', alpha, {dA.get(), n, n, n}, dX.get(), 1, beta, dY.get(), 1);
+         cudalib::completionCheck();
+       },
+       3},
+      {nothing, [&] { gemv("T", &n, &n, &alpha, a.data(), &n, x.data(), &one, &beta, y.data(), &one, 1); },
+       3});
+}
+
+using Sgebrd = void(const int* m, const int* n, float* a, const int* lda, float* d, float* e, float* tauq,
+                    float* taup, float* work, const int* lwork, int* info);
+
 void reduction(bench::Report& report) {
-  Sgebrd* const sgebrd = hostSgebrd();
+  Sgebrd* const sgebrd = hostRoutine<Sgebrd>("sgebrd_");
   if (sgebrd == nullptr) return;
   const int n = 2048, lwork = 64 * n;
   std::vector<float> a(static_cast<std::size_t>(n) * n), h, d(n), e(n), tauq(n), taup(n), work(lwork);
@@ -127,6 +158,10 @@ int main(int argc, char** argv) {
                    tovi::lapack::geqrf(tall, dTau.get());
                    cudalib::completionCheck();
                  }});
+    transposedProduct<float>(report, "float", "sgemv_");
+    transposedProduct<double>(report, "double", "dgemv_");
+    transposedProduct<tovi::Complex<float>>(report, "complex float", "cgemv_");
+    transposedProduct<tovi::Complex<double>>(report, "complex double", "zgemv_");
     reduction(report);
     if (json) report.writeJson(argv[2]);
   }

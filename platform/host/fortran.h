@@ -47,6 +47,11 @@ extern "C" void AnnotateIgnoreWritesEnd(const char* file, int line);
 
 namespace host {
 
+// How far apart the elements of a vector stand. Every int but 0 is an increment, the least one, too.
+inline std::size_t distance(int increment) {
+  return increment < 0 ? 0 - static_cast<std::size_t>(increment) : static_cast<std::size_t>(increment);
+}
+
 namespace detail {
 
 // Keeps scalars out of template argument deduction: the element type is that of the operands.
@@ -140,41 +145,41 @@ inline void mark([[maybe_unused]] const void* begin, [[maybe_unused]] std::size_
 // part: 'U' or 'L' for that triangle with the diagonal, anything else for the whole matrix.
 template <Access access, class T>
 inline void mark([[maybe_unused]] char part, [[maybe_unused]] int rows, [[maybe_unused]] int cols,
-                 [[maybe_unused]] const T* a, [[maybe_unused]] int ld) {
+                 [[maybe_unused]] const T* a, [[maybe_unused]] std::size_t ld) {
 #if defined(TOVI_HOST_ASAN) || defined(TOVI_HOST_TSAN)
   for (int j = 0; j < cols; ++j) {
     const bool upper = part == 'U' || part == 'u', lower = part == 'L' || part == 'l';
     const int first = lower && j < rows ? j : 0, end = upper && j + 1 < rows ? j + 1 : rows;
     if (lower && j >= rows) break;
-    mark<access>(a + static_cast<std::ptrdiff_t>(j) * ld + first,
+    mark<access>(a + (static_cast<std::size_t>(j) * ld + static_cast<std::size_t>(first)),
                  static_cast<std::size_t>(end - first) * sizeof(T));
   }
 #endif
 }
 template <class T>
 inline void reads(char part, int rows, int cols, const T* a, int ld) {
-  mark<Access::read>(part, rows, cols, a, ld);
+  mark<Access::read>(part, rows, cols, a, static_cast<std::size_t>(ld));
 }
 template <class T>
 inline void reads(int rows, int cols, const T* a, int ld) {
-  mark<Access::read>('G', rows, cols, a, ld);
+  reads('G', rows, cols, a, ld);
 }
 template <class T>
 inline void writes(char part, int rows, int cols, T* a, int ld) {
-  mark<Access::write>(part, rows, cols, a, ld);
+  mark<Access::write>(part, rows, cols, a, static_cast<std::size_t>(ld));
 }
 template <class T>
 inline void writes(int rows, int cols, T* a, int ld) {
-  mark<Access::write>('G', rows, cols, a, ld);
+  writes('G', rows, cols, a, ld);
 }
 // Vectors: n elements, inc apart; the order is of no matter here.
 template <class T>
 inline void readsVector(int n, const T* x, int inc) {
-  mark<Access::read>('G', 1, n, x, inc < 0 ? -inc : inc);
+  mark<Access::read>('G', 1, n, x, distance(inc));
 }
 template <class T>
 inline void writesVector(int n, T* x, int inc) {
-  mark<Access::write>('G', 1, n, x, inc < 0 ? -inc : inc);
+  mark<Access::write>('G', 1, n, x, distance(inc));
 }
 
 }  // namespace detail

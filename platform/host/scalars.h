@@ -33,6 +33,14 @@ __device__ inline Complex<R> reciprocalOf(Complex<R> z) {
   return Complex<R>(ratio * scale, -scale);
 }
 
+template <bool conjugate, class T>
+__device__ inline T conjugateIf(T x) {
+  if constexpr (conjugate)
+    return conj(x);
+  else
+    return x;
+}
+
 // The absolute value; NaN where a part of z is NaN, infinite though the other one may be.
 template <class R>
 __device__ inline R modulus(R x) {

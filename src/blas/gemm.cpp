@@ -32,20 +32,9 @@ void gemm(char transa, char transb, Scalar<T> alpha, ConstView<T> dA, ConstView<
     cublas::gemm<T>(transa, transb, alpha, dA, dB, beta, dC);
 }
 
-template <class T>
-void gemv(char trans, Scalar<T> alpha, ConstView<T> dA, const Scalar<T>* dX, int incx, Scalar<T> beta, T* dY,
-          int incy) {
-  if (dA.empty() || (alpha == T(0) && beta == T(1))) return;
-  cublas::gemv<T>(trans, alpha, dA, dX, incx, beta, dY, incy);
-}
-
 template decltype(gemm<float>) gemm<float>;
 template decltype(gemm<double>) gemm<double>;
 template decltype(gemm<Complex<float>>) gemm<Complex<float>>;
 template decltype(gemm<Complex<double>>) gemm<Complex<double>>;
-template decltype(gemv<float>) gemv<float>;
-template decltype(gemv<double>) gemv<double>;
-template decltype(gemv<Complex<float>>) gemv<Complex<float>>;
-template decltype(gemv<Complex<double>>) gemv<Complex<double>>;
 
 }  // namespace tovi::blas

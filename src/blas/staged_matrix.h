@@ -1,18 +1,16 @@
 // Device copies of host operands, for the host interface: uploaded when they are built, copied back when the
-// routine has succeeded, freed with their owner.
+// routine has succeeded. Their memory comes from the buffers of the calling thread.
 
 #ifndef TOVI_BLAS_STAGED_MATRIX_H
 #define TOVI_BLAS_STAGED_MATRIX_H
 
 #include <cstddef>
-#include <limits>
 #include <type_traits>
 
-#include "cudalib/allocators.h"
+#include "cudalib/buffer_cache.h"
 #include "cudalib/device_table.h"
-#include "cudalib/exceptions.h"
-#include "cudalib/managed_memory.h"
 #include "cudalib/matrix_view.h"
+#include "platform/host/fortran.h"
 
 namespace tovi::blas {
 
@@ -39,7 +37,7 @@ class Staged {
 
  protected:
   using Element = std::remove_const_t<T>;
-  using Memory = cudalib::ManagedMemory<Element, BlasAllocator<Element>>;
+  using Memory = cudalib::PaddedMemory<Element>;
 
   Staged(T* host, std::size_t width, std::size_t height, std::size_t hostPitch, unsigned flags)
       : host_(host),
@@ -90,8 +88,6 @@ class StagedMatrix : public Staged<T> {
         ld_(rows > 0 ? rows : 1) {
     if (!this->needed()) return;
     const typename Staged<T>::Memory memory(static_cast<std::size_t>(rows), static_cast<std::size_t>(cols));
-    if (memory.leadingDimension() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
-      throw cudalib::CudaMemoryException("leading dimension out of range");
     ld_ = memory.ld();
     this->place(memory, memory.leadingDimension());
   }
@@ -110,7 +106,7 @@ template <class T>
 class StagedVector : public Staged<T> {
  public:
   StagedVector(T* hX, int n, int increment, unsigned flags)
-      : Staged<T>(hX, 1, static_cast<std::size_t>(n), distance(increment), flags),
+      : Staged<T>(hX, 1, static_cast<std::size_t>(n), host::distance(increment), flags),
         increment_(increment < 0 ? -1 : 1) {
     if (this->needed()) this->place(typename Staged<T>::Memory(static_cast<std::size_t>(n), 1), 1);
   }
@@ -119,11 +115,6 @@ class StagedVector : public Staged<T> {
   int increment() const { return increment_; }
 
  private:
-  static std::size_t distance(int increment) {
-    return increment < 0 ? std::size_t{0} - static_cast<std::size_t>(increment)
-                         : static_cast<std::size_t>(increment);
-  }
-
   int increment_;
 };
 

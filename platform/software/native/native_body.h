@@ -1,5 +1,6 @@
 // Native bodies: what the device runs in place of a kernel that cannot be fast thread by thread. The contract
-// is the kernel's, to the bit; a launch through the wrappers' maps finds its body here at compile time, and
+// is the kernel's, to the bit, or to rounding for the transposed product, whose sums are the host BLAS's. A
+// launch through the wrappers' maps finds its body here at compile time, and
 // software_device::useNativeBodies(false) runs the kernel instead, so that a test can hold both against each
 // other.
 //
@@ -44,6 +45,9 @@ template <class Map, char side, char pivot, char direct, class T>
 __global__ void LASR_k(int m, int n, const Real<T>* c, const Real<T>* s, T* A, int lda);
 template <class Map, class T>
 __global__ void LARFG_k(int n, T* alpha, T* x, int incx, T* tau);
+template <class T, int BX, int BY, bool conj>
+__global__ void gemvt_k(int m, int n, T alpha, int m_main, const T* A, int lda, T beta, const T* x, int incx,
+                        T* y, int incy);
 
 }  // namespace tovi
 
@@ -67,6 +71,10 @@ TOVI_SOFTWARE_API void rotateColumns(int m, int n, const tovi::Real<T>* dC, cons
                                      int lda);
 template <class T>
 TOVI_SOFTWARE_API void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau);
+// The first `count` of the n entries of y
+template <bool conj, class T>
+TOVI_SOFTWARE_API void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda, T beta,
+                                          const T* dX, int incx, T* dY, int incy);
 
 // The elements that threads stand for: a grid that is too small leaves the rest alone here, too.
 inline int covered(int n, std::size_t threads) {
@@ -128,6 +136,14 @@ template <class T>
 struct MakeReflector : Body {
   static void run(dim3, dim3, int n, T* dAlpha, T* dX, int incx, T* dTau) {
     makeReflector(n, dAlpha, dX, incx, dTau);
+  }
+};
+
+template <class T, bool conj>
+struct MultiplyTransposed : Body {
+  static void run(dim3 grid, dim3 block, int m, int n, T alpha, int /*mMain*/, const T* dA, int lda, T beta,
+                  const T* dX, int incx, T* dY, int incy) {
+    multiplyTransposed<conj>(covered(n, inX(grid, block)), m, n, alpha, dA, lda, beta, dX, incx, dY, incy);
   }
 };
 
@@ -269,6 +285,26 @@ struct NativeBody<&tovi::LARFG_k<cudalib::StaticOneBlockMap1D<32>, FloatComplex>
 template <>
 struct NativeBody<&tovi::LARFG_k<cudalib::StaticOneBlockMap1D<32>, DoubleComplex>>
     : native::MakeReflector<DoubleComplex> {};
+template <>
+struct NativeBody<&tovi::gemvt_k<float, 32, 16, false>> : native::MultiplyTransposed<float, false> {};
+template <>
+struct NativeBody<&tovi::gemvt_k<float, 32, 16, true>> : native::MultiplyTransposed<float, true> {};
+template <>
+struct NativeBody<&tovi::gemvt_k<double, 16, 8, false>> : native::MultiplyTransposed<double, false> {};
+template <>
+struct NativeBody<&tovi::gemvt_k<double, 16, 8, true>> : native::MultiplyTransposed<double, true> {};
+template <>
+struct NativeBody<&tovi::gemvt_k<FloatComplex, 16, 8, false>>
+    : native::MultiplyTransposed<FloatComplex, false> {};
+template <>
+struct NativeBody<&tovi::gemvt_k<FloatComplex, 16, 8, true>>
+    : native::MultiplyTransposed<FloatComplex, true> {};
+template <>
+struct NativeBody<&tovi::gemvt_k<DoubleComplex, 16, 8, false>>
+    : native::MultiplyTransposed<DoubleComplex, false> {};
+template <>
+struct NativeBody<&tovi::gemvt_k<DoubleComplex, 16, 8, true>>
+    : native::MultiplyTransposed<DoubleComplex, true> {};
 
 }  // namespace software_device
 

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <initializer_list>
 #include <utility>
 
@@ -52,8 +51,7 @@ class BlasCall {
   }
   template <class T>
   BlasCall& vector(int n, const T* dx, int inc) {
-    const std::size_t step = inc < 0 ? 0 - static_cast<std::size_t>(inc) : static_cast<std::size_t>(inc);
-    if (n > 0) operand(dx, static_cast<std::size_t>(n - 1), step, 1, sizeof(T));
+    if (n > 0) operand(dx, static_cast<std::size_t>(n - 1), host::distance(inc), 1, sizeof(T));
     return *this;
   }
 
@@ -88,34 +86,17 @@ class BlasCall {
       refuse(CUBLAS_STATUS_EXECUTION_FAILED);
   }
 
-  // The host BLAS copies with memcpy, which AddressSanitizer watches: there the operands are host memory for
-  // as long as the work runs, and nothing else on the device does.
   template <class Work>
   auto onOperands(Work work) const {
     if constexpr (sanitizerBuild)
-      return [work = std::move(work), operands = operands_] {
-        for (const Operand& operand : operands) operand.apply(unpoison);
-        work();
-        for (const Operand& operand : operands) operand.apply(poison);
-      };
+      return [work = std::move(work), operands = operands_] { lendToHost(operands, work); };
     else
       return work;
   }
 
-  struct Operand {
-    const void* begin = nullptr;
-    std::size_t bytes = 0;
-    // In whole units of 8 bytes, as AddressSanitizer counts: allocations start and end with such units.
-    void apply(void (*change)(void*, std::size_t)) const {
-      if (bytes == 0) return;
-      const std::size_t before = reinterpret_cast<std::uintptr_t>(begin) % 8;
-      change(static_cast<char*>(const_cast<void*>(begin)) - before, (before + bytes + 7) / 8 * 8);
-    }
-  };
-
   CallGuard guard_;
   bool refused_ = false;
-  std::array<Operand, 3> operands_;
+  std::array<Extent, 3> operands_;
   std::size_t operandCount_ = 0;
 };
 

@@ -245,7 +245,7 @@ void syr2k(char uplo, char trans, int n, int k, T alpha, const T* dA, int lda, c
 // pointer that a piece [first, first + count) of an n-vector is to be called with:
 template <class T>
 T* piece(T* x, int inc, int n, int first, int count) {
-  return x + static_cast<std::ptrdiff_t>(inc < 0 ? -inc : inc) * (inc < 0 ? n - first - count : first);
+  return x + host::distance(inc) * static_cast<std::size_t>(inc < 0 ? n - first - count : first);
 }
 
 // y_i := alpha op(A)_i x + beta y_i. A vector x whose elements are no neighbours is gathered once for all

@@ -10,6 +10,7 @@
 #include <cuda_runtime.h>  // which says what sanitizer this is
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -77,6 +78,30 @@ inline void rawCopy(void* destination, const void* source, std::size_t bytes) {
 inline void rawFill(void* p, int value, std::size_t bytes) { std::memset(p, value, bytes); }
 
 #endif
+
+// What an operand covers of device memory.
+struct Extent {
+  const void* begin = nullptr;
+  std::size_t bytes = 0;
+
+  // In whole units of 8 bytes, as AddressSanitizer counts: allocations start and end with such units.
+  void apply(void (*change)(void*, std::size_t)) const {
+    if (bytes == 0) return;
+    const std::size_t before = reinterpret_cast<std::uintptr_t>(begin) % 8;
+    change(static_cast<char*>(const_cast<void*>(begin)) - before, (before + bytes + 7) / 8 * 8);
+  }
+};
+
+// Runs work of the host BLAS on the device's operands. It copies with memcpy, which AddressSanitizer watches:
+// there the operands are host memory for as long as the work runs, and nothing else on the device does.
+template <class Extents, class Work>
+void lendToHost([[maybe_unused]] const Extents& operands, const Work& work) {
+  if constexpr (sanitizerBuild)
+    for (const Extent& operand : operands) operand.apply(unpoison);
+  work();
+  if constexpr (sanitizerBuild)
+    for (const Extent& operand : operands) operand.apply(poison);
+}
 
 }  // namespace software_device
 

@@ -1,0 +1,80 @@
+#include "src/basic/Precision.h"
+
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "src/basic/addressing.h"
+#include "src/basic/arguments.h"
+
+namespace tovi {
+
+namespace {
+
+template <class D, class S>
+__device__ inline D converted(S x) {
+  return static_cast<D>(x);
+}
+template <class D, class R>
+__device__ inline D converted(Complex<R> z) {
+  return D(static_cast<Real<D>>(z.re), static_cast<Real<D>>(z.im));
+}
+
+}  // namespace
+
+// In both of these a thread owns one element.
+
+template <class Map, class S, class D>
+__global__ void PrecisionConvert_k(int m, int n, const S* A, int lda, D* B, int ldb) {
+  const std::ptrdiff_t i = Map::row(), j = Map::col();
+  if (i < m && j < n) element(B, ldb, i, j) = converted<D>(element(A, lda, i, j));
+}
+
+template <class Map, class S, class D>
+__global__ void PrecisionConvertTriangular_k(bool upper, int n, const S* A, int lda, D* B, int ldb) {
+  if (!Map::owns(upper, n)) return;
+  const std::ptrdiff_t i = Map::row(), j = Map::col();
+  element(B, ldb, i, j) = converted<D>(element(A, lda, i, j));
+}
+
+namespace basic {
+
+template <class T>
+void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB, cudaStream_t stream) {
+  checkShape(dA, 1);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 3);
+  checkOperand(dB, dA.rows, dA.cols, 5);
+  using Map = cudalib::Map2D;
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    cudalib::launch<&PrecisionConvert_k<Map, OtherPrecision<T>, T>>(Map(m, n), stream, m, n, dA.at(i, j),
+                                                                    dA.ld, dB.at(i, j), dB.ld);
+  });
+}
+
+template <class T>
+void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB,
+                                cudaStream_t stream) {
+  uplo = oneOf("UL", uplo, 1);
+  checkSize(dA.rows, 2);
+  if (dA.rows != dA.cols) argumentError(-2);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 3);
+  checkOperand(dB, dA.rows, dA.cols, 5);
+  using Map = cudalib::TriangularMap2D;
+  cudalib::launch<&PrecisionConvertTriangular_k<Map, OtherPrecision<T>, T>>(
+      Map(dA.rows), stream, uplo == 'U', dA.rows, dA.data, dA.ld, dB.data, dB.ld);
+}
+
+template void convertPrecision(ConstView<double>, MatrixView<float>, cudaStream_t);
+template void convertPrecision(ConstView<float>, MatrixView<double>, cudaStream_t);
+template void convertPrecision(ConstView<Complex<double>>, MatrixView<Complex<float>>, cudaStream_t);
+template void convertPrecision(ConstView<Complex<float>>, MatrixView<Complex<double>>, cudaStream_t);
+
+template void convertPrecisionTriangular(char, ConstView<double>, MatrixView<float>, cudaStream_t);
+template void convertPrecisionTriangular(char, ConstView<float>, MatrixView<double>, cudaStream_t);
+template void convertPrecisionTriangular(char, ConstView<Complex<double>>, MatrixView<Complex<float>>,
+                                         cudaStream_t);
+template void convertPrecisionTriangular(char, ConstView<Complex<float>>, MatrixView<Complex<double>>,
+                                         cudaStream_t);
+
+}  // namespace basic
+}  // namespace tovi

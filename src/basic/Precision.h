@@ -1,0 +1,54 @@
+// Matrices in device memory from single to double precision and back, whole or one triangle of them. No
+// exported routine converts: a building block.
+
+#ifndef TOVI_BASIC_PRECISION_H
+#define TOVI_BASIC_PRECISION_H
+
+#include "cudalib/matrix_view.h"
+#include "platform/host/complex.h"
+#include "platform/runtime.h"
+
+namespace tovi {
+
+// The m x n matrix B := A, each part of an element converted to the type of B's.
+template <class Map, class S, class D>
+__global__ void PrecisionConvert_k(int m, int n, const S* A, int lda, D* B, int ldb);
+
+// The same for one triangle of n x n matrices, diagonal included; the rest of B stays as it is.
+template <class Map, class S, class D>
+__global__ void PrecisionConvertTriangular_k(bool upper, int n, const S* A, int lda, D* B, int ldb);
+
+namespace basic {
+
+// The element type of the same kind in the other precision.
+template <class T>
+struct ToOtherPrecision;
+template <>
+struct ToOtherPrecision<float> {
+  using type = double;
+};
+template <>
+struct ToOtherPrecision<double> {
+  using type = float;
+};
+template <class R>
+struct ToOtherPrecision<Complex<R>> {
+  using type = Complex<typename ToOtherPrecision<R>::type>;
+};
+template <class T>
+using OtherPrecision = typename ToOtherPrecision<T>::type;
+
+// dB := dA, rounded to nearest where dB's elements are the narrower ones: numbers beyond their range become
+// infinite, NaN stays NaN.
+template <class T>
+void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB, cudaStream_t stream = nullptr);
+
+// The triangle uplo (U or L) of square matrices.
+template <class T>
+void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB,
+                                cudaStream_t stream = nullptr);
+
+}  // namespace basic
+}  // namespace tovi
+
+#endif

@@ -1,0 +1,117 @@
+#include "src/blas/gemv.h"
+
+#include <cstddef>
+#include <utility>
+
+#include "cudalib/device_table.h"
+#include "cudalib/launch.h"
+#include "cudalib/maps.h"
+#include "platform/host/scalars.h"
+#include "src/basic/addressing.h"
+#include "src/blas/blas.h"
+#include "src/blas/cublas.h"
+
+namespace tovi {
+
+namespace {
+
+// A row's part in the sums of the columns C, the last of which is `last`: written out for each column, so
+// that the sums stay in registers and the loads are under way together. Beyond the last column it is read
+// again.
+template <bool conj, class T, int... C>
+__device__ __forceinline__ void addRow(const T* row, int lda, int last, T xi, T (&sums)[sizeof...(C)],
+                                       std::integer_sequence<int, C...>) {
+  ((sums[C] += conjugateIf<conj>(element(row, lda, 0, C < last ? C : last)) * xi), ...);
+}
+
+}  // namespace
+
+// A block owns BX columns. Each of its threads owns every BX BY-th row of them, so that the block reads a
+// column in runs of BX BY elements, and has a sum for each column. In the end the sums of BY columns at a
+// time go through shared memory: row y of the threads adds up those of column y, and its first thread writes.
+template <class T, int BX, int BY, bool conj>
+__global__ void __launch_bounds__(BX* BY) gemvt_k(int m, int n, T alpha, int m_main, const T* A, int lda,
+                                                  T beta, const T* x, int incx, T* y, int incy) {
+  constexpr int threads = BX * BY;
+  constexpr std::make_integer_sequence<int, BX> columns{};
+  static_assert(BX % BY == 0, "the columns are brought together BY at a time");
+  __shared__ T parts[BY][threads];
+  const int tx = static_cast<int>(threadIdx.x), ty = static_cast<int>(threadIdx.y), thread = ty * BX + tx;
+  const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(blockIdx.x) * BX;
+  const int last = n - first < BX ? static_cast<int>(n - first) - 1 : BX - 1;
+  if (last < 0) return;
+  A += first * lda;
+  x = firstElement(m, x, incx);
+  y = firstElement(n, y, incy);
+
+  T sums[BX];
+  for (int c = 0; c < BX; ++c) sums[c] = T(0);
+  if (alpha != T(0)) {
+    std::ptrdiff_t i = thread;
+    for (; i < m_main; i += threads) addRow<conj>(A + i, lda, last, element(x, incx, i), sums, columns);
+    if (i < m) addRow<conj>(A + i, lda, last, element(x, incx, i), sums, columns);
+  }
+  for (int c = 0; c < BX; c += BY) {
+    for (int k = 0; k < BY; ++k) parts[k][thread] = sums[c + k];
+    __syncthreads();
+    T sum = T(0);
+    for (int k = 0; k < BY; ++k) sum += parts[ty][tx + k * BX];
+    parts[ty][tx] = sum;
+    __syncthreads();
+    if (tx == 0 && c + ty <= last) {
+      for (int k = 1; k < BX; ++k) sum += parts[ty][k];
+      T& yj = element(y, incy, first + c + ty);
+      T result = beta == T(0) ? T(0) : beta == T(1) ? yj : beta * yj;
+      if (alpha != T(0)) result += alpha * sum;
+      yj = result;
+    }
+    __syncthreads();
+  }
+}
+
+namespace blas {
+
+namespace {
+
+template <bool conj, class T>
+void launchTransposed(T alpha, MatrixView<const T> dA, const T* dX, int incx, T beta, T* dY, int incy) {
+  constexpr int bx = GemvBlock<T>::x, by = GemvBlock<T>::y;
+  const cudalib::StaticMap2D<bx, by> map(dA.cols, 1);  // BX entries of y a block, made by all its threads
+  cudalib::launch<&gemvt_k<T, bx, by, conj>>(map, nullptr, dA.rows, dA.cols, alpha,
+                                             dA.rows / (bx * by) * (bx * by), dA.data, dA.ld, beta, dX, incx,
+                                             dY, incy);
+}
+
+// Whether the current device takes a grid with blocks for so many columns.
+template <class T>
+bool fitOneLaunch(int cols) {
+  return (cols - 1) / GemvBlock<T>::x < cudalib::currentDevice().properties.maxGridSize[0];
+}
+
+}  // namespace
+
+template <class T>
+void gemv(char trans, Scalar<T> alpha, ConstView<T> dA, const Scalar<T>* dX, int incx, Scalar<T> beta, T* dY,
+          int incy) {
+  if (dA.empty() || (alpha == T(0) && beta == T(1))) return;
+  if (trans == 'N') return cublas::gemv<T>(trans, alpha, dA, dX, incx, beta, dY, incy);
+  if (!fitOneLaunch<T>(dA.cols)) {
+    // By halves of the columns; with a negative increment the first entries of y stand last.
+    const int left = dA.cols / 2, right = dA.cols - left;
+    const std::ptrdiff_t step = incy;
+    gemv(trans, alpha, dA.columns(0, left), dX, incx, beta, incy < 0 ? dY - right * step : dY, incy);
+    gemv(trans, alpha, dA.columns(left, right), dX, incx, beta, incy < 0 ? dY : dY + left * step, incy);
+  } else if (trans == 'C') {
+    launchTransposed<true, T>(alpha, dA, dX, incx, beta, dY, incy);
+  } else {
+    launchTransposed<false, T>(alpha, dA, dX, incx, beta, dY, incy);
+  }
+}
+
+template decltype(gemv<float>) gemv<float>;
+template decltype(gemv<double>) gemv<double>;
+template decltype(gemv<Complex<float>>) gemv<Complex<float>>;
+template decltype(gemv<Complex<double>>) gemv<Complex<double>>;
+
+}  // namespace blas
+}  // namespace tovi

@@ -1,0 +1,125 @@
+// The transposed matrix-vector product on the software device: how it is launched, and its kernel, which
+// otherwise gives way to the native body.
+
+#include <string>
+#include <vector>
+
+#include "src/blas/gemv.h"
+#include "tests/support/blas_checks.h"
+#include "tests/support/machines.h"
+
+namespace testing_support {
+namespace {
+
+using software_device::Call;
+using software_device::Entry;
+
+template <class T>
+class GemvTest : public LibraryTest {};
+using Elements = ::testing::Types<float, double, Complex<float>, Complex<double>>;
+TYPED_TEST_SUITE(GemvTest, Elements);
+
+// An m x n matrix in device memory and vectors that are long enough for both products; which calls one makes.
+template <class T>
+class Operands {
+ public:
+  Operands(int m, int n)
+      : m_(m), n_(n), a_(size(m) * size(n)), x_(size(m) + size(n)), y_(size(m) + size(n)) {}
+  std::vector<Call> calls(char trans, T alpha, T beta) const {
+    software_device::startRecording();
+    EXPECT_EQ(gemv(Memory::device, trans, m_, n_, alpha, a_.data(), std::max(1, m_), x_.data(), 1, beta,
+                   y_.data(), 1),
+              toviNoError);
+    std::vector<Call> result;
+    for (const Call& call : software_device::stopRecording())
+      if (call.entry == Entry::launch || call.entry == Entry::gemv) result.push_back(call);
+    return result;
+  }
+
+ private:
+  static std::size_t size(int k) { return static_cast<std::size_t>(k); }
+  int m_, n_;
+  DeviceArray<T> a_, x_, y_;
+};
+
+TYPED_TEST(GemvTest, Launches) {
+  using T = TypeParam;
+  const bool single = std::is_same_v<T, float>;
+  const long long bx = single ? 32 : 16, by = single ? 16 : 8;
+  for (const int n : {1, 16, 32, 33}) {
+    const Operands<T> operands(511, n);
+    for (const char trans : {'T', 'c'}) {
+      const auto calls = operands.calls(trans, T(1), T(0));
+      ASSERT_EQ(calls.size(), 1u);
+      EXPECT_EQ(calls[0].entry, Entry::launch);
+      EXPECT_EQ(calls[0].stream, 0u);
+      const std::vector<long long> shape(calls[0].arguments.begin(), calls[0].arguments.begin() + 6);
+      EXPECT_EQ(shape, (std::vector<long long>{(n + bx - 1) / bx, 1, 1, bx, by, 1}));
+    }
+    const auto plain = operands.calls('N', T(1), T(0));
+    ASSERT_EQ(plain.size(), 1u);
+    EXPECT_EQ(plain[0].entry, Entry::gemv);
+    for (const char trans : {'N', 'T', 'C'}) EXPECT_EQ(operands.calls(trans, T(0), T(1)).size(), 0u) << trans;
+  }
+  for (const char trans : {'N', 'T', 'C'}) {
+    EXPECT_EQ(Operands<T>(0, 3).calls(trans, T(1), T(0)).size(), 0u);
+    EXPECT_EQ(Operands<T>(3, 0).calls(trans, T(1), T(0)).size(), 0u);
+  }
+}
+
+// The tests of the exported routine, with the kernel.
+TYPED_TEST(GemvTest, TheKernelItself) {
+  using T = TypeParam;
+  software_device::useNativeBodies(false);
+  checkGemvBlocks<T>(Memory::device);
+  checkGemvNaN<T>(Memory::host);
+  checkGemvWithoutFactor<T>(Memory::device);
+}
+
+// The native body adds up in another order than the kernel: the results agree to rounding.
+TYPED_TEST(GemvTest, KernelAndNativeBodyAgree) {
+  using T = TypeParam;
+  const int m = 3000, n = 40;
+  const auto a = HostMatrix<T>::random(m, n, 3, 1), x = HostMatrix<T>::random(m, 1, 0, 2);
+  const auto y = HostMatrix<T>::random(n, 1, 0, 3);
+  const DeviceArray<T> dA(a), dX(x);
+  const auto product = [&](char trans, bool native) {
+    software_device::useNativeBodies(native);
+    const DeviceArray<T> dY(y);
+    EXPECT_EQ(gemv(Memory::device, trans, m, n, nonTrivial<T>(), dA.data(), a.ld(), dX.data(), 1, T(2),
+                   dY.data(), 1),
+              toviNoError);
+    HostMatrix<T> result = y;
+    dY.download(result);
+    return result;
+  };
+  for (const char trans : {'T', 'C'}) {
+    const double size = m * largest(a) * largest(x) + 2;
+    CHECK_RATIO(productRatio(product(trans, true), widen(product(trans, false)), size), blasBound);
+  }
+}
+
+// More columns than the blocks of one grid produce: two launches, one for each half.
+TEST(GemvColumns, BeyondOneGrid) {
+  ASSERT_EQ(pretend(2, 0), toviNoError);
+  const int most = 65535 * 16;
+  for (const int n : {most, most + 3})
+    for (const int incy : {1, -1}) {
+      SCOPED_TRACE(testing::Message() << n << ' ' << incy);
+      HostMatrix<double> a(1, n), y(n, 1);
+      for (int j = 0; j < n; ++j) a(0, j) = j;
+      const double two = 2;
+      const DeviceArray<double> dA(a), dX(&two, 1), dY(y);
+      const auto launches = software_device::calls(Entry::launch);
+      ASSERT_EQ(gemv(Memory::device, 'T', 1, n, 1.0, dA.data(), 1, dX.data(), 1, 0.0, dY.data(), incy),
+                toviNoError);
+      EXPECT_EQ(software_device::calls(Entry::launch) - launches, n == most ? 1u : 2u);
+      dY.download(y);
+      int wrong = 0;
+      for (int j = 0; j < n; ++j) wrong += y(incy < 0 ? n - 1 - j : j, 0) != 2.0 * j;
+      EXPECT_EQ(wrong, 0);
+    }
+}
+
+}  // namespace
+}  // namespace testing_support
