@@ -5,6 +5,7 @@
 
 #include "api/devices.h"
 #include "api/frame.h"
+#include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
 #include "cudalib/hooks.h"
@@ -65,10 +66,6 @@ toviStatus start() {
   return toviNoError;
 }
 
-// Buffers that the calling thread has used and that the library keeps for its next call. No routine keeps any
-// yet.
-void releaseThreadBuffers() {}
-
 }  // namespace
 }  // namespace tovi::api
 
@@ -92,7 +89,7 @@ toviStatus toviInitialize() {
 void toviShutdown() {
   const boost::mutex::scoped_lock lock(lifecycle().mutex);
   if (!initialized()) return;
-  releaseThreadBuffers();
+  cudalib::releaseThreadBuffers();
   tovi::callHooks().clear();
   lifecycle().registered.erase(tovi::currentThreadId());
   if (lifecycle().registered.empty()) {
@@ -104,5 +101,5 @@ void toviShutdown() {
 
 void toviFreeBuffers() {
   const boost::mutex::scoped_lock lock(lifecycle().mutex);
-  if (initialized()) releaseThreadBuffers();
+  if (initialized()) cudalib::releaseThreadBuffers();
 }

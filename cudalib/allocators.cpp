@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <initializer_list>
 #include <limits>
 
 #include "cudalib/check.h"
@@ -13,16 +12,6 @@ namespace cudalib {
 namespace {
 
 [[noreturn]] void outOfMemory() { throw CudaMemoryException(cudaGetErrorString(cudaErrorMemoryAllocation)); }
-
-// A size that does not fit into std::size_t is memory that cannot be had.
-std::size_t product(std::initializer_list<std::size_t> factors) {
-  std::size_t result = 1;
-  for (const std::size_t factor : factors) {
-    if (factor != 0 && result > std::numeric_limits<std::size_t>::max() / factor) outOfMemory();
-    result *= factor;
-  }
-  return result;
-}
 
 // Success without memory is none, unless nothing was asked for.
 template <class T>
@@ -127,11 +116,20 @@ cudaError_t copyPieces(std::size_t rows, std::size_t ld, std::size_t offset, std
 
 }  // namespace
 
+std::size_t checkedProduct(std::initializer_list<std::size_t> factors) {
+  std::size_t result = 1;
+  for (const std::size_t factor : factors) {
+    if (factor != 0 && result > std::numeric_limits<std::size_t>::max() / factor) outOfMemory();
+    result *= factor;
+  }
+  return result;
+}
+
 // --- Linear device memory.
 
 template <class T>
 T* CudaAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
-  return allocateLinear<T>(product({rows, cols, count, sizeof(T)}));
+  return allocateLinear<T>(checkedProduct({rows, cols, count, sizeof(T)}));
 }
 
 template <class T>
@@ -142,7 +140,7 @@ cudaError_t CudaAllocator<T>::deallocate(T* device) {
 template <class T>
 cudaError_t CudaAllocator<T>::copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
                                            std::size_t count) {
-  return toDevice.linear(device, host, product({rows, cols, count, sizeof(T)}));
+  return toDevice.linear(device, host, checkedProduct({rows, cols, count, sizeof(T)}));
 }
 
 template <class T>
@@ -163,7 +161,7 @@ cudaError_t CudaAllocator<T>::copyToDevice2D(T* dst, std::size_t dstPitch, std::
 template <class T>
 cudaError_t CudaAllocator<T>::copyFromDevice(T* host, const T* device, std::size_t rows, std::size_t cols,
                                              std::size_t count) {
-  return fromDevice.linear(host, device, product({rows, cols, count, sizeof(T)}));
+  return fromDevice.linear(host, device, checkedProduct({rows, cols, count, sizeof(T)}));
 }
 
 template <class T>
@@ -185,9 +183,9 @@ cudaError_t CudaAllocator<T>::copyFromDevice2D(T* dst, std::size_t dstPitch, std
 
 template <class T>
 T* CudaPitchAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
-  const std::size_t width = product({rows, sizeof(T)});
-  const std::size_t height = product({cols, count});
-  const std::size_t bytes = product({width, height});
+  const std::size_t width = checkedProduct({rows, sizeof(T)});
+  const std::size_t height = checkedProduct({cols, count});
+  const std::size_t bytes = checkedProduct({width, height});
   void* memory = nullptr;
   check(cudaMallocPitch(&memory, &pitch_, width, height));
   return obtained<T>(memory, bytes);
@@ -261,7 +259,7 @@ cudaError_t CudaPitchAllocator<T>::copyFromDevice2D(T* dst, std::size_t dstPitch
 
 template <class T>
 T* PageLockedAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
-  const std::size_t bytes = product({rows, cols, count, sizeof(T)});
+  const std::size_t bytes = checkedProduct({rows, cols, count, sizeof(T)});
   void* memory = nullptr;
   check(cudaMallocHost(&memory, bytes));
   return obtained<T>(memory, bytes);
@@ -275,7 +273,7 @@ cudaError_t PageLockedAllocator<T>::deallocate(T* device) {
 template <class T>
 cudaError_t PageLockedAllocator<T>::copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
                                                  std::size_t count) {
-  return HostCopy().linear(device, host, product({rows, cols, count, sizeof(T)}));
+  return HostCopy().linear(device, host, checkedProduct({rows, cols, count, sizeof(T)}));
 }
 
 template <class T>
@@ -296,7 +294,7 @@ cudaError_t PageLockedAllocator<T>::copyToDevice2D(T* dst, std::size_t dstPitch,
 template <class T>
 cudaError_t PageLockedAllocator<T>::copyFromDevice(T* host, const T* device, std::size_t rows,
                                                    std::size_t cols, std::size_t count) {
-  return HostCopy().linear(host, device, product({rows, cols, count, sizeof(T)}));
+  return HostCopy().linear(host, device, checkedProduct({rows, cols, count, sizeof(T)}));
 }
 
 template <class T>
@@ -336,15 +334,21 @@ template class PageLockedAllocator<tovi::Complex<float>>;
 namespace tovi {
 
 template <class T>
-T* BlasAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
+std::size_t BlasAllocator<T>::plannedLeadingDimension(std::size_t rows) {
   // Leading dimensions are int in every interface below.
   constexpr std::size_t largest = std::numeric_limits<int>::max();
   if (rows > largest) cudalib::outOfMemory();
   const std::size_t ld =
       paddedLeadingDimension<T>(rows, cudalib::computeLevel(), cudalib::runtimeFlags().partitions);
   if (ld > largest) cudalib::outOfMemory();
+  return ld;
+}
+
+template <class T>
+T* BlasAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
+  const std::size_t ld = plannedLeadingDimension(rows);
   this->setLeadingDimension(ld);
-  return cudalib::allocateLinear<T>(cudalib::product({ld, cols, count, sizeof(T)}));
+  return cudalib::allocateLinear<T>(cudalib::checkedProduct({ld, cols, count, sizeof(T)}));
 }
 
 template class BlasAllocator<float>;

@@ -8,10 +8,14 @@
 #include <platform/runtime.h>
 
 #include <cstddef>
+#include <initializer_list>
 
 #include "cudalib/padding.h"
 
 namespace cudalib {
+
+// Of sizes. A product that does not fit into std::size_t is memory that cannot be had: CudaMemoryException.
+std::size_t checkedProduct(std::initializer_list<std::size_t> factors);
 
 // Counts, offsets and the strides of the 2D copies are in elements. "Device" is where the allocator
 // allocates. Copies and allocations that fail throw; none returns a null pointer for memory that was asked
@@ -73,6 +77,8 @@ class CudaAllocator : public ManagedMemoryAllocatorInterface<T> {
   cudaError_t copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride, std::size_t,
                                const T* src, std::size_t srcPitch, std::size_t srcSlabStride, std::size_t,
                                std::size_t width, std::size_t height, std::size_t depth) override;
+  // The leading dimension that a matrix of `rows` rows is going to have.
+  static std::size_t plannedLeadingDimension(std::size_t rows) { return rows; }
   std::size_t leadingDimension(std::size_t rows) const override { return rows; }
   void setLeadingDimension(std::size_t) override {}
 };
@@ -124,6 +130,8 @@ class PageLockedAllocator : public ManagedMemoryAllocatorInterface<T> {
   cudaError_t copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride, std::size_t,
                                const T* src, std::size_t srcPitch, std::size_t srcSlabStride, std::size_t,
                                std::size_t width, std::size_t height, std::size_t depth) override;
+  // The leading dimension that a matrix of `rows` rows is going to have.
+  static std::size_t plannedLeadingDimension(std::size_t rows) { return rows; }
   std::size_t leadingDimension(std::size_t rows) const override { return rows; }
   void setLeadingDimension(std::size_t) override {}
 };
@@ -136,6 +144,7 @@ namespace tovi {
 template <class T>
 class BlasAllocator : public cudalib::CudaPitchAllocator<T> {
  public:
+  static std::size_t plannedLeadingDimension(std::size_t rows);
   T* allocate(std::size_t rows, std::size_t cols, std::size_t count) override;
 };
 

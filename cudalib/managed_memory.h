@@ -35,17 +35,29 @@ class ManagedMemory {
   Allocator& allocator() const { return impl_->allocator; }
   // Handles that share the allocation.
   long useCount() const { return impl_.use_count(); }
+  // Bytes of the allocation.
+  std::size_t capacity() const { return impl_ ? impl_->capacity : 0; }
+  // The same allocation for matrices of another leading dimension. Nobody else may be using it: copies by
+  // way of the allocator go by the new one from here on.
+  ManagedMemory relaid(std::size_t leadingDimension) const {
+    ManagedMemory result = *this;
+    result.impl_->allocator.setLeadingDimension(leadingDimension);
+    result.leadingDimension_ = leadingDimension;
+    return result;
+  }
 
  private:
   struct Impl {
     Impl(std::size_t rows, std::size_t cols, std::size_t count)
-        : data(allocator.allocate(rows, cols, count)) {}
+        : data(allocator.allocate(rows, cols, count)),
+          capacity(allocator.leadingDimension(rows) * cols * count * sizeof(T)) {}
     ~Impl() { ignoreFailure(allocator.deallocate(data)); }
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
     Allocator allocator;
     T* data;
+    std::size_t capacity;
   };
 
   boost::shared_ptr<Impl> impl_;

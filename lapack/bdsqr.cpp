@@ -8,11 +8,10 @@
 #include <limits>
 #include <vector>
 
-#include "cudalib/allocators.h"
+#include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/exceptions.h"
-#include "cudalib/managed_memory.h"
 #include "cudalib/stream.h"
 #include "lapack/phase.h"
 #include "lapack/transfers.h"
@@ -27,8 +26,7 @@ namespace {
 
 using host::Rotation;
 
-template <class T>
-using DeviceMemory = cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>>;
+using cudalib::LinearMemory;
 
 constexpr std::int64_t noLimit = -1;
 std::atomic<std::int64_t> rotationLimit(noLimit);
@@ -90,7 +88,7 @@ class Vectors {
   void negateRight(int i) {
     if (dV_.empty()) return;
     if (dMinusOne_.get() == nullptr) {
-      dMinusOne_ = DeviceMemory<T>(1, 1);
+      dMinusOne_ = LinearMemory<T>(1, 1);
       copyToDevice(std::vector<T>{T(-1)}, dMinusOne_.get());
     }
     basic::scaleVector(dV_.rows, dV_.at(0, i), dMinusOne_.get(), 1);
@@ -133,9 +131,9 @@ class Vectors {
   }
 
   MatrixView<T> dV_, dU_, dC_;
-  cudalib::ManagedMemory<R, cudalib::PageLockedAllocator<R>> hRotations_;
-  DeviceMemory<R> dRotations_;
-  DeviceMemory<T> dMinusOne_;
+  cudalib::PageLockedMemory<R> hRotations_;
+  LinearMemory<R> dRotations_;
+  LinearMemory<T> dMinusOne_;
   R* hSweep_;
   int first_ = 0, count_ = 0;
   const cudalib::Stream stream_;  // goes before the buffers do
@@ -462,7 +460,7 @@ void bdsqr(char uplo, int n, Real<T>* dD, Real<T>* dE, MatrixView<T> dVt, Matrix
     // As columns, the right vectors are rotated in contiguous memory.
     const bool square = dVt.rows == dVt.cols;
     const auto rows = static_cast<std::size_t>(square ? 0 : dVt.cols);
-    const DeviceMemory<T> dTransposed(rows, static_cast<std::size_t>(n));
+    const LinearMemory<T> dTransposed(rows, static_cast<std::size_t>(n));
     const MatrixView<T> dV = square ? dVt : dTransposed.view(dVt.cols, n);
     transposeInto(dVt, dV);
     info = iterate(uplo, d, e, dV, dU, dC);

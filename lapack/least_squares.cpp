@@ -4,11 +4,10 @@
 #include <cstddef>
 #include <vector>
 
-#include "cudalib/allocators.h"
+#include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/exceptions.h"
-#include "cudalib/managed_memory.h"
 #include "lapack/phase.h"
 #include "lapack/qr.h"
 #include "lapack/reflectors.h"
@@ -21,12 +20,11 @@
 namespace tovi::lapack {
 namespace {
 
-template <class T>
-using DeviceVector = cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>>;
+using cudalib::LinearMemory;
 
 template <class T>
-DeviceVector<T> scalarFactors(int k) {
-  return DeviceVector<T>(static_cast<std::size_t>(k), 1);
+LinearMemory<T> scalarFactors(int k) {
+  return LinearMemory<T>(static_cast<std::size_t>(k), 1);
 }
 
 template <class T>
@@ -75,7 +73,7 @@ void gels(char trans, MatrixView<T> dA, MatrixView<T> dB) {
   }
   const int k = std::min(dA.rows, dA.cols), nrhs = dB.cols;
   const bool tall = dA.rows >= dA.cols, transposed = trans != 'N';
-  const DeviceVector<T> dTau = scalarFactors<T>(k);
+  const LinearMemory<T> dTau = scalarFactors<T>(k);
   if (tall)
     geqrf(dA, dTau.get());
   else
@@ -104,7 +102,7 @@ void gglse(MatrixView<T> dA, MatrixView<T> dB, T* dC, T* dD, T* dX) {
   const int m = dA.rows, n = dA.cols, p = dB.rows, k = std::min(m, n);
   if (n == 0) return;
   const int free = n - p;  // unknowns that the constraints do not settle; at most m
-  const DeviceVector<T> dTauB = scalarFactors<T>(p), dTauA = scalarFactors<T>(k);
+  const LinearMemory<T> dTauB = scalarFactors<T>(p), dTauA = scalarFactors<T>(k);
 
   // With x = Q^H (x1 x2): T12 x2 = d, and || Z^H c - R (x1 x2) || is to be minimal.
   ggrqf(dB, dTauB.get(), dA, dTauA.get());

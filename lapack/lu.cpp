@@ -5,11 +5,10 @@
 #include <cstddef>
 #include <vector>
 
-#include "cudalib/allocators.h"
+#include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/exceptions.h"
-#include "cudalib/managed_memory.h"
 #include "cudalib/stream.h"
 #include "lapack/block_size.h"
 #include "lapack/phase.h"
@@ -94,7 +93,7 @@ class Transposed {
   MatrixView<T> panel(int j, int jb) const { return {dPanel_.get(), dAt_.cols - j, jb, dAt_.cols - j}; }
 
   MatrixView<T> dAt_;
-  cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>> dPanel_;
+  cudalib::LinearMemory<T> dPanel_;
 };
 
 // The whole matrix is narrow enough to be one panel. Returns the position of the first zero pivot, 0 for
@@ -114,8 +113,7 @@ int factorOnHost(MatrixView<T> dA, int* hIpiv) {
 template <class T, class Storage>
 int factorBlocked(const Storage& storage, int m, int n, int nb, int* hIpiv) {
   const int k = std::min(m, n);
-  const cudalib::ManagedMemory<T, cudalib::PageLockedAllocator<T>> hPanel(static_cast<std::size_t>(m),
-                                                                          static_cast<std::size_t>(nb));
+  const cudalib::PageLockedMemory<T> hPanel(static_cast<std::size_t>(m), static_cast<std::size_t>(nb));
   const cudalib::Stream stream;
   int firstZero = 0;
 

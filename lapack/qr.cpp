@@ -5,9 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "cudalib/allocators.h"
+#include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
-#include "cudalib/managed_memory.h"
 #include "cudalib/stream.h"
 #include "lapack/block_size.h"
 #include "lapack/host_call.h"
@@ -25,8 +24,7 @@
 namespace tovi::lapack {
 namespace {
 
-template <class T>
-using DeviceMemory = cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>>;
+using cudalib::LinearMemory;
 
 template <class T>
 constexpr char adjoint = isComplex<T> ? 'C' : 'T';
@@ -143,7 +141,7 @@ class Rows {
   MatrixView<T> transposed(int first, int count) const { return dTransposed_.view(dA_.cols - first, count); }
 
   MatrixView<T> dA_;
-  DeviceMemory<T> dTransposed_;
+  LinearMemory<T> dTransposed_;
 };
 
 // Factors panels of nb lines while more than nb of the k reflectors are left; returns the number of lines
@@ -153,10 +151,10 @@ template <class T, class Form>
 int factorPanels(const Form& form, int k, int nb, T* hTau, std::vector<T>& hWork) {
   const auto width = static_cast<std::size_t>(nb), length = static_cast<std::size_t>(form.length());
   const int ldh = form.length();
-  const cudalib::ManagedMemory<T, cudalib::PageLockedAllocator<T>> hPanel(length, width);
+  const cudalib::PageLockedMemory<T> hPanel(length, width);
   std::vector<T> hTriangle(width * width);
   const MatrixView<T> hT(hTriangle.data(), nb, nb, nb);
-  const DeviceMemory<T> dTriangle(width, width), dSaved(width, width), dWeights(width, length),
+  const LinearMemory<T> dTriangle(width, width), dSaved(width, width), dWeights(width, length),
       dY(width, static_cast<std::size_t>(form.lines()));
   const MatrixView<T> dT = dTriangle.view(nb, nb), dSave = dSaved.view(nb, nb);
   const cudalib::Stream stream;

@@ -5,11 +5,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "cudalib/allocators.h"
+#include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/device_table.h"
 #include "cudalib/exceptions.h"
-#include "cudalib/managed_memory.h"
 #include "cudalib/stream.h"
 #include "lapack/block_size.h"
 #include "lapack/host_call.h"
@@ -27,8 +26,7 @@
 namespace tovi::lapack {
 namespace {
 
-template <class T>
-using DeviceMatrix = cudalib::ManagedMemory<T, BlasAllocator<T>>;
+using cudalib::PaddedMemory;
 
 bool rowwise(Reflectors kind) { return kind != Reflectors::qr; }
 
@@ -59,7 +57,7 @@ bool misaligned(MatrixView<T> dC) {
 template <class T>
 void addProduct(char transV, MatrixView<const T> dV2, MatrixView<T> dC2, MatrixView<T> dW) {
   if (!misaligned(dC2)) return blas::gemm('C', transV, T(1), dC2, dV2, T(1), dW);
-  const DeviceMatrix<T> dCopy(size(dC2.rows), size(dC2.cols));
+  const PaddedMemory<T> dCopy(size(dC2.rows), size(dC2.cols));
   const MatrixView<T> dAligned = dCopy.view(dC2.rows, dC2.cols);
   basic::copyMatrix(dC2, dAligned);
   blas::gemm('C', transV, T(1), dAligned, dV2, T(1), dW);
@@ -118,10 +116,9 @@ void forEachBlock(Reflectors kind, bool backwards, int nq, int k, MatrixView<T> 
   const int nb = panelWidth<T>(), ldPanel = rows ? nb : nq;
   std::vector<T> hTau(size(k));
   copyToHost(dTau, hTau);
-  using PageLocked = cudalib::ManagedMemory<T, cudalib::PageLockedAllocator<T>>;
-  const PageLocked hPanel(roomForRows(nb, nq), 1), hT(size(nb), size(nb));
+  const cudalib::PageLockedMemory<T> hPanel(roomForRows(nb, nq), 1), hT(size(nb), size(nb));
   std::fill_n(hT.get(), size(nb) * size(nb), T(0));
-  const DeviceMatrix<T> dT(size(nb), size(nb));
+  const PaddedMemory<T> dT(size(nb), size(nb));
   const cudalib::Stream stream;
 
   const int blocks = (k + nb - 1) / nb;
@@ -208,7 +205,7 @@ template <class T>
 void larfb(Reflectors kind, char side, char trans, ConstView<T> dV, const T* dT, int ldt, MatrixView<T> dC) {
   const int k = rowwise(kind) ? dV.rows : dV.cols, rows = side == 'L' ? dC.cols : dC.rows;
   if (k == 0 || dC.empty()) return;
-  const DeviceMatrix<T> dW(size(rows), size(k));
+  const PaddedMemory<T> dW(size(rows), size(k));
   applyBlock<T>(kind, side, trans, dV, {dT, k, k, ldt}, dC, dW.view(rows, k));
 }
 
@@ -226,7 +223,7 @@ void applyReflectors(Reflectors kind, char side, char trans, int k, MatrixView<T
   const bool backwards = (left == plain) != (kind == Reflectors::lq);
   const char blockTrans = plain == rowwise(kind) ? 'C' : 'N';
   const int wRows = left ? dC.cols : dC.rows;
-  const DeviceMatrix<T> dW(size(wRows), size(nb));
+  const PaddedMemory<T> dW(size(wRows), size(nb));
   forEachBlock(kind, backwards, left ? dC.rows : dC.cols, k, dA, dTau,
                [&](int, MatrixView<const T> dV, MatrixView<const T> dT, Range range) {
                  applyBlock(kind, side, blockTrans, dV, dT, slice(dC, left, range.first, range.count),
@@ -244,8 +241,8 @@ void generateQ(Reflectors kind, int k, MatrixView<T> dA, const T* dTau) {
 
   const bool rows = rowwise(kind);
   const int nq = rows ? dA.cols : dA.rows, vectors = rows ? dA.rows : dA.cols;
-  const DeviceMatrix<T> dW(size(vectors), size(nb));
-  const DeviceMatrix<T> dVs(size(rows ? nb : nq), size(rows ? nq : nb));
+  const PaddedMemory<T> dW(size(vectors), size(nb));
+  const PaddedMemory<T> dVs(size(rows ? nb : nq), size(rows ? nq : nb));
   setIdentity(rows, k, vectors - k, dA);
   // The first columns of Q are H1 (H2 (... I)), the first rows of an LQ factorization's Q are
   // ((I ...) H2^H) H1^H. A block leaves the vectors before it as they are, so that their reflectors can wait

@@ -6,8 +6,7 @@
 #include <limits>
 #include <string_view>
 
-#include "cudalib/allocators.h"
-#include "cudalib/managed_memory.h"
+#include "cudalib/buffer_cache.h"
 #include "lapack/bdsqr.h"
 #include "lapack/orgbr.h"
 #include "lapack/phase.h"
@@ -25,11 +24,10 @@ namespace {
 
 // Work vectors and matrices: the leading dimension is the number of rows.
 template <class T>
-class Work : public cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>> {
+class Work : public cudalib::LinearMemory<T> {
  public:
   explicit Work(int rows, int cols = 1)
-      : cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>>(static_cast<std::size_t>(rows),
-                                                             static_cast<std::size_t>(cols)) {}
+      : cudalib::LinearMemory<T>(static_cast<std::size_t>(rows), static_cast<std::size_t>(cols)) {}
 };
 
 // The decomposition of A by way of its bidiagonal form, A = Q B P^H and B = U Sigma V^H, in place of Q and

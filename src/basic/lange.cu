@@ -3,9 +3,9 @@
 #include <cmath>
 #include <limits>
 
+#include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/launch.h"
-#include "cudalib/managed_memory.h"
 #include "cudalib/maps.h"
 #include "platform/host/scalars.h"
 #include "src/basic/addressing.h"
@@ -138,7 +138,7 @@ class Lines {
  private:
   using OneBlock = cudalib::StaticOneBlockMap1D<256>;
   int count_;
-  cudalib::ManagedMemory<R, cudalib::CudaAllocator<R>> memory_;
+  cudalib::LinearMemory<R> memory_;
   R* dGreatest_;
 };
 

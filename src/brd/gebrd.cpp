@@ -4,10 +4,9 @@
 #include <cstddef>
 #include <vector>
 
-#include "cudalib/allocators.h"
+#include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/device_table.h"
-#include "cudalib/managed_memory.h"
 #include "platform/host/lapack.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
@@ -143,8 +142,7 @@ void gebrd(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup) {
   const int m = dA.rows, n = dA.cols, k = std::min(m, n), nb = panelWidth();
   const int blocked = (k - 1) / nb * nb;  // the last 1 to nb rows and columns are left to the host
 
-  using Memory = cudalib::ManagedMemory<T, cudalib::CudaAllocator<T>>;
-  const Memory dX(size(m), size(nb)), dY(size(n), size(nb)), dRow(size(n), 1);
+  const cudalib::LinearMemory<T> dX(size(m), size(nb)), dY(size(n), size(nb)), dRow(size(n), 1);
   for (int i = 0; i < blocked; i += nb) {
     const int below = m - i - nb, right = n - i - nb;
     const MatrixView<T> dRest = dA.block(i, i, m - i, n - i), dTrailing = dRest.block(nb, nb, below, right);

@@ -31,8 +31,9 @@ struct DeviceProperties : cudaDeviceProp {
 // Read once a device and kept: the query takes milliseconds, and every launch of a vector kernel asks for the
 // limits of the grid.
 inline cudaError_t getDeviceProperties(DeviceProperties* properties, int device) {
-  static std::mutex lock;
-  static std::map<int, DeviceProperties> known;
+  // Never destroyed: calls may come until the very last.
+  static auto& lock = *new std::mutex;
+  static auto& known = *new std::map<int, DeviceProperties>;
   const std::lock_guard<std::mutex> guard(lock);
   if (const auto found = known.find(device); found != known.end()) {
     *properties = found->second;
