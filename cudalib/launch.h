@@ -5,6 +5,8 @@
 
 #include <platform/launch.h>
 
+#include <algorithm>
+
 #include "cudalib/maps.h"
 
 namespace cudalib {
@@ -14,6 +16,20 @@ namespace cudalib {
 template <auto Kernel, class... Args>
 void launch(const MapBase& map, cudaStream_t stream, Args... args) {
   platform::launch<Kernel>(map.grid(), map.block(), 0, stream, args...);
+}
+
+// Rows, and columns, of the largest matrix that one launch through Map2D serves on every device: 65535
+// blocks.
+constexpr int largestPart = 65535 * 16;
+
+// Calls launchPart(i, j, m, n) for the m x n parts of a matrix, the first element of which is (i, j). Mostly
+// the one part is the matrix itself. The diagonal runs through the parts with i = j, corner to corner; the
+// others are below it (i > j) or above it.
+template <class LaunchPart>
+void forEachPart(int rows, int cols, const LaunchPart& launchPart) {
+  const auto length = [](int extent, int first) { return std::min(extent - first, largestPart); };
+  for (int j = 0; j < cols; j += length(cols, j))
+    for (int i = 0; i < rows; i += length(rows, i)) launchPart(i, j, length(rows, i), length(cols, j));
 }
 
 }  // namespace cudalib

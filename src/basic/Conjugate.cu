@@ -46,8 +46,10 @@ void conjugateMatrix(MatrixView<T> dA, cudaStream_t stream) {
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
   if (!isComplex<T>) return;
-  cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(cudalib::Map2D(dA.rows, dA.cols), stream, dA.rows,
-                                                         dA.cols, dA.data, dA.ld);
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(cudalib::Map2D(m, n), stream, m, n, dA.at(i, j),
+                                                           dA.ld);
+  });
 }
 
 template <class T>
@@ -56,8 +58,13 @@ void conjugateMatrixLower(MatrixView<T> dA, cudaStream_t stream) {
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
   if (!isComplex<T>) return;
-  cudalib::launch<&ConjugateMatrixLower_k<cudalib::Map2D, T>>(cudalib::Map2D(dA.rows, dA.cols), stream,
-                                                              dA.rows, dA.cols, dA.data, dA.ld);
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    const cudalib::Map2D map(m, n);
+    if (i == j)
+      cudalib::launch<&ConjugateMatrixLower_k<cudalib::Map2D, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+    else if (i > j)
+      cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+  });
 }
 
 template void conjugateVector(int, float*, int, cudaStream_t);

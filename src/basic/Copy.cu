@@ -71,8 +71,10 @@ void copyMatrix(ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
   checkOperand(dB, dA.rows, dA.cols, 5);
-  cudalib::launch<&CopyMatrix_k<T>>(cudalib::Map2D(dA.rows, dA.cols), stream, dA.rows, dA.cols, dA.data,
-                                    dA.ld, dB.data, dB.ld);
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    cudalib::launch<&CopyMatrix_k<T>>(cudalib::Map2D(m, n), stream, m, n, dA.at(i, j), dA.ld, dB.at(i, j),
+                                      dB.ld);
+  });
 }
 
 template <class T>

@@ -35,18 +35,17 @@ void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
   checkOperand(dB, dA.rows, dA.cols, 5);
-  const int m = dA.rows, n = dA.cols;
-  const cudalib::Map2D map(m, n);
-  switch (upperCase(uplo)) {
-    case 'L':
-      cudalib::launch<&LACPY_L_Kernel<T>>(map, stream, m, n, dA.data, dA.ld, dB.data, dB.ld);
-      break;
-    case 'U':
-      cudalib::launch<&LACPY_U_Kernel<T>>(map, stream, m, n, dA.data, dA.ld, dB.data, dB.ld);
-      break;
-    default:
-      cudalib::launch<&LACPY_G_Kernel<T>>(map, stream, m, n, dA.data, dA.ld, dB.data, dB.ld);
-  }
+  const char triangle = upperCase(uplo);
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    if ((triangle == 'L' && i < j) || (triangle == 'U' && i > j)) return;
+    const cudalib::Map2D map(m, n);
+    if (triangle == 'L' && i == j)
+      cudalib::launch<&LACPY_L_Kernel<T>>(map, stream, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
+    else if (triangle == 'U' && i == j)
+      cudalib::launch<&LACPY_U_Kernel<T>>(map, stream, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
+    else
+      cudalib::launch<&LACPY_G_Kernel<T>>(map, stream, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
+  });
 }
 
 template void lacpy(char, ConstView<float>, MatrixView<float>, cudaStream_t);

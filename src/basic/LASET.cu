@@ -26,8 +26,13 @@ void laset(char uplo, typename Identity<T>::type alpha, typename Identity<T>::ty
   checkShape(dA, 2);
   if (dA.empty()) return;
   checkPointer(dA.data, 6);
-  cudalib::launch<&LASET_k<T>>(cudalib::Map2D(dA.rows, dA.cols), stream, upperCase(uplo), dA.rows, dA.cols,
-                               alpha, beta, dA.data, dA.ld);
+  uplo = upperCase(uplo);
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    if ((uplo == 'L' && i < j) || (uplo == 'U' && i > j)) return;
+    const bool diagonal = i == j;
+    cudalib::launch<&LASET_k<T>>(cudalib::Map2D(m, n), stream, diagonal ? uplo : 'F', m, n, alpha,
+                                 diagonal ? beta : alpha, dA.at(i, j), dA.ld);
+  });
 }
 
 template void laset(char, float, float, MatrixView<float>, cudaStream_t);

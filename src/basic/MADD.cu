@@ -63,11 +63,13 @@ namespace basic {
 
 namespace {
 
-template <auto Kernel, class T>
+template <auto Kernel, bool transA, bool transB, class T>
 void launchMADD(Real<T> alpha, ConstView<T> dA, Real<T> beta, ConstView<T> dB, MatrixView<T> dC,
                 cudaStream_t stream) {
-  cudalib::launch<Kernel>(cudalib::Map2D(dC.rows, dC.cols), stream, dC.rows, dC.cols, alpha, dA.data, dA.ld,
-                          beta, dB.data, dB.ld, dC.data, dC.ld);
+  cudalib::forEachPart(dC.rows, dC.cols, [&](int i, int j, int m, int n) {
+    cudalib::launch<Kernel>(cudalib::Map2D(m, n), stream, m, n, alpha, transA ? dA.at(j, i) : dA.at(i, j),
+                            dA.ld, beta, transB ? dB.at(j, i) : dB.at(i, j), dB.ld, dC.at(i, j), dC.ld);
+  });
 }
 
 }  // namespace
@@ -82,10 +84,10 @@ void madd(char transa, char transb, Real<T> alpha, ConstView<T> dA, Real<T> beta
   checkOperand(dA, transposedA ? n : m, transposedA ? m : n, 6);
   checkOperand(dB, transposedB ? n : m, transposedB ? m : n, 9);
   checkPointer(dC.data, 11);
-  const auto launch =
-      transposedA
-          ? (transposedB ? &launchMADD<&MADD_TT_k<T, Real<T>>, T> : &launchMADD<&MADD_TN_k<T, Real<T>>, T>)
-          : (transposedB ? &launchMADD<&MADD_NT_k<T, Real<T>>, T> : &launchMADD<&MADD_NN_k<T, Real<T>>, T>);
+  const auto launch = transposedA ? (transposedB ? &launchMADD<&MADD_TT_k<T, Real<T>>, true, true, T>
+                                                 : &launchMADD<&MADD_TN_k<T, Real<T>>, true, false, T>)
+                                  : (transposedB ? &launchMADD<&MADD_NT_k<T, Real<T>>, false, true, T>
+                                                 : &launchMADD<&MADD_NN_k<T, Real<T>>, false, false, T>);
   launch(alpha, dA, beta, dB, dC, stream);
 }
 

@@ -44,9 +44,15 @@ namespace {
 
 template <int V, class T>
 void launchTriangular(char uplo, char diag, MatrixView<T> dA, cudaStream_t stream) {
-  cudalib::launch<&SetTriangularMatrix_k<V, T>>(cudalib::Map2D(dA.rows, dA.cols), stream, uplo == 'U',
-                                                diag != 'N', dA.rows, dA.cols, dA.data, dA.ld,
-                                                T(diag == 'U' ? 1 : 0));
+  const bool upper = uplo == 'U';
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    const cudalib::Map2D map(m, n);
+    if (i == j)
+      cudalib::launch<&SetTriangularMatrix_k<V, T>>(map, stream, upper, diag != 'N', m, n, dA.at(i, j), dA.ld,
+                                                    T(diag == 'U' ? 1 : 0));
+    else if ((i > j) == upper)
+      cudalib::launch<&SetMatrix_k<cudalib::Map2D, V, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+  });
 }
 
 }  // namespace
@@ -68,11 +74,13 @@ void setMatrix(Fill fill, MatrixView<T> dA, cudaStream_t stream) {
   checkShape(dA, 1);
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
-  const cudalib::Map2D map(dA.rows, dA.cols);
-  if (fill == Fill::one)
-    cudalib::launch<&SetMatrix_k<cudalib::Map2D, 1, T>>(map, stream, dA.rows, dA.cols, dA.data, dA.ld);
-  else
-    cudalib::launch<&SetMatrix_k<cudalib::Map2D, 0, T>>(map, stream, dA.rows, dA.cols, dA.data, dA.ld);
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    const cudalib::Map2D map(m, n);
+    if (fill == Fill::one)
+      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 1, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+    else
+      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 0, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+  });
 }
 
 template <class T>

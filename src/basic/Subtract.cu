@@ -43,9 +43,12 @@ namespace basic {
 
 namespace {
 
-template <auto Kernel, class T>
-void launchSubtract(int m, int n, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
-  cudalib::launch<Kernel>(cudalib::Map2D(m, n), stream, m, n, dA.data, dA.ld, dB.data, dB.ld);
+template <auto Kernel, bool transA, bool transB, class T>
+void launchSubtract(int rows, int cols, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
+  cudalib::forEachPart(rows, cols, [&](int i, int j, int m, int n) {
+    cudalib::launch<Kernel>(cudalib::Map2D(m, n), stream, m, n, transA ? dA.at(j, i) : dA.at(i, j), dA.ld,
+                            transB ? dB.at(j, i) : dB.at(i, j), dB.ld);
+  });
 }
 
 }  // namespace
@@ -58,10 +61,10 @@ void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB,
   const int m = transposedB ? dB.cols : dB.rows, n = transposedB ? dB.rows : dB.cols;  // the difference
   checkOperand(dA, transposedA ? n : m, transposedA ? m : n, 5);
   checkPointer(dB.data, 7);
-  const auto launch = transposedA ? (transposedB ? &launchSubtract<&SubtractMatrix_TT_k<T>, T>
-                                                 : &launchSubtract<&SubtractMatrix_TN_k<T>, T>)
-                                  : (transposedB ? &launchSubtract<&SubtractMatrix_NT_k<T>, T>
-                                                 : &launchSubtract<&SubtractMatrix_NN_k<T>, T>);
+  const auto launch = transposedA ? (transposedB ? &launchSubtract<&SubtractMatrix_TT_k<T>, true, true, T>
+                                                 : &launchSubtract<&SubtractMatrix_TN_k<T>, true, false, T>)
+                                  : (transposedB ? &launchSubtract<&SubtractMatrix_NT_k<T>, false, true, T>
+                                                 : &launchSubtract<&SubtractMatrix_NN_k<T>, false, false, T>);
   launch(m, n, dA, dB, stream);
 }
 

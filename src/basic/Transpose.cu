@@ -2,6 +2,7 @@
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
+#include "platform/host/scalars.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 
@@ -10,14 +11,6 @@ namespace tovi {
 namespace {
 
 constexpr int tileSize = 16;
-
-template <bool conjugate, class T>
-__device__ inline T conjugateIf(T x) {
-  if constexpr (conjugate)
-    return conj(x);
-  else
-    return x;
-}
 
 }  // namespace
 
@@ -55,11 +48,13 @@ void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate, cudaStream_t s
   if (dA.empty()) return;
   checkOperand(dB, dA.cols, dA.rows, 1);
   checkPointer(dA.data, 3);
-  const cudalib::Map2D map(dA.rows, dA.cols);
-  if (conjugate && isComplex<T>)
-    cudalib::launch<&Transpose_k<T, true>>(map, stream, dB.data, dB.ld, dA.data, dA.ld, dA.rows, dA.cols);
-  else
-    cudalib::launch<&Transpose_k<T, false>>(map, stream, dB.data, dB.ld, dA.data, dA.ld, dA.rows, dA.cols);
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    const cudalib::Map2D map(m, n);
+    if (conjugate && isComplex<T>)
+      cudalib::launch<&Transpose_k<T, true>>(map, stream, dB.at(j, i), dB.ld, dA.at(i, j), dA.ld, m, n);
+    else
+      cudalib::launch<&Transpose_k<T, false>>(map, stream, dB.at(j, i), dB.ld, dA.at(i, j), dA.ld, m, n);
+  });
 }
 
 template <class T>

@@ -1,10 +1,8 @@
-// What the wrappers of this floor share: argument checks in the manner of LAPACK, and where a vector starts.
-// Positions count in the argument list of the wrapper's kernel.
+// What the wrappers of this floor share: argument checks in the manner of LAPACK. Positions count in the
+// argument list of the wrapper's kernel.
 
 #ifndef TOVI_BASIC_ARGUMENTS_H
 #define TOVI_BASIC_ARGUMENTS_H
-
-#include <cstddef>
 
 #include "cudalib/exceptions.h"
 #include "cudalib/matrix_view.h"
@@ -42,13 +40,6 @@ inline void checkPointer(const void* p, int position) {
 template <class T>
 void checkOperand(MatrixView<T> a, int rows, int cols, int position) {
   if (a.rows != rows || a.cols != cols || a.data == nullptr) argumentError(-position);
-}
-
-// Kernels walk x[0], x[incx], x[2 incx], ...: with a negative increment they start at the far end, as the
-// BLAS do.
-template <class T>
-T* firstElement(int n, T* x, int incx) {
-  return incx < 0 ? x + static_cast<std::ptrdiff_t>(1 - n) * incx : x;
 }
 
 }  // namespace tovi::basic
