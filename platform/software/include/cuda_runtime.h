@@ -3,8 +3,8 @@
    level every function carries a prefix of its own, so that this device and a real runtime can live in one
    process.
 
-   For C++ the header also supplies the language of kernels: __global__, __shared__, __syncthreads(),
-   threadIdx, ... */
+   For C++ the header also supplies the words of kernels: __global__, __shared__, ... What kernels find while
+   they run, threadIdx and its like, is in platform/kernel.h. */
 
 #ifndef TOVI_SOFTWARE_CUDA_RUNTIME_H
 #define TOVI_SOFTWARE_CUDA_RUNTIME_H
@@ -255,26 +255,7 @@ struct dim3 {
 #define __restrict__ __restrict
 #endif
 
-/* Where a kernel finds itself. The loop over the threads of a block stands in the module that holds the
-   kernel, and so does this storage; initial-exec keeps it one instruction away. */
-#if defined(__ELF__)
-#define TOVI_KERNEL_STATE inline thread_local __attribute__((tls_model("initial-exec"), visibility("hidden")))
-#else
-#define TOVI_KERNEL_STATE inline thread_local
-#endif
-TOVI_KERNEL_STATE uint3 threadIdx{};
-TOVI_KERNEL_STATE uint3 blockIdx{};
-TOVI_KERNEL_STATE dim3 blockDim;
-TOVI_KERNEL_STATE dim3 gridDim;
 inline constexpr int warpSize = 32;
-
-extern "C" TOVI_SOFTWARE_API void toviSw_syncthreads(unsigned int thread);
-
-inline void __syncthreads() {
-  const uint3 thread = threadIdx;
-  toviSw_syncthreads((thread.z * blockDim.y + thread.y) * blockDim.x + thread.x);
-  threadIdx = thread; /* the other threads of the block have run in between */
-}
 
 #endif /* __cplusplus */
 

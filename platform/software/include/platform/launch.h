@@ -12,6 +12,7 @@
 #include <tuple>
 #include <utility>
 
+#include "platform/kernel.h"
 #include "platform/software/native/native_body.h"
 
 namespace software_device {

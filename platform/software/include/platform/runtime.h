@@ -6,6 +6,8 @@
 #include <cublas.h>
 #include <cuda_runtime.h>
 
+#include "platform/kernel.h"
+
 namespace platform {
 
 inline constexpr cudaError_t errorSetOnActiveProcess = cudaErrorSetOnActiveProcess;
