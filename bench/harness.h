@@ -85,6 +85,22 @@ class Report {
                 work / b, unit.c_str(), ratio, aim, best, ratio >= aim ? "" : "  <--");
     add(name, a, b, ratio, aim);
   }
+  // Beside a limit, in units a second, that nothing can pass. The figure is the part of it that is reached.
+  void share(const std::string& name, double work, const std::string& unit, double limit, double aim,
+             const Contender& ours) {
+    std::vector<double> times;
+    for (int i = -1; i < pairs_; ++i) {
+      showProgress(name + " " + std::to_string(i + 1) + "/" + std::to_string(pairs_));
+      std::this_thread::sleep_for(std::chrono::duration<double>(pause_));
+      const double time = ours.time();
+      if (i >= 0) times.push_back(time);
+    }
+    showProgress("");
+    const double a = median(times), part = work / a / limit;
+    std::printf("%-44s %7.1f %s/s %7.1f %s/s %6.2f %8.2f%s\n", name.c_str(), work / a, unit.c_str(), limit,
+                unit.c_str(), part, aim, part >= aim ? "" : "  <--");
+    add(name, a, work / limit, part, aim);
+  }
   // The figure is our time minus the rival's, in microseconds; aim: at most.
   void overhead(const std::string& name, double aim, const Contender& ours, const Contender& rival) {
     const auto [a, b, ratio, best] = measure(name, ours, rival);

@@ -172,8 +172,7 @@ class Drawing {
         markup + "</text>");
   }
 
-  void axes(const Frame& frame, const Scale& x, const Scale& y, const std::string& xTitle,
-            const std::string& yTitle) {
+  void grid(const Frame& frame, const Scale& x, const Scale& y) {
     for (const Tick& tick : x.ticks) {
       const double position = onX(frame, x, tick.value);
       line(position, frame.top, position, frame.bottom + 5, "stroke=\"#ddd\"");
@@ -187,10 +186,18 @@ class Drawing {
     add("<rect x=\"" + at(frame.left) + "\" y=\"" + at(frame.top) + "\" width=\"" +
         at(frame.right - frame.left) + "\" height=\"" + at(frame.bottom - frame.top) +
         "\" fill=\"none\" stroke=\"#555\"/>");
+  }
+  // Below a frame, or all of them, and at the left of the drawing
+  void titles(const Frame& frame, const std::string& xTitle, const std::string& yTitle) {
     text((frame.left + frame.right) / 2, frame.bottom + 46, "middle", escaped(xTitle, 90));
     const std::string middle = at((frame.top + frame.bottom) / 2);
     add("<text transform=\"translate(22 " + middle + ") rotate(-90)\" text-anchor=\"middle\">" +
         escaped(yTitle, 60) + "</text>");
+  }
+  void axes(const Frame& frame, const Scale& x, const Scale& y, const std::string& xTitle,
+            const std::string& yTitle) {
+    grid(frame, x, y);
+    titles(frame, xTitle, yTitle);
   }
 
   static double onX(const Frame& frame, const Scale& scale, double value) {
@@ -295,6 +302,55 @@ std::string svgOf(const ScatterPlot& plot) {
     drawing.add(disc(left, middle, "r=\"5\" " + groupStyle(group)));
     drawing.text(left + 13, middle + 4.5, "start", escaped(plot.groups[static_cast<std::size_t>(group)], 14));
   }
+  return drawing.finished();
+}
+
+std::string svgOf(const CurvesPlot& plot) {
+  constexpr int across = 3;
+  constexpr double panelWidth = 300, panelHeight = 250, left = 74, top = 92, gapX = 60, gapY = 62,
+                   bottom = 62;
+  const int rows = (static_cast<int>(plot.panels.size()) + across - 1) / across;
+  const double right = left + across * panelWidth + (across - 1) * gapX,
+               lowest = top + rows * panelHeight + (rows - 1) * gapY;
+  Drawing drawing(right + 24, lowest + bottom, plot.title);
+
+  std::vector<double> values;
+  for (const CurvesPlot::Panel& panel : plot.panels)
+    for (const CurvesPlot::Curve& curve : panel.curves)
+      for (const auto& point : curve) values.push_back(point.second);
+  const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
+  const Scale y = values.empty() ? logarithmicScale(1, 1) : logarithmicScale(*smallest, *largest);
+  Scale x{plot.xTicks.front() / 1.15, plot.xTicks.back() * 1.15, true, {}};
+  for (const double tick : plot.xTicks) x.ticks.push_back({tick, number("%g", tick)});
+
+  constexpr const char* styles[mostCurves] = {
+      "fill=\"none\" stroke=\"#1f5fa8\" stroke-width=\"2\"",
+      "fill=\"none\" stroke=\"#e6761a\" stroke-width=\"1.6\" stroke-dasharray=\"7 4\"",
+      "fill=\"none\" stroke=\"#777\" stroke-width=\"1.6\" stroke-dasharray=\"1.5 3\""};
+  double legend = left;
+  for (std::size_t k = 0; k < plot.curves.size(); ++k) {
+    drawing.line(legend, 56, legend + 36, 56, styles[k]);
+    drawing.text(legend + 43, 60.5, "start", escaped(plot.curves[k], 60));
+    legend += 75 + 6.9 * static_cast<double>(plot.curves[k].size());
+  }
+  for (std::size_t p = 0; p < plot.panels.size(); ++p) {
+    const int index = static_cast<int>(p);
+    Frame frame{};
+    frame.left = left + index % across * (panelWidth + gapX);
+    frame.top = top + index / across * (panelHeight + gapY);
+    frame.right = frame.left + panelWidth;
+    frame.bottom = frame.top + panelHeight;
+    drawing.grid(frame, x, y);
+    drawing.text(frame.left + 8, frame.top + 20, "start", escaped(plot.panels[p].title, 40),
+                 " font-weight=\"bold\"");
+    for (std::size_t k = 0; k < plot.panels[p].curves.size(); ++k) {
+      std::string points;
+      for (const auto& [abscissa, value] : plot.panels[p].curves[k])
+        points += at(Drawing::onX(frame, x, abscissa)) + "," + at(Drawing::onY(frame, y, value)) + " ";
+      drawing.add("<polyline points=\"" + points + "\" " + styles[k] + " stroke-linejoin=\"round\"/>");
+    }
+  }
+  drawing.titles({left, top, right, lowest}, plot.xTitle, plot.yTitle);
   return drawing.finished();
 }
 

@@ -4,6 +4,7 @@
 #define TOVI_TOOLS_PLOTS_H
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tool {
@@ -30,6 +31,25 @@ struct ScatterPlot {
 constexpr int mostGroups = 20;
 
 std::string svgOf(const ScatterPlot& plot);
+
+// The same curves in several panels, three in a row, that share their axes. Both axes are logarithmic; all
+// coordinates are positive.
+struct CurvesPlot {
+  using Curve = std::vector<std::pair<double, double>>;  // from left to right; may be empty
+  struct Panel {
+    std::string title;
+    std::vector<Curve> curves;
+  };
+  std::string title, xTitle, yTitle;
+  std::vector<double> xTicks;
+  std::vector<std::string>
+      curves;  // at most mostCurves: the legend. The last of mostCurves is a dotted line.
+  std::vector<Panel> panels;
+};
+
+constexpr int mostCurves = 3;
+
+std::string svgOf(const CurvesPlot& plot);
 
 }  // namespace tool
 
