@@ -35,8 +35,7 @@ toviStatus copyBackOn(toviStatus status, Result& result) {
   return status;
 }
 
-// -------------------------------------------------------------------------------------------------------------
-// gemm
+// ------------------------------------------------------------------------------------------------------ gemm
 
 template <class T>
 toviStatus deviceGemm(char transa, char transb, int m, int n, int k, T alpha, const T* dA, int lda,
@@ -64,8 +63,7 @@ toviStatus hostGemm(char transa, char transb, int m, int n, int k, T alpha, cons
   });
 }
 
-// -------------------------------------------------------------------------------------------------------------
-// gemv
+// ------------------------------------------------------------------------------------------------------ gemv
 
 template <class T>
 toviStatus deviceGemv(char trans, int m, int n, T alpha, const T* dA, int lda, const T* dX, int incx, T beta,
@@ -91,8 +89,7 @@ toviStatus hostGemv(char trans, int m, int n, T alpha, const T* hA, int lda, con
   });
 }
 
-// ---------------------------------------------------------------------------------------------------- trsm
-// and trmm
+// ------------------------------------------------------------------------------------------------ trsm, trmm
 
 template <class T, auto Check, auto Routine>
 toviStatus deviceTriangular(char side, char uplo, char trans, char diag, int m, int n, T alpha, const T* dA,
@@ -119,8 +116,7 @@ toviStatus hostTriangular(char side, char uplo, char trans, char diag, int m, in
   });
 }
 
-// ---------------------------------------------------------------------------------------------------- symm
-// and hemm
+// ------------------------------------------------------------------------------------------------ symm, hemm
 
 template <class T, auto Routine>
 toviStatus deviceSymmetric(char side, char uplo, int m, int n, T alpha, const T* dA, int lda, const T* dB,
@@ -148,9 +144,10 @@ toviStatus hostSymmetric(char side, char uplo, int m, int n, T alpha, const T* h
   });
 }
 
-// ---------------------------------------------------------------------------------------------------- syrk
-// and herk Only one triangle of C is written, so C is uploaded whatever beta is: the other one must come back
-// as it was. The factors are real for herk.
+// ------------------------------------------------------------------------------------------------ syrk, herk
+
+// Only one triangle of C is written, so C is uploaded whatever beta is: the other one must come back as it
+// was. The factors are real for herk.
 
 template <class T, auto Check, auto Routine, class Factor>
 toviStatus deviceRankK(char uplo, char trans, int n, int k, Factor alpha, const T* dA, int lda, Factor beta,
@@ -175,8 +172,9 @@ toviStatus hostRankK(char uplo, char trans, int n, int k, Factor alpha, const T*
   });
 }
 
-// -------------------------------------------------------------------------------------------------- syr2k
-// and her2k As above; beta is real for her2k.
+// ---------------------------------------------------------------------------------------------- syr2k, her2k
+
+// As above; beta is real for her2k.
 
 template <class T, auto Check, auto Routine, class Factor>
 toviStatus deviceRank2K(char uplo, char trans, int n, int k, T alpha, const T* dA, int lda, const T* dB,

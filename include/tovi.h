@@ -13,7 +13,7 @@
  *
  * - tovi<P><routine>: the operands are in host memory. They are uploaded, the routine runs on the device and
  *   the results are downloaded. When the routine fails, its operands are left as they were, but for the data
- *   errors that are described with the routine.
+ *   errors that are described with the routine, and for a failure in the midst of the download.
  * - toviDevice<P><routine>: array arguments, pivot vectors too, point to memory of the executing device, as
  *   cudaMalloc gives it. When the routine fails after its arguments were accepted, the contents of what it
  *   writes are undefined, but for the data errors that are described with the routine.
@@ -118,7 +118,8 @@ TOVI_API void toviShutdown(void);
 
 /*
  * Releases the device and page-locked buffers that the library keeps for the calling thread from one call to
- * the next; those of other threads stay. Neither the last status nor the error info changes.
+ * the next; those of other threads stay. A thread that ends releases its own. Neither the last status nor the
+ * error info changes.
  */
 TOVI_API void toviFreeBuffers(void);
 

@@ -10,6 +10,7 @@
 #include "src/basic/LASET.h"
 #include "src/basic/LASWP.h"
 #include "src/basic/MADD.h"
+#include "src/basic/Precision.h"
 #include "src/basic/Scale.h"
 #include "src/basic/Set.h"
 #include "src/basic/Subtract.h"
@@ -119,6 +120,29 @@ TEST_F(BasicArguments, SizesAndNullPointers) {
   EXPECT_EQ(infoOf([&] { setSingle<float>(Fill::one, nullptr); }), -1);
   EXPECT_EQ(infoOf([&] { copySingle<float>(nullptr, p); }), -2);
   EXPECT_EQ(infoOf([&] { copySingle<float>(p, nullptr); }), -1);
+}
+
+TEST_F(BasicArguments, Precisions) {
+  const tovi::MatrixView<double> b(reinterpret_cast<double*>(p), 4, 4, 4);
+  const DeviceArray<float> memory2(16);
+  float* const q = memory2.data();
+  const auto whole = [&](const View& a) { return infoOf([&] { convertPrecision<double>(a, b); }); };
+  EXPECT_EQ(whole(View(nullptr, -1, -1, 4)), -1);
+  EXPECT_EQ(whole(View(nullptr, 0, -1, 4)), -2);
+  EXPECT_EQ(whole(View(nullptr, 4, 4, 4)), -3);
+  EXPECT_EQ(whole(View(q, 3, 4, 4)), -5);
+  EXPECT_EQ(whole(View(nullptr, 0, 4, 4)), 0);
+  EXPECT_EQ(whole(View(q, 4, 4, 4)), 0);
+  const auto triangle = [&](char uplo, const View& a) {
+    return infoOf([&] { convertPrecisionTriangular<double>(uplo, a, b); });
+  };
+  EXPECT_EQ(triangle('F', View(nullptr, -1, -1, 4)), -1);
+  EXPECT_EQ(triangle('U', View(nullptr, -1, -1, 4)), -2);
+  EXPECT_EQ(triangle('u', View(q, 4, 3, 4)), -2);
+  EXPECT_EQ(triangle('L', View(nullptr, 4, 4, 4)), -3);
+  EXPECT_EQ(triangle('L', View(q, 3, 3, 4)), -5);
+  EXPECT_EQ(triangle('l', View(nullptr, 0, 0, 4)), 0);
+  EXPECT_EQ(triangle('l', View(q, 4, 4, 4)), 0);
 }
 
 TEST_F(BasicArguments, Rotations) {

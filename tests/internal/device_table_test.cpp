@@ -8,7 +8,6 @@
 
 #include "cudalib/check.h"
 #include "cudalib/exceptions.h"
-#include "cudalib/runtime_flags.h"
 
 namespace {
 
@@ -109,16 +108,6 @@ TEST(DeviceTable, Predicates) {
   properties.minor = 0;
   const DeviceRecord small(0, properties);
   EXPECT_FALSE(small.knownFamily() || small.preferred || small.atLeast11());
-}
-
-TEST(RuntimeFlags, FollowTheComputeLevel) {
-  cudalib::setRuntimeFlags(12);
-  EXPECT_FALSE(cudalib::runtimeFlags().doublePrecision);
-  EXPECT_EQ(cudalib::runtimeFlags().partitions, 6U);
-  cudalib::setRuntimeFlags(13);
-  EXPECT_TRUE(cudalib::runtimeFlags().doublePrecision);
-  EXPECT_EQ(cudalib::runtimeFlags().partitions, 8U);
-  EXPECT_EQ(cudalib::runtimeFlags().capabilityCode, 13);
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
 // The row-wise factorizations, LQ and RQ, which no exported routine shows by itself.
 
-#include <string>
-
-#include "lapack/qr.h"
 #include "tests/support/qr_checks.h"
 
 namespace testing_support {
@@ -14,29 +11,8 @@ using Elements = ::testing::Types<float, Complex<float>>;
 TYPED_TEST_SUITE(RowWiseTest, Elements);
 
 template <class T>
-void factorRows(Orthogonal form, HostMatrix<T>& a, std::vector<T>& tau) {
-  const DeviceArray<T> dA(a), dTau(tau.data(), tau.size());
-  const tovi::MatrixView<T> view(dA.data(), a.rows(), a.cols(), a.ld());
-  if (form == Orthogonal::lq)
-    tovi::lapack::gelqf(view, dTau.data());
-  else
-    tovi::lapack::gerqf(view, dTau.data());
-  dA.download(a);
-  dTau.download(tau.data());
-}
-
-template <class T>
 void checkRows(int m, int n) {
-  for (const Orthogonal form : {Orthogonal::lq, Orthogonal::rq}) {
-    SCOPED_TRACE((form == Orthogonal::lq ? "LQ " : "RQ ") + std::to_string(m) + " x " + std::to_string(n));
-    const HostMatrix<T> a = HostMatrix<T>::random(m, n, 2, static_cast<std::uint64_t>(m * 10007 + n));
-    HostMatrix<T> factored = a;
-    std::vector<T> tau(static_cast<std::size_t>(std::min(m, n)) + 1, T(-7));
-    factorRows(form, factored, tau);
-    EXPECT_TRUE(tau.back() == T(-7));
-    tau.pop_back();
-    expectFactored(form, a, factored, tau);
-  }
+  for (const Orthogonal form : {Orthogonal::lq, Orthogonal::rq}) checkForm<T>(form, m, n);
 }
 
 TYPED_TEST(RowWiseTest, FactorsSquareMatricesAroundEveryBlockEdge) {

@@ -12,6 +12,7 @@
 #include "src/basic/LASET.h"
 #include "src/basic/LASWP.h"
 #include "src/basic/MADD.h"
+#include "src/basic/Precision.h"
 #include "src/basic/Scale.h"
 #include "src/basic/Set.h"
 #include "src/basic/Subtract.h"
@@ -56,7 +57,9 @@ TEST(BasicLaunches, EmptyProblemsLaunchNothing) {
       transpose(a, t);
       madd('N', 'N', 1, a, 1, a, a);
       subtractMatrix('T', 'N', t, a);
+      convertPrecision<Complex<double>>(a, {nullptr, a.rows, a.cols, 4});
     }
+    convertPrecisionTriangular<Complex<double>>('U', View(nullptr, 0, 0, 1), {nullptr, 0, 0, 1});
     transposeInplace(View(nullptr, 0, 0, 1));
     setVector(Fill::one, 0, p, 1);
     conjugateVector(0, p, 1);

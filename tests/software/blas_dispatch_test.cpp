@@ -14,31 +14,11 @@ namespace {
 using software_device::Call;
 using software_device::Entry;
 
-const char* nameOf(Entry entry) {
-  switch (entry) {
-    case Entry::gemm:
-      return "gemm";
-    case Entry::gemv:
-      return "gemv";
-    case Entry::trsm:
-      return "trsm";
-    case Entry::trmm:
-      return "trmm";
-    case Entry::symm:
-      return "symm";
-    case Entry::hemm:
-      return "hemm";
-    case Entry::syrk:
-      return "syrk";
-    case Entry::herk:
-      return "herk";
-    case Entry::syr2k:
-      return "syr2k";
-    case Entry::her2k:
-      return "her2k";
-    default:
-      return nullptr;
-  }
+const char* nameOf(Entry entry) {  // in the order of the entries
+  constexpr const char* names[] = {"gemm", "gemv", "trsm", "trmm",  "symm",
+                                   "hemm", "syrk", "herk", "syr2k", "her2k"};
+  const int i = static_cast<int>(entry) - static_cast<int>(Entry::gemm);
+  return 0 <= i && i < 10 ? names[i] : nullptr;
 }
 
 // The calls of the device BLAS that work makes, options and dimensions only: "symm LL 192 5; gemm NN 100 5
@@ -197,10 +177,10 @@ TEST(BlasDispatch, LongProductsAreOneCallOnTheFirstGeneration) {
   EXPECT_EQ(longProduct(3591), "gemm NN 1 1 3591; ");
 }
 
-// The blocks of the first generation, with every wait where it belongs.
+// The blocks of the first generation, which are others in single precision.
 template <class T>
 class BlasFirstGenerationTest : public ::testing::Test {};
-using Elements = ::testing::Types<float, double, Complex<float>, Complex<double>>;
+using Elements = ::testing::Types<float, Complex<float>>;
 TYPED_TEST_SUITE(BlasFirstGenerationTest, Elements);
 
 TYPED_TEST(BlasFirstGenerationTest, GivesTheSameResults) {
@@ -216,11 +196,9 @@ TYPED_TEST(BlasFirstGenerationTest, GivesTheSameResults) {
     }
     checkSymmetric<T>(Export::symmetric, Memory::host, 'L', uplo, 1025, 4, nonTrivial<T>(), T(2));
     checkSymmetric<T>(Export::symmetric, Memory::host, 'R', uplo, 4, 1024, nonTrivial<T>(), T(0));
-    checkRankK<T>(Export::symmetric, Memory::host, uplo, 'N', 1025, 1024, nonTrivial<T>(), T(0));
-    checkRank2K<T>(Export::symmetric, Memory::host, uplo, 'N', 1025, 1024, nonTrivial<T>(), T(2));
   }
-  checkGemm<T>(Memory::host, 'N', 'C', 100, 50, 70, nonTrivial<T>(), T(2));
-  checkGemv<T>(Memory::host, 'T', 100, 50, -2, 3, nonTrivial<T>(), T(2));
+  checkRankK<T>(Export::symmetric, Memory::host, 'L', 'N', 1025, 1024, nonTrivial<T>(), T(0));
+  checkRank2K<T>(Export::symmetric, Memory::host, 'U', 'N', 1025, 1024, nonTrivial<T>(), T(2));
 }
 
 }  // namespace

@@ -23,13 +23,6 @@ namespace {
 using namespace tovi::api;
 using tovi::Complex;
 
-software_device::Machine machineOf(int major, int minor) {
-  software_device::Machine machine = software_device::defaultMachine();
-  machine.devices.at(0).major = major;
-  machine.devices.at(0).minor = minor;
-  return machine;
-}
-
 // A routine that fails its argument check leaves this error info.
 void leaveErrorInfo() {
   EXPECT_EQ(toviGetDeviceInfo(0, nullptr, 1), toviArgumentError);
@@ -138,31 +131,6 @@ TEST(Frame, BeforeInitializationNothingRuns) {
   EXPECT_EQ(toviGetErrorInfo(), -2);
 }
 
-TEST(Frame, DoublePrecisionNeedsTheCapability) {
-  software_device::configure(machineOf(1, 2));
-  ASSERT_EQ(toviInitialize(), toviNoError);
-  leaveErrorInfo();
-  software_device::resetCounts();
-  const auto work = [] { ADD_FAILURE() << "body called"; };
-  EXPECT_EQ(deviceRoutine<double>(work), toviInsufficientComputeCapability);
-  EXPECT_EQ(deviceRoutine<Complex<double>>(work), toviInsufficientComputeCapability);
-  EXPECT_EQ(software_device::allCalls(), 0U);
-  EXPECT_EQ(toviGetLastStatus(), toviInsufficientComputeCapability);
-  EXPECT_EQ(toviGetErrorInfo(), -2) << "left as it was";
-
-  EXPECT_EQ(deviceRoutine<float>([] {}), toviNoError);
-  EXPECT_EQ(deviceRoutine<Complex<float>>([] {}), toviNoError);
-  EXPECT_EQ(hostRoutine([] { return deviceRoutine<double>([] {}); }), toviInsufficientComputeCapability);
-  EXPECT_EQ(toviGetErrorInfo(), 0);
-}
-
-TEST(Frame, DoublePrecisionFromCapability13On) {
-  software_device::configure(machineOf(1, 3));
-  ASSERT_EQ(toviInitialize(), toviNoError);
-  EXPECT_EQ(deviceRoutine<double>([] {}), toviNoError);
-  EXPECT_EQ(deviceRoutine<Complex<double>>([] {}), toviNoError);
-}
-
 TEST(Frame, AHostRoutinePassesItsDeviceRoutinesStatusOn) {
   ASSERT_EQ(toviInitialize(), toviNoError);
   EXPECT_EQ(hostRoutine([] { return deviceRoutine<float>([] { tovi::dataError(5); }); }), toviDataError);
@@ -174,13 +142,6 @@ TEST(Frame, AHostRoutinePassesItsDeviceRoutinesStatusOn) {
             }),
             toviRuntimeError);
   EXPECT_EQ(toviGetErrorInfo(), 11);
-}
-
-TEST(Frame, ABadArgumentCostsNoPlatformCall) {
-  ASSERT_EQ(toviInitialize(), toviNoError);
-  software_device::resetCounts();
-  EXPECT_EQ(hostRoutine([] { tovi::argumentError(-1); }), toviArgumentError);
-  EXPECT_EQ(software_device::allCalls(), 0U);
 }
 
 TEST(Frame, HooksRunOnceAroundACallFromOutside) {

@@ -1,11 +1,7 @@
 // Least squares with and without constraints on pretended machines: the small blocks of the first device
-// generation, devices without copy overlap, a schedule that runs device work as late as it may, and failures
-// of every call underneath.
-
-#include <string>
+// generation, memory, and failures beside errors of the data.
 
 #include "platform/software/testing/software_device.h"
-#include "tests/support/faults.h"
 #include "tests/support/least_squares_checks.h"
 #include "tests/support/machines.h"
 
@@ -32,48 +28,6 @@ TYPED_TEST(LeastSquaresSoftwareTest, SmallBlocks) {
     checkConstrained<TypeParam>(Memory::device, 90, 130, p + 33);
   }
   checkDeficient<TypeParam>(Memory::host, 150, 100, 66, {35}, {}, 35);
-}
-
-// Work that nobody waits for has not run when it is needed.
-template <class T>
-void solveOnALazyDevice() {
-  software_device::setSchedule(software_device::Schedule::lazy);
-  for (const char trans : {'N', 'C'}) {
-    checkLeastSquares<T>(Memory::device, trans, 150, 100, 2);
-    checkLeastSquares<T>(Memory::host, trans, 100, 150, 2);
-  }
-  checkDeficient<T>(Memory::device, 'N', 150, 100, {70});
-  checkConstrained<T>(Memory::device, 150, 120, 50);
-  checkConstrained<T>(Memory::host, 100, 150, 70);
-  EXPECT_EQ(software_device::live().streams, 0u);
-}
-
-TYPED_TEST(LeastSquaresSoftwareTest, EveryWaitIsThere) {
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  solveOnALazyDevice<TypeParam>();
-}
-
-TYPED_TEST(LeastSquaresSoftwareTest, EveryWaitIsThereWithoutAPrivateStream) {
-  ASSERT_EQ(pretend(1, 3, false), toviNoError);
-  software_device::resetCounts();
-  solveOnALazyDevice<TypeParam>();
-  EXPECT_EQ(software_device::calls(software_device::Entry::streamCreate), 0u);
-}
-
-TYPED_TEST(LeastSquaresSoftwareTest, EveryCallMayFail) {
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  for (const Memory where : {Memory::host, Memory::device}) {
-    failEveryCall(where, leastSquaresProblem<TypeParam>('N', 20, 10, 2), false);
-    failEveryCall(where, leastSquaresProblem<TypeParam>('N', 80, 50, 2), false);
-    failEveryCall(where, leastSquaresProblem<TypeParam>('C', 50, 80, 2), true);
-  }
-}
-
-TYPED_TEST(LeastSquaresSoftwareTest, EveryCallMayFailUnderConstraints) {
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  failEveryCall(Memory::host, constrainedProblem<TypeParam>(20, 15, 10), true);
-  failEveryCall(Memory::host, constrainedProblem<TypeParam>(60, 80, 40), false);
-  failEveryCall(Memory::device, constrainedProblem<TypeParam>(80, 60, 40), false);
 }
 
 // A data error says that the factors are complete, so whatever kept them from being so is told first.
@@ -109,23 +63,13 @@ TEST(LeastSquaresSoftwareSingular, AFailureComesBeforeTheDataError) {
   }
 }
 
-TEST(LeastSquaresSoftwareSizes, WhatCannotBeRepresentedIsRefused) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  const int huge = 2000000000;
-  float a = 1, b = 2, c = 3, d = 4, x = 5;
-  EXPECT_EQ(toviSgels('N', huge, huge, huge, &a, huge, &b, huge), toviInsufficientMemory);
-  EXPECT_EQ(toviSgglse(huge, huge, huge, &a, huge, &b, huge, &c, &d, &x), toviInsufficientMemory);
-  EXPECT_TRUE(a == 1 && b == 2 && c == 3 && d == 4 && x == 5);
-  EXPECT_EQ(software_device::live().allocations, 0u);
-}
-
 // Little work space, whatever the shape.
 TYPED_TEST(LeastSquaresSoftwareTest, PeakStaysNearTheOperands) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
   const auto peak = [](auto problem) {
     software_device::resetPeaks();
     EXPECT_EQ(problem.run(Memory::host), toviNoError);
-    EXPECT_EQ(software_device::live().allocations, 0u);
+    EXPECT_EQ(liveBesideBuffers().allocations, 0u);
     return static_cast<double>(software_device::live().peakDeviceBytes);
   };
   // Five panels of reflectors beside the operands.
@@ -134,26 +78,6 @@ TYPED_TEST(LeastSquaresSoftwareTest, PeakStaysNearTheOperands) {
   EXPECT_LT(peak(leastSquaresProblem<TypeParam>('N', 1200, 600, 1)), element * 1200 * 600 + panels);
   EXPECT_LT(peak(leastSquaresProblem<TypeParam>('N', 600, 1200, 1)), element * 1200 * 600 + panels);
   EXPECT_LT(peak(constrainedProblem<TypeParam>(1200, 600, 300)), element * 1500 * 600 + panels);
-}
-
-TYPED_TEST(LeastSquaresSoftwareTest, SameBitsWithAnyNumberOfWorkers) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  const LeastSquares<TypeParam> tall = leastSquaresProblem<TypeParam>('N', 400, 250, 5);
-  const Constrained<TypeParam> bound = constrainedProblem<TypeParam>(300, 250, 120);
-  LeastSquares<TypeParam> firstTall = tall;
-  Constrained<TypeParam> firstBound = bound;
-  software_device::setWorkers(0);
-  ASSERT_EQ(firstTall.run(Memory::host), toviNoError);
-  ASSERT_EQ(firstBound.run(Memory::host), toviNoError);
-  for (const int workers : {1, 7}) {
-    software_device::setWorkers(workers);
-    LeastSquares<TypeParam> again = tall;
-    Constrained<TypeParam> boundAgain = bound;
-    ASSERT_EQ(again.run(Memory::host), toviNoError);
-    ASSERT_EQ(boundAgain.run(Memory::host), toviNoError);
-    EXPECT_TRUE(again.sameBits(firstTall));
-    EXPECT_TRUE(boundAgain.sameBits(firstBound));
-  }
 }
 
 }  // namespace

@@ -78,20 +78,6 @@ TEST(LifecycleMachines, NoDevice) {
   EXPECT_EQ(toviGetErrorInfo(), -1);
 }
 
-TEST(LifecycleMachines, ThePlaceholderIsNoDevice) {
-  for (const bool emulation : {true, false}) {
-    Machine machine;
-    machine.devices = {
-        profile("Device Emulation (CPU)", 64 * MiB, emulation ? 9999 : 0, emulation ? 9999 : 9)};
-    machine.devices[0].emulation = emulation;
-    configure(machine);
-    int count = -1;
-    EXPECT_EQ(toviGetDeviceCount(&count), toviNoError);
-    EXPECT_EQ(count, 0);
-    expectInitialize(toviNoHardware, 0);
-  }
-}
-
 TEST(LifecycleMachines, APreferredDeviceGoesFirst) {
   Machine machine;
   machine.devices = {profile("GeForce GTX 480", 256 * MiB), profile("Tesla C1060", 64 * MiB, 1, 3),

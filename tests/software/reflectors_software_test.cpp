@@ -1,9 +1,7 @@
-// Reflectors on pretended machines: the narrow blocks of the first device generation, devices without copy
-// overlap, a schedule that runs device work as late as it may, and failures of every call underneath.
+// Reflectors on pretended machines: the narrow blocks of the first device generation, and how panels travel.
 
 #include "platform/software/testing/software_device.h"
 
-#include "tests/support/faults.h"
 #include "tests/support/machines.h"
 #include "tests/support/reflector_checks.h"
 
@@ -29,27 +27,6 @@ TYPED_TEST(ReflectorsSoftwareTest, NarrowBlocks) {
       checkGeneration<TypeParam>(kind, k + 20, k, k);
       checkGeneration<TypeParam>(kind, k + 20, k + 20, k);
     }
-}
-
-template <class T>
-void checkUnderTheLazySchedule() {
-  software_device::setSchedule(software_device::Schedule::lazy);
-  checkProducts<T>(120, 101, 9);
-  for (const Kind kind : {Kind::qr, Kind::lq}) checkGeneration<T>(kind, 120, 110, 101);
-  EXPECT_EQ(software_device::live().streams, 0u);
-}
-
-TYPED_TEST(ReflectorsSoftwareTest, EveryWaitIsThere) {
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  checkUnderTheLazySchedule<TypeParam>();
-}
-
-// A process of its own: devices are described once.
-TYPED_TEST(ReflectorsSoftwareTest, EveryWaitIsThereWithoutAPrivateStream) {
-  ASSERT_EQ(pretend(1, 3, false), toviNoError);
-  software_device::resetCounts();
-  checkUnderTheLazySchedule<TypeParam>();
-  EXPECT_EQ(software_device::calls(Entry::streamCreate), 0u);
 }
 
 // While a block is applied, the next panel is on its way: no panel waits for the products before it, and
@@ -91,49 +68,6 @@ TYPED_TEST(ReflectorsSoftwareTest, PanelsTravelAheadOnAPrivateStream) {
     EXPECT_EQ(blocksApplied, 3);
     EXPECT_EQ(otherwise, 0);
   }
-}
-
-TYPED_TEST(ReflectorsSoftwareTest, SameBitsWithAnyNumberOfWorkers) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  for (const Kind kind : allKinds) {
-    const Factored<TypeParam> q(kind, 700, 300);
-    const HostMatrix<TypeParam> c = operand(q, 'R', 400);
-    const auto product = [&](int workers) {
-      software_device::setWorkers(workers);
-      const OnDevice<TypeParam> dA(q.a), dC(c);
-      const DeviceArray<TypeParam> dTau(q.tau.data(), q.tau.size());
-      tovi::lapack::applyReflectors(kind, 'R', 'C', q.k, dA.view, dTau.data(), dC.view);
-      return dC.downloaded(c);
-    };
-    const HostMatrix<TypeParam> alone = product(0);
-    for (const int workers : {1, 5}) EXPECT_TRUE(product(workers).sameBits(alone));
-  }
-}
-
-TYPED_TEST(ReflectorsSoftwareTest, EveryCallMayFail) {
-  struct Operands {
-    explicit Operands(const Factored<TypeParam>& q)
-        : dA(q.a), dC(operand(q, 'L', 6)), dTau(q.tau.data(), q.tau.size()) {}
-    OnDevice<TypeParam> dA, dC;
-    DeviceArray<TypeParam> dTau;
-  };
-  const auto bits = [](const Operands& on) { return on.dA.array.bits() + on.dC.array.bits(); };
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  for (const Kind kind : allKinds)
-    for (const int k : {20, 70}) {
-      SCOPED_TRACE(name(kind) + " " + std::to_string(k));
-      const Factored<TypeParam> q(kind, 80, k);
-      const auto make = [&] { return Operands(q); };
-      const auto apply = [&](const Operands& on) {
-        tovi::lapack::applyReflectors(kind, 'L', 'C', k, on.dA.view, on.dTau.data(), on.dC.view);
-      };
-      failEveryCallOf(make, apply, bits);
-      if (kind == Kind::rq) continue;
-      const auto generate = [&](const Operands& on) {
-        tovi::lapack::generateQ(kind, k, on.dA.view, on.dTau.data());
-      };
-      failEveryCallOf(make, generate, bits);
-    }
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
-// Singular value decompositions on pretended machines: the small blocks of the first device generation,
-// devices without copy overlap, a schedule that runs device work as late as it may, an iteration that does
-// not converge, and failures of every call underneath.
+// Singular value decompositions on pretended machines: the small blocks of the first device generation, an
+// iteration that does not converge, phases, and memory.
 
 #include "cudalib/hooks.h"
 #include "lapack/bdsqr.h"
 #include "platform/software/testing/software_device.h"
-#include "tests/support/faults.h"
 #include "tests/support/machines.h"
 #include "tests/support/svd_checks.h"
 
@@ -30,37 +28,6 @@ TYPED_TEST(SvdSoftwareTest, SmallBlocks) {
     }
 }
 
-// Work that nobody waits for has not run when it is needed.
-template <class T>
-void decomposeOnALazyDevice() {
-  software_device::setSchedule(software_device::Schedule::lazy);
-  for (const Memory where : bothMemories)
-    for (const Jobs jobs : everyPairOfJobs) {
-      checkSvd(where, randomSvdProblem<T>(jobs, 70, 40));
-      checkSvd(where, randomSvdProblem<T>(jobs, 40, 70));
-      checkSvd(where, randomSvdProblem<T>(jobs, 50, 40));
-      checkSvd(where, randomSvdProblem<T>(jobs, 40, 50));
-    }
-  Svd<T> tiny = randomSvdProblem<T>({'S', 'S'}, 50, 40);
-  for (int j = 0; j < 40; ++j)
-    for (int i = 0; i < 50; ++i) tiny.a(i, j) *= T(1e-30f);
-  checkSvd(Memory::device, tiny);
-  EXPECT_EQ(software_device::live().streams, 0u);
-  EXPECT_EQ(software_device::live().allocations, 0u);
-}
-
-TYPED_TEST(SvdSoftwareTest, EveryWaitIsThere) {
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  decomposeOnALazyDevice<TypeParam>();
-}
-
-TYPED_TEST(SvdSoftwareTest, EveryWaitIsThereWithoutAPrivateStream) {
-  ASSERT_EQ(pretend(1, 3, false), toviNoError);
-  software_device::resetCounts();
-  decomposeOnALazyDevice<TypeParam>();
-  EXPECT_EQ(software_device::calls(software_device::Entry::streamCreate), 0u);
-}
-
 // No rotation allowed: all elements beside the diagonal are left, of which the first is not counted.
 TYPED_TEST(SvdSoftwareTest, ReportsAnIterationThatDoesNotConverge) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
@@ -74,7 +41,7 @@ TYPED_TEST(SvdSoftwareTest, ReportsAnIterationThatDoesNotConverge) {
         EXPECT_EQ(failing.run(where), toviDataError);
         EXPECT_EQ(toviGetErrorInfo(), 8) << m << " x " << n;
         EXPECT_TRUE(where == Memory::host ? failing.sameBits(problem) : failing.paddingIntact());
-        EXPECT_EQ(software_device::live().allocations, 0u);
+        EXPECT_EQ(liveBesideBuffers().allocations, 0u);
       }
   tovi::lapack::limitBdsqrRotations(-1);
   checkSvd(Memory::host, randomSvdProblem<TypeParam>({'S', 'S'}, 10, 10));
@@ -106,25 +73,6 @@ TYPED_TEST(SvdSoftwareTest, PhasesDoNotNest) {
   toviShutdown();  // empties the hooks
 }
 
-TYPED_TEST(SvdSoftwareTest, EveryCallMayFail) {
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  for (const Memory where : bothMemories) {
-    failEveryCall(where, randomSvdProblem<TypeParam>({'O', 'A'}, 9, 4), false);
-    failEveryCall(where, randomSvdProblem<TypeParam>({'O', 'A'}, 4, 9), true);
-    failEveryCall(where, randomSvdProblem<TypeParam>({'A', 'S'}, 5, 6), true);
-  }
-  failEveryCall(Memory::host, randomSvdProblem<TypeParam>({'N', 'N'}, 34, 33), false);
-}
-
-TEST(SvdSoftwareSizes, WhatCannotBeRepresentedIsRefused) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  const int huge = 2000000000;
-  float a = 1, s = 2, u = 3, vt = 4;
-  EXPECT_EQ(toviSgesvd('S', 'S', huge, huge, &a, huge, &s, &u, huge, &vt, huge), toviInsufficientMemory);
-  EXPECT_TRUE(a == 1 && s == 2 && u == 3 && vt == 4);
-  EXPECT_EQ(software_device::live().allocations, 0u);
-}
-
 // The host interface reserves all of V^H where it is not asked for, present or not, but not all of U.
 TYPED_TEST(SvdSoftwareTest, RoomForTheVectorsThatNobodyWants) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
@@ -133,6 +81,7 @@ TYPED_TEST(SvdSoftwareTest, RoomForTheVectorsThatNobodyWants) {
   const auto peak = [](int m, int n) {
     Svd<TypeParam> problem = randomSvdProblem<TypeParam>({'N', 'N'}, m, n);
     TypeParam* const none = nullptr;
+    toviFreeBuffers();
     software_device::resetPeaks();
     EXPECT_EQ(gesvd(Memory::host, 'N', 'N', m, n, problem.a.data(), problem.a.ld(), problem.s.data(), none, 1,
                     none, 1),
@@ -141,22 +90,6 @@ TYPED_TEST(SvdSoftwareTest, RoomForTheVectorsThatNobodyWants) {
   };
   EXPECT_GE(peak(3, length), square);
   EXPECT_LT(peak(length, 3), square / 4);
-}
-
-TYPED_TEST(SvdSoftwareTest, SameBitsWithAnyNumberOfWorkers) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  for (const auto& [m, n] : {std::pair{400, 200}, {200, 400}, {230, 200}}) {
-    const Svd<TypeParam> problem = randomSvdProblem<TypeParam>({'S', 'A'}, m, n);
-    software_device::setWorkers(0);
-    Svd<TypeParam> first = problem;
-    ASSERT_EQ(first.run(Memory::host), toviNoError);
-    for (const int workers : {1, 7}) {
-      software_device::setWorkers(workers);
-      Svd<TypeParam> again = problem;
-      ASSERT_EQ(again.run(Memory::host), toviNoError);
-      EXPECT_TRUE(again.sameBits(first));
-    }
-  }
 }
 
 }  // namespace

@@ -113,6 +113,57 @@ void checkGemv(Memory where, char trans, int m, int n, int incx, int incy, T alp
   EXPECT_TRUE(y.paddingIntact() && a.sameBits(a0) && x.sameBits(x0));
 }
 
+// The transposed product around the blocks of its kernel, of 32 or 16 columns, and around the 512 or 128 rows
+// that a block takes at a time.
+template <class T>
+void checkGemvBlocks(Memory where) {
+  for (const char trans : {'T', 'C'})
+    for (const int m : {1, 127, 128, 129, 511, 512, 513, 1100})
+      for (const int n : {1, 15, 17, 32, 33, 65}) {
+        checkGemv<T>(where, trans, m, n, 1, 1, nonTrivial<T>(), T(0));
+        checkGemv<T>(where, trans, m, n, -2, 3, T(1), makeElement<T>(-1.25, 0.5));
+        checkGemv<T>(where, trans, m, n, 3, -1, nonTrivial<T>(), T(1));
+      }
+}
+
+// A NaN reaches the entries that it belongs to and no other: in the last column, which shares its block with
+// columns that are not there, and in the last row, which is the only one behind the last full chunk.
+template <class T>
+void checkGemvNaN(Memory where) {
+  const int m = 513, n = 33;
+  for (const char trans : {'T', 'C'}) {
+    HostMatrix<T> a = HostMatrix<T>::random(m, n, 2, 1), x = HostMatrix<T>::random(m, 1, 0, 2), y(n, 1);
+    a(0, 0) = a(m - 1, 5) = a(7, n - 1) = quietNaN<T>();
+    Placed<T> pa(where, a), px(where, x), py(where, y);
+    ASSERT_EQ(gemv(where, trans, m, n, T(1), pa.data(), a.ld(), px.data(), 1, T(1), py.data(), 1),
+              toviNoError);
+    py.fetch();
+    for (int j = 0; j < n; ++j)
+      EXPECT_EQ(std::isnan(magnitude(y(j, 0))), j == 0 || j == 5 || j == n - 1) << trans << ' ' << j;
+  }
+}
+
+// With alpha = 0 neither A nor x is read, whatever becomes of y; with beta = 1 as well nothing is done.
+template <class T>
+void checkGemvWithoutFactor(Memory where) {
+  const int m = 40, n = 35;
+  for (const char trans : {'N', 'T', 'C'})
+    for (const T beta : {T(0), T(1), T(2)}) {
+      HostMatrix<T> a(m, n, 1), x(m, 1), y = HostMatrix<T>::random(m, 1, 0, 1);
+      a.fill(quietNaN<T>()), x.fill(quietNaN<T>());
+      HostMatrix<T> expected = y;
+      for (int j = 0; j < (trans == 'N' ? m : n); ++j) {
+        expected(j, 0) *= beta;
+        if (beta == T(0)) expected(j, 0) = T(0), y(j, 0) = quietNaN<T>();
+      }
+      Placed<T> pa(where, a), px(where, x), py(where, y);
+      ASSERT_EQ(gemv(where, trans, m, n, T(0), pa.data(), a.ld(), px.data(), 1, beta, py.data(), 1),
+                toviNoError);
+      py.fetch();
+      EXPECT_TRUE(y.sameBits(expected)) << trans << ' ' << magnitude(beta);
+    }
+}
+
 // The triangle of trsm and trmm: well conditioned, its diagonal NaN where it must not be read.
 template <class T>
 HostMatrix<T> wellConditioned(char uplo, char diag, int n) {

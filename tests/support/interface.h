@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <optional>
 #include <vector>
 
@@ -23,11 +22,6 @@ class LibraryTest : public ::testing::Test {
 };
 
 enum class Memory { host, device };
-
-// Runs just before the routine and just after it, when its operands are where it wants them.
-struct Around {
-  std::function<void()> before = [] {}, after = [] {};
-};
 
 // A host matrix in the memory that an interface works on; fetch() brings it home.
 template <class T>

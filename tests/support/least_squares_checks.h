@@ -27,12 +27,10 @@ struct LeastSquares {
   int rows() const { return transposed() ? a.cols() : a.rows(); }
   int cols() const { return transposed() ? a.rows() : a.cols(); }
 
-  toviStatus run(Memory where, const Around& around = {}) {
+  toviStatus run(Memory where) {
     const Placed<T> dA(where, a), dB(where, b);
-    around.before();
     const toviStatus status =
         gels(where, trans, a.rows(), a.cols(), b.cols(), dA.data(), a.ld(), dB.data(), b.ld());
-    around.after();
     dA.fetch();
     dB.fetch();
     return status;
@@ -46,12 +44,10 @@ template <class T>
 struct Constrained {
   HostMatrix<T> a, b, c, d, x;
 
-  toviStatus run(Memory where, const Around& around = {}) {
+  toviStatus run(Memory where) {
     const Placed<T> dA(where, a), dB(where, b), dC(where, c), dD(where, d), dX(where, x);
-    around.before();
     const toviStatus status = gglse(where, a.rows(), a.cols(), b.rows(), dA.data(), a.ld(), dB.data(), b.ld(),
                                     dC.data(), dD.data(), dX.data());
-    around.after();
     for (const Placed<T>* operand : {&dA, &dB, &dC, &dD, &dX}) operand->fetch();
     return status;
   }

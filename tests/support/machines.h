@@ -20,6 +20,12 @@ inline toviStatus pretend(int major, int minor, bool overlap = true) {
   return toviInitialize();
 }
 
+// What is alive beside the buffers that the library keeps for this thread, which are freed.
+inline software_device::Live liveBesideBuffers() {
+  toviFreeBuffers();
+  return software_device::live();
+}
+
 }  // namespace testing_support
 
 #endif

@@ -108,6 +108,7 @@ double solveRatio(const HostMatrix<T>& a, const HostMatrix<T>& x, const HostMatr
   const HostMatrix<W> wa = widen(a), wx = widen(x);
   host::gemm('N', 'N', n, b.cols(), n, W(-1), wa.data(), wa.ld(), wx.data(), wx.ld(), W(1), residual.data(),
              residual.ld());
+  const double scale = n * norm1(a) * epsilon<T>();
   double worst = 0;
   for (int j = 0; j < b.cols(); ++j) {
     double r = 0, size = 0;
@@ -115,7 +116,7 @@ double solveRatio(const HostMatrix<T>& a, const HostMatrix<T>& x, const HostMatr
       r += magnitude(residual(i, j));
       size += magnitude(wx(i, j));
     }
-    worsen(worst, scaled(r, n * norm1(a) * size * epsilon<T>()));
+    worsen(worst, scaled(r, scale * size));
   }
   return worst;
 }

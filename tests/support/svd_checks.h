@@ -31,13 +31,11 @@ struct Svd {
   HostMatrix<T> a, u, vt;
   HostMatrix<Real<T>> s;
 
-  toviStatus run(Memory where, const Around& around = {}) {
+  toviStatus run(Memory where) {
     const Placed<T> dA(where, a), dU(where, u), dVt(where, vt);
     const Placed<Real<T>> dS(where, s);
-    around.before();
     const toviStatus status = gesvd(where, jobs.u, jobs.vt, a.rows(), a.cols(), dA.data(), a.ld(), dS.data(),
                                     dU.data(), u.ld(), dVt.data(), vt.ld());
-    around.after();
     for (const Placed<T>* operand : {&dA, &dU, &dVt}) operand->fetch();
     dS.fetch();
     return status;

@@ -51,6 +51,19 @@ class Tool : public testing::Test {
   }
   Result solve(const std::string& text) const { return run("solve '" + write("a.mtx", text) + "'"); }
 
+  // Each case is a text, or arguments, of which call() makes a run that fails with one line.
+  using Failures = std::vector<std::pair<std::string, std::string>>;
+  template <class Run>
+  void expectOneLine(const Failures& failures, const Run& call) const {
+    for (const auto& [what, message] : failures) {
+      SCOPED_TRACE(what.substr(0, 200));
+      const Result result = call(what);
+      EXPECT_EQ(result.exitCode, 1);
+      EXPECT_EQ(lines(result.err), 1) << result.err;
+      EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    }
+  }
+
   // The numbers of a file that the program wrote, below its size line.
   std::vector<double> solution() const {
     std::ifstream file(path("x.mtx"));

@@ -1,0 +1,491 @@
+// Calls of any export with operands of any kind, and what every one of them must do: the documented status;
+// an argument error, or a problem with nothing to do, changes no byte; success has written every output, with
+// finite numbers where the problem is well conditioned, and nothing else. What may not be read is NaN:
+// padding, the other triangle, a result with beta = 0. On either side of every array stand bytes that nobody
+// may touch.
+
+#ifndef TOVI_TESTS_SUPPORT_CALLS_H
+#define TOVI_TESTS_SUPPORT_CALLS_H
+
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "tests/support/exports.h"
+
+namespace testing_support {
+
+// regular: well conditioned. deficient: small whole numbers, most of them zero. extreme: of very different
+// magnitudes. notFinite: as regular, but for a few NaN and infinities.
+enum class Data { regular, deficient, extreme, notFinite };
+
+// An array of a call: its bytes before and after, those around it included.
+class Operand {
+ public:
+  Operand(Element element, Shape shape, std::size_t stride, std::size_t guard)
+      : element_(element), shape_(shape), stride_(stride), guard_(guard) {
+    const std::size_t elements = shape.empty() ? 0
+                                               : static_cast<std::size_t>(shape.cols - 1) * stride +
+                                                     static_cast<std::size_t>(shape.rows);
+    before.assign(std::max<std::size_t>(2 * guard + elements * element.bytes(), 16), 0xA5);
+    for (std::size_t i = 0; i < elements; ++i) forEachPart(guard + i * element.bytes(), writeUnset);
+  }
+
+  std::vector<unsigned char> before, after;
+
+  bool empty() const { return shape_.empty(); }
+  bool integer() const { return element_.integer; }
+  void* in(unsigned char* bytes) const { return bytes + guard_; }
+
+  // Sets every element that may be read: value(i, j) for each of its parts, all of them in one go.
+  template <class NewValue>
+  void set(NewValue value) {
+    forEachElement([&](int i, int j, std::size_t offset) {
+      bool first = true;
+      forEachPart(offset, [&](std::size_t at, const Operand& self) {
+        self.write(before.data() + at, value(i, j, first));
+        first = false;
+      });
+    });
+  }
+  const Shape& shape() const { return shape_; }
+
+  bool unchanged() const { return after == before; }
+  // Whether all bytes but those of the elements are as they were.
+  bool surroundingsUnchanged() const {
+    std::vector<unsigned char> rest = after;
+    forEachElement([&](int, int, std::size_t offset) {
+      std::memcpy(rest.data() + offset, before.data() + offset, element_.bytes());
+    });
+    return rest == before;
+  }
+  // Whether every element, or every part of one, has been written where it was unset.
+  bool written() const {
+    return all([](std::size_t at, const Operand& self) { return !self.isUnset(self.after.data() + at); });
+  }
+  bool finite() const {
+    return all(
+        [](std::size_t at, const Operand& self) { return std::isfinite(self.read(self.after.data() + at)); });
+  }
+
+ private:
+  bool stored(int i, int j) const {
+    switch (shape_.part) {
+      case Part::lower:
+        return i >= j;
+      case Part::upper:
+        return i <= j;
+      case Part::strictlyLower:
+        return i > j;
+      case Part::strictlyUpper:
+        return i < j;
+      default:
+        return true;
+    }
+  }
+  template <class Visit>
+  void forEachElement(Visit visit) const {
+    for (int j = 0; j < shape_.cols; ++j)
+      for (int i = 0; i < shape_.rows; ++i)
+        if (stored(i, j))
+          visit(i, j,
+                guard_ +
+                    (static_cast<std::size_t>(j) * stride_ + static_cast<std::size_t>(i)) * element_.bytes());
+  }
+  template <class Visit>
+  void forEachPart(std::size_t offset, Visit visit) {
+    for (int part = 0; part < element_.parts; ++part)
+      visit(offset + static_cast<std::size_t>(part) * element_.partBytes, *this);
+  }
+  template <class Test>
+  bool all(Test test) const {
+    bool result = true;
+    forEachElement([&](int, int, std::size_t offset) {
+      for (int part = 0; part < element_.parts; ++part)
+        result = result && test(offset + static_cast<std::size_t>(part) * element_.partBytes, *this);
+    });
+    return result;
+  }
+
+  void write(unsigned char* to, double value) const {
+    const float single = static_cast<float>(value);
+    const int whole = element_.integer ? static_cast<int>(value) : 0;
+    if (element_.integer)
+      std::memcpy(to, &whole, sizeof whole);
+    else if (element_.partBytes == sizeof single)
+      std::memcpy(to, &single, sizeof single);
+    else
+      std::memcpy(to, &value, sizeof value);
+  }
+  double read(const unsigned char* from) const {
+    float single = 0;
+    double value = 0;
+    if (element_.integer) return 0;
+    if (element_.partBytes == sizeof value) {
+      std::memcpy(&value, from, sizeof value);
+      return value;
+    }
+    std::memcpy(&single, from, sizeof single);
+    return static_cast<double>(single);
+  }
+
+  // A NaN that no arithmetic makes, a negative whole number.
+  static constexpr std::uint32_t unsetSingle = 0x7FC0BEEF, unsetWhole = 0x80BEEF01;
+  static constexpr std::uint64_t unsetDouble = 0x7FF8BEEF0000BEEF;
+  const void* unset() const {
+    if (element_.integer) return &unsetWhole;
+    return element_.partBytes == sizeof unsetSingle ? static_cast<const void*>(&unsetSingle) : &unsetDouble;
+  }
+  bool isUnset(const unsigned char* p) const { return std::memcmp(p, unset(), element_.partBytes) == 0; }
+  static void writeUnset(std::size_t at, Operand& self) {
+    std::memcpy(self.before.data() + at, self.unset(), self.element_.partBytes);
+  }
+
+  Element element_;
+  Shape shape_;
+  std::size_t stride_, guard_;
+};
+
+// Runs just before the routine and just after it, when its operands are where it wants them.
+struct Around {
+  std::function<void()> before = [] {}, after = [] {};
+};
+
+class Call {
+ public:
+  // The arrays are unset until fill(). null: which of the arguments are null arrays.
+  Call(const Export& routine, std::vector<Value> values, std::vector<bool> null, std::size_t guard)
+      : routine_(&routine), values_(std::move(values)), null_(std::move(null)) {
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      operands_.push_back(row(i).kind == Kind::array
+                              ? std::make_optional<Operand>(routine.types[i].element,
+                                                            row(i).shape(arguments()), stride(i), guard)
+                              : std::nullopt);
+  }
+
+  const Export& routine() const { return *routine_; }
+
+  // The error info that the argument check is to give; 0: the call is to be accepted. All tests but those of
+  // null arrays come first, both in the order of the arguments.
+  int expectedInfo() const {
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      if (!acceptable(i)) return -static_cast<int>(i) - 1;
+    if (!family().needsArrays(arguments())) return 0;
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      if (null_[i] && (!operands_[i]->empty() || row(i).evenEmpty)) return -static_cast<int>(i) - 1;
+    return 0;
+  }
+  // The complex syr2k is served by the Hermitian routine of CUBLAS, which knows no 'T'.
+  bool unknownToCublas() const {
+    if (std::string_view(family().name) != "syr2k") return false;
+    const std::size_t c = values_.size() - 2;
+    return routine_->types[c].element.parts == 2 && arguments().is("trans", "T") && arguments()["n"] > 0 &&
+           !null_[c];
+  }
+
+  void fill(Random& random, Data data) {
+    data_ = data;
+    std::vector<Operand*> readable;
+    for (std::size_t i = 0; i < values_.size(); ++i) {
+      if (!operands_[i] || !isRead(i) || operands_[i]->empty()) continue;
+      Operand& operand = *operands_[i];
+      const Shape shape = operand.shape();
+      const double weight = 3 * std::sqrt(std::max(shape.rows, shape.cols));
+      operand.set([&](int row, int col, bool first) {
+        const double x = random.uniform();
+        if (data == Data::deficient) return x < -0.75 ? -1.0 : x > 0.75 ? 1.0 : 0.0;
+        if (data == Data::extreme) return std::ldexp(x, random.below(200) - 100);
+        return first && col - row == shape.diagonal ? x + weight : x;
+      });
+      readable.push_back(&operand);
+    }
+    if (data != Data::notFinite || readable.empty()) return;
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    constexpr double bad[] = {std::numeric_limits<double>::quiet_NaN(), infinity, -infinity};
+    Operand& operand = *readable[static_cast<std::size_t>(random.below(static_cast<int>(readable.size())))];
+    const int every = 1 + random.below(operand.shape().rows * operand.shape().cols);
+    int count = 0;
+    operand.set(
+        [&](int, int, bool) { return ++count % every == 0 ? bad[random.below(3)] : random.uniform(); });
+  }
+
+  // Bytes before to where the interface wants them, the call, bytes after.
+  toviStatus run(const Around& around = {}) {
+    std::vector<std::vector<unsigned char>> host(values_.size());
+    std::vector<std::optional<DeviceArray<unsigned char>>> device(values_.size());
+    std::vector<Value> values = values_;
+    for (std::size_t i = 0; i < values_.size(); ++i) {
+      if (!operands_[i]) continue;
+      const std::vector<unsigned char>& before = operands_[i]->before;
+      if (routine_->where == Memory::host)
+        host[i] = before;
+      else
+        device[i].emplace(before.data(), before.size());
+      if (!null_[i]) values[i].address = operands_[i]->in(device[i] ? device[i]->data() : host[i].data());
+    }
+    around.before();
+    const toviStatus status = routine_->call(values);
+    around.after();
+    for (std::size_t i = 0; i < values_.size(); ++i) {
+      if (!operands_[i]) continue;
+      operands_[i]->after = operands_[i]->before;
+      if (device[i])
+        device[i]->download(operands_[i]->after.data());
+      else
+        operands_[i]->after = host[i];
+    }
+    return status;
+  }
+
+  bool sameBits(const Call& other) const {
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      if (operands_[i] && operands_[i]->after != other.operands_[i]->after) return false;
+    return true;
+  }
+  bool unchanged() const {
+    return std::all_of(operands_.begin(), operands_.end(),
+                       [](const auto& operand) { return !operand || operand->unchanged(); });
+  }
+  // Each operand by itself: as it was before, or as another call has left it.
+  bool untouchedOrAs(const Call& other) const {
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      if (operands_[i] && !operands_[i]->unchanged() && operands_[i]->after != other.operands_[i]->after)
+        return false;
+    return true;
+  }
+  // Operands that are only read, what lies between and around the elements.
+  bool paddingIntact() const {
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      if (operands_[i] && !(isWritten(i) ? operands_[i]->surroundingsUnchanged() : operands_[i]->unchanged()))
+        return false;
+    return true;
+  }
+  std::uint64_t digest() const {
+    std::uint64_t hash = 0xCBF29CE484222325;
+    for (const std::optional<Operand>& operand : operands_)
+      if (operand)
+        for (const unsigned char byte : operand->after) hash = (hash ^ byte) * 0x100000001B3;
+    return hash;
+  }
+
+  // What is wrong with how the call ended, in words; empty: nothing. info: the error info, where nobody else
+  // can have changed it.
+  std::string fault(toviStatus status, std::optional<int> info) const {
+    const auto infoIs = [&](int least, int most) { return !info || (*info >= least && *info <= most); };
+    const int expected = expectedInfo();
+    if (expected != 0) {
+      if (status != toviArgumentError || !infoIs(expected, expected))
+        return "argument error " + std::to_string(expected) + " was not reported";
+      return unchanged() ? "" : "an argument error, but an operand was touched";
+    }
+    if (!paddingIntact()) return "what must not be written was";
+    if (unknownToCublas())
+      return status == toviBlasError && infoIs(7, 7) ? "" : "the form that CUBLAS does not know";
+    if (status == toviDataError) return dataFault(infoIs(1, 3 + largestSize()));
+    if (status != toviNoError || !infoIs(0, 0)) return "a status that is not documented";
+    if (nothingToDo()) return unchanged() ? "" : "nothing to do, but an operand was touched";
+    for (std::size_t i = 0; i < values_.size(); ++i) {
+      if (!operands_[i] || !isWritten(i)) continue;
+      const std::string name = row(i).name;
+      if (!isRead(i) && !operands_[i]->written()) return name + " was not written as a whole";
+      if (data_ == Data::regular && !operands_[i]->finite()) return name + " is not finite";
+    }
+    return "";
+  }
+
+  std::string text() const {
+    std::string result = routine_->name + "(";
+    for (std::size_t i = 0; i < values_.size(); ++i) {
+      result += std::string(i == 0 ? "" : ", ") + row(i).name + " = ";
+      const Value& value = values_[i];
+      if (operands_[i])
+        result += null_[i] ? "null"
+                           : std::to_string(operands_[i]->shape().rows) + " x " +
+                                 std::to_string(operands_[i]->shape().cols);
+      else if (row(i).kind == Kind::option)
+        result += std::string("'") + value.option + "'";
+      else if (row(i).kind == Kind::scalar)
+        result += std::to_string(value.re) + " + " + std::to_string(value.im) + "i";
+      else
+        result += std::to_string(value.number);
+    }
+    constexpr const char* kinds[] = {"regular", "deficient", "extreme", "not finite"};
+    return result + "), " + kinds[static_cast<int>(data_)];
+  }
+
+ private:
+  const Family& family() const { return *routine_->family; }
+  const Argument& row(std::size_t i) const { return family().arguments[i]; }
+  Arguments arguments() const { return {family(), values_}; }
+  bool isWritten(std::size_t i) const { return !routine_->types[i].constant; }
+  bool isRead(std::size_t i) const {
+    const auto hasBeta = [&] {
+      return std::any_of(family().arguments.begin(), family().arguments.end(),
+                         [](const Argument& one) { return std::string_view(one.name) == "beta"; });
+    };
+    return !row(i).output && !(isWritten(i) && hasBeta() && arguments().isZero("beta"));
+  }
+  int least(std::size_t i) const { return std::max(family().leastLd, operands_[i - 1]->shape().rows); }
+  bool acceptable(std::size_t i) const {
+    const Value& value = values_[i];
+    const bool holds = !row(i).holds || row(i).holds(arguments());
+    switch (row(i).kind) {
+      case Kind::option:
+        return row(i).accepted.find(Arguments::upper(value.option)) != std::string_view::npos && holds;
+      case Kind::size:
+        return value.number >= 0 && holds;
+      case Kind::ld:
+        return value.number >= least(i);
+      case Kind::increment:
+        return value.number != 0;
+      default:
+        return true;
+    }
+  }
+  // From one column, or one element of a vector, to the next. A call that is refused may say anything.
+  std::size_t stride(std::size_t i) const {
+    const int rows = std::max(1, row(i).shape(arguments()).rows);
+    const bool spaced =
+        i + 1 < values_.size() && (row(i + 1).kind == Kind::ld || row(i + 1).kind == Kind::increment);
+    const int said = spaced ? values_[i + 1].number : 0;
+    return static_cast<std::size_t>(std::max(rows, said == INT_MIN ? 0 : std::abs(said)));
+  }
+  bool nothingToDo() const {
+    if (family().nothingToDo(arguments())) return true;
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      if (null_[i] && !operands_[i]->empty()) return true;
+    return false;
+  }
+  int largestSize() const {
+    int largest = 0;
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      if (row(i).kind == Kind::size) largest = std::max(largest, values_[i].number);
+    return largest;
+  }
+  std::string dataFault(bool infoInRange) const {
+    if (!family().lapack || data_ == Data::regular) return "a data error without reason";
+    if (!infoInRange) return "the error info of the data error is out of range";
+    for (std::size_t i = 0; i < values_.size(); ++i) {
+      const bool kept = row(i).kept == Kept::everywhere ||
+                        (row(i).kept == Kept::onTheHost && routine_->where == Memory::host);
+      if (operands_[i] && kept && !operands_[i]->unchanged())
+        return std::string(row(i).name) + " was touched in spite of the data error";
+    }
+    return "";
+  }
+
+  const Export* routine_;
+  std::vector<Value> values_;
+  std::vector<bool> null_;
+  std::vector<std::optional<Operand>> operands_;
+  Data data_ = Data::regular;
+};
+
+// How calls are drawn.
+struct Draw {
+  std::function<int(Random&)> size;
+  bool good = true;  // only such as succeed; else bad arguments too
+  Data data = Data::regular;
+};
+
+inline std::function<int(Random&)> sizesBetween(int least, int most) {
+  return [=](Random& random) { return least + random.below(most - least + 1); };
+}
+
+inline Value drawValue(const Argument& row, Random& random, const Draw& draw) {
+  const auto oneOf = [&](std::string_view all) {
+    return all[static_cast<std::size_t>(random.below(static_cast<int>(all.size())))];
+  };
+  Value value;
+  switch (row.kind) {
+    case Kind::option: {
+      const char c = oneOf(row.accepted);
+      value.option = random.below(4) == 0 ? static_cast<char>(c - 'A' + 'a') : c;
+      break;
+    }
+    case Kind::size:
+      value.number = draw.size(random);
+      break;
+    case Kind::scalar: {
+      const bool beta = std::string_view(row.name) == "beta";
+      const int which = !draw.good ? random.below(5) : beta ? random.below(3) : 2;
+      value.re = which == 0 ? 0 : which == 1 ? 1 : 0.5 + random.below(3);
+      value.im = which < 2 ? 0 : random.uniform();
+      break;
+    }
+    case Kind::increment:
+      value.number = (1 + random.below(3)) * (random.below(2) == 0 ? 1 : -1);
+      break;
+    default:
+      break;
+  }
+  return value;
+}
+
+// Makes one argument unlike what is expected: mostly, but not always, a bad one.
+inline void spoil(const Argument& row, Random& random, Value& value, std::vector<bool>::reference null) {
+  constexpr std::string_view letters("NTCLRUASOntclrXx1*\0 ", 20);
+  constexpr int odd[] = {-1, -2, INT_MIN, 0};
+  switch (row.kind) {
+    case Kind::option:
+      value.option = letters[static_cast<std::size_t>(random.below(20))];
+      break;
+    case Kind::size:
+      value.number = odd[random.below(3)];
+      break;
+    case Kind::ld:
+      value.number =
+          random.below(2) == 0 ? std::max(value.number, 0) - 1 - random.below(4) : odd[random.below(4)];
+      break;
+    case Kind::increment:
+      value.number = 0;
+      break;
+    case Kind::array:
+      null = true;
+      break;
+    default:
+      break;
+  }
+}
+
+// Arguments of which each one is accepted, null arrays aside.
+inline std::vector<Value> drawValues(const Export& routine, Random& random, const Draw& draw) {
+  const std::vector<Argument>& rows = routine.family->arguments;
+  std::vector<Value> values(rows.size());
+  const Arguments arguments(*routine.family, values);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    int attempts = 100;
+    do values[i] = drawValue(rows[i], random, draw);
+    while (rows[i].holds && !rows[i].holds(arguments) && --attempts > 0);
+    if (rows[i].kind == Kind::ld) {
+      const int tight = std::max(routine.family->leastLd, rows[i - 1].shape(arguments).rows);
+      values[i].number = tight + (random.below(2) == 0 ? 0 : random.below(20) == 0 ? 300 : random.below(5));
+    }
+  }
+  return values;
+}
+
+inline Call drawCall(const Export& routine, Random& random, const Draw& draw) {
+  const std::vector<Argument>& rows = routine.family->arguments;
+  while (true) {
+    std::vector<Value> values = drawValues(routine, random, draw);
+    std::vector<bool> null(rows.size(), false);
+    if (!draw.good && random.below(5) < 2)
+      for (int count = 1 + random.below(2); count > 0; --count) {
+        const auto i = static_cast<std::size_t>(random.below(static_cast<int>(rows.size())));
+        spoil(rows[i], random, values[i], null[i]);
+      }
+    Call call(routine, std::move(values), std::move(null), random.below(2) == 0 ? 0 : 64);
+    if (draw.good && (call.expectedInfo() != 0 || call.unknownToCublas())) continue;
+    call.fill(random, draw.data);
+    return call;
+  }
+}
+
+}  // namespace testing_support
+
+#endif
