@@ -1,6 +1,5 @@
 #include <boost/thread/mutex.hpp>
 #include <cstdint>
-#include <cstdlib>
 #include <set>
 
 #include "api/devices.h"
@@ -9,7 +8,7 @@
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
 #include "cudalib/hooks.h"
-#include "cudalib/thread_id.h"
+#include "platform/host/process.h"
 
 namespace tovi::api {
 namespace {
@@ -43,15 +42,6 @@ void bindDevice(int device) {
     throw cudalib::CudaRuntimeException(static_cast<int>(status));
 }
 
-// The host LAPACK's threading runtime tolerates a second copy of itself in the process.
-void allowSecondThreadingRuntime() {
-#ifdef _WIN32
-  _putenv_s("KMP_DUPLICATE_LIB_OK", "TRUE");
-#else
-  setenv("KMP_DUPLICATE_LIB_OK", "TRUE", 1);
-#endif
-}
-
 toviStatus start() {
   if (!versionsSuffice()) return toviInsufficientRuntime;
   const int best = cudalib::chooseDevice();
@@ -62,7 +52,8 @@ toviStatus start() {
   if (blas == CUBLAS_STATUS_ALLOC_FAILED) return toviInsufficientMemory;
   if (blas != CUBLAS_STATUS_SUCCESS) throw cudalib::CublasException(static_cast<int>(blas));
   cudalib::setRuntimeFlags(cudalib::computeLevel());
-  allowSecondThreadingRuntime();
+  // The host LAPACK's threading runtime tolerates a second copy of itself in the process.
+  platform::setEnvironment("KMP_DUPLICATE_LIB_OK", "TRUE");
   return toviNoError;
 }
 
@@ -75,7 +66,7 @@ toviStatus toviInitialize() {
   return guarded([] {
     const boost::mutex::scoped_lock lock(lifecycle().mutex);
     // A thread stays registered when the rest fails.
-    lifecycle().registered.insert(tovi::currentThreadId());
+    lifecycle().registered.insert(platform::currentThreadId());
     if (!initialized()) {
       const toviStatus status = start();
       if (status != toviNoError) return status;
@@ -91,7 +82,7 @@ void toviShutdown() {
   if (!initialized()) return;
   cudalib::releaseThreadBuffers();
   tovi::callHooks().clear();
-  lifecycle().registered.erase(tovi::currentThreadId());
+  lifecycle().registered.erase(platform::currentThreadId());
   if (lifecycle().registered.empty()) {
     static_cast<void>(platform::stopBlas());
     static_cast<void>(platform::pendingBlasStatus());

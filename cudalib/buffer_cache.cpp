@@ -8,8 +8,8 @@
 
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
-#include "cudalib/thread_id.h"
 #include "platform/host/complex.h"
+#include "platform/host/process.h"
 
 namespace cudalib {
 namespace {
@@ -101,7 +101,7 @@ Caches& caches() {
 
 // The calling thread's number, asked of the operating system once: that would cost more than all the rest.
 std::uint32_t thisThread() {
-  static thread_local const std::uint32_t number = tovi::currentThreadId();
+  static thread_local const std::uint32_t number = platform::currentThreadId();
   return number;
 }
 
@@ -111,7 +111,7 @@ thread_local bool threadEnds = false;
 struct AtThreadEnd {
   ~AtThreadEnd() {
     threadEnds = true;
-    releaseThreadBuffers();
+    if (!platform::onlyThreadLeft()) releaseThreadBuffers();
   }
 };
 
