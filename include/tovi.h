@@ -50,6 +50,8 @@
 #if defined(_WIN32)
 #if defined(TOVI_BUILDING_LIBRARY)
 #define TOVI_API __declspec(dllexport)
+#elif defined(TOVI_STATIC)
+#define TOVI_API
 #else
 #define TOVI_API __declspec(dllimport)
 #endif

@@ -20,7 +20,7 @@ constexpr int tileSize = 16;
 template <class T, bool conj>
 __global__ void Transpose_k(T* B, int ldb, const T* A, int lda, int rows, int cols) {
   __shared__ T tile[tileSize][tileSize + 1];
-  const unsigned x = threadIdx.x, y = threadIdx.y;
+  const auto x = static_cast<std::ptrdiff_t>(threadIdx.x), y = static_cast<std::ptrdiff_t>(threadIdx.y);
   const std::ptrdiff_t row = cudalib::Map2D::row() - x, col = cudalib::Map2D::col() - y;  // of the tile in A
   if (row + x < rows && col + y < cols) tile[y][x] = conjugateIf<conj>(element(A, lda, row + x, col + y));
   __syncthreads();

@@ -8,11 +8,7 @@
 
 #include <cuda_runtime.h>
 
-#if defined(_WIN32)
-#define CUBLASWINAPI __stdcall
-#else
-#define CUBLASWINAPI
-#endif
+#define CUBLASWINAPI CUDARTAPI
 
 #define cublasInit toviSw_cublasInit
 #define cublasShutdown toviSw_cublasShutdown

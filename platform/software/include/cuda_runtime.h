@@ -16,14 +16,15 @@
 #if defined(_WIN32)
 #if defined(TOVI_SOFTWARE_BUILD)
 #define TOVI_SOFTWARE_API __declspec(dllexport)
+#elif defined(TOVI_STATIC)
+#define TOVI_SOFTWARE_API
 #else
 #define TOVI_SOFTWARE_API __declspec(dllimport)
 #endif
-#define CUDARTAPI __stdcall
 #else
 #define TOVI_SOFTWARE_API __attribute__((visibility("default")))
-#define CUDARTAPI
 #endif
+#define CUDARTAPI /* cdecl everywhere: exported names are those written here */
 
 #define cudaRuntimeGetVersion toviSw_cudaRuntimeGetVersion
 #define cudaDriverGetVersion toviSw_cudaDriverGetVersion

@@ -55,26 +55,29 @@ namespace software_device {
 
 namespace native {
 
+#pragma GCC visibility push(default)  // between the device and the library
+
 template <class T>
-TOVI_SOFTWARE_API void copyMatrix(int m, int n, const T* dA, int lda, T* dB, int ldb);
+void copyMatrix(int m, int n, const T* dA, int lda, T* dB, int ldb);
 template <bool conj, class T>
-TOVI_SOFTWARE_API void transpose(T* dB, int ldb, const T* dA, int lda, int rows, int cols);
+void transpose(T* dB, int ldb, const T* dA, int lda, int rows, int cols);
 template <bool conj, class T>
-TOVI_SOFTWARE_API void transposeInplace(T* dA, int lda, int n);
+void transposeInplace(T* dA, int lda, int n);
 // lines[t]: what line first + t changes places with, t = 0 ... count - 1
 template <class T, class Int>
-TOVI_SOFTWARE_API void swapRows(int cols, T* dA, int lda, int first, int count, const Int* lines);
+void swapRows(int cols, T* dA, int lda, int first, int count, const Int* lines);
 template <class T, class Int>
-TOVI_SOFTWARE_API void swapColumns(int rows, T* dA, int lda, int first, int count, const Int* lines);
+void swapColumns(int rows, T* dA, int lda, int first, int count, const Int* lines);
 template <bool forward, class T>
-TOVI_SOFTWARE_API void rotateColumns(int m, int n, const tovi::Real<T>* dC, const tovi::Real<T>* dS, T* dA,
-                                     int lda);
+void rotateColumns(int m, int n, const tovi::Real<T>* dC, const tovi::Real<T>* dS, T* dA, int lda);
 template <class T>
-TOVI_SOFTWARE_API void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau);
+void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau);
 // The first `count` of the n entries of y
 template <bool conj, class T>
-TOVI_SOFTWARE_API void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda, T beta,
-                                          const T* dX, int incx, T* dY, int incy);
+void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda, T beta, const T* dX, int incx,
+                        T* dY, int incy);
+
+#pragma GCC visibility pop
 
 // The elements that threads stand for: a grid that is too small leaves the rest alone here, too.
 inline int covered(int n, std::size_t threads) {

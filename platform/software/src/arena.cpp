@@ -31,8 +31,8 @@ Arena::~Arena() {
 bool Arena::open() {
   if (base_ != nullptr) return true;
   // Twice the capacity, so that what runs out first is memory and not an unbroken stretch of it. Less where
-  // the address space is small.
-  const std::size_t most = std::numeric_limits<std::size_t>::max() / 2 - growth;
+  // that would be much of the address space.
+  const std::size_t most = std::max(os::addressSpace() / 4, capacity_);
   std::size_t bytes = roundUp(capacity_ < most / 2 ? 2 * capacity_ + growth : most, page);
   for (; bytes >= page; bytes = roundUp(bytes / 2, page)) {
     base_ = static_cast<char*>(os::reserve(bytes));

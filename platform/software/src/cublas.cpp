@@ -6,6 +6,8 @@
 #include <cstdint>
 
 #include "platform/software/src/cublas_call.h"
+#include "platform/software/src/pool.h"
+#include "platform/software/src/queue.h"
 
 namespace software_device {
 
@@ -63,6 +65,8 @@ cublasStatus CUBLASWINAPI cublasShutdown(void) {
   const CallGuard guard(Entry::cublasShutdown);
   const bool was = blasInitialized();
   started = false;
+  restWorkers();
+  queue().rest();
   if (guard.failed()) return static_cast<cublasStatus>(guard.code());
   return was ? CUBLAS_STATUS_SUCCESS : CUBLAS_STATUS_NOT_INITIALIZED;
 }

@@ -27,7 +27,8 @@ std::unique_ptr<MachineState>& state() {
 }  // namespace
 
 MachineState::MachineState(Machine given)
-    : machine(std::move(given)), pageLocked(Arena::Kind::pageLocked, os::memory()) {
+    : machine(std::move(given)),
+      pageLocked(Arena::Kind::pageLocked, std::min(os::memory(), os::addressSpace() / 8)) {
   for (const Profile& profile : machine.devices)
     memory.push_back(std::make_unique<Arena>(Arena::Kind::device, profile.memory));
 }
@@ -74,8 +75,7 @@ Machine defaultMachine() {
   Profile device;
   device.name = os::processorName();
   if (device.name.empty()) device.name = "Software device";
-  device.memory = os::memory() / 2;
-  if (sizeof(void*) == 4) device.memory = std::min(device.memory, std::size_t{1} << 30);
+  device.memory = std::min(os::memory() / 2, os::addressSpace() / 4);  // the host program needs some, too
   device.multiprocessors = usableProcessors();
   if (const int clock = os::processorClockKHz(); clock > 0) device.clockRateKHz = clock;
   Machine machine;

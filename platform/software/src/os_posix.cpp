@@ -26,6 +26,8 @@ bool commit(void* p, std::size_t bytes) {
 
 void release(void* p, std::size_t bytes) { munmap(p, bytes); }
 
+std::size_t addressSpace() { return std::numeric_limits<std::size_t>::max(); }
+
 namespace {
 
 // The value behind "key : value" in /proc/cpuinfo, of the first processor.
@@ -58,5 +60,10 @@ int processorClockKHz() {
   const std::string megahertz = processorField("cpu MHz");
   return static_cast<int>(std::strtod(megahertz.c_str(), nullptr) * 1000.0);
 }
+
+// Destructors of a library run without a lock that threads need to end.
+bool joinsAtUnload() { return true; }
+KeepLoaded::KeepLoaded() : library_(nullptr) {}
+KeepLoaded::~KeepLoaded() = default;
 
 }  // namespace software_device::os

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -14,6 +15,7 @@
 #include <sched.h>
 #endif
 
+#include "platform/software/src/os.h"
 #include "platform/software/testing/software_device.h"
 
 namespace software_device {
@@ -52,6 +54,7 @@ class Pool {
     return wanted_;
   }
   void setWorkers(int count);
+  void rest();
   void stop();
 
  private:
@@ -64,6 +67,7 @@ class Pool {
   std::condition_variable jobPosted_, workerLeft_;
   int wanted_ = defaultWorkers();
   std::vector<std::thread> threads_;
+  std::optional<os::KeepLoaded> keepLoaded_;  // while there are threads
   bool started_ = false, stopped_ = false;
   int asleep_ = 0;
 
@@ -141,6 +145,7 @@ bool Pool::startThreads() {
   if (stopped_) return false;
   if (!started_) {
     started_ = true;
+    keepLoaded_.emplace();
     try {
       threads_.reserve(static_cast<std::size_t>(wanted_));
       for (int i = 0; i < wanted_; ++i) threads_.emplace_back([this] { work(); });
@@ -159,6 +164,7 @@ void Pool::joinThreads() {
   jobPosted_.notify_all();
   for (std::thread& thread : threads_) thread.join();
   threads_.clear();
+  keepLoaded_.reset();
   ending_ = started_ = false;
 }
 
@@ -169,6 +175,12 @@ void Pool::setWorkers(int count) {
     const std::lock_guard<std::mutex> lock(mutex_);
     wanted_ = std::max(count, 0);
   }
+  busy_.store(false, std::memory_order_release);
+}
+
+void Pool::rest() {
+  while (busy_.exchange(true, std::memory_order_acquire)) std::this_thread::yield();
+  joinThreads();
   busy_.store(false, std::memory_order_release);
 }
 
@@ -188,7 +200,9 @@ Pool& pool() {
   return instance;
 }
 struct StopAtUnload {
-  ~StopAtUnload() { pool().stop(); }
+  ~StopAtUnload() {
+    if (os::joinsAtUnload()) pool().stop();
+  }
 };
 
 Pool& livePool() {
@@ -203,6 +217,7 @@ void parallelFor(std::size_t pieces, const std::function<void(std::size_t)>& run
 }
 int workers() { return livePool().workers(); }
 void setWorkers(int count) { livePool().setWorkers(count); }
+void restWorkers() { livePool().rest(); }
 
 int usableProcessors() {
   int count = static_cast<int>(std::thread::hardware_concurrency());

@@ -14,6 +14,9 @@ namespace software_device {
 // under way, runs its pieces one after another on its own thread. run must not throw.
 void parallelFor(std::size_t pieces, const std::function<void(std::size_t)>& run);
 
+// Ends the pool's threads; the next call that needs them starts new ones.
+void restWorkers();
+
 // Threads beside the calling one. Until setWorkers is called (testing/software_device.h) this is the number
 // of processors that the process may use less one; the environment variable TOVI_DEVICE_THREADS sets another
 // total.

@@ -52,6 +52,7 @@ std::uint64_t Queue::push(cudaStream_t stream, Work work, bool wakeDevice) {
   if ((!wakeDevice && hostHelps) || schedule_ == Schedule::lazy) return number;
   if (!started_ && !stopped_) {
     started_ = true;
+    keepLoaded_.emplace();
     try {
       thread_ = std::thread([this] { deviceThread(); });
       running_ = true;
@@ -126,7 +127,7 @@ bool Queue::poll(std::uint64_t number) {
 
 void Queue::deviceThread() {
   Lock lock(mutex_);
-  while (!stopped_) {
+  while (!ends_) {
     if (deviceHasWork()) {
       runOne(lock);
       if (empty()) {
@@ -187,13 +188,30 @@ void Queue::setSchedule(Schedule schedule) {
   handOver();
 }
 
+void Queue::endThread() {
+  const std::lock_guard<std::mutex> ending(ending_);
+  Lock lock(mutex_);
+  if (!started_) return;
+  ends_ = true;
+  deviceWake_.notify_one();
+  lock.unlock();
+  if (thread_.joinable()) thread_.join();
+  keepLoaded_.reset();
+  lock.lock();
+  ends_ = started_ = false;
+}
+
+void Queue::rest() {
+  waitForAll();
+  endThread();
+}
+
 void Queue::stop() {
   {
     const Lock lock(mutex_);
     stopped_ = true;
-    deviceWake_.notify_one();
   }
-  if (thread_.joinable()) thread_.join();
+  endThread();
 }
 
 namespace {
@@ -206,7 +224,9 @@ Queue& theQueue() {
 }
 
 struct StopAtUnload {
-  ~StopAtUnload() { theQueue().stop(); }
+  ~StopAtUnload() {
+    if (os::joinsAtUnload()) theQueue().stop();
+  }
 } stopAtUnload;
 
 }  // namespace

@@ -17,9 +17,11 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
+#include "platform/software/src/os.h"
 #include "platform/software/testing/software_device.h"
 
 // What a stream handle points at.
@@ -57,7 +59,9 @@ class Queue {
   void removeAllStreams();
 
   void setSchedule(Schedule schedule);
-  // Ends the device's thread for good; the queue then runs in those who wait.
+  // Ends the device's thread when all work is done; later work starts another one.
+  void rest();
+  // Ends it for good; the queue then runs in those who wait.
   void stop();
 
  private:
@@ -71,6 +75,7 @@ class Queue {
   void runOne(Lock& lock);  // the next piece; nobody is executing, and there is one
   void handOver();          // who runs what is left when a helper leaves
   void deviceThread();
+  void endThread();
   // Whether a host thread that waits may run the next piece itself.
   bool mayHelp() const;
   bool deviceHasWork() const { return schedule_ == Schedule::eager && !executing_ && !empty(); }
@@ -84,9 +89,11 @@ class Queue {
   std::map<cudaStream_t, std::unique_ptr<CUstream_st>> streams_;
 
   Schedule schedule_ = Schedule::eager;
+  std::mutex ending_;  // held by who ends the thread
   std::thread thread_;
+  std::optional<os::KeepLoaded> keepLoaded_;  // while there is the thread
   std::condition_variable deviceWake_;
-  bool deviceAsleep_ = false, started_ = false, running_ = false, stopped_ = false;
+  bool deviceAsleep_ = false, started_ = false, running_ = false, ends_ = false, stopped_ = false;
 };
 
 Queue& queue();

@@ -17,6 +17,8 @@
 
 namespace software_device {
 
+#pragma GCC visibility push(default)  // between the device and the library
+
 // The blocks of one launch that one worker runs, and the threads of the block that it is at.
 struct BlockRange {
   std::size_t first, last;  // linear block numbers, first <= block < last
@@ -30,13 +32,15 @@ struct BlockRange {
 using RunBlocks = void (*)(void* kernel, BlockRange& range);
 
 // Checks the launch and reports it. False: a sticky error has been set, and nothing is to run.
-TOVI_SOFTWARE_API bool acceptLaunch(dim3 grid, dim3 block, std::size_t sharedBytes, cudaStream_t stream);
-TOVI_SOFTWARE_API void queueLaunch(cudaStream_t stream, std::function<void()> launch);
+bool acceptLaunch(dim3 grid, dim3 block, std::size_t sharedBytes, cudaStream_t stream);
+void queueLaunch(cudaStream_t stream, std::function<void()> launch);
 // Calls runBlocks for all blocks of the grid, on several threads where that pays.
-TOVI_SOFTWARE_API void forEachBlock(dim3 grid, dim3 block, RunBlocks runBlocks, void* kernel);
+void forEachBlock(dim3 grid, dim3 block, RunBlocks runBlocks, void* kernel);
 // After the thread that met the first barrier has ended: runs the others of its block to their ends.
-TOVI_SOFTWARE_API void finishBlock();
-TOVI_SOFTWARE_API bool nativeBodiesUsed();
+void finishBlock();
+bool nativeBodiesUsed();
+
+#pragma GCC visibility pop
 
 template <auto Kernel>
 struct Launch;

@@ -1,0 +1,74 @@
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "platform/software/src/os.h"
+
+namespace software_device::os {
+
+void* reserve(std::size_t bytes) { return VirtualAlloc(nullptr, bytes, MEM_RESERVE, PAGE_NOACCESS); }
+bool commit(void* p, std::size_t bytes) {
+  return VirtualAlloc(p, bytes, MEM_COMMIT, PAGE_READWRITE) != nullptr;
+}
+void release(void* p, std::size_t) { VirtualFree(p, 0, MEM_RELEASE); }
+
+namespace {
+
+MEMORYSTATUSEX memoryStatus() {
+  MEMORYSTATUSEX status{};
+  status.dwLength = sizeof status;
+  GlobalMemoryStatusEx(&status);
+  return status;
+}
+
+std::size_t inSize(DWORDLONG bytes) {
+  return static_cast<std::size_t>(std::min<DWORDLONG>(bytes, std::numeric_limits<std::size_t>::max()));
+}
+
+constexpr const char* processorKey = "HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0";
+
+}  // namespace
+
+std::size_t addressSpace() { return inSize(memoryStatus().ullTotalVirtual); }
+std::size_t memory() { return inSize(memoryStatus().ullTotalPhys); }
+
+std::string processorName() {
+  std::array<char, 256> name{};
+  DWORD bytes = name.size() - 1;
+  if (RegGetValueA(HKEY_LOCAL_MACHINE, processorKey, "ProcessorNameString", RRF_RT_REG_SZ, nullptr,
+                   name.data(), &bytes) != ERROR_SUCCESS)
+    return "";
+  const std::string text = name.data();
+  const std::size_t first = text.find_first_not_of(' '), last = text.find_last_not_of(' ');
+  return first == std::string::npos ? "" : text.substr(first, last - first + 1);
+}
+
+int processorClockKHz() {
+  DWORD megahertz = 0, bytes = sizeof megahertz;
+  RegGetValueA(HKEY_LOCAL_MACHINE, processorKey, "~MHz", RRF_RT_REG_DWORD, nullptr, &megahertz, &bytes);
+  return static_cast<int>(megahertz) * 1000;
+}
+
+// The loader holds a lock then that a thread needs to end; and when the process ends, its other threads are
+// already gone.
+bool joinsAtUnload() { return false; }
+
+namespace {
+
+HMODULE thisLibrary() {
+  HMODULE library = nullptr;
+  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCSTR>(&joinsAtUnload),
+                     &library);
+  return library;
+}
+
+}  // namespace
+
+KeepLoaded::KeepLoaded() : library_(thisLibrary()) {}
+KeepLoaded::~KeepLoaded() {
+  if (library_ != nullptr) FreeLibrary(static_cast<HMODULE>(library_));
+}
+
+}  // namespace software_device::os
