@@ -10,6 +10,9 @@ set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g -DNDEBUG")
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g -DNDEBUG")
+if(WIN32) # a program finds libraries in its own folder
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+endif()
 
 add_library(tovi_options INTERFACE)
 set(tovi_warnings -Wall -Wextra -Wconversion -Wshadow -Werror)
@@ -34,4 +37,6 @@ function(tovi_library_part name)
   endif()
   target_link_libraries(${name} PUBLIC tovi_options tovi_platform)
   target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}/include")
+  # On Windows: what the parts call of each other is not in another library.
+  target_compile_definitions(${name} PRIVATE TOVI_STATIC)
 endfunction()

@@ -38,3 +38,20 @@ build() {
   say "building build/$preset"
   cmake --build --preset "$preset" "$@"
 }
+
+# --- The 32-bit Windows build (preset win32)
+
+win32_packages=(g++-mingw-w64-i686-posix gfortran-mingw-w64-i686-posix cmake ninja-build dpkg-dev libboost-dev
+  libcli11-dev googletest)
+cache=${XDG_CACHE_HOME:-$HOME/.cache}/tovi
+wine_root=$cache/wine-root
+
+# in_wine_root COMMAND...: in the Debian root that has 32-bit Wine, this folder at its place; mounts go with the command.
+in_wine_root() {
+  WINEDEBUG=-all WINEPREFIX="$PWD/build/win32/wine" exec unshare --mount bash -euc '
+    root=$1 project=$2 folder=$3
+    mkdir -p "$root$project"
+    mount --bind "$project" "$root$project"
+    mount -t proc proc "$root/proc"
+    exec chroot "$root" env -C "$folder" "${@:4}"' - "$wine_root" "$PWD" "${folder:-$PWD}" "$@"
+}
