@@ -55,29 +55,30 @@ namespace software_device {
 
 namespace native {
 
-#pragma GCC visibility push(default)  // between the device and the library
-
+// Visible between the device and the library, by attribute: a pragma does not reach what is made from
+// templates.
 template <class T>
-void copyMatrix(int m, int n, const T* dA, int lda, T* dB, int ldb);
+[[gnu::visibility("default")]] void copyMatrix(int m, int n, const T* dA, int lda, T* dB, int ldb);
 template <bool conj, class T>
-void transpose(T* dB, int ldb, const T* dA, int lda, int rows, int cols);
+[[gnu::visibility("default")]] void transpose(T* dB, int ldb, const T* dA, int lda, int rows, int cols);
 template <bool conj, class T>
-void transposeInplace(T* dA, int lda, int n);
+[[gnu::visibility("default")]] void transposeInplace(T* dA, int lda, int n);
 // lines[t]: what line first + t changes places with, t = 0 ... count - 1
 template <class T, class Int>
-void swapRows(int cols, T* dA, int lda, int first, int count, const Int* lines);
+[[gnu::visibility("default")]] void swapRows(int cols, T* dA, int lda, int first, int count,
+                                             const Int* lines);
 template <class T, class Int>
-void swapColumns(int rows, T* dA, int lda, int first, int count, const Int* lines);
+[[gnu::visibility("default")]] void swapColumns(int rows, T* dA, int lda, int first, int count,
+                                                const Int* lines);
 template <bool forward, class T>
-void rotateColumns(int m, int n, const tovi::Real<T>* dC, const tovi::Real<T>* dS, T* dA, int lda);
+[[gnu::visibility("default")]] void rotateColumns(int m, int n, const tovi::Real<T>* dC,
+                                                  const tovi::Real<T>* dS, T* dA, int lda);
 template <class T>
-void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau);
+[[gnu::visibility("default")]] void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau);
 // The first `count` of the n entries of y
 template <bool conj, class T>
-void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda, T beta, const T* dX, int incx,
-                        T* dY, int incy);
-
-#pragma GCC visibility pop
+[[gnu::visibility("default")]] void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda,
+                                                       T beta, const T* dX, int incx, T* dY, int incy);
 
 // The elements that threads stand for: a grid that is too small leaves the rest alone here, too.
 inline int covered(int n, std::size_t threads) {

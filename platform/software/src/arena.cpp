@@ -32,11 +32,12 @@ bool Arena::open() {
   if (base_ != nullptr) return true;
   // Twice the capacity, so that what runs out first is memory and not an unbroken stretch of it. Less where
   // that would be much of the address space.
-  const std::size_t most = std::max(os::addressSpace() / 4, capacity_);
-  std::size_t bytes = roundUp(capacity_ < most / 2 ? 2 * capacity_ + growth : most, page);
-  for (; bytes >= page; bytes = roundUp(bytes / 2, page)) {
+  std::size_t bytes = std::min(capacity_, std::numeric_limits<std::size_t>::max() / 4);
+  if (bytes <= os::addressSpace() / 32) bytes *= 2;
+  bytes = roundUp(bytes + growth, page);
+  for (; bytes >= page; bytes -= roundUp(bytes / 8, page)) {
     base_ = static_cast<char*>(os::reserve(bytes));
-    if (base_ != nullptr || bytes == page) break;
+    if (base_ != nullptr) break;
   }
   if (base_ == nullptr) return false;
   reserved_ = bytes;

@@ -8,6 +8,10 @@
 
 namespace software_device {
 
+// Whether fibers may be kept from one launch to the next. Where a thread with fibers is one itself they are
+// not: it may be the host program's, which has not asked for that.
+bool fibersAreKept();
+
 // One more stack on the calling thread. Used again and again; belongs to the thread that made it.
 class Fiber {
  public:

@@ -82,6 +82,7 @@ void forEachBlock(dim3 grid, dim3 block, RunBlocks runBlocks, void* kernel) {
     worker.range = &range;
     runBlocks(kernel, range);
     worker.range = nullptr;
+    if (!fibersAreKept()) worker.fibers.clear();
   };
   const std::size_t pieces = (blocks + perPiece - 1) / perPiece;
   if (pieces == 1)

@@ -75,7 +75,7 @@ Machine defaultMachine() {
   Profile device;
   device.name = os::processorName();
   if (device.name.empty()) device.name = "Software device";
-  device.memory = std::min(os::memory() / 2, os::addressSpace() / 4);  // the host program needs some, too
+  device.memory = std::min(os::memory() / 2, os::addressSpace() / 8 * 3);  // the host program needs some, too
   device.multiprocessors = usableProcessors();
   if (const int clock = os::processorClockKHz(); clock > 0) device.clockRateKHz = clock;
   Machine machine;
