@@ -1,7 +1,7 @@
 # Sourced by the scripts beside this file: Debian packages and builds.
 
 build_packages=(g++ cmake ninja-build libopenblas-pthread-dev libboost-dev libboost-thread-dev libboost-context-dev
-  libcli11-dev libpng-dev libgtest-dev)
+  libcli11-dev libpng-dev libgtest-dev pkg-config dpkg-dev file)
 bench_packages=("${build_packages[@]}")
 
 say() { printf '== %s\n' "$*"; }
