@@ -1,18 +1,20 @@
 // What docs/promises.md promises, for every export: failures of the platform, memory that runs short, NaN and
 // infinities, waits, the same bits in every process, with any number of processors and beside other threads.
 
-#include <unistd.h>
-
 #include <array>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <ostream>
 #include <string>
 #include <thread>
 
+#include "platform/host/process.h"
 #include "tests/support/faults.h"
 #include "tests/support/machines.h"
+#include "tests/support/program.h"
 
 namespace testing_support {
 
@@ -259,16 +261,18 @@ std::string digests(bool past) {
 // This test again in a process of its own, on so many processors, where it only prints.
 constexpr const char* printsOnly = "TOVI_TEST_PRINTS_DIGESTS";
 std::string digestsOfAnotherProcess(int threads) {
-  const std::string command = std::string(printsOnly) + "=1 TOVI_DEVICE_THREADS=" + std::to_string(threads) +
-                              " /proc/" + std::to_string(getpid()) +
-                              "/exe --gtest_filter=Promises.SameBitsInEveryProcess";
-  std::FILE* output = popen(command.c_str(), "r");
-  if (output == nullptr) return "";
+  platform::setEnvironment(printsOnly, "1");
+  platform::setEnvironment("TOVI_DEVICE_THREADS", std::to_string(threads).c_str());
+  const std::filesystem::path folder = newFolder();
+  EXPECT_EQ(runProgram({thisProgram().string(), "--gtest_filter=Promises.SameBitsInEveryProcess"}, folder,
+                       "out", "err"),
+            0);
   std::string text;
-  std::array<char, 256> line{};
-  while (std::fgets(line.data(), static_cast<int>(line.size()), output) != nullptr)
-    if (std::string_view(line.data()).size() == 17) text += line.data();
-  EXPECT_EQ(pclose(output), 0);
+  std::ifstream output(folder / "out");
+  for (std::string line; std::getline(output, line);)
+    if (line.size() == 16) text += line + '\n';
+  output.close();
+  std::filesystem::remove_all(folder);
   return text;
 }
 

@@ -62,7 +62,7 @@ class Fuzz {
 
   void check(std::uint64_t number) {
     Random random(seed_ * 0x9E3779B97F4A7C15 + number);
-    const Export& routine = allExports()[number % allExports().size()];
+    const Export& routine = allExports()[static_cast<std::size_t>(number % allExports().size())];
     constexpr Data kinds[] = {Data::regular,   Data::regular, Data::regular,  Data::regular,
                               Data::deficient, Data::extreme, Data::notFinite};
     Call call = drawCall(routine, random, {drawSize, false, kinds[random.below(7)]});

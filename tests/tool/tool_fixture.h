@@ -4,15 +4,15 @@
 #define TOVI_TESTS_TOOL_TOOL_FIXTURE_H
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "tests/support/program.h"
 
 struct Result {
   int exitCode;
@@ -28,26 +28,41 @@ inline std::string contents(const std::filesystem::path& path) {
 
 inline long lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
+// Words between blanks; what stands in single quotes is taken as it is.
+inline std::vector<std::string> wordsOf(const std::string& text) {
+  std::vector<std::string> words;
+  bool quoted = false, inWord = false;
+  for (const char c : text) {
+    if (c == ' ' && !quoted) {
+      inWord = false;
+      continue;
+    }
+    if (!inWord) words.emplace_back();
+    inWord = true;
+    if (c == '\'')
+      quoted = !quoted;
+    else
+      words.back() += c;
+  }
+  return words;
+}
+
 class Tool : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = (std::filesystem::temp_directory_path() / "tovi-tool-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder_ = name;
-  }
+  void SetUp() override { folder_ = testing_support::newFolder(); }
   void TearDown() override { std::filesystem::remove_all(folder_); }
 
   std::string path(const std::string& name) const { return (folder_ / name).string(); }
   std::string write(const std::string& name, const std::string& text) const {
-    std::ofstream(path(name)) << text;
+    std::ofstream(path(name), std::ios::binary) << text;
     return path(name);
   }
   // In the folder: its files go by their names.
   Result run(const std::string& arguments, const std::string& output = "out") const {
-    const std::string command =
-        "cd '" + folder_.string() + "' && '" TOVI_TOOL "' " + arguments + " >" + output + " 2>err";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(path("out")), contents(path("err"))};
+    std::vector<std::string> words = wordsOf(arguments);
+    words.insert(words.begin(), std::filesystem::absolute(TOVI_TOOL).string());
+    const int exitCode = testing_support::runProgram(words, folder_, output, "err");
+    return {exitCode, contents(path("out")), contents(path("err"))};
   }
   Result solve(const std::string& text) const { return run("solve '" + write("a.mtx", text) + "'"); }
 

@@ -1,0 +1,177 @@
+// tovi.dll as a Windows program uses it: loaded at run time, called through pointers, unloaded.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <array>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/header.h"
+#include "tests/support/program.h"
+#include "tests/win32/caller.h"
+
+namespace {
+
+using testing_support::declaredFunctions;
+
+constexpr int notInitialized = 1, insufficientMemory = 5, argumentError = 7, dataError = 8;
+
+// The names in the export directory of a loaded library.
+std::set<std::string> exportedNames(HMODULE library) {
+  const char* const base = reinterpret_cast<const char*>(library);
+  const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+  const auto* const pe = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+  const DWORD at = pe->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress;
+  const auto* const directory = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(base + at);
+  const auto* const names = reinterpret_cast<const DWORD*>(base + directory->AddressOfNames);
+  std::set<std::string> result;
+  for (DWORD i = 0; i < directory->NumberOfNames; ++i) result.insert(base + names[i]);
+  return result;
+}
+
+class Library : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_NE(callerLoad(TOVI_LIBRARY), 0); }
+  void TearDown() override { EXPECT_NE(callerUnload(), 0); }
+};
+
+TEST_F(Library, ExportsWhatItsHeadersDeclareAndNothingElse) {
+  const std::set<std::string> declared = declaredFunctions();
+  EXPECT_GE(declared.size(), 87U);
+  for (const std::string& name : declared) EXPECT_NE(callerResolves(name.c_str()), 0) << name;
+  std::set<std::string> all = declared;
+  for (const char* const header : {TOVI_RUNTIME_HEADER, TOVI_CUBLAS_HEADER})
+    for (const std::string& name : declaredFunctions(header, "TOVI_SOFTWARE_API "))
+      all.insert("toviSw_" + name);
+  all.insert("toviSw_syncthreads");  // of kernels
+  EXPECT_EQ(exportedNames(GetModuleHandleA(TOVI_LIBRARY)), all);
+}
+
+// (1 + 2 i) (3 + 4 i) 5 i + (2 - i) (1 + i) = -47 - 24 i
+TEST_F(Library, ScalarsPassByValueFromAnyStack) {
+  ASSERT_EQ(callerInitialize(), 0);
+  for (int words = 0; words < 4; ++words) {
+    const float alpha[] = {1, 2}, a[] = {3, 4}, b[] = {0, 5}, beta[] = {2, -1};
+    float c[] = {1, 1};
+    EXPECT_EQ(callerCgemm(alpha, a, b, beta, c, words), 0);
+    EXPECT_EQ(c[0], -47);
+    EXPECT_EQ(c[1], -24);
+    const double wideAlpha[] = {1, 2}, wideA[] = {3, 4}, wideB[] = {0, 5}, wideBeta[] = {2, -1};
+    double wideC[] = {1, 1};
+    EXPECT_EQ(callerZgemm(wideAlpha, wideA, wideB, wideBeta, wideC, words), 0);
+    EXPECT_EQ(wideC[0], -47);
+    EXPECT_EQ(wideC[1], -24);
+    constexpr int n = 150;
+    const std::vector<float> ones(n * n, 1);
+    std::vector<float> product(n * n);
+    EXPECT_EQ(callerSgemm(n, ones.data(), ones.data(), product.data(), words), 0);
+    EXPECT_EQ(product, std::vector<float>(n * n, n));
+  }
+  callerShutdown();
+}
+
+TEST_F(Library, StatusesAndTextsAreThoseOfTheHeader) {
+  std::array<float, 4> a{};
+  std::array<int, 2> ipiv{};
+  EXPECT_EQ(callerSgetrf(2, 2, a.data(), 2, ipiv.data()), notInitialized);
+  ASSERT_EQ(callerInitialize(), 0);
+  EXPECT_EQ(callerSgetrf(2, 2, a.data(), 1, ipiv.data()), argumentError);
+  EXPECT_EQ(callerErrorInfo(), -4);
+  EXPECT_EQ(callerSgetrf(2, 2, a.data(), 2, ipiv.data()), dataError);
+  EXPECT_EQ(callerErrorInfo(), 1);
+  std::array<char, 8> text{};
+  callerErrorText(argumentError, -4, text.data(), static_cast<int>(text.size()));
+  EXPECT_EQ(text.back(), '\0');
+  EXPECT_NE(text.front(), '\0');
+  EXPECT_STREQ(callerStatusText(99), "Invalid toviStatus");
+  callerShutdown();
+}
+
+// More bytes than there are addresses for, up to numbers of bytes that 32 bits do not hold.
+TEST_F(Library, RefusesWhatCannotBeHeld) {
+  ASSERT_EQ(callerInitialize(), 0);
+  std::vector<float> one(16, 1);
+  const std::vector<float> vector(2 * 65537, 1);
+  std::vector<int> ipiv(16);
+  const auto solves = [] {
+    std::array<float, 4> a{2, 0, 0, 4}, b{2, 4};
+    std::array<int, 2> pivots{};
+    return callerSgesv(2, 1, a.data(), 2, pivots.data(), b.data(), 2) == 0 && b[0] == 1 && b[1] == 1;
+  };
+  ASSERT_TRUE(solves());
+  callerFreeBuffers();
+  const unsigned before = callerFreeMemory();
+  for (const auto& [m, n] : {std::array{23170, 23170}, {23171, 23171}, {32768, 32769}, {65536, 65537}}) {
+    EXPECT_EQ(callerSgetrf(m, n, one.data(), m, ipiv.data()), insufficientMemory) << m;
+    EXPECT_TRUE(solves());
+    EXPECT_EQ(callerCgemmSize(m, n, 1, vector.data(), one.data()), insufficientMemory) << m;
+    EXPECT_TRUE(solves());
+  }
+  callerFreeBuffers();
+  EXPECT_EQ(callerFreeMemory(), before);
+  EXPECT_EQ(one, std::vector<float>(16, 1));
+  callerShutdown();
+}
+
+TEST_F(Library, ThreadsInitializeAtTheSameTime) {
+  std::vector<std::thread> threads;
+  std::array<int, 8> wrong{};
+  for (int& mine : wrong)
+    threads.emplace_back([&mine] {
+      constexpr int n = 40;
+      const std::vector<float> ones(n * n, 1);
+      std::vector<float> product(n * n);
+      if (callerInitialize() != 0) ++mine;
+      for (int time = 0; time < 20; ++time)
+        if (callerSgemm(n, ones.data(), ones.data(), product.data(), 0) != 0 || product.back() != n) ++mine;
+      callerShutdown();
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, (std::array<int, 8>{}));
+  float one = 1;
+  EXPECT_EQ(callerSgemm(1, &one, &one, &one, 0), notInitialized);
+}
+
+TEST_F(Library, AThreadThatEndsLeavesNothing) {
+  constexpr int n = 300;
+  const std::vector<float> ones(n * n, 1);
+  const auto work = [&] {
+    std::vector<float> product(n * n);
+    EXPECT_EQ(callerInitialize(), 0);
+    EXPECT_EQ(callerSgemm(n, ones.data(), ones.data(), product.data(), 0), 0);
+  };
+  ASSERT_EQ(callerInitialize(), 0);
+  const unsigned before = callerFreeMemory();
+  work();
+  EXPECT_LT(callerFreeMemory(), before) << "what the next call will find";
+  callerFreeBuffers();
+  std::thread(work).join();
+  EXPECT_EQ(callerFreeMemory(), before);
+  callerShutdown();
+}
+
+// A program's plugin may come and go.
+TEST(LibraryLoading, TwiceInAProcess) {
+  constexpr int n = 400;  // for all the device's threads
+  const std::vector<float> ones(n * n, 1);
+  for (int time = 0; time < 2; ++time) {
+    ASSERT_EQ(GetModuleHandleA(TOVI_LIBRARY), nullptr);
+    ASSERT_NE(callerLoad(TOVI_LIBRARY), 0);
+    const auto work = [&] {
+      std::vector<float> product(n * n);
+      EXPECT_EQ(callerInitialize(), 0);
+      EXPECT_EQ(callerSgemm(n, ones.data(), ones.data(), product.data(), 0), 0);
+      EXPECT_EQ(product.back(), n);
+      callerShutdown();
+    };
+    std::thread(work).join();
+    work();
+    ASSERT_NE(callerUnload(), 0);
+  }
+}
+
+}  // namespace
