@@ -38,6 +38,11 @@ struct Worker {
 };
 thread_local Worker worker;
 
+// Without memory for a stack the program ends: a block that has run in part cannot be taken back.
+void makeFibers(unsigned count) noexcept {
+  while (worker.fibers.size() < count) worker.fibers.emplace_back();
+}
+
 // Every fiber that waits at the barrier goes on to the next one, or to its end.
 void runRound() {
   auto& waiting = worker.waiting;
@@ -108,7 +113,7 @@ void toviSw_syncthreads(unsigned thread) {
   if (!range->barrierMet) {
     range->barrierMet = true;
     const unsigned others = range->threads - thread - 1;
-    while (worker.fibers.size() < others) worker.fibers.emplace_back();
+    software_device::makeFibers(others);
     for (unsigned i = 0; i < others; ++i) {
       worker.fibers[i].assign(range->runThread, range->kernel, thread + 1 + i);
       worker.waiting.push_back(&worker.fibers[i]);
