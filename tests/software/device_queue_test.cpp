@@ -1,6 +1,6 @@
 // Streams, waiting and the order of work on the software device.
 
-#include <cuda_runtime.h>
+#include <cublas.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -96,6 +96,7 @@ TEST_F(DeviceQueue, SynchronousCallsWait) {
         cudaMallocHost(&p, 1);
         cudaFreeHost(p);
       },
+      [&] { cublasShutdown(); },
   };
   int sum = 0;
   for (const auto& wait : waits) {
@@ -156,6 +157,20 @@ TEST_F(DeviceQueue, EagerWorkNeedsNobodyWhoWaits) {
   for (int i = 0; i < 5000 && software_device::pending() != 0; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   EXPECT_EQ(software_device::pending(), 0u);
+}
+
+// With the BLAS the device's threads end; work that comes later has new ones.
+TEST_F(DeviceQueue, TheDeviceWorksOnAfterTheBlas) {
+  for (int time = 1; time <= 3; ++time) {
+    add(1, stream);
+    ASSERT_EQ(downloadLater(hX, nullptr), cudaSuccess);
+    cublasShutdown();
+    EXPECT_EQ(*hX, 2 * time - 1);
+    add(1, stream);
+    for (int i = 0; i < 5000 && software_device::pending() != 0; ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(software_device::pending(), 0u);
+  }
 }
 
 TEST_F(DeviceQueue, DestroyedStreamsAreUnknown) {
