@@ -4,6 +4,7 @@
 #define TOVI_SOFTWARE_OS_H
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
 namespace software_device::os {
@@ -24,18 +25,9 @@ std::string processorName();
 int processorClockKHz();
 
 // Whether threads can be joined while the library is unloaded, or the process ends. Where they cannot, the
-// library stays loaded for as long as a KeepLoaded is there.
+// library stays loaded for as long as somebody holds what keepLoaded() gives.
 bool joinsAtUnload();
-class KeepLoaded {
- public:
-  KeepLoaded();
-  ~KeepLoaded();
-  KeepLoaded(const KeepLoaded&) = delete;
-  KeepLoaded& operator=(const KeepLoaded&) = delete;
-
- private:
-  [[maybe_unused]] void* const library_;
-};
+std::shared_ptr<void> keepLoaded();
 
 }  // namespace software_device::os
 

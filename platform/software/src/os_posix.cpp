@@ -63,7 +63,6 @@ int processorClockKHz() {
 
 // Destructors of a library run without a lock that threads need to end.
 bool joinsAtUnload() { return true; }
-KeepLoaded::KeepLoaded() : library_(nullptr) {}
-KeepLoaded::~KeepLoaded() = default;
+std::shared_ptr<void> keepLoaded() { return nullptr; }
 
 }  // namespace software_device::os

@@ -55,20 +55,13 @@ int processorClockKHz() {
 // already gone.
 bool joinsAtUnload() { return false; }
 
-namespace {
-
-HMODULE thisLibrary() {
+std::shared_ptr<void> keepLoaded() {
   HMODULE library = nullptr;
   GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCSTR>(&joinsAtUnload),
                      &library);
-  return library;
-}
-
-}  // namespace
-
-KeepLoaded::KeepLoaded() : library_(thisLibrary()) {}
-KeepLoaded::~KeepLoaded() {
-  if (library_ != nullptr) FreeLibrary(static_cast<HMODULE>(library_));
+  return {library, [](HMODULE held) {
+            if (held != nullptr) FreeLibrary(held);
+          }};
 }
 
 }  // namespace software_device::os

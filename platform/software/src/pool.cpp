@@ -5,8 +5,8 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <mutex>
-#include <optional>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -67,7 +67,7 @@ class Pool {
   std::condition_variable jobPosted_, workerLeft_;
   int wanted_ = defaultWorkers();
   std::vector<std::thread> threads_;
-  std::optional<os::KeepLoaded> keepLoaded_;  // while there are threads
+  std::shared_ptr<void> loaded_;  // held while there are threads
   bool started_ = false, stopped_ = false;
   int asleep_ = 0;
 
@@ -145,7 +145,7 @@ bool Pool::startThreads() {
   if (stopped_) return false;
   if (!started_) {
     started_ = true;
-    keepLoaded_.emplace();
+    loaded_ = os::keepLoaded();
     try {
       threads_.reserve(static_cast<std::size_t>(wanted_));
       for (int i = 0; i < wanted_; ++i) threads_.emplace_back([this] { work(); });
@@ -164,7 +164,7 @@ void Pool::joinThreads() {
   jobPosted_.notify_all();
   for (std::thread& thread : threads_) thread.join();
   threads_.clear();
-  keepLoaded_.reset();
+  loaded_ = nullptr;
   ending_ = started_ = false;
 }
 

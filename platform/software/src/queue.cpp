@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/software/src/os.h"
 #include "platform/software/src/pool.h"
 #include "platform/software/src/sanitizer.h"
 
@@ -52,7 +53,7 @@ std::uint64_t Queue::push(cudaStream_t stream, Work work, bool wakeDevice) {
   if ((!wakeDevice && hostHelps) || schedule_ == Schedule::lazy) return number;
   if (!started_ && !stopped_) {
     started_ = true;
-    keepLoaded_.emplace();
+    loaded_ = os::keepLoaded();
     try {
       thread_ = std::thread([this] { deviceThread(); });
       running_ = true;
@@ -196,7 +197,7 @@ void Queue::endThread() {
   deviceWake_.notify_one();
   lock.unlock();
   if (thread_.joinable()) thread_.join();
-  keepLoaded_.reset();
+  loaded_ = nullptr;
   lock.lock();
   ends_ = started_ = false;
 }

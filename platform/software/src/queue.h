@@ -17,11 +17,9 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <thread>
 #include <vector>
 
-#include "platform/software/src/os.h"
 #include "platform/software/testing/software_device.h"
 
 // What a stream handle points at.
@@ -91,7 +89,7 @@ class Queue {
   Schedule schedule_ = Schedule::eager;
   std::mutex ending_;  // held by who ends the thread
   std::thread thread_;
-  std::optional<os::KeepLoaded> keepLoaded_;  // while there is the thread
+  std::shared_ptr<void> loaded_;  // held while there is the thread
   std::condition_variable deviceWake_;
   bool deviceAsleep_ = false, started_ = false, running_ = false, ends_ = false, stopped_ = false;
 };
