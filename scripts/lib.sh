@@ -29,6 +29,12 @@ install_missing() {
   DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}"
 }
 
+# Where this system's own packages come from.
+debian_mirror() {
+  . /etc/os-release
+  apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Release: $VERSION_CODENAME" | head -n 1
+}
+
 # build PRESET [OPTION...]: configures and builds it; the options go to the build.
 build() {
   local preset=$1
