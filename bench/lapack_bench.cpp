@@ -109,6 +109,25 @@ void solve(bench::Report& report, int n, int nrhs, double aim) {
        }});
 }
 
+// What buffers kept from call to call are worth: beside calls that find none. Both times include a copy of A.
+void warmCalls(bench::Report& report, int n, int repeat) {
+  std::vector<float> a(square(n)), b(static_cast<std::size_t>(n)), lu, x;
+  std::vector<int> ipiv(static_cast<std::size_t>(n));
+  fill(a);
+  fill(b);
+  const auto call = [&] {
+    lu = a;
+    x = b;
+    must(toviSgesv(n, 1, lu.data(), n, ipiv.data(), x.data(), n), "toviSgesv");
+  };
+  const auto cold = [&] {
+    toviFreeBuffers();
+    call();
+  };
+  report.pair("toviSgesv n = " + std::to_string(n) + ", warm, beside cold", 2.0 / 3 * n * n * n * 1e-9, "GF",
+              1, {[] {}, call, repeat}, {[] {}, cold, repeat});
+}
+
 // Bytes of this process: what is resident now, and the most since resetPeak().
 double memory(const char* field) {
   std::FILE* status = std::fopen("/proc/self/status", "r");
@@ -232,6 +251,8 @@ int main(int argc, char** argv) {
         });
   }
   for (const int nrhs : {1, 256}) solve(report, n, nrhs, 0.8);
+  warmCalls(report, 64, 500);
+  warmCalls(report, 512, 20);
 
   if (!json.empty()) report.writeJson(json);
   toviShutdown();
