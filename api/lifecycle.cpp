@@ -78,6 +78,7 @@ toviStatus toviInitialize() {
 }
 
 void toviShutdown() {
+  if (platform::onlyThreadLeft()) return;  // from the destructor of another library
   const boost::mutex::scoped_lock lock(lifecycle().mutex);
   if (!initialized()) return;
   cudalib::releaseThreadBuffers();

@@ -33,9 +33,13 @@ TEST(Loading, WhileTheProcessRuns) {
   const auto gesv = reinterpret_cast<decltype(&toviSgesv)>(dlsym(library, "toviSgesv"));
   const auto initialize = reinterpret_cast<decltype(&toviInitialize)>(dlsym(library, "toviInitialize"));
   const auto shutdown = reinterpret_cast<decltype(&toviShutdown)>(dlsym(library, "toviShutdown"));
-  EXPECT_EQ(initialize(), toviNoError);
-  solve(gesv);
-  found.set_value(gesv);
+  const toviStatus status = initialize();
+  const bool device = status != toviNoHardware && status != toviInsufficientRuntime;
+  if (device) {
+    EXPECT_EQ(status, toviNoError);
+    solve(gesv);
+  }
+  found.set_value(device ? gesv : nullptr);
   older.join();
   shutdown();
   EXPECT_EQ(dlclose(library), 0);

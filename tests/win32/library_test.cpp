@@ -5,6 +5,7 @@
 
 #include <array>
 #include <filesystem>
+#include <future>
 #include <set>
 #include <string>
 #include <thread>
@@ -154,24 +155,52 @@ TEST_F(Library, AThreadThatEndsLeavesNothing) {
   callerShutdown();
 }
 
-// A program's plugin may come and go.
-TEST(LibraryLoading, TwiceInAProcess) {
+// What the system could still reserve, in MiB.
+int addressesLeft() {
+  std::vector<void*> found;
+  while (void* const p = VirtualAlloc(nullptr, 1 << 20, MEM_RESERVE, PAGE_NOACCESS)) found.push_back(p);
+  for (void* const p : found) VirtualFree(p, 0, MEM_RELEASE);
+  return static_cast<int>(found.size());
+}
+
+// A program's plugin may come and go. Of the threads with buffers one unloads the library, another one lives
+// on.
+TEST(LibraryLoading, AgainAndAgain) {
   constexpr int n = 400;  // for all the device's threads
   const std::vector<float> ones(n * n, 1);
-  for (int time = 0; time < 2; ++time) {
+  const auto multiply = [&] {
+    std::vector<float> product(n * n);
+    EXPECT_EQ(callerSgemm(n, ones.data(), ones.data(), product.data(), 0), 0);
+    EXPECT_EQ(product.back(), n);
+  };
+  int left = 0;
+  for (int time = 0; time < 4; ++time) {
     ASSERT_EQ(GetModuleHandleA(TOVI_LIBRARY), nullptr);
+    if (time == 1) left = addressesLeft();  // the first time other libraries come with it
     ASSERT_NE(callerLoad(TOVI_LIBRARY), 0);
-    const auto work = [&] {
-      std::vector<float> product(n * n);
-      EXPECT_EQ(callerInitialize(), 0);
-      EXPECT_EQ(callerSgemm(n, ones.data(), ones.data(), product.data(), 0), 0);
-      EXPECT_EQ(product.back(), n);
-      callerShutdown();
-    };
-    std::thread(work).join();
-    work();
-    ASSERT_NE(callerUnload(), 0);
+    ASSERT_EQ(callerInitialize(), 0);
+    multiply();
+    std::array<std::promise<void>, 2> multiplied;
+    std::promise<void> shutDown, unloaded;
+    std::thread unloads([&] {
+      multiply();
+      multiplied[0].set_value();
+      shutDown.get_future().wait();
+      EXPECT_NE(callerUnload(), 0);
+      unloaded.set_value();
+    });
+    std::thread livesOn([&] {
+      multiply();
+      multiplied[1].set_value();
+      unloaded.get_future().wait();
+    });
+    for (std::promise<void>& done : multiplied) done.get_future().wait();
+    callerShutdown();
+    shutDown.set_value();
+    unloads.join();
+    livesOn.join();
   }
+  EXPECT_GT(addressesLeft(), left - 64);
 }
 
 }  // namespace

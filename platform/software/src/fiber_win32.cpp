@@ -22,8 +22,11 @@ struct Thread {
 thread_local Thread thread;
 
 void enter() {
-  if (thread.fibers++ != 0 || IsThreadAFiber()) return;
-  thread.converted = ConvertThreadToFiber(nullptr) != nullptr;
+  if (thread.fibers == 0 && !IsThreadAFiber()) {
+    if (ConvertThreadToFiber(nullptr) == nullptr) throw std::bad_alloc();
+    thread.converted = true;
+  }
+  ++thread.fibers;
 }
 
 void leave() {

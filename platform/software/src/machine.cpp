@@ -24,6 +24,13 @@ std::unique_ptr<MachineState>& state() {
   return *instance;
 }
 
+// A program that loads the library again and again has its addresses back each time.
+struct FreeAtUnload {
+  ~FreeAtUnload() {
+    if (os::beingUnloaded()) state().reset();
+  }
+} freeAtUnload;
+
 }  // namespace
 
 MachineState::MachineState(Machine given)

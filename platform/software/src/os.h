@@ -29,6 +29,10 @@ int processorClockKHz();
 bool joinsAtUnload();
 std::shared_ptr<void> keepLoaded();
 
+// In a destructor: whether the library is being unloaded while the process goes on, and nobody will call it
+// any more. False where the system does not tell.
+bool beingUnloaded();
+
 }  // namespace software_device::os
 
 #endif

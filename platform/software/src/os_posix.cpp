@@ -63,6 +63,11 @@ int processorClockKHz() {
 
 // Destructors of a library run without a lock that threads need to end.
 bool joinsAtUnload() { return true; }
-std::shared_ptr<void> keepLoaded() { return nullptr; }
+std::shared_ptr<void> keepLoaded() {
+  static char nothing;
+  return {std::shared_ptr<void>(), &nothing};
+}
+
+bool beingUnloaded() { return false; }
 
 }  // namespace software_device::os

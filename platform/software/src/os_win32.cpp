@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <mutex>
 
+#include "platform/host/process.h"
 #include "platform/software/src/os.h"
 
 namespace software_device::os {
@@ -55,13 +57,24 @@ int processorClockKHz() {
 // already gone.
 bool joinsAtUnload() { return false; }
 
+// To ask the system takes the loader's lock, on which a thread that ends, and so waits for the device, may be
+// sitting. It is asked only where nobody holds the library yet.
 std::shared_ptr<void> keepLoaded() {
+  static std::mutex mutex;
+  static std::weak_ptr<void> holders;
+  const std::lock_guard<std::mutex> lock(mutex);
+  std::shared_ptr<void> result = holders.lock();
+  if (result != nullptr) return result;
   HMODULE library = nullptr;
   GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCSTR>(&joinsAtUnload),
                      &library);
-  return {library, [](HMODULE held) {
-            if (held != nullptr) FreeLibrary(held);
-          }};
+  result.reset(library, [](HMODULE held) {
+    if (held != nullptr) FreeLibrary(held);
+  });
+  holders = result;
+  return result;
 }
+
+bool beingUnloaded() { return !platform::onlyThreadLeft(); }
 
 }  // namespace software_device::os

@@ -38,7 +38,15 @@ void spinUntil(Condition condition) {
 }  // namespace
 
 std::uint64_t Queue::push(cudaStream_t stream, Work work, bool wakeDevice) {
+  std::shared_ptr<void> loaded;
   Lock lock(mutex_);
+  if (loaded_ == nullptr) {
+    // Not with the lock: the system may have one of its own, and whoever holds that waits for the device.
+    lock.unlock();
+    loaded = os::keepLoaded();
+    lock.lock();
+    loaded_.swap(loaded);
+  }
   if (tail_ - head_ == ring_.size()) {
     std::vector<Work> larger(2 * ring_.size());
     for (std::size_t i = head_; i != tail_; ++i)
@@ -51,16 +59,7 @@ std::uint64_t Queue::push(cudaStream_t stream, Work work, bool wakeDevice) {
   if (const auto found = streams_.find(stream); found != streams_.end()) found->second->last = number;
 
   if ((!wakeDevice && hostHelps) || schedule_ == Schedule::lazy) return number;
-  if (!started_ && !stopped_) {
-    started_ = true;
-    loaded_ = os::keepLoaded();
-    try {
-      thread_ = std::thread([this] { deviceThread(); });
-      running_ = true;
-    } catch (const std::system_error&) {
-      // Without a thread of its own the device works when somebody waits.
-    }
-  }
+  if (!started_) startThread();
   if (deviceAsleep_ && !executing_) {
     deviceAsleep_ = false;
     lock.unlock();
@@ -189,17 +188,33 @@ void Queue::setSchedule(Schedule schedule) {
   handOver();
 }
 
+void Queue::startThread() {
+  if (stopped_) return;
+  started_ = true;
+  try {
+    thread_ = std::thread([this] { deviceThread(); });
+    running_ = true;
+  } catch (const std::system_error&) {
+    // Without a thread of its own the device works when somebody waits.
+  }
+}
+
 void Queue::endThread() {
   const std::lock_guard<std::mutex> ending(ending_);
+  std::shared_ptr<void> loaded;  // given up without the lock, too
   Lock lock(mutex_);
-  if (!started_) return;
-  ends_ = true;
-  deviceWake_.notify_one();
-  lock.unlock();
-  if (thread_.joinable()) thread_.join();
-  loaded_ = nullptr;
-  lock.lock();
-  ends_ = started_ = false;
+  if (started_) {
+    ends_ = true;
+    deviceWake_.notify_one();
+    lock.unlock();
+    if (thread_.joinable()) thread_.join();
+    lock.lock();
+    ends_ = started_ = false;
+  }
+  if (empty())
+    loaded_.swap(loaded);
+  else if (schedule_ == Schedule::eager)
+    startThread();  // somebody has issued work meanwhile
 }
 
 void Queue::rest() {

@@ -73,6 +73,7 @@ class Queue {
   void runOne(Lock& lock);  // the next piece; nobody is executing, and there is one
   void handOver();          // who runs what is left when a helper leaves
   void deviceThread();
+  void startThread();
   void endThread();
   // Whether a host thread that waits may run the next piece itself.
   bool mayHelp() const;
@@ -89,7 +90,7 @@ class Queue {
   Schedule schedule_ = Schedule::eager;
   std::mutex ending_;  // held by who ends the thread
   std::thread thread_;
-  std::shared_ptr<void> loaded_;  // held while there is the thread
+  std::shared_ptr<void> loaded_;  // held from the first work until the thread has ended
   std::condition_variable deviceWake_;
   bool deviceAsleep_ = false, started_ = false, running_ = false, ends_ = false, stopped_ = false;
 };

@@ -17,8 +17,10 @@ struct KernelPlace {
 // that holds the kernel, and so does this storage. Its address is constant: the compiler asks for it once,
 // outside of that loop. Thread-local variables of the model that is as fast, initial-exec, would keep the
 // module, with all that it has in __shared__, from being loaded while a process runs.
-#if defined(__GNUC__)
+#if defined(__ELF__)
 __attribute__((const, noinline, visibility("hidden")))
+#elif defined(__GNUC__)
+__attribute__((const, noinline))
 #endif
 inline KernelPlace&
 kernelPlace() {
