@@ -32,7 +32,9 @@ install_missing() {
 # Where this system's own packages come from.
 debian_mirror() {
   . /etc/os-release
-  apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Release: $VERSION_CODENAME" | head -n 1
+  local ask=(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Release: $VERSION_CODENAME")
+  [ -n "$("${ask[@]}")" ] || apt-get update -q >&2 # without lists of packages it does not say
+  "${ask[@]}" | head -n 1
 }
 
 # build PRESET [OPTION...]: configures and builds it; the options go to the build.
