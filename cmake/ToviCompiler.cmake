@@ -23,7 +23,7 @@ target_include_directories(tovi_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
 if(TOVI_SANITIZE)
   target_compile_options(tovi_options INTERFACE
-    -fsanitize=${TOVI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    -fsanitize=${TOVI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1) # their reports name lines only
   target_link_options(tovi_options INTERFACE -fsanitize=${TOVI_SANITIZE})
 endif()
 
