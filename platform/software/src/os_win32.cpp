@@ -75,6 +75,12 @@ std::shared_ptr<void> keepLoaded() {
   return result;
 }
 
-bool beingUnloaded() { return !platform::onlyThreadLeft(); }
+// A program that ends runs its own destructors while its threads go on.
+bool beingUnloaded() {
+  HMODULE self = nullptr;
+  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                     reinterpret_cast<LPCSTR>(&joinsAtUnload), &self);
+  return self != GetModuleHandleA(nullptr) && !platform::onlyThreadLeft();
+}
 
 }  // namespace software_device::os
