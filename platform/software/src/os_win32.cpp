@@ -53,9 +53,17 @@ int processorClockKHz() {
   return static_cast<int>(megahertz) * 1000;
 }
 
-// The loader holds a lock then that a thread needs to end; and when the process ends, its other threads are
-// already gone.
-bool joinsAtUnload() { return false; }
+// Whether this is linked into the program, not into a DLL.
+static bool partOfTheProgram() {
+  HMODULE self = nullptr;
+  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                     reinterpret_cast<LPCSTR>(&joinsAtUnload), &self);
+  return self == GetModuleHandleA(nullptr);
+}
+
+// The loader of a DLL holds a lock then that a thread needs to end; and when the process ends, the other
+// threads are already gone. A program's own destructors run without that lock, beside its threads.
+bool joinsAtUnload() { return partOfTheProgram(); }
 
 // To ask the system takes the loader's lock, on which a thread that ends, and so waits for the device, may be
 // sitting. It is asked only where nobody holds the library yet.
@@ -75,12 +83,6 @@ std::shared_ptr<void> keepLoaded() {
   return result;
 }
 
-// A program that ends runs its own destructors while its threads go on.
-bool beingUnloaded() {
-  HMODULE self = nullptr;
-  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                     reinterpret_cast<LPCSTR>(&joinsAtUnload), &self);
-  return self != GetModuleHandleA(nullptr) && !platform::onlyThreadLeft();
-}
+bool beingUnloaded() { return !partOfTheProgram() && !platform::onlyThreadLeft(); }
 
 }  // namespace software_device::os
