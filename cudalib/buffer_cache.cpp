@@ -107,11 +107,14 @@ std::uint32_t thisThread() {
 
 thread_local bool threadEnds = false;
 
-// Frees what a thread leaves behind.
+// Frees what a thread leaves behind. There is nobody to tell of a failure.
 struct AtThreadEnd {
   ~AtThreadEnd() {
     threadEnds = true;
-    if (!platform::onlyThreadLeft()) releaseThreadBuffers();
+    try {
+      if (!platform::onlyThreadLeft()) releaseThreadBuffers();
+    } catch (...) {
+    }
   }
 };
 
@@ -160,7 +163,7 @@ ManagedMemory<T, Allocator> CachedMemory<T, Allocator>::take(std::size_t rows, s
     if (const auto* const found = Cache::fitting(buffers, device, bytes)) return found->relaid(ld);
     replaced = Cache::replaced(buffers, device, bytes);
   }
-  const ManagedMemory<T, Allocator> memory = allocate<T, Allocator>(rows, cols, count);
+  ManagedMemory<T, Allocator> memory = allocate<T, Allocator>(rows, cols, count);
   const boost::mutex::scoped_lock lock(all.mutex);
   cache.of(thread).push_back({memory, device});
   return memory;

@@ -13,7 +13,7 @@ namespace tovi::lapack {
 class Phase {
  public:
   Phase() { CallHooks::run(callHooks().phaseBegin); }
-  ~Phase() noexcept(false) {
+  ~Phase() noexcept(false) {  // NOLINT(bugprone-exception-escape): see above
     try {
       CallHooks::run(callHooks().phaseEnd);
     } catch (...) {

@@ -334,10 +334,10 @@ std::string svgOf(const CurvesPlot& plot) {
     legend += 75 + 6.9 * static_cast<double>(plot.curves[k].size());
   }
   for (std::size_t p = 0; p < plot.panels.size(); ++p) {
-    const int index = static_cast<int>(p);
+    const int column = static_cast<int>(p) % across, row = static_cast<int>(p) / across;
     Frame frame{};
-    frame.left = left + index % across * (panelWidth + gapX);
-    frame.top = top + index / across * (panelHeight + gapY);
+    frame.left = left + column * (panelWidth + gapX);
+    frame.top = top + row * (panelHeight + gapY);
     frame.right = frame.left + panelWidth;
     frame.bottom = frame.top + panelHeight;
     drawing.grid(frame, x, y);

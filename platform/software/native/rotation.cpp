@@ -87,7 +87,7 @@ TOVI_DEVICE_CODE void rotateRows(std::ptrdiff_t rows, int count, const R* dC, co
 template <bool forward, class T>
 void rotateColumns(int m, int n, const tovi::Real<T>* dC, const tovi::Real<T>* dS, T* dA, int lda) {
   using R = tovi::Real<T>;
-  constexpr std::ptrdiff_t parts = sizeof(T) / sizeof(R), group = 512 / sizeof(R);
+  constexpr std::ptrdiff_t parts = tovi::isComplex<T> ? 2 : 1, group = 512 / sizeof(R);
   const std::ptrdiff_t rows = parts * m, ld = parts * lda;
   R* const a = reinterpret_cast<R*>(dA);
   parallelFor(static_cast<std::size_t>((rows + group - 1) / group), [&](std::size_t piece) {
