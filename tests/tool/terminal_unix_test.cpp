@@ -30,8 +30,8 @@ TEST_F(Tool, ShowsProgressOnATerminal) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0) << shown;
-  EXPECT_NE(shown.find("\r\033[Kdecomposing 2 x 2 ... 0 s"), std::string::npos) << shown;
-  const std::string wiped = "\r\033[K";
+  EXPECT_NE(shown.find("\rdecomposing 2 x 2 ... 0 s"), std::string::npos) << shown;
+  const std::string wiped = "\r                \r";
   ASSERT_GE(shown.size(), wiped.size());
   EXPECT_EQ(shown.substr(shown.size() - wiped.size()), wiped);
 }

@@ -8,22 +8,23 @@
 namespace tool {
 namespace {
 
-constexpr const char* wiped = "\r\033[K";
-
-void show(const std::string& step, int second) {
-  std::cerr << wiped << step << " ... " << second << " s" << std::flush;
+// The line only grows, so that it is written over itself: a control sequence would be shown by consoles that
+// know none.
+std::string show(const std::string& step, int second) {
+  const std::string line = step + " ... " + std::to_string(second) + " s";
+  std::cerr << '\r' << line << std::flush;
+  return line;
 }
 
 }  // namespace
 
 RunningClock::RunningClock(const std::string& step) {
   if (isatty(STDERR_FILENO) == 0) return;
-  show(step, 0);
-  thread_ = std::thread([this, step] {
+  thread_ = std::thread([this, step, line = show(step, 0)]() mutable {
     std::unique_lock lock(mutex_);
     for (int second = 1; !ended_.wait_for(lock, std::chrono::seconds(1), [this] { return end_; }); ++second)
-      show(step, second);
-    std::cerr << wiped << std::flush;
+      line = show(step, second);
+    std::cerr << '\r' << std::string(line.size(), ' ') << '\r' << std::flush;
   });
 }
 
