@@ -284,7 +284,11 @@ void gemv(char trans, int m, int n, Scalar<T> alpha, const T* a, int lda, const 
     detail::reads(m, n, a, lda);
     detail::readsVector(isOption(trans, 'N') ? n : m, x, incx);
   }
-  detail::writesVector(isOption(trans, 'N') ? m : n, y, incy);
+  const int length = isOption(trans, 'N') ? m : n;
+  detail::writesVector(length, y, incy);
+  // OpenBLAS 0.3.21 on AVX-512 processors forgets beta if the increment is INT_MIN, as that of one element
+  // may be.
+  if (length == 1) incy = 1;
   detail::routine<T>(sgemv_, dgemv_, cgemv_, zgemv_)(&trans, &m, &n, &alpha, a, &lda, x, &incx, &beta, y,
                                                      &incy, 1);
 }
