@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <numeric>
+#include <thread>
 #include <vector>
 
 #include "platform/launch.h"
@@ -138,6 +139,30 @@ TEST(DeviceLaunch, BarriersHoldABlockTogether) {
     ASSERT_EQ(sums[b], std::accumulate(&in[b * size], &in[b * size] + size, 0)) << b;
     for (unsigned i = 0; i < size; ++i) ASSERT_EQ(reversed[b * size + i], in[b * size + size - 1 - i]) << b;
   }
+}
+
+// What waits for the device while its thread's objects are being destroyed, the fibers before it.
+struct SynchronizesAtThreadEnd {
+  ~SynchronizesAtThreadEnd() { EXPECT_EQ(cudaDeviceSynchronize(), cudaSuccess); }
+};
+
+TEST(DeviceLaunch, AThreadThatEndsStillRunsBarriers) {
+  software_device::setSchedule(software_device::Schedule::lazy);  // a kernel runs where somebody waits for it
+  DeviceArray<int> p(64);
+  const auto reverse = [&] { platform::launch<&reverse_k<64>>(dim3(1), dim3(64), 0, nullptr, p.get); };
+  std::thread([&] {
+    static thread_local const SynchronizesAtThreadEnd atThreadEnd;
+    static_cast<void>(&atThreadEnd);
+    std::vector<int> numbers(64);
+    std::iota(numbers.begin(), numbers.end(), 0);
+    EXPECT_EQ(cudaMemcpy(p.get, numbers.data(), 64 * sizeof(int), cudaMemcpyHostToDevice), cudaSuccess);
+    reverse();
+    EXPECT_EQ(cudaDeviceSynchronize(), cudaSuccess);
+    reverse();
+    reverse();
+  }).join();
+  const std::vector<int> reversed = p.read();
+  for (int i = 0; i < 64; ++i) EXPECT_EQ(reversed[static_cast<std::size_t>(i)], 63 - i);
 }
 
 // Threads below `first` and every third one return before the barrier; those that are left hand a number

@@ -29,23 +29,48 @@ constexpr std::size_t threadsPerPiece = 16384;
 
 std::atomic<bool> nativeBodies{true};
 
-// What the worker, a host thread, is at.
+struct Fibers {
+  std::deque<Fiber> all;
+  std::vector<Fiber*> waiting;  // those of this block that have not ended
+};
+
+// What the worker, a host thread, is at. It has no destructor: a thread that ends may yet have to run
+// kernels, when another of its thread-local objects waits for the device.
 struct Worker {
   BlockRange* range = nullptr;  // null: not inside a kernel
   Fiber* current = nullptr;     // null: on its own stack
-  std::deque<Fiber> fibers;     // made when first needed
-  std::vector<Fiber*> waiting;  // those of this block that have not ended
+  Fibers* fibers = nullptr;     // made when first needed
+  bool ends = false;            // nobody would delete fibers later
 };
 thread_local Worker worker;
 
+void deleteFibers() {
+  delete worker.fibers;
+  worker.fibers = nullptr;
+}
+
+struct AtThreadEnd {
+  ~AtThreadEnd() {
+    worker.ends = true;
+    deleteFibers();
+  }
+};
+
 // Without memory for a stack the program ends: a block that has run in part cannot be taken back.
-void makeFibers(unsigned count) noexcept {
-  while (worker.fibers.size() < count) worker.fibers.emplace_back();
+std::deque<Fiber>& makeFibers(unsigned count) noexcept {
+  if (worker.fibers == nullptr) worker.fibers = new Fibers;
+  if (!worker.ends) {
+    static thread_local const AtThreadEnd atThreadEnd;
+    static_cast<void>(&atThreadEnd);
+  }
+  std::deque<Fiber>& fibers = worker.fibers->all;
+  while (fibers.size() < count) fibers.emplace_back();
+  return fibers;
 }
 
 // Every fiber that waits at the barrier goes on to the next one, or to its end.
 void runRound() {
-  auto& waiting = worker.waiting;
+  auto& waiting = worker.fibers->waiting;
   const auto ended = std::remove_if(waiting.begin(), waiting.end(), [](Fiber* fiber) {
     worker.current = fiber;
     return !fiber->resume();
@@ -87,7 +112,7 @@ void forEachBlock(dim3 grid, dim3 block, RunBlocks runBlocks, void* kernel) {
     worker.range = &range;
     runBlocks(kernel, range);
     worker.range = nullptr;
-    if (!fibersAreKept()) worker.fibers.clear();
+    if (!fibersAreKept() || worker.ends) deleteFibers();
   };
   const std::size_t pieces = (blocks + perPiece - 1) / perPiece;
   if (pieces == 1)
@@ -97,7 +122,7 @@ void forEachBlock(dim3 grid, dim3 block, RunBlocks runBlocks, void* kernel) {
 }
 
 void finishBlock() {
-  while (!worker.waiting.empty()) runRound();
+  while (worker.fibers != nullptr && !worker.fibers->waiting.empty()) runRound();
 }
 
 bool nativeBodiesUsed() { return nativeBodies.load(std::memory_order_relaxed); }
@@ -113,10 +138,10 @@ void toviSw_syncthreads(unsigned thread) {
   if (!range->barrierMet) {
     range->barrierMet = true;
     const unsigned others = range->threads - thread - 1;
-    software_device::makeFibers(others);
+    auto& fibers = software_device::makeFibers(others);
     for (unsigned i = 0; i < others; ++i) {
-      worker.fibers[i].assign(range->runThread, range->kernel, thread + 1 + i);
-      worker.waiting.push_back(&worker.fibers[i]);
+      fibers[i].assign(range->runThread, range->kernel, thread + 1 + i);
+      worker.fibers->waiting.push_back(&fibers[i]);
     }
   }
   software_device::runRound();
