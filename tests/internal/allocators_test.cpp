@@ -170,25 +170,4 @@ TEST(ManagedMemory, EmptyHandlesHoldNothing) {
   EXPECT_EQ(Handle(5, 0).ld(), 5);  // a BLAS call with no columns still wants a valid leading dimension
 }
 
-TEST(ManagedMemory, CopiesShareOneAllocation) {
-  using Handle = ManagedMemory<float, CudaAllocator<float>>;
-  Handle last;
-  {
-    const Handle first(3, 2);
-    EXPECT_EQ(first.useCount(), 1);
-    last = first;
-    EXPECT_EQ(first.useCount(), 2);
-    EXPECT_EQ(last.get(), first.get());
-    EXPECT_EQ(last.ld(), 3);
-  }
-  EXPECT_EQ(last.useCount(), 1);
-  const std::vector<float> sent = {1, 2, 3, 4, 5, 6};
-  std::vector<float> back(6);
-  last.allocator().copyToDevice(last.get(), sent.data(), 3, 2, 1);
-  last.allocator().copyFromDevice(back.data(), last.get(), 3, 2, 1);
-  EXPECT_EQ(back, sent);
-  const tovi::MatrixView<float> view = last.view(2, 2);
-  EXPECT_EQ(view.at(1, 1), last.get() + 4);
-}
-
 }  // namespace

@@ -35,19 +35,9 @@ HostMatrix<T> numbered(int rows, int cols, int start = 1) {
   return made<T>(rows, cols, [=](int i, int j) { return makeElement<T>(start + i + j * rows, 2 + i + j); });
 }
 
-// A matrix in device memory and its view.
-template <class T>
-struct OnDevice {
-  explicit OnDevice(const HostMatrix<T>& a) : array(a), view(array.data(), a.rows(), a.cols(), a.ld()) {}
-  DeviceArray<T> array;
-  MatrixView<T> view;
-};
-
 template <class T>
 void expectHolds(const OnDevice<T>& device, const HostMatrix<T>& expected) {
-  HostMatrix<T> result = expected;
-  device.array.download(result);
-  EXPECT_TRUE(result.sameBits(expected)) << expected.rows() << " x " << expected.cols();
+  EXPECT_TRUE(device.holds(expected)) << expected.rows() << " x " << expected.cols();
 }
 
 // The longest ones, for one type, are longer than the blocks of one grid reach.

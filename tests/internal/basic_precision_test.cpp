@@ -7,32 +7,17 @@
 #include <vector>
 
 #include "src/basic/Precision.h"
-#include "tests/support/matrix.h"
+#include "tests/support/ratios.h"
 
 namespace {
 
 using namespace testing_support;
 namespace basic = tovi::basic;
 
-template <class T>
-T converted(basic::OtherPrecision<T> x) {
-  if constexpr (tovi::isComplex<T>)
-    return T(static_cast<Real<T>>(x.re), static_cast<Real<T>>(x.im));
-  else
-    return static_cast<T>(x);
-}
-
 // Full of digits, so that a conversion to the narrower type rounds.
 template <class S>
 HostMatrix<S> sample(int rows, int cols) {
   return HostMatrix<S>::random(rows, cols, 1 + cols % 3, static_cast<std::uint64_t>(rows + 7 * cols));
-}
-// What stands in the destination before; its own leading dimension.
-template <class T>
-HostMatrix<T> earlier(int rows, int cols) {
-  HostMatrix<T> b(rows, cols, 2 + rows % 2);
-  b.fill(makeElement<T>(-17, 3));
-  return b;
 }
 
 // T: the destination
@@ -41,25 +26,31 @@ class BasicPrecision : public testing::Test {};
 using Elements = testing::Types<float, double, Complex<float>, Complex<double>>;
 TYPED_TEST_SUITE(BasicPrecision, Elements);
 
+// What stands in the destination before, and what is to stand there for each element that is picked.
+template <class T, class S, class Picks>
+std::pair<HostMatrix<T>, HostMatrix<T>> beforeAndAfter(const HostMatrix<S>& a, Picks picks) {
+  HostMatrix<T> before(a.rows(), a.cols(), 2 + a.rows() % 2);  // a leading dimension of its own
+  before.fill(makeElement<T>(-17, 3));
+  HostMatrix<T> after = before;
+  for (int j = 0; j < a.cols(); ++j)
+    for (int i = 0; i < a.rows(); ++i)
+      if (picks(i, j)) after(i, j) = narrow<T>(widen(a(i, j)));
+  return {before, after};
+}
+
 TYPED_TEST(BasicPrecision, ConvertsAWholeMatrix) {
   using T = TypeParam;
   using S = basic::OtherPrecision<T>;
   const std::pair<int, int> shapes[] = {
       {1, 1}, {15, 17}, {16, 16}, {17, 33}, {1, 257}, {257, 3}, {1, 65535 * 16 + 1}, {65535 * 16 + 1, 1}};
   for (const auto& [m, n] : shapes) {
-    SCOPED_TRACE(testing::Message() << m << " x " << n);
     const HostMatrix<S> a = sample<S>(m, n);
-    HostMatrix<T> b = earlier<T>(m, n), expected = b;
-    for (int j = 0; j < n; ++j)
-      for (int i = 0; i < m; ++i) expected(i, j) = converted<T>(a(i, j));
-    const DeviceArray<S> dA(a);
-    const DeviceArray<T> dB(b);
-    basic::convertPrecision<T>({dA.data(), m, n, a.ld()}, {dB.data(), m, n, b.ld()});
-    dB.download(b);
-    EXPECT_TRUE(b.sameBits(expected));
-    HostMatrix<S> after = a;
-    dA.download(after);
-    EXPECT_TRUE(after.sameBits(a));
+    const auto [before, after] = beforeAndAfter<T>(a, [](int, int) { return true; });
+    const OnDevice<S> dA(a);
+    const OnDevice<T> dB(before);
+    basic::convertPrecision<T>(dA.view, dB.view);
+    EXPECT_TRUE(dB.holds(after)) << m << " x " << n;
+    EXPECT_TRUE(dA.holds(a)) << m << " x " << n;
   }
 }
 
@@ -69,21 +60,16 @@ TYPED_TEST(BasicPrecision, ConvertsOneTriangle) {
   using S = basic::OtherPrecision<T>;
   for (const int n : {1, 2, 15, 16, 17, 33, 100})
     for (const char uplo : {'U', 'L', 'u', 'l'}) {
-      SCOPED_TRACE(testing::Message() << n << ' ' << uplo);
-      const bool upper = uplo == 'U' || uplo == 'u';
+      const auto stored = [&](int i, int j) { return uplo == 'U' || uplo == 'u' ? i <= j : i >= j; };
       HostMatrix<S> a = sample<S>(n, n);
-      HostMatrix<T> b = earlier<T>(n, n), expected = b;
+      const auto [before, after] = beforeAndAfter<T>(a, stored);
       for (int j = 0; j < n; ++j)
         for (int i = 0; i < n; ++i)
-          if (upper ? i <= j : i >= j)
-            expected(i, j) = converted<T>(a(i, j));
-          else
-            a(i, j) = quietNaN<S>();
-      const DeviceArray<S> dA(a);
-      const DeviceArray<T> dB(b);
-      basic::convertPrecisionTriangular<T>(uplo, {dA.data(), n, n, a.ld()}, {dB.data(), n, n, b.ld()});
-      dB.download(b);
-      EXPECT_TRUE(b.sameBits(expected));
+          if (!stored(i, j)) a(i, j) = quietNaN<S>();
+      const OnDevice<S> dA(a);
+      const OnDevice<T> dB(before);
+      basic::convertPrecisionTriangular<T>(uplo, dA.view, dB.view);
+      EXPECT_TRUE(dB.holds(after)) << n << ' ' << uplo;
     }
 }
 
@@ -100,12 +86,11 @@ TEST(BasicPrecisionOf, WideningIsExact) {
                           Limits::denorm_min(),
                           Limits::quiet_NaN()};
   for (int i = 0; i < 8; ++i) a(i, 0) = values[i];
-  const DeviceArray<float> dA(a), dBack(8);
-  const DeviceArray<double> dWide(8);
-  basic::convertPrecision<double>({dA.data(), 8, 1, 8}, {dWide.data(), 8, 1, 8});
-  basic::convertPrecision<float>({dWide.data(), 8, 1, 8}, {dBack.data(), 8, 1, 8});
-  HostMatrix<float> back(8, 1);
-  dBack.download(back);
+  const OnDevice<float> dA(a), dBack(HostMatrix<float>(8, 1));
+  const OnDevice<double> dWide(HostMatrix<double>(8, 1));
+  basic::convertPrecision<double>(dA.view, dWide.view);
+  basic::convertPrecision<float>(dWide.view, dBack.view);
+  HostMatrix<float> back = dBack.downloaded(a);
   EXPECT_TRUE(std::isnan(back(7, 0)));
   back(7, 0) = a(7, 0);
   EXPECT_TRUE(back.sameBits(a));
@@ -126,16 +111,15 @@ TEST(BasicPrecisionOf, NarrowingRounds) {
                                             {-1e-300, -0.0f}};
   constexpr int n = static_cast<int>(std::size(cases));
   HostMatrix<Complex<double>> a(n, 1);
-  HostMatrix<Complex<float>> expected(n, 1), b(n, 1);
+  HostMatrix<Complex<float>> expected(n, 1);
   for (int i = 0; i < n; ++i) {
     a(i, 0) = {cases[i].first, -cases[n - 1 - i].first};
     expected(i, 0) = {cases[i].second, -cases[n - 1 - i].second};
   }
-  const DeviceArray<Complex<double>> dA(a);
-  const DeviceArray<Complex<float>> dB(b);
-  basic::convertPrecision<Complex<float>>({dA.data(), n, 1, n}, {dB.data(), n, 1, n});
-  dB.download(b);
-  EXPECT_TRUE(b.sameBits(expected));
+  const OnDevice<Complex<double>> dA(a);
+  const OnDevice<Complex<float>> dB(HostMatrix<Complex<float>>(n, 1));
+  basic::convertPrecision<Complex<float>>(dA.view, dB.view);
+  EXPECT_TRUE(dB.holds(expected));
 }
 
 }  // namespace

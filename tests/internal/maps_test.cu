@@ -72,17 +72,6 @@ __global__ void CountVisits_k(int n, int* visits) {
   if (i < n) visits[i] += static_cast<int>(i) + 1;
 }
 
-template <class Map>
-__global__ void MarkMatrix_k(int m, int n, int* a) {
-  const std::ptrdiff_t i = Map::row(), j = Map::col();
-  if (i < m && j < n) a[i + j * m] += static_cast<int>(i + 100 * j) + 1;
-}
-
-template <class Map>
-__global__ void MarkTriangle_k(bool upper, int n, int* a) {
-  if (Map::owns(upper, n)) a[Map::row() + Map::col() * n] += 1;
-}
-
 // An array of zeros on the device, and what it holds in the end.
 class DeviceCounters {
  public:
@@ -121,27 +110,6 @@ TEST_F(MapsOnDevice, EveryElementOfAFoldedGridHasOneThread) {
     EXPECT_EQ(a[static_cast<std::size_t>(i)], i + 1);
     EXPECT_EQ(b[static_cast<std::size_t>(i)], i + 1);
   }
-}
-
-TEST_F(MapsOnDevice, EveryElementOfAMatrixHasOneThread) {
-  const int m = 37, n = 21;
-  DeviceCounters dynamic(m * n), fixed(m * n), upper(m * m), lower(m * m);
-  cudalib::launch<&MarkMatrix_k<Map2D>>(Map2D(m, n, 32, 4), nullptr, m, n, dynamic.get());
-  cudalib::launch<&MarkMatrix_k<cudalib::StaticMap2D<16, 16>>>(cudalib::StaticMap2D<16, 16>(m, n), nullptr, m,
-                                                               n, fixed.get());
-  cudalib::launch<&MarkTriangle_k<cudalib::TriangularMap2D>>(cudalib::TriangularMap2D(m), nullptr, true, m,
-                                                             upper.get());
-  cudalib::launch<&MarkTriangle_k<cudalib::TriangularMap2D>>(cudalib::TriangularMap2D(m), nullptr, false, m,
-                                                             lower.get());
-  const std::vector<int>&a = dynamic.read(), &b = fixed.read(), &u = upper.read(), &l = lower.read();
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < m; ++i) {
-      const auto at = static_cast<std::size_t>(i + j * m);
-      EXPECT_EQ(a[at], i + 100 * j + 1);
-      EXPECT_EQ(b[at], i + 100 * j + 1);
-      EXPECT_EQ(u[at], i <= j ? 1 : 0);
-      EXPECT_EQ(l[at], i >= j ? 1 : 0);
-    }
 }
 
 }  // namespace

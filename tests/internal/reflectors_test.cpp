@@ -1,4 +1,4 @@
-// Products with Q and the generation of Q against the host LAPACK, with reflectors from the host LAPACK.
+// Products with Q against the host LAPACK, with reflectors from the host LAPACK. Q itself: SvdTest.
 
 #include "cudalib/exceptions.h"
 #include "tests/support/reflector_checks.h"
@@ -57,19 +57,6 @@ TYPED_TEST(ReflectorsTest, OneBlockIsTheProductOfItsReflectors) {
   for (const int k : {1, 20, 130})
     for (const int more : {0, 1, 50})
       for (const Kind kind : {Kind::qr, Kind::lq, Kind::rq}) checkBlock<TypeParam>(kind, k + more, k, 23);
-}
-
-TYPED_TEST(ReflectorsTest, GenerateQ) {
-  constexpr int width = nb<TypeParam>;
-  for (const Kind kind : {Kind::qr, Kind::lq}) {
-    for (const int k : {1, width, width + 1, 2 * width, 2 * width + 5})
-      for (const int more : {0, 90}) {
-        checkGeneration<TypeParam>(kind, k + more, k, k);
-        checkGeneration<TypeParam>(kind, k + more, k + more, k);
-      }
-    checkGeneration<TypeParam>(kind, 500, 3 * width + 40, 2 * width + 40);
-    checkGeneration<TypeParam>(kind, 40, 7, 0);
-  }
 }
 
 // H = I for reflectors whose scalar factor is zero.

@@ -22,28 +22,15 @@ class Devices : public testing::Test {
   int count_ = -1;
 };
 
-void expectRefused(toviStatus status, int info) {
-  EXPECT_EQ(status, toviArgumentError);
-  EXPECT_EQ(toviGetLastStatus(), toviArgumentError);
-  EXPECT_EQ(toviGetErrorInfo(), info);
-}
-
-TEST_F(Devices, ArgumentChecks) {
-  char buffer[2] = {'a', 'b'};
-  expectRefused(toviGetDeviceCount(nullptr), -1);
+// The others: FuzzTest.RandomCallsOfManagementRoutines.
+TEST_F(Devices, ADeviceThatIsNotThereIsRefused) {
   for (const int device : {-1, count_, INT_MAX, INT_MIN}) {
-    expectRefused(toviSelectDevice(device), -1);
-    expectRefused(toviGetDeviceInfo(device, nullptr, 0), -1);
+    EXPECT_EQ(toviSelectDevice(device), toviArgumentError);
+    EXPECT_EQ(toviGetErrorInfo(), -1);
   }
-  expectRefused(toviGetDeviceInfo(0, nullptr, 0), -2);
-  expectRefused(toviGetDeviceInfo(0, buffer, 0), -3);
-  expectRefused(toviGetDeviceInfo(0, buffer, -5), -3);
-  EXPECT_EQ(std::string(buffer, 2), "ab");
-
+  EXPECT_EQ(toviGetDeviceInfo(0, nullptr, 0), toviArgumentError);
   EXPECT_EQ(toviGetExecutingDevice(nullptr), toviNotInitialized);
-  EXPECT_EQ(toviGetErrorInfo(), -3) << "left as it was";
-  ASSERT_EQ(toviInitialize(), toviNoError);
-  expectRefused(toviGetExecutingDevice(nullptr), -1);
+  EXPECT_EQ(toviGetErrorInfo(), -2) << "left as it was";
 }
 
 TEST_F(Devices, InfoIsNameAndMemory) {
@@ -70,17 +57,6 @@ TEST_F(Devices, InfoIsNameAndMemory) {
     EXPECT_LT(scaled, 1024.0);
     EXPECT_EQ(buffer[sizeof buffer - 1], '\0');
   }
-}
-
-TEST_F(Devices, InfoIsCutToTheBuffer) {
-  char whole[300], cut[8];
-  ASSERT_EQ(toviGetDeviceInfo(0, whole, sizeof whole), toviNoError);
-  std::memset(cut, 'x', sizeof cut);
-  ASSERT_EQ(toviGetDeviceInfo(0, cut, 5), toviNoError);
-  EXPECT_EQ(std::string(cut), std::string(whole).substr(0, 4));
-  EXPECT_EQ(std::string(cut + 5, 3), "xxx");
-  ASSERT_EQ(toviGetDeviceInfo(0, cut, 1), toviNoError);
-  EXPECT_EQ(cut[0], '\0');
 }
 
 TEST_F(Devices, ASelectedDeviceIsTheExecutingOne) {

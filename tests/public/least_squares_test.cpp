@@ -13,7 +13,6 @@ class LeastSquaresTest : public LibraryTest {};
 using Elements = ::testing::Types<float, Complex<float>>;
 TYPED_TEST_SUITE(LeastSquaresTest, Elements);
 
-constexpr Memory bothMemories[] = {Memory::host, Memory::device};
 constexpr char transposes[] = {'N', 'T', 'C'};
 
 // Blocks of reflectors are 96 wide (64 for complex).
@@ -21,7 +20,7 @@ TYPED_TEST(LeastSquaresTest, SolvesEveryShapeInEveryTransposition) {
   const struct {
     int m, n;
   } shapes[] = {{1, 1}, {7, 1}, {5, 3}, {64, 63}, {96, 96}, {97, 97}, {129, 64}, {192, 97}, {300, 193}};
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const char trans : transposes)
       for (const auto& shape : shapes) {
         checkLeastSquares<TypeParam>(where, trans, shape.m, shape.n, 3);
@@ -30,20 +29,15 @@ TYPED_TEST(LeastSquaresTest, SolvesEveryShapeInEveryTransposition) {
 }
 
 TYPED_TEST(LeastSquaresTest, SolvesForOneAndForManyRightHandSides) {
-  for (const char trans : transposes)
+  for (const char trans : {'n', 't', 'c'})
     for (const int nrhs : {1, 100, 301}) {
       checkLeastSquares<TypeParam>(Memory::host, trans, 260, 130, nrhs);
       checkLeastSquares<TypeParam>(Memory::device, trans, 130, 260, nrhs);
     }
 }
 
-TYPED_TEST(LeastSquaresTest, LowerCaseLettersAreTheSame) {
-  checkLeastSquares<TypeParam>(Memory::host, 'n', 20, 9, 2);
-  checkLeastSquares<TypeParam>(Memory::host, 'c', 20, 9, 2);
-}
-
 TYPED_TEST(LeastSquaresTest, ReportsTheFirstZeroOfTheTriangle) {
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const char trans : {'N', 'C'}) {
       for (const int n : {1, 30, 150}) {
         checkDeficient<TypeParam>(where, trans, n, n, {1});
@@ -58,7 +52,7 @@ TYPED_TEST(LeastSquaresTest, ReportsTheFirstZeroOfTheTriangle) {
 TYPED_TEST(LeastSquaresTest, EmptyProblemsGiveZeros) {
   using T = TypeParam;
   const struct { int m, n, nrhs; } shapes[] = {{0, 5, 2}, {5, 0, 2}, {0, 0, 2}, {3, 4, 0}};
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const char trans : transposes)
       for (const auto& shape : shapes) {
         LeastSquares<T> problem = leastSquaresProblem<T>(trans, shape.m, shape.n, shape.nrhs);
@@ -87,7 +81,7 @@ TYPED_TEST(LeastSquaresTest, SolvesAtBothEndsOfTheSafeRange) {
 }
 
 TYPED_TEST(LeastSquaresTest, NaNTravelsThroughAndNeverChangesTheStatus) {
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const auto& [m, n] : {std::pair{9, 5}, {5, 9}, {230, 120}, {120, 230}}) {
       LeastSquares<TypeParam> inMatrix = leastSquaresProblem<TypeParam>('N', m, n, 1);
       inMatrix.a(m / 2, n / 3) = quietNaN<TypeParam>();
@@ -111,12 +105,12 @@ TYPED_TEST(LeastSquaresTest, SolvesUnderConstraints) {
                 {3, 5, 3},      {4, 4, 4},     {0, 40, 40},    {130, 97, 0},   {97, 97, 0},
                 {200, 100, 50}, {97, 97, 97},  {33, 130, 97},  {33, 130, 120}, {100, 165, 65},
                 {66, 130, 66},  {260, 200, 3}, {40, 200, 200}, {250, 195, 130}};
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const auto& shape : shapes) checkConstrained<TypeParam>(where, shape.m, shape.n, shape.p);
 }
 
 TYPED_TEST(LeastSquaresTest, ReportsTheFirstZeroOfEitherTriangle) {
-  for (const Memory where : bothMemories) {
+  for (const Memory where : bothInterfaces) {
     checkDeficient<TypeParam>(where, 1, 1, 1, {1}, {}, 1);
     checkDeficient<TypeParam>(where, 30, 20, 10, {4}, {}, 4);
     checkDeficient<TypeParam>(where, 30, 20, 20, {20}, {}, 20);
@@ -130,20 +124,8 @@ TYPED_TEST(LeastSquaresTest, ReportsTheFirstZeroOfEitherTriangle) {
   }
 }
 
-TYPED_TEST(LeastSquaresTest, WithoutUnknownsNothingIsTouched) {
-  using T = TypeParam;
-  for (const Memory where : bothMemories) {
-    Constrained<T> problem = constrainedProblem<T>(6, 0, 0);
-    const Constrained<T> before = problem;
-    EXPECT_EQ(problem.run(where), toviNoError);
-    EXPECT_TRUE(problem.sameBits(before));
-    T* const none = nullptr;
-    EXPECT_EQ(gglse(where, 6, 0, 0, none, 6, none, 1, none, none, none), toviNoError);
-  }
-}
-
 TYPED_TEST(LeastSquaresTest, NaNInTheConstraintsReachesTheSolution) {
-  for (const Memory where : bothMemories) {
+  for (const Memory where : bothInterfaces) {
     Constrained<TypeParam> problem = constrainedProblem<TypeParam>(150, 120, 100);
     problem.b(3, 4) = quietNaN<TypeParam>();
     problem.x.fill(TypeParam(0));

@@ -39,17 +39,6 @@ auto onAnotherThread(Call call) {
   return std::async(std::launch::async, call).get();
 }
 
-TEST_F(Lifecycle, NothingWorksBeforeInitialization) {
-  EXPECT_EQ(toviGetDeviceCount(nullptr), toviArgumentError);
-  float x = 1;
-  int ipiv = 0;
-  EXPECT_EQ(use(), toviNotInitialized);
-  EXPECT_EQ(toviSgemm('?', 'N', -1, 0, 0, 1.0f, &x, 1, &x, 1, 0.0f, &x, 1), toviNotInitialized);
-  EXPECT_EQ(toviDeviceSgesv(-1, 0, &x, 1, &ipiv, &x, 1), toviNotInitialized);
-  EXPECT_EQ(toviGetLastStatus(), toviNotInitialized);
-  EXPECT_EQ(toviGetErrorInfo(), -1) << "the error info of the call before stays";
-}
-
 TEST_F(Lifecycle, ShutdownAndFreeBuffersStoreNoStatus) {
   EXPECT_EQ(toviGetDeviceCount(nullptr), toviArgumentError);
   for (int round = 0; round < 2; ++round) {

@@ -81,25 +81,4 @@ TEST(Status, ErrorInfoStringCutsAndTerminates) {
   EXPECT_EQ(std::string(buffer, sizeof buffer), std::string("No e\0xxx", 8));
 }
 
-TEST(Status, ErrorInfoStringChecksItsArguments) {
-  char buffer[4] = {'a', 'b', 'c', 'd'};
-  const auto expectRefused = [&](int e, char* buf, int size, int info) {
-    EXPECT_EQ(toviGetErrorInfoString(static_cast<toviStatus>(e), 5, buf, size), toviArgumentError);
-    EXPECT_EQ(toviGetErrorInfo(), info);
-    EXPECT_EQ(toviGetLastStatus(), toviArgumentError);
-    EXPECT_EQ(std::string(buffer, 4), "abcd");
-  };
-  expectRefused(11, nullptr, 0, -1);  // the first failing check wins
-  expectRefused(-1, buffer, 4, -1);
-  expectRefused(7, nullptr, 0, -3);
-  expectRefused(7, buffer, 0, -4);
-  expectRefused(7, buffer, INT_MIN, -4);
-
-  // Success overwrites both variables; reading them does not.
-  EXPECT_EQ(toviGetErrorInfo(), -4);
-  EXPECT_EQ(toviGetErrorInfoString(toviNoError, 5, buffer, 4), toviNoError);
-  EXPECT_EQ(toviGetErrorInfo(), 0);
-  EXPECT_EQ(toviGetLastStatus(), toviNoError);
-}
-
 }  // namespace

@@ -10,7 +10,6 @@ class SvdTest : public LibraryTest {};
 using Elements = ::testing::Types<float, Complex<float>>;
 TYPED_TEST_SUITE(SvdTest, Elements);
 
-constexpr Memory bothMemories[] = {Memory::host, Memory::device};
 constexpr Jobs somePairs[] = {{'N', 'N'}, {'S', 'S'}, {'A', 'O'}, {'O', 'A'}};
 
 // Where the longer side has 1.6 times the shorter one's elements, rounded down, or more, A is reduced to a
@@ -21,26 +20,26 @@ TYPED_TEST(SvdTest, EveryPairOfJobsOnEveryPath) {
     int m, n;
   } shapes[] = {{1, 1},   {2, 1},   {7, 1},    {2, 2},   {3, 2},   {4, 3},     {5, 4},    {6, 6},    {17, 5},
                 {33, 33}, {40, 31}, {100, 30}, {97, 97}, {98, 97}, {130, 100}, {160, 97}, {161, 100}};
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const auto& shape : shapes) {
       checkEveryPairOfJobs<TypeParam>(where, shape.m, shape.n);
       if (shape.m != shape.n) checkEveryPairOfJobs<TypeParam>(where, shape.n, shape.m);
     }
 }
 
+// Blocks of the bidiagonal form are 96 wide; the last 1 to 96 rows and columns are reduced on the host.
 TYPED_TEST(SvdTest, LargerMatrices) {
-  for (const auto& [m, n] : {std::pair{300, 300}, {450, 250}, {250, 450}, {320, 280}, {280, 320}})
+  for (const auto& [m, n] : {std::pair{95, 95},
+                             {96, 96},
+                             {192, 192},
+                             {193, 193},
+                             {300, 300},
+                             {193, 194},
+                             {450, 250},
+                             {250, 450},
+                             {320, 280},
+                             {280, 320}})
     checkSvd(Memory::host, randomSvdProblem<TypeParam>({'S', 'S'}, m, n));
-}
-
-TYPED_TEST(SvdTest, LowerCaseLettersAreTheSame) {
-  for (const Memory where : bothMemories) {
-    const Svd<TypeParam> upper = checkSvd(where, randomSvdProblem<TypeParam>({'O', 'S'}, 20, 9));
-    Svd<TypeParam> lower = randomSvdProblem<TypeParam>({'O', 'S'}, 20, 9);
-    lower.jobs = {'o', 's'};
-    EXPECT_EQ(lower.run(where), toviNoError);
-    EXPECT_TRUE(lower.sameBits(upper));
-  }
 }
 
 // Graded, rank-deficient, clustered, all equal, one large one, and none but zeros.
@@ -72,7 +71,7 @@ TYPED_TEST(SvdTest, ValuesAreThoseThatTheMatrixWasMadeOf) {
 }
 
 TYPED_TEST(SvdTest, DiagonalMatricesAreSorted) {
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const auto& [m, n] : {std::pair{40, 40}, {50, 40}, {40, 90}}) {
       HostMatrix<TypeParam> identity(m, n), mixed(m, n);
       for (int i = 0; i < 40; ++i) {
@@ -120,7 +119,7 @@ TYPED_TEST(SvdTest, TheWholeRangeOfTheTypeIsSafe) {
 }
 
 TYPED_TEST(SvdTest, NaNAndInfinityEndTheCall) {
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const auto& [m, n] :
          {std::pair{1, 1}, {3, 3}, {5, 2}, {40, 40}, {120, 120}, {150, 60}, {60, 150}, {100, 120}})
       for (const Jobs jobs : somePairs)
@@ -135,23 +134,10 @@ TYPED_TEST(SvdTest, NaNAndInfinityEndTheCall) {
         }
 }
 
-TYPED_TEST(SvdTest, EmptyProblemsTouchNothing) {
-  TypeParam* const none = nullptr;
-  for (const Memory where : bothMemories)
-    for (const auto& [m, n] : {std::pair{0, 4}, {4, 0}, {0, 0}})
-      for (const Jobs jobs : everyPairOfJobs) {
-        Svd<TypeParam> problem = randomSvdProblem<TypeParam>(jobs, m, n);
-        const Svd<TypeParam> before = problem;
-        EXPECT_EQ(problem.run(where), toviNoError);
-        EXPECT_TRUE(problem.sameBits(before));
-        EXPECT_EQ(gesvd(where, jobs.u, jobs.vt, m, n, none, 4, nullptr, none, 4, none, 4), toviNoError);
-      }
-}
-
 // Outputs that are not asked for may be null.
 TYPED_TEST(SvdTest, NullOutputsWithoutVectors) {
   TypeParam* const none = nullptr;
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const auto& [m, n] : {std::pair{20, 9}, {9, 20}, {11, 10}}) {
       Svd<TypeParam> problem = randomSvdProblem<TypeParam>({'N', 'O'}, m, n), full = problem;
       const Placed<TypeParam> dA(where, problem.a);

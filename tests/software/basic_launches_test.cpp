@@ -119,22 +119,4 @@ TEST(BasicLaunches, MatricesInBlocksOf16By16OnTheStreamAskedFor) {
   EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
 }
 
-TEST(BasicLaunches, RotationsReflectorsAndShifts) {
-  DeviceArray<T> memory(200 * 200), other(200);
-  T* const p = memory.data();
-  const float* const rotations = reinterpret_cast<const float*>(other.data());
-  const auto launches = launchesOf([&] {
-    lasr('R', 'V', 'F', 129, 200, rotations, rotations, p, 200);
-    lasr('L', 'V', 'B', 200, 129, rotations, rotations, p, 200);
-    larfg(200, p, p + 1, 1, other.data());
-    tovi::brd::orgbrCopy('U', 200, p, 200);
-  });
-  ASSERT_EQ(launches.size(), 4u);
-  const std::pair<int, int> shapes[] = {{3, 64}, {2, 128}, {1, 32}, {1, 256}};  // blocks, threads
-  for (std::size_t k = 0; k < 4; ++k) {
-    EXPECT_EQ(launches[k].arguments[0], shapes[k].first) << k;
-    EXPECT_EQ(launches[k].arguments[3], shapes[k].second) << k;
-  }
-}
-
 }  // namespace

@@ -11,7 +11,6 @@
 namespace testing_support {
 namespace {
 
-using software_device::Call;
 using software_device::Entry;
 
 const char* nameOf(Entry entry) {  // in the order of the entries
@@ -28,7 +27,7 @@ std::string callsOf(Work work) {
   software_device::startRecording();
   EXPECT_EQ(work(), toviNoError);
   std::ostringstream text;
-  for (const Call& call : software_device::stopRecording()) {
+  for (const software_device::Call& call : software_device::stopRecording()) {
     const char* name = nameOf(call.entry);
     if (name == nullptr) continue;
     const bool triangular = call.entry == Entry::trsm || call.entry == Entry::trmm;
@@ -130,9 +129,9 @@ TEST(BlasDispatch, WhereBlocksBegin) {
       return syrk(device, 'L', trans == 'C' ? 'T' : trans, n, k, C(1), a.data(), most, C(0), c.data(), most);
     });
     const bool herkIs =
-        isOneCall([&] { return herk(device, 'L', trans, n, k, 1, a.data(), most, 0, c.data(), most); });
+        isOneCall([&] { return herk(device, 'L', trans, n, k, 1.0f, a.data(), most, 0.0f, c.data(), most); });
     const bool her2kIs = isOneCall([&] {
-      return her2k(device, 'L', trans, n, k, C(1), a.data(), most, b.data(), most, 0, c.data(), most);
+      return her2k(device, 'L', trans, n, k, C(1), a.data(), most, b.data(), most, 0.0f, c.data(), most);
     });
     EXPECT_TRUE(syrkIs == herkIs && herkIs == her2kIs);
     return herkIs;
@@ -191,18 +190,18 @@ TYPED_TEST(BlasFirstGenerationTest, GivesTheSameResults) {
   using T = TypeParam;
   ASSERT_EQ(pretend(1, 3), toviNoError);
   software_device::setSchedule(software_device::Schedule::lazy);
-  for (const char uplo : {'L', 'U'}) {
-    for (const char trans : {'N', 'T', 'C'}) {
-      checkTriangular<T>(Triangular::solve, Memory::host, 'L', uplo, trans, 'N', 520, 512);
-      checkTriangular<T>(Triangular::solve, Memory::host, 'R', uplo, trans, 'U', 512, 513);
-      checkTriangular<T>(Triangular::multiply, Memory::host, 'L', uplo, trans, 'U', 1025, 4);
-      checkTriangular<T>(Triangular::multiply, Memory::host, 'R', uplo, trans, 'N', 4, 1024);
+  for (const std::string uplo : {"L", "U"}) {
+    for (const std::string trans : {"N", "T", "C"}) {
+      checkBlas<T>("trsm", Memory::host, "L" + uplo + trans + "N", {520, 512});
+      checkBlas<T>("trsm", Memory::host, "R" + uplo + trans + "U", {512, 513});
+      checkBlas<T>("trmm", Memory::host, "L" + uplo + trans + "U", {1025, 4});
+      checkBlas<T>("trmm", Memory::host, "R" + uplo + trans + "N", {4, 1024});
     }
-    checkSymmetric<T>(Export::symmetric, Memory::host, 'L', uplo, 1025, 4, nonTrivial<T>(), T(2));
-    checkSymmetric<T>(Export::symmetric, Memory::host, 'R', uplo, 4, 1024, nonTrivial<T>(), T(0));
+    checkBlas<T>("symm", Memory::host, "L" + uplo, {1025, 4}, nonTrivial, 2);
+    checkBlas<T>("symm", Memory::host, "R" + uplo, {4, 1024}, nonTrivial, 0);
   }
-  checkRankK<T>(Export::symmetric, Memory::host, 'L', 'N', 1025, 1024, nonTrivial<T>(), T(0));
-  checkRank2K<T>(Export::symmetric, Memory::host, 'U', 'N', 1025, 1024, nonTrivial<T>(), T(2));
+  checkBlas<T>("syrk", Memory::host, "LN", {1025, 1024}, nonTrivial, 0);
+  checkBlas<T>("syr2k", Memory::host, "UN", {1025, 1024}, nonTrivial, 2);
 }
 
 }  // namespace

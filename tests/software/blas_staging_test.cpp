@@ -4,19 +4,14 @@
 #include <cstdlib>
 #include <vector>
 
-#include "src/blas/staged_matrix.h"
-#include "tests/support/blas_checks.h"
+#include "platform/software/testing/software_device.h"
+#include "tests/support/calls.h"
 #include "tests/support/machines.h"
 
 namespace testing_support {
 namespace {
 
-using software_device::Call;
 using software_device::Entry;
-using tovi::blas::StagedMatrix;
-using tovi::blas::StagedVector;
-using tovi::blas::StageIn;
-using tovi::blas::StageOut;
 
 struct Copies {
   int linearUp = 0, linearDown = 0, rectangularUp = 0, rectangularDown = 0, allocations = 0;
@@ -35,7 +30,7 @@ Copies copiesOf(Work work) {
   software_device::startRecording();
   work();
   Copies copies;
-  for (const Call& call : software_device::stopRecording()) {
+  for (const software_device::Call& call : software_device::stopRecording()) {
     if (call.entry == Entry::memcpy)
       ++(call.arguments[1] == cudaMemcpyHostToDevice ? copies.linearUp : copies.linearDown);
     if (call.entry == Entry::memcpy2D)
@@ -72,41 +67,6 @@ TEST(BlasStaging, CopiesNoMoreThanIsNeeded) {
             (Copies{2, 1, 0, 0, 2}));
 }
 
-TEST(BlasStaging, OfMatricesAndVectors) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  HostMatrix<double> a = HostMatrix<double>::random(3, 2, 4, 1);
-  const HostMatrix<double> a0 = a;
-  {
-    StagedMatrix<double> dA(a.data(), 3, 2, a.ld(), StageIn | StageOut);
-    EXPECT_EQ(dA.ld(), 64);
-    StagedMatrix<const double> dNothing(a.data(), 3, 0, a.ld(), StageIn);
-    EXPECT_EQ(dNothing.data(), nullptr);
-    EXPECT_EQ(dNothing.ld(), 3);
-    StagedMatrix<double> dAbsent(nullptr, 3, 2, 3, StageIn | StageOut);
-    EXPECT_EQ(dAbsent.data(), nullptr);
-    dAbsent.copyBack();
-    a.fill(0);
-    dA.copyBack();
-    EXPECT_TRUE(a.sameBits(a0));
-    StagedMatrix<double> dIn(a.data(), 3, 2, a.ld(), StageIn);
-    a.fill(5);
-    dIn.copyBack();  // not asked for
-    EXPECT_EQ(a(0, 0), 5);
-    EXPECT_EQ(software_device::live().allocations, 2u);
-  }
-  EXPECT_EQ(liveBesideBuffers().allocations, 0u);
-
-  std::vector<float> x = {1, -1, -1, 2, -1, -1, 3};
-  StagedVector<float> dX(x.data(), 3, -3, StageIn | StageOut);
-  EXPECT_EQ(dX.increment(), -1);
-  float packed[3];
-  ASSERT_EQ(cudaMemcpy(packed, dX.data(), sizeof packed, cudaMemcpyDeviceToHost), cudaSuccess);
-  EXPECT_EQ(std::vector<float>(packed, packed + 3), (std::vector<float>{1, 2, 3}));
-  x = {0, 7, 7, 0, 7, 7, 0};
-  dX.copyBack();
-  EXPECT_EQ(x, (std::vector<float>{1, 7, 7, 2, 7, 7, 3}));
-}
-
 // A leading dimension may be anything above the number of rows.
 TEST(BlasStaging, OfFarApartColumns) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
@@ -131,64 +91,47 @@ TEST(BlasStaging, OfFarApartColumns) {
   std::free(x);
 }
 
-// All exported routines of an element type on 1 x 1 operands.
-template <class T>
-std::vector<toviStatus> callAll(Memory where, const T* a, const T* b, T* c) {
-  std::vector<toviStatus> statuses = {gemm(where, 'N', 'N', 1, 1, 1, T(1), a, 1, b, 1, T(0), c, 1),
-                                      gemv(where, 'N', 1, 1, T(1), a, 1, b, 1, T(0), c, 1),
-                                      trsm(where, 'L', 'U', 'N', 'N', 1, 1, T(1), a, 1, c, 1),
-                                      trmm(where, 'L', 'U', 'N', 'N', 1, 1, T(1), a, 1, c, 1),
-                                      symm(where, 'L', 'U', 1, 1, T(1), a, 1, b, 1, T(0), c, 1),
-                                      syrk(where, 'L', 'N', 1, 1, T(1), a, 1, T(0), c, 1),
-                                      syr2k(where, 'L', 'N', 1, 1, T(1), a, 1, b, 1, T(0), c, 1)};
-  if constexpr (tovi::isComplex<T>)
-    for (const toviStatus status : {hemm(where, 'L', 'U', 1, 1, T(1), a, 1, b, 1, T(0), c, 1),
-                                    herk(where, 'L', 'N', 1, 1, 1, a, 1, 0, c, 1),
-                                    her2k(where, 'L', 'N', 1, 1, T(1), a, 1, b, 1, 0, c, 1)})
-      statuses.push_back(status);
-  return statuses;
+// One call of every export of double precision.
+template <class Visit>
+void forEveryDouble(Memory where, Visit visit) {
+  for (const Export& routine : allExports()) {
+    const char precision = routine.name[std::string(where == Memory::host ? "tovi" : "toviDevice").size()];
+    if (routine.where != where || (precision != 'D' && precision != 'Z')) continue;
+    Random random(1);
+    Call call = drawCall(routine, random, {sizesBetween(1, 3)});
+    SCOPED_TRACE(call.text());
+    visit(call);
+  }
 }
 
-template <class T>
-class DoublePrecisionTest : public ::testing::Test {};
-using DoubleElements = ::testing::Types<double, Complex<double>>;
-TYPED_TEST_SUITE(DoublePrecisionTest, DoubleElements);
-
-TYPED_TEST(DoublePrecisionTest, IsRefusedBelowCapability13) {
-  using T = TypeParam;
+TEST(DoublePrecision, IsRefusedBelowCapability13) {
   ASSERT_EQ(pretend(1, 2), toviNoError);
-  const T a = T(2), b = T(3);
-  T c = T(4);
+  double* const none = nullptr;
   char text[8];
-  ASSERT_EQ(toviGetErrorInfoString(static_cast<toviStatus>(11), 0, text, 8), toviArgumentError);
-  software_device::resetCounts();
   // Device interface: before everything else, so host pointers do no harm and the error info stays.
-  for (const toviStatus status : callAll<T>(Memory::device, &a, &b, &c))
-    EXPECT_EQ(status, toviInsufficientComputeCapability);
-  EXPECT_EQ(gemm<T>(Memory::device, 'X', 'X', -1, -1, -1, T(1), nullptr, 0, nullptr, 0, T(1), nullptr, 0),
+  ASSERT_EQ(toviGetErrorInfoString(static_cast<toviStatus>(11), 0, text, 8), toviArgumentError);
+  EXPECT_EQ(gemm(Memory::device, 'X', 'X', -1, -1, -1, 1.0, none, 0, none, 0, 1.0, none, 0),
             toviInsufficientComputeCapability);
-  EXPECT_EQ(toviGetErrorInfo(), -1);
-  EXPECT_EQ(toviGetLastStatus(), toviInsufficientComputeCapability);
-  EXPECT_EQ(software_device::allCalls(), 0u);
+  forEveryDouble(Memory::device, [](Call& call) {
+    Around around;
+    around.before = software_device::resetCounts;
+    around.after = [] { EXPECT_EQ(software_device::allCalls(), 0u); };
+    EXPECT_EQ(call.run(around), toviInsufficientComputeCapability);
+    EXPECT_EQ(toviGetErrorInfo(), -1);
+    EXPECT_EQ(toviGetLastStatus(), toviInsufficientComputeCapability);
+  });
   // Host interface: after the arguments and the staging.
-  EXPECT_EQ(gemm<T>(Memory::host, 'X', 'X', -1, -1, -1, T(1), nullptr, 0, nullptr, 0, T(1), nullptr, 0),
-            toviArgumentError);
-  for (const toviStatus status : callAll<T>(Memory::host, &a, &b, &c))
-    EXPECT_EQ(status, toviInsufficientComputeCapability);
-  EXPECT_EQ(toviGetErrorInfo(), 0);
-  EXPECT_GE(software_device::calls(Entry::memcpy) + software_device::calls(Entry::memcpy2D), 7u);
-  EXPECT_EQ(liveBesideBuffers().allocations, 0u);
-  EXPECT_TRUE(c == T(4));
+  EXPECT_EQ(gemm(Memory::host, 'X', 'X', -1, -1, -1, 1.0, none, 0, none, 0, 1.0, none, 0), toviArgumentError);
+  forEveryDouble(Memory::host, [](Call& call) {
+    software_device::resetCounts();
+    EXPECT_EQ(call.run(), toviInsufficientComputeCapability);
+    EXPECT_EQ(toviGetErrorInfo(), 0);
+    EXPECT_TRUE(call.unchanged());
+    EXPECT_GE(software_device::calls(Entry::memcpy) + software_device::calls(Entry::memcpy2D), 1u);
+    EXPECT_EQ(liveBesideBuffers().allocations, 0u);
+  });
   // Single precision is served.
   EXPECT_EQ(toviSgemm('N', 'N', 0, 0, 0, 1, nullptr, 0, nullptr, 0, 0, nullptr, 0), toviNoError);
-}
-
-TYPED_TEST(DoublePrecisionTest, IsServedFromCapability13On) {
-  using T = TypeParam;
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  const T a = T(2), b = T(3);
-  T c = T(4);
-  for (const toviStatus status : callAll<T>(Memory::host, &a, &b, &c)) EXPECT_EQ(status, toviNoError);
 }
 
 }  // namespace

@@ -123,28 +123,6 @@ TEST_F(Copy2D, CopiesRowByRowBeyondThePitchLimit) {
   EXPECT_EQ(device::calls(Entry::memcpy), 2U);  // the third row is not tried
 }
 
-TEST(AllocatorCopies, WholeMatricesTakeOneCopyOrOnePerSlab) {
-  std::vector<float> host(128 * 3 * 2);
-  ManagedMemory<float, CudaPitchAllocator<float>> odd(100, 3, 2), whole(128, 3, 2);
-  const auto pitch = static_cast<long long>(odd.leadingDimension() * sizeof(float));
-  ASSERT_GT(pitch, 400);
-  whole.allocator().setLeadingDimension(128);
-  auto calls = copiesOf([&] {
-    odd.allocator().copyToDevice(odd.get(), host.data(), 100, 3, 2);
-    odd.allocator().copyFromDevice(host.data(), odd.get(), 100, 3, 2);
-    whole.allocator().copyToDevice(whole.get(), host.data(), 128, 3, 2);
-  });
-  ASSERT_EQ(calls.size(), 5U);
-  for (const std::size_t i : {0U, 1U}) expectRectangle(calls[i], Entry::memcpy2D, pitch, 400, 400, 3);
-  for (const std::size_t i : {2U, 3U}) expectRectangle(calls[i], Entry::memcpy2D, 400, pitch, 400, 3);
-  expectLinear(calls[4], Entry::memcpy, 128 * 3 * 2 * 4);
-
-  const ManagedMemory<float, cudalib::CudaAllocator<float>> linear(100, 3, 2);
-  calls = copiesOf([&] { linear.allocator().copyFromDevice(host.data(), linear.get(), 100, 3, 2); });
-  ASSERT_EQ(calls.size(), 1U);
-  expectLinear(calls[0], Entry::memcpy, 2400);
-}
-
 TEST(AllocatorCopies, RangesAreWholeColumnsThenHeadThenTail) {
   const ManagedMemory<float, CudaPitchAllocator<float>> memory(10, 6);
   CudaPitchAllocator<float>& allocator = memory.allocator();

@@ -1,4 +1,4 @@
-// The survey, the device count and the error checks on pretended machines.
+// The survey, the device count and waits on pretended machines. The error checks: frame_test.cpp.
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,6 @@
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
 #include "cudalib/maps.h"
-#include "cudalib/matrix_view.h"
 #include "platform/software/testing/software_device.h"
 
 namespace {
@@ -107,73 +106,6 @@ TEST(Maps, GridsReadTheCurrentDevicesLimit) {
   EXPECT_EQ(device::calls(Entry::getDeviceProperties), 2U);
   device::failCall(Entry::getDeviceProperties, 1, cudaErrorInvalidDevice);
   EXPECT_THROW(map.grid(), cudalib::CudaRuntimeException);
-}
-
-TEST(Check, MemoryCodesAreTheirOwnClass) {
-  EXPECT_EQ(cudalib::check(cudaSuccess), cudaSuccess);
-  for (const int code : {2, 32}) {
-    const auto status = static_cast<cudaError_t>(code);
-    try {
-      cudalib::check(status);
-      FAIL() << code;
-    } catch (const cudalib::CudaMemoryException& e) {
-      EXPECT_STREQ(e.what(), cudaGetErrorString(status));
-    }
-  }
-  for (const int code : {1, 3, 4, 11, 31, 33, 34, 36}) {
-    try {
-      cudalib::check(static_cast<cudaError_t>(code));
-      FAIL() << code;
-    } catch (const cudalib::CudaRuntimeException& e) {
-      EXPECT_EQ(e.error(), code);
-      EXPECT_STREQ(e.what(), cudaGetErrorString(static_cast<cudaError_t>(code)));
-    }
-  }
-}
-
-// Leaves this CUBLAS status and this CUDA error behind.
-void leavePending(int blas, cudaError_t cuda) {
-  if (blas != 0) {
-    device::failCall(Entry::gemm, 1, blas);
-    cublasSgemm('N', 'N', 0, 0, 0, 0.0F, nullptr, 1, nullptr, 1, 0.0F, nullptr, 1);
-    ASSERT_EQ(device::failuresInjected(), 1U);
-  }
-  if (cuda != cudaSuccess) {
-    device::failCall(Entry::streamSynchronize, 1, cuda);
-    ASSERT_EQ(cudaStreamSynchronize(nullptr), cuda);
-  }
-}
-
-TEST(Check, PendingErrorsAreReadInOrderAndBothCleared) {
-  ASSERT_EQ(cublasInit(), static_cast<unsigned>(CUBLAS_STATUS_SUCCESS));
-  cudalib::checkPending();
-
-  leavePending(14, cudaErrorLaunchFailure);
-  try {
-    cudalib::checkPending();
-    FAIL() << "CUBLAS comes first";
-  } catch (const cudalib::CublasException& e) {
-    EXPECT_EQ(e.status(), 14);
-    EXPECT_STREQ(e.what(), "");
-  }
-  cudalib::checkPending();
-
-  leavePending(3, cudaSuccess);
-  try {
-    cudalib::completionCheck();
-    FAIL() << "no exception";
-  } catch (const cudalib::CudaMemoryException& e) {
-    EXPECT_STREQ(e.what(), "CUBLAS Allocation Failure");
-  }
-
-  leavePending(0, cudaErrorMemoryAllocation);
-  EXPECT_THROW(cudalib::checkPending(), cudalib::CudaMemoryException);
-  leavePending(0, cudaErrorLaunchFailure);
-  EXPECT_THROW(cudalib::completionCheck(), cudalib::CudaRuntimeException);
-
-  leavePending(14, cudaErrorLaunchFailure);
-  cudalib::discardPendingErrors();
-  cudalib::checkPending();
 }
 
 // What the wait returns is not looked at; that it left an error behind is.

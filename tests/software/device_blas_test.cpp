@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "platform/host/blas.h"
 #include "platform/host/lapack.h"
 #include "platform/software/testing/software_device.h"
+#include "tests/support/machines.h"
 #include "tests/support/ratios.h"
 
 namespace {
@@ -225,31 +227,23 @@ TEST_F(Status, BadArgumentsStickUntilRead) {
   ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
   cuComplex* const z = reinterpret_cast<cuComplex*>(a());
   const cuComplex one = {1, 0};
-  const std::vector<void (*)(Status&, cuComplex*, cuComplex)> calls = {
-      [](Status& s, cuComplex*, cuComplex) { s.gemm('X'); },
-      [](Status& s, cuComplex*, cuComplex) { s.gemm('N', -1); },
-      [](Status& s, cuComplex*, cuComplex) { s.gemm('N', 4, -1); },
-      [](Status& s, cuComplex*, cuComplex) { s.gemm('N', 4, 4, -1); },
-      [](Status& s, cuComplex*, cuComplex) { s.gemm('N', 4, 4, 4, 3); },
-      [](Status& s, cuComplex*, cuComplex) {
-        cublasStrsm('X', 'L', 'N', 'N', 2, 2, 1.f, s.a(), 8, s.a(), 8);
-      },
-      [](Status& s, cuComplex*, cuComplex) {
-        cublasStrmm('L', 'L', 'N', 'X', 2, 2, 1.f, s.a(), 8, s.a(), 8);
-      },
-      [](Status& s, cuComplex*, cuComplex) {
-        cublasSsymm('R', 'L', 2, 4, 1.f, s.a(), 3, s.a(), 8, 0.f, s.a(), 8);
-      },
-      [](Status&, cuComplex* x, cuComplex f) { cublasCher2k('U', 'T', 2, 2, f, x, 8, x, 8, 0.f, x, 8); },
-      [](Status&, cuComplex* x, cuComplex) { cublasCherk('U', 'T', 2, 2, 1.f, x, 8, 0.f, x, 8); },
-      [](Status&, cuComplex* x, cuComplex f) { cublasCsyrk('U', 'C', 2, 2, f, x, 8, f, x, 8); },
-      [](Status& s, cuComplex*, cuComplex) {
-        cublasSgemv('N', 2, 2, 1.f, s.a(), 8, s.a(), 0, 0.f, s.a(), 1);
-      },
-      [](Status& s, cuComplex*, cuComplex) { cublasSger(2, 2, 1.f, s.a(), 1, s.a(), 0, s.a(), 8); },
+  const std::vector<std::function<void()>> calls = {
+      [&] { gemm('X'); },
+      [&] { gemm('N', -1); },
+      [&] { gemm('N', 4, -1); },
+      [&] { gemm('N', 4, 4, -1); },
+      [&] { gemm('N', 4, 4, 4, 3); },
+      [&] { cublasStrsm('X', 'L', 'N', 'N', 2, 2, 1.f, a(), 8, a(), 8); },
+      [&] { cublasStrmm('L', 'L', 'N', 'X', 2, 2, 1.f, a(), 8, a(), 8); },
+      [&] { cublasSsymm('R', 'L', 2, 4, 1.f, a(), 3, a(), 8, 0.f, a(), 8); },
+      [&] { cublasCher2k('U', 'T', 2, 2, one, z, 8, z, 8, 0.f, z, 8); },
+      [&] { cublasCherk('U', 'T', 2, 2, 1.f, z, 8, 0.f, z, 8); },
+      [&] { cublasCsyrk('U', 'C', 2, 2, one, z, 8, one, z, 8); },
+      [&] { cublasSgemv('N', 2, 2, 1.f, a(), 8, a(), 0, 0.f, a(), 1); },
+      [&] { cublasSger(2, 2, 1.f, a(), 1, a(), 0, a(), 8); },
   };
   for (std::size_t i = 0; i < calls.size(); ++i) {
-    calls[i](*this, z, one);
+    calls[i]();
     cublasSscal(1, 1.f, a(), 1);  // a good call does not clear the status
     EXPECT_TRUE(untouched()) << i;
     EXPECT_EQ(cublasGetError(), CUBLAS_STATUS_INVALID_VALUE) << i;
@@ -297,10 +291,7 @@ TEST_F(Status, OperandsMustBeDeviceMemoryToTheirLastElement) {
 TEST(BlasProfiles, DoublePrecisionNeedsCapability13) {
   for (const auto& [minor, expected] :
        {std::pair{2, CUBLAS_STATUS_ARCH_MISMATCH}, std::pair{3, CUBLAS_STATUS_SUCCESS}}) {
-    software_device::Machine machine = software_device::defaultMachine();
-    machine.devices[0].major = 1;
-    machine.devices[0].minor = minor;
-    software_device::configure(machine);
+    configureDevice([=](software_device::Profile& device) { device.major = 1, device.minor = minor; });
     ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
     const DeviceArray<double> d(16);
     const auto* z = reinterpret_cast<cuDoubleComplex*>(d.data());

@@ -10,31 +10,20 @@
 
 #include "platform/launch.h"
 #include "platform/software/testing/software_device.h"
+#include "tests/support/machines.h"
+#include "tests/support/matrix.h"
 
 namespace {
 
-void configureCapability(int major, int minor) {
-  software_device::Machine machine;
-  machine.devices.resize(1);
-  machine.devices[0].major = major;
-  machine.devices[0].minor = minor;
-  machine.devices[0].memory = std::size_t{256} << 20;
-  software_device::configure(machine);
-}
-
-template <class T>
-struct DeviceArray {
-  explicit DeviceArray(std::size_t n) : size(n) {
-    EXPECT_EQ(cudaMalloc(&get, n * sizeof(T)), cudaSuccess);
-    EXPECT_EQ(cudaMemset(get, 0, n * sizeof(T)), cudaSuccess);
+// Counters, or what they are to begin with, in device memory.
+struct Numbers : testing_support::DeviceArray<int> {
+  explicit Numbers(std::size_t n) : Numbers(std::vector<int>(n)) {}
+  explicit Numbers(const std::vector<int>& start) : DeviceArray(start), size(start.size()) {}
+  std::vector<int> read() const {
+    std::vector<int> now(size);
+    download(now.data());
+    return now;
   }
-  ~DeviceArray() { cudaFree(get); }
-  std::vector<T> read() const {
-    std::vector<T> h(size);
-    EXPECT_EQ(cudaMemcpy(h.data(), get, size * sizeof(T), cudaMemcpyDeviceToHost), cudaSuccess);
-    return h;
-  }
-  T* get = nullptr;
   std::size_t size;
 };
 
@@ -52,8 +41,8 @@ TEST(DeviceLaunch, EveryThreadRunsOnce) {
                             {40000, 1}, {{7, 11, 13}, {64, 2, 8}}, {2, 1024}};
   for (const auto& [grid, block] : shapes) {
     const std::size_t threads = std::size_t{grid.x} * grid.y * grid.z * block.x * block.y * block.z;
-    DeviceArray<int> hits(threads);
-    platform::launch<&count_k>(grid, block, 0, nullptr, hits.get, 2);  // an int for a double
+    Numbers hits(threads);
+    platform::launch<&count_k>(grid, block, 0, nullptr, hits.data(), 2);  // an int for a double
     ASSERT_EQ(cudaGetLastError(), cudaSuccess);
     EXPECT_EQ(hits.read(), std::vector<int>(threads, 2));
   }
@@ -74,12 +63,14 @@ TEST(DeviceLaunch, LimitsFollowTheCapability) {
       {1, 1, 16385, false, true},       {1, 1, 49153, false, false},
   };
   for (const bool current : {false, true}) {
-    configureCapability(current ? 2 : 1, current ? 0 : 3);
+    testing_support::configureDevice([&](software_device::Profile& device) {
+      device.major = current ? 2 : 1, device.minor = current ? 0 : 3;
+    });
     software_device::setSchedule(software_device::Schedule::lazy);
-    DeviceArray<int> hits(70000);
+    Numbers hits(70000);
     for (const Case& c : cases) {
       EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
-      platform::launch<&count_k>(c.grid, c.block, c.shared, nullptr, hits.get, 1);
+      platform::launch<&count_k>(c.grid, c.block, c.shared, nullptr, hits.data(), 1);
       const bool accepted = current ? c.current : c.old;
       EXPECT_EQ(software_device::pending(), accepted ? 1u : 0u) << &c - cases << current;
       EXPECT_EQ(cudaGetLastError(), accepted ? cudaSuccess : cudaErrorInvalidConfiguration)
@@ -96,9 +87,9 @@ __global__ void weigh_k(int* p, Weights weights) { p[threadIdx.x] = weights.w[th
 
 TEST(DeviceLaunch, ArgumentsAreTakenAtTheLaunch) {
   software_device::setSchedule(software_device::Schedule::lazy);
-  DeviceArray<int> p(5);
+  Numbers p(5);
   Weights weights = {{5, 4, 3, 2, 1}};
-  platform::launch<&weigh_k>(dim3(1), dim3(5), 0, nullptr, p.get, weights);
+  platform::launch<&weigh_k>(dim3(1), dim3(5), 0, nullptr, p.data(), weights);
   weights = Weights{};
   EXPECT_EQ(p.read(), (std::vector<int>{5, 4, 3, 2, 1}));
 }
@@ -129,10 +120,9 @@ TEST(DeviceLaunch, BarriersHoldABlockTogether) {
   constexpr unsigned size = 256, blocks = 70;
   std::vector<int> in(size * blocks);
   std::iota(in.begin(), in.end(), 1);
-  DeviceArray<int> dIn(in.size()), dOut(blocks);
-  ASSERT_EQ(cudaMemcpy(dIn.get, in.data(), in.size() * sizeof(int), cudaMemcpyHostToDevice), cudaSuccess);
-  platform::launch<&sum_k<size>>(dim3(blocks), dim3(size), 0, nullptr, dIn.get, dOut.get);
-  platform::launch<&reverse_k<size>>(dim3(blocks), dim3(size), 0, nullptr, dIn.get);
+  const Numbers dIn(in), dOut(blocks);
+  platform::launch<&sum_k<size>>(dim3(blocks), dim3(size), 0, nullptr, dIn.data(), dOut.data());
+  platform::launch<&reverse_k<size>>(dim3(blocks), dim3(size), 0, nullptr, dIn.data());
   ASSERT_EQ(cudaGetLastError(), cudaSuccess);
   const std::vector<int> sums = dOut.read(), reversed = dIn.read();
   for (unsigned b = 0; b < blocks; ++b) {
@@ -188,8 +178,8 @@ __global__ void ring_k(int* p, unsigned first) {
 
 TEST(DeviceLaunch, ThreadsThatHaveEndedDoNotHoldABarrier) {
   for (const unsigned first : {0u, 2u, 62u, 63u, 64u}) {
-    DeviceArray<int> p(64);
-    platform::launch<&ring_k>(dim3(1), dim3(8, 8), 0, nullptr, p.get, first);
+    Numbers p(64);
+    platform::launch<&ring_k>(dim3(1), dim3(8, 8), 0, nullptr, p.data(), first);
     ASSERT_EQ(cudaGetLastError(), cudaSuccess);
     const std::vector<int> result = p.read();
     for (unsigned i = 0; i < 64; ++i) {
@@ -200,26 +190,6 @@ TEST(DeviceLaunch, ThreadsThatHaveEndedDoNotHoldABarrier) {
       }
       EXPECT_EQ(result[i], expected) << i << " from " << first;
     }
-  }
-}
-
-// Sums depend on the order of a block's threads only, so neither the workers nor their number shows in the
-// bits.
-__global__ void wave_k(float* p) {
-  const std::size_t i = globalThread();
-  float x = static_cast<float>(i % 1000);
-  for (int k = 0; k < 3; ++k) x = x * 1.0001f + 0.3f;
-  p[i] = x;
-}
-
-TEST(DeviceLaunch, WorkersDoNotChangeTheBits) {
-  std::vector<float> first;
-  for (const int workers : {0, 1, 3}) {
-    software_device::setWorkers(workers);
-    DeviceArray<float> p(256 * 1000);
-    platform::launch<&wave_k>(dim3(1000), dim3(256), 0, nullptr, p.get);
-    if (first.empty()) first = p.read();
-    EXPECT_EQ(p.read(), first);
   }
 }
 

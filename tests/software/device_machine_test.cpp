@@ -151,6 +151,9 @@ TEST(DeviceMachine, ErrorTexts) {
   EXPECT_STREQ(cudaGetErrorString(cudaErrorInvalidConfiguration), "invalid configuration argument");
   EXPECT_STREQ(cudaGetErrorString(static_cast<cudaError_t>(36)),
                "cannot set while device is active in this process");
+  EXPECT_STREQ(cudaGetErrorString(cudaErrorNotYetImplemented), "feature not yet implemented");
+  EXPECT_STREQ(cudaGetErrorString(cudaErrorInvalidResourceHandle), "invalid resource handle");
+  EXPECT_STREQ(cudaGetErrorString(cudaErrorNotReady), "device not ready");
   EXPECT_STREQ(cudaGetErrorString(static_cast<cudaError_t>(12345)), "unknown error");
 }
 

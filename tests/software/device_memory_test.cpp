@@ -11,6 +11,7 @@
 
 #include "platform/launch.h"
 #include "platform/software/testing/software_device.h"
+#include "tests/support/machines.h"
 
 namespace {
 
@@ -18,12 +19,8 @@ using software_device::live;
 
 constexpr std::size_t mebibyte = std::size_t{1} << 20;
 
-void configureDevice(std::size_t memory) {
-  software_device::Machine machine;
-  machine.devices.resize(1);
-  machine.devices[0].name = "Test device";
-  machine.devices[0].memory = memory;
-  software_device::configure(machine);
+void configureMemory(std::size_t bytes) {
+  testing_support::configureDevice([=](software_device::Profile& device) { device.memory = bytes; });
 }
 
 char* allocate(std::size_t bytes) {
@@ -35,7 +32,7 @@ char* allocate(std::size_t bytes) {
 __global__ void writeByte_k(char* p, std::size_t at) { p[at] = 1; }
 
 TEST(DeviceMemory, AccountsForEveryByte) {
-  configureDevice(10 * mebibyte);
+  configureMemory(10 * mebibyte);
   char* const half = allocate(5 * mebibyte);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(half) % 256, 0u);
   char* refused = half;
@@ -57,7 +54,7 @@ TEST(DeviceMemory, AccountsForEveryByte) {
 }
 
 TEST(DeviceMemory, FreedNeighboursBecomeOneBlock) {
-  configureDevice(64 * mebibyte);
+  configureMemory(64 * mebibyte);
   char* p[4];
   for (char*& block : p) block = allocate(16 * mebibyte);
   for (const int i : {1, 3, 2, 0}) EXPECT_EQ(cudaFree(p[i]), cudaSuccess);
@@ -67,7 +64,7 @@ TEST(DeviceMemory, FreedNeighboursBecomeOneBlock) {
 }
 
 TEST(DeviceMemory, EmptyAndUnknownPointers) {
-  configureDevice(mebibyte);
+  configureMemory(mebibyte);
   char* p = reinterpret_cast<char*>(1);
   EXPECT_EQ(cudaMalloc(&p, 0), cudaSuccess);
   EXPECT_EQ(p, nullptr);
@@ -87,7 +84,7 @@ TEST(DeviceMemory, EmptyAndUnknownPointers) {
 }
 
 TEST(DeviceMemory, PitchIsTheDevices) {
-  configureDevice(mebibyte);
+  configureMemory(mebibyte);
   char* p = nullptr;
   std::size_t pitch = 0;
   ASSERT_EQ(cudaMallocPitch(&p, &pitch, 513, 3), cudaSuccess);
@@ -100,7 +97,7 @@ TEST(DeviceMemory, PitchIsTheDevices) {
 
 // Sizes around the one from which copies are cut into pieces, there and back, with both directions pitched.
 TEST(DeviceMemory, CopiesArriveWhole) {
-  configureDevice(64 * mebibyte);
+  configureMemory(64 * mebibyte);
   for (const std::size_t width : {1u, 1000u, 3u << 20}) {
     const std::size_t height = width == 1000u ? 3000 : 3, hostPitch = width + 5, devicePitch = width + 11;
     std::vector<unsigned char> in(hostPitch * height), out(in.size(), 7);
@@ -126,7 +123,7 @@ TEST(DeviceMemory, CopiesArriveWhole) {
 }
 
 TEST(DeviceMemory, CopiesRefuseWhatIsNotTheirs) {
-  configureDevice(mebibyte);
+  configureMemory(mebibyte);
   char* const d = allocate(1000);
   char* const neighbour = allocate(1000);
   std::vector<char> h(2000);
@@ -154,7 +151,7 @@ TEST(DeviceMemory, CopiesRefuseWhatIsNotTheirs) {
 }
 
 TEST(DeviceMemory, PageLockedMemoryIsTheHosts) {
-  configureDevice(mebibyte);
+  configureMemory(mebibyte);
   char* h = nullptr;
   ASSERT_EQ(cudaMallocHost(&h, 3 * mebibyte), cudaSuccess);  // not out of the device's memory
   std::memset(h, 1, 3 * mebibyte);
@@ -168,7 +165,7 @@ TEST(DeviceMemory, PageLockedMemoryIsTheHosts) {
 }
 
 TEST(DeviceMemory, FreshMemoryIsNaNWhileChecking) {
-  configureDevice(mebibyte);
+  configureMemory(mebibyte);
   software_device::setChecking(true);
   for (int round = 0; round < 2; ++round) {  // new memory, then used memory
     char* const d = allocate(8000);
@@ -181,7 +178,7 @@ TEST(DeviceMemory, FreshMemoryIsNaNWhileChecking) {
 }
 
 TEST(DeviceMemoryDeathTest, GuardsCatchAKernelThatWritesBehindItsMemory) {
-  configureDevice(mebibyte);
+  configureMemory(mebibyte);
   software_device::setChecking(true);
   char* const d = allocate(1001);
   platform::launch<&writeByte_k>(dim3(1), dim3(1), 0, nullptr, d, std::size_t{1000});
@@ -199,7 +196,7 @@ TEST(DeviceMemoryDeathTest, GuardsCatchAKernelThatWritesBehindItsMemory) {
 
 TEST(DeviceMemoryDeathTest, HostCodeCannotTouchDeviceMemory) {
 #if defined(__SANITIZE_ADDRESS__)
-  configureDevice(mebibyte);
+  configureMemory(mebibyte);
   char* const d = allocate(1000);
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(*static_cast<volatile char*>(d) = 1, "AddressSanitizer");

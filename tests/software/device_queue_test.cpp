@@ -152,13 +152,6 @@ TEST_F(DeviceQueue, StreamsRunInOrderOfIssueAgainstTheDefaultStream) {
   }
 }
 
-TEST_F(DeviceQueue, EagerWorkNeedsNobodyWhoWaits) {
-  add(1, stream);
-  for (int i = 0; i < 5000 && software_device::pending() != 0; ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  EXPECT_EQ(software_device::pending(), 0u);
-}
-
 // With the BLAS the device's threads end; work that comes later has new ones.
 TEST_F(DeviceQueue, TheDeviceWorksOnAfterTheBlas) {
   for (int time = 1; time <= 3; ++time) {

@@ -90,6 +90,10 @@ TEST(Frame, CompletionCheckFindsWhatIsPending) {
             toviBlasError);
   EXPECT_EQ(toviGetErrorInfo(), 7);
   EXPECT_EQ(managed([] {}), toviNoError);
+  leaveCudaError();
+  leaveCublasStatus();
+  EXPECT_THROW(cudalib::checkPending(), cudalib::CublasException);
+  expectNothingPending();
 
   software_device::failCall(software_device::Entry::gemm, 1, 3);
   EXPECT_EQ(managed([] { cublasSgemm('N', 'N', 0, 0, 0, 1.0f, nullptr, 1, nullptr, 1, 0.0f, nullptr, 1); }),

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/software/native/native_body.h"
 #include "src/blas/gemv.h"
 #include "tests/support/blas_checks.h"
 #include "tests/support/machines.h"
@@ -11,7 +12,6 @@
 namespace testing_support {
 namespace {
 
-using software_device::Call;
 using software_device::Entry;
 
 template <class T>
@@ -25,13 +25,13 @@ class Operands {
  public:
   Operands(int m, int n)
       : m_(m), n_(n), a_(size(m) * size(n)), x_(size(m) + size(n)), y_(size(m) + size(n)) {}
-  std::vector<Call> calls(char trans, T alpha, T beta) const {
+  std::vector<software_device::Call> calls(char trans, T alpha, T beta) const {
     software_device::startRecording();
     EXPECT_EQ(gemv(Memory::device, trans, m_, n_, alpha, a_.data(), std::max(1, m_), x_.data(), 1, beta,
                    y_.data(), 1),
               toviNoError);
-    std::vector<Call> result;
-    for (const Call& call : software_device::stopRecording())
+    std::vector<software_device::Call> result;
+    for (const software_device::Call& call : software_device::stopRecording())
       if (call.entry == Entry::launch || call.entry == Entry::gemv) result.push_back(call);
     return result;
   }
@@ -67,36 +67,15 @@ TYPED_TEST(GemvTest, Launches) {
   }
 }
 
-// The tests of the exported routine, with the kernel.
+// The tests of the exported routine, which show the native body, with the kernel.
 TYPED_TEST(GemvTest, TheKernelItself) {
   using T = TypeParam;
+  using Block = tovi::blas::GemvBlock<T>;
+  static_assert(software_device::NativeBody<&tovi::gemvt_k<T, Block::x, Block::y, true>>::exists);
   software_device::useNativeBodies(false);
-  checkGemvBlocks<T>(Memory::device);
+  checkGemvBlocks<T>();
   checkGemvNaN<T>(Memory::host);
   checkGemvWithoutFactor<T>(Memory::device);
-}
-
-// The native body adds up in another order than the kernel: the results agree to rounding.
-TYPED_TEST(GemvTest, KernelAndNativeBodyAgree) {
-  using T = TypeParam;
-  const int m = 3000, n = 40;
-  const auto a = HostMatrix<T>::random(m, n, 3, 1), x = HostMatrix<T>::random(m, 1, 0, 2);
-  const auto y = HostMatrix<T>::random(n, 1, 0, 3);
-  const DeviceArray<T> dA(a), dX(x);
-  const auto product = [&](char trans, bool native) {
-    software_device::useNativeBodies(native);
-    const DeviceArray<T> dY(y);
-    EXPECT_EQ(gemv(Memory::device, trans, m, n, nonTrivial<T>(), dA.data(), a.ld(), dX.data(), 1, T(2),
-                   dY.data(), 1),
-              toviNoError);
-    HostMatrix<T> result = y;
-    dY.download(result);
-    return result;
-  };
-  for (const char trans : {'T', 'C'}) {
-    const double size = m * largest(a) * largest(x) + 2;
-    CHECK_RATIO(productRatio(product(trans, true), widen(product(trans, false)), size), blasBound);
-  }
 }
 
 // More columns than the blocks of one grid produce: two launches, one for each half.

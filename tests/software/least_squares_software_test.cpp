@@ -1,5 +1,5 @@
 // Least squares with and without constraints on pretended machines: the small blocks of the first device
-// generation, memory, and failures beside errors of the data.
+// generation, and failures beside errors of the data.
 
 #include "platform/software/testing/software_device.h"
 #include "tests/support/least_squares_checks.h"
@@ -61,23 +61,6 @@ TEST(LeastSquaresSoftwareSingular, AFailureComesBeforeTheDataError) {
     check(wide, where);
     check(bound, where);
   }
-}
-
-// Little work space, whatever the shape.
-TYPED_TEST(LeastSquaresSoftwareTest, PeakStaysNearTheOperands) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  const auto peak = [](auto problem) {
-    software_device::resetPeaks();
-    EXPECT_EQ(problem.run(Memory::host), toviNoError);
-    EXPECT_EQ(liveBesideBuffers().allocations, 0u);
-    return static_cast<double>(software_device::live().peakDeviceBytes);
-  };
-  // Five panels of reflectors beside the operands.
-  const double element = sizeof(TypeParam),
-               panels = 5 * element * 1200 * (tovi::isComplex<TypeParam> ? 64 : 96);
-  EXPECT_LT(peak(leastSquaresProblem<TypeParam>('N', 1200, 600, 1)), element * 1200 * 600 + panels);
-  EXPECT_LT(peak(leastSquaresProblem<TypeParam>('N', 600, 1200, 1)), element * 1200 * 600 + panels);
-  EXPECT_LT(peak(constrainedProblem<TypeParam>(1200, 600, 300)), element * 1500 * 600 + panels);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// LU on pretended machines: the small blocks of the first device generation, how panels travel, memory, and
-// failures beside errors of the data.
+// LU on pretended machines: the small blocks of the first device generation, how panels travel, and failures
+// beside errors of the data.
 
 #include <new>
 
@@ -44,20 +44,6 @@ TYPED_TEST(LuSoftwareTest, PanelsTravelOnAPrivateStream) {
       }
     EXPECT_EQ(transfers, 6);  // down and up for each of the three panels
   }
-}
-
-// The copy of the matrix, the panel and little else.
-TEST(LuSoftwareMemory, PeakStaysNearTheMatrix) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  const int n = 1500;
-  HostMatrix<float> a = HostMatrix<float>::random(n, n, 0, 1);
-  std::vector<int> ipiv(static_cast<std::size_t>(n));
-  software_device::resetPeaks();
-  ASSERT_EQ(factor(Memory::host, a, ipiv), toviNoError);
-  const double matrix = 4.0 * n * n;
-  EXPECT_LT(static_cast<double>(software_device::live().peakDeviceBytes), 1.3 * matrix);
-  EXPECT_LT(static_cast<double>(software_device::live().peakPageLockedBytes), 0.3 * matrix);
-  EXPECT_EQ(liveBesideBuffers().allocations, 0u);
 }
 
 // A data error says that the factors are complete, so whatever kept them from being so is told first.

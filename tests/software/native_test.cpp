@@ -1,11 +1,10 @@
 // Native bodies against the kernels that they stand in for: the same bits in every element, and none beside
-// them. Transposed products, which agree to rounding only, also in gemv_software_test.cpp.
+// them. Transposed products, which agree to rounding only: gemv_software_test.cpp.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <vector>
 
@@ -16,8 +15,6 @@
 #include "src/basic/Transpose.h"
 #include "src/basic/larfg.h"
 #include "src/basic/lasr.h"
-#include "src/blas/blas.h"
-#include "src/blas/gemv.h"
 #include "tests/support/matrix.h"
 
 namespace {
@@ -173,36 +170,6 @@ TYPED_TEST(NativeBodies, Reflectors) {
           a(i, 0) *= testing_support::makeElement<T>(std::ldexp(1.0, exponent), 0);
         expectSameBits(a, [&](T* d) { tovi::basic::larfg(n, d, d + 1, inc, d + length + 1); });
       }
-}
-
-// Sums of small integers are exact in any order.
-TYPED_TEST(NativeBodies, TransposedProducts) {
-  using T = TypeParam;
-  using Block = tovi::blas::GemvBlock<T>;
-  static_assert(software_device::NativeBody<&tovi::gemvt_k<T, Block::x, Block::y, true>>::exists);
-  const auto integers = [](int rows, int cols, int padding) {
-    HostMatrix<T> a(rows, cols, padding);
-    Random random(static_cast<std::uint64_t>(rows + cols));
-    for (int j = 0; j < cols; ++j)
-      for (int i = 0; i < rows; ++i) {
-        const int re = random.below(17) - 8;
-        a(i, j) = testing_support::makeElement<T>(re, random.below(17) - 8);
-      }
-    return a;
-  };
-  const T three = testing_support::makeElement<T>(3, -1), two = testing_support::makeElement<T>(-2, 1);
-  for (const int m : {1, 127, 129, 511, 512, 513, 1030})
-    for (const int n : {1, 16, 33, 70})
-      for (const char trans : {'T', 'C'})
-        for (const int inc : {1, -3}) {
-          SCOPED_TRACE(testing::Message() << m << " x " << n << ' ' << trans << ", increments " << inc);
-          const HostMatrix<T> a = integers(m, n, 2), x = integers(1, m, std::abs(inc) - 1);
-          const DeviceArray<T> dA(a), dX(x);
-          for (const T beta : {T(0), T(1), two})
-            expectSameBits(integers(1, n, std::abs(inc) - 1), [&](T* dY) {
-              tovi::blas::gemv<T>(trans, three, {dA.data(), m, n, a.ld()}, dX.data(), inc, beta, dY, -inc);
-            });
-        }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Orthogonal factorizations on pretended machines: the small blocks of the first device generation, how
-// panels travel, and memory.
+// Orthogonal factorizations on pretended machines: the small blocks of the first device generation, and how
+// panels travel.
 
 #include <string>
 
@@ -70,20 +70,6 @@ TYPED_TEST(QrSoftwareTest, TheNextPanelTravelsWhileTheRestIsUpdated) {
           << static_cast<int>(form);
     }
   }
-}
-
-// The copy of the matrix, panel-wide buffers and little else.
-TEST(QrSoftwareMemory, PeakStaysNearTheMatrix) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  const int n = 1500;
-  HostMatrix<float> a = HostMatrix<float>::random(n, n, 0, 1);
-  std::vector<float> tau(static_cast<std::size_t>(n));
-  software_device::resetPeaks();
-  ASSERT_EQ(factorQr(Memory::host, a, tau), toviNoError);
-  const double matrix = 4.0 * n * n;
-  EXPECT_LT(static_cast<double>(software_device::live().peakDeviceBytes), 1.25 * matrix);
-  EXPECT_LT(static_cast<double>(software_device::live().peakPageLockedBytes), 0.1 * matrix);
-  EXPECT_EQ(liveBesideBuffers().allocations, 0u);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Reflectors on pretended machines: the narrow blocks of the first device generation, and how panels travel.
+// Reflectors on a pretended machine: how panels travel.
 
 #include "platform/software/testing/software_device.h"
 
@@ -16,18 +16,6 @@ using Elements = ::testing::Types<float, Complex<float>>;
 TYPED_TEST_SUITE(ReflectorsSoftwareTest, Elements);
 
 constexpr Kind allKinds[] = {Kind::qr, Kind::lq, Kind::rq};
-
-// Blocks are 32 reflectors wide on capabilities 1.0 to 1.3.
-TYPED_TEST(ReflectorsSoftwareTest, NarrowBlocks) {
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  for (const int k : {31, 32, 33, 64, 65, 83})
-    for (const int more : {0, 45}) checkProducts<TypeParam>(k + more, k, 19);
-  for (const Kind kind : {Kind::qr, Kind::lq})
-    for (const int k : {31, 33, 83}) {
-      checkGeneration<TypeParam>(kind, k + 20, k, k);
-      checkGeneration<TypeParam>(kind, k + 20, k + 20, k);
-    }
-}
 
 // While a block is applied, the next panel is on its way: no panel waits for the products before it, and
 // nothing is allocated between blocks, which would wait as well.

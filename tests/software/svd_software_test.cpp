@@ -1,16 +1,18 @@
-// Singular value decompositions on pretended machines: the small blocks of the first device generation, an
-// iteration that does not converge, phases, and memory.
+// Singular value decompositions on pretended machines: the small blocks of the first device generation, what
+// travels during the reduction to bidiagonal form, an iteration that does not converge, phases, and memory.
+
+#include <map>
+#include <string>
 
 #include "cudalib/hooks.h"
 #include "lapack/bdsqr.h"
 #include "platform/software/testing/software_device.h"
+#include "src/brd/gebrd.h"
 #include "tests/support/machines.h"
 #include "tests/support/svd_checks.h"
 
 namespace testing_support {
 namespace {
-
-constexpr Memory bothMemories[] = {Memory::host, Memory::device};
 
 template <class T>
 class SvdSoftwareTest : public ::testing::Test {};
@@ -21,18 +23,43 @@ TYPED_TEST_SUITE(SvdSoftwareTest, Elements);
 TYPED_TEST(SvdSoftwareTest, SmallBlocks) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
   const struct { int m, n; } shapes[] = {{1, 1}, {4, 3}, {32, 32}, {33, 33}, {65, 64}, {97, 70}, {110, 65}};
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const auto& shape : shapes) {
       checkEveryPairOfJobs<TypeParam>(where, shape.m, shape.n);
       checkEveryPairOfJobs<TypeParam>(where, shape.n, shape.m);
     }
 }
 
+// While panels are reduced nothing travels between host and device, and nobody waits: one download, of the
+// last block, stands between the last product and the uploads.
+TYPED_TEST(SvdSoftwareTest, PanelsStayOnTheDevice) {
+  using software_device::Entry;
+  ASSERT_EQ(pretend(2, 0), toviNoError);
+  for (const auto& [m, n] : {std::pair(300, 288), std::pair(288, 300)}) {
+    const OnDevice<TypeParam> dA(HostMatrix<TypeParam>::random(m, n, 3, 1));
+    const DeviceArray<TypeParam> dTauq(288), dTaup(288);
+    const DeviceArray<Real<TypeParam>> dD(288), dE(287);
+    toviFreeBuffers();
+    software_device::startRecording();
+    tovi::brd::gebrd(dA.view, dD.data(), dE.data(), dTauq.data(), dTaup.data());
+    std::string order;
+    const std::map<Entry, char> letters = {
+        {Entry::malloc, 'm'},   {Entry::free, 'f'},          {Entry::gemm, 'g'},
+        {Entry::memcpy, 'c'},   {Entry::memcpyAsync, 'c'},   {Entry::streamSynchronize, 'w'},
+        {Entry::memcpy2D, 'c'}, {Entry::memcpy2DAsync, 'c'}, {Entry::threadSynchronize, 'w'}};
+    for (const software_device::Call& call : software_device::stopRecording())
+      if (letters.count(call.entry) != 0) order += letters.at(call.entry);
+    // The last block is copied to the host and back, with d, e and the scalar factors.
+    EXPECT_EQ(order, "mmmggggcccccc");
+  }
+  tovi::brd::gebrd<TypeParam>({nullptr, 5, 0, 5}, nullptr, nullptr, nullptr, nullptr);  // needs nothing
+}
+
 // No rotation allowed: all elements beside the diagonal are left, of which the first is not counted.
 TYPED_TEST(SvdSoftwareTest, ReportsAnIterationThatDoesNotConverge) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
   tovi::lapack::limitBdsqrRotations(0);
-  for (const Memory where : bothMemories)
+  for (const Memory where : bothInterfaces)
     for (const auto& [m, n] : {std::pair{10, 10}, {30, 10}, {10, 30}, {12, 10}, {10, 12}})
       for (const Jobs jobs : everyPairOfJobs) {
         if (jobs.u == 'N' && jobs.vt == 'N') continue;  // values alone are computed in another way

@@ -52,13 +52,6 @@ inline std::vector<double> exactValues(const Bidiagonal& b) {
   return d;
 }
 
-template <class T>
-HostMatrix<T> identity(int n, int padding = 0) {
-  HostMatrix<T> a(n, n, padding);
-  for (int i = 0; i < n; ++i) a(i, i) = T(1);
-  return a;
-}
-
 // What bdsqr was given, and what it made of that.
 template <class T>
 struct Decomposition {
@@ -92,10 +85,6 @@ struct Decomposition {
     result.uplo = 'U';
     EXPECT_TRUE(vt.paddingIntact() && u.paddingIntact() && c.paddingIntact());
   }
-  bool sameBits(const Decomposition& other) const {
-    return result.d == other.result.d && result.e == other.result.e && vt.sameBits(other.vt) &&
-           u.sameBits(other.u) && c.sameBits(other.c) && info == other.info;
-  }
 
   Bidiagonal result;
   HostMatrix<T> vt, u, c;
@@ -108,16 +97,6 @@ Decomposition<T> decompose(const Bidiagonal& b) {
 }
 inline Decomposition<float> valuesOf(const Bidiagonal& b) {
   return {b, HostMatrix<float>(b.n(), 0), HostMatrix<float>(0, b.n()), HostMatrix<float>(b.n(), 0)};
-}
-
-// || X Y - R || / (n scale eps)
-template <class T>
-double productRatio(const HostMatrix<Wide<T>>& x, const HostMatrix<Wide<T>>& y, HostMatrix<Wide<T>> r, int n,
-                    double scale) {
-  using W = Wide<T>;
-  host::gemm('N', 'N', r.rows(), r.cols(), x.cols(), W(1), x.data(), x.ld(), y.data(), y.ld(), W(-1),
-             r.data(), r.ld());
-  return scaled(norm1(r), n * scale * epsilon<T>());
 }
 
 // Elements up to here count as zero, lest they underflow.
@@ -135,8 +114,7 @@ inline void expectValues(const std::vector<float>& values, const Bidiagonal& b) 
       EXPECT_FALSE(!(values[i] <= values[i - 1])) << i;
     }
     const double error = std::abs(static_cast<double>(values[i]) - exact[i]);
-    const double ratio = error / (b.n() * epsilon<float>() * exact[i] + underflow(b.n()));
-    if (!(ratio <= worst) && !std::isnan(worst)) worst = ratio;
+    worsen(worst, error / (b.n() * epsilon<float>() * exact[i] + underflow(b.n())));
   }
   CHECK_RATIO(worst, bdsqrBound);
 }
@@ -145,13 +123,10 @@ inline void expectValues(const std::vector<float>& values, const Bidiagonal& b) 
 template <class T>
 void expectSimilar(const Bidiagonal& b, const Decomposition<T>& found) {
   using W = Wide<T>;
-  const HostMatrix<W> u = widen(found.u), vt = widen(found.vt), middle = dense<W>(found.result);
-  HostMatrix<W> product(b.n(), b.n());
-  host::gemm('N', 'N', b.n(), b.n(), b.n(), W(1), u.data(), u.ld(), middle.data(), middle.ld(), W(0),
-             product.data(), product.ld());
-  const HostMatrix<W> a = dense<W>(b);
+  const HostMatrix<W> u = widen(found.u), vt = widen(found.vt), a = dense<W>(b);
   const double scale = norm1(a) + underflow(b.n()) / (b.n() * epsilon<T>());
-  CHECK_RATIO(productRatio<T>(product, vt, a, b.n(), scale), bdsqrBound);
+  const HostMatrix<W> whole = product(product(u, dense<W>(found.result)), vt);
+  CHECK_RATIO(scaled(norm1(minus(whole, a)), b.n() * scale * epsilon<T>()), bdsqrBound);
   CHECK_RATIO(orthogonalityRatio<T>(u), bdsqrBound);
   CHECK_RATIO(orthogonalityRatio<T>(vt), bdsqrBound);
 }
@@ -180,15 +155,16 @@ void checkWidths(const Bidiagonal& b, int ncvt, int ncc) {
   const Decomposition<T> found(b, vt, identity<T>(b.n(), 1), c);
   EXPECT_EQ(found.info, 0);
   expectValues(found.result.d, b);
-  HostMatrix<W> us = widen(found.u), bvt(b.n(), ncvt);
+  HostMatrix<W> us = widen(found.u);
   for (int j = 0; j < b.n(); ++j)
     for (int i = 0; i < b.n(); ++i)
       us(i, j) *= W(static_cast<double>(found.result.d[static_cast<std::size_t>(j)]));
-  const HostMatrix<W> a = dense<W>(b), wideVt = widen(vt);
-  host::gemm('N', 'N', b.n(), ncvt, b.n(), W(1), a.data(), a.ld(), wideVt.data(), wideVt.ld(), W(0),
-             bvt.data(), bvt.ld());
-  CHECK_RATIO(productRatio<T>(us, widen(found.vt), bvt, b.n(), norm1(a) * norm1(vt)), bdsqrBound);
-  CHECK_RATIO(productRatio<T>(widen(found.u), widen(found.c), widen(c), b.n(), norm1(c)), bdsqrBound);
+  const HostMatrix<W> a = dense<W>(b), bvt = product(a, widen(vt));
+  const double unit = b.n() * epsilon<T>();
+  CHECK_RATIO(scaled(norm1(minus(product(us, widen(found.vt)), bvt)), norm1(a) * norm1(vt) * unit),
+              bdsqrBound);
+  CHECK_RATIO(scaled(norm1(minus(product(widen(found.u), widen(found.c)), widen(c))), norm1(c) * unit),
+              bdsqrBound);
 }
 
 }  // namespace testing_support

@@ -27,52 +27,72 @@ enum class Data { regular, deficient, extreme, notFinite };
 class Operand {
  public:
   Operand(Element element, Shape shape, std::size_t stride, std::size_t guard)
-      : element_(element), shape_(shape), stride_(stride), guard_(guard) {
+      : element_(element), shape_(shape), guard_(guard) {
     const std::size_t elements = shape.empty() ? 0
                                                : static_cast<std::size_t>(shape.cols - 1) * stride +
                                                      static_cast<std::size_t>(shape.rows);
     before.assign(std::max<std::size_t>(2 * guard + elements * element.bytes(), 16), 0xA5);
-    for (std::size_t i = 0; i < elements; ++i) forEachPart(guard + i * element.bytes(), writeUnset);
+    for (std::size_t at = guard; at < guard + elements * element.bytes(); at += element.partBytes)
+      std::memcpy(before.data() + at, unset(), element.partBytes);
+    for (int j = 0; j < shape.cols; ++j)
+      for (int i = 0; i < shape.rows; ++i)
+        for (int k = 0; k < element.parts; ++k)
+          if (stored(i, j))
+            numbers_.push_back(
+                {i, j, k == 0,
+                 guard +
+                     (static_cast<std::size_t>(j) * stride + static_cast<std::size_t>(i)) * element.bytes() +
+                     static_cast<std::size_t>(k) * element.partBytes});
   }
 
   std::vector<unsigned char> before, after;
 
   bool empty() const { return shape_.empty(); }
-  bool integer() const { return element_.integer; }
+  const Shape& shape() const { return shape_; }
   void* in(unsigned char* bytes) const { return bytes + guard_; }
 
-  // Sets every element that may be read: value(i, j) for each of its parts, all of them in one go.
+  // Sets every element that may be read: value(i, j, first) for each of its parts.
   template <class NewValue>
   void set(NewValue value) {
-    forEachElement([&](int i, int j, std::size_t offset) {
-      bool first = true;
-      forEachPart(offset, [&](std::size_t at, const Operand& self) {
-        self.write(before.data() + at, value(i, j, first));
-        first = false;
-      });
-    });
+    for (const Number& one : numbers_) write(before.data() + one.at, value(one.row, one.col, one.first));
   }
-  const Shape& shape() const { return shape_; }
+  // The elements that may be read or written, zeros for the others.
+  template <class W>
+  HostMatrix<W> matrix(const std::vector<unsigned char>& bytes) const {
+    HostMatrix<W> a(shape_.rows, shape_.cols);
+    for (const Number& one : numbers_) {
+      const double value = read(bytes.data() + one.at);
+      a(one.row, one.col) += one.first ? makeElement<W>(value, 0) : makeElement<W>(0, value);
+    }
+    return a;
+  }
 
   bool unchanged() const { return after == before; }
   // Whether all bytes but those of the elements are as they were.
   bool surroundingsUnchanged() const {
     std::vector<unsigned char> rest = after;
-    forEachElement([&](int, int, std::size_t offset) {
-      std::memcpy(rest.data() + offset, before.data() + offset, element_.bytes());
-    });
+    for (const Number& one : numbers_)
+      std::memcpy(rest.data() + one.at, before.data() + one.at, element_.partBytes);
     return rest == before;
   }
-  // Whether every element, or every part of one, has been written where it was unset.
+  // Whether every part of an element has been written where it was unset.
   bool written() const {
-    return all([](std::size_t at, const Operand& self) { return !self.isUnset(self.after.data() + at); });
+    return std::none_of(numbers_.begin(), numbers_.end(), [&](const Number& one) {
+      return std::memcmp(after.data() + one.at, unset(), element_.partBytes) == 0;
+    });
   }
   bool finite() const {
-    return all(
-        [](std::size_t at, const Operand& self) { return std::isfinite(self.read(self.after.data() + at)); });
+    return std::all_of(numbers_.begin(), numbers_.end(),
+                       [&](const Number& one) { return std::isfinite(read(after.data() + one.at)); });
   }
 
  private:
+  // A real number: an element or half of one, and where its bytes are.
+  struct Number {
+    int row, col;
+    bool first;
+    std::size_t at;
+  };
   bool stored(int i, int j) const {
     switch (shape_.part) {
       case Part::lower:
@@ -86,29 +106,6 @@ class Operand {
       default:
         return true;
     }
-  }
-  template <class Visit>
-  void forEachElement(Visit visit) const {
-    for (int j = 0; j < shape_.cols; ++j)
-      for (int i = 0; i < shape_.rows; ++i)
-        if (stored(i, j))
-          visit(i, j,
-                guard_ +
-                    (static_cast<std::size_t>(j) * stride_ + static_cast<std::size_t>(i)) * element_.bytes());
-  }
-  template <class Visit>
-  void forEachPart(std::size_t offset, Visit visit) {
-    for (int part = 0; part < element_.parts; ++part)
-      visit(offset + static_cast<std::size_t>(part) * element_.partBytes, *this);
-  }
-  template <class Test>
-  bool all(Test test) const {
-    bool result = true;
-    forEachElement([&](int, int, std::size_t offset) {
-      for (int part = 0; part < element_.parts; ++part)
-        result = result && test(offset + static_cast<std::size_t>(part) * element_.partBytes, *this);
-    });
-    return result;
   }
 
   void write(unsigned char* to, double value) const {
@@ -140,14 +137,11 @@ class Operand {
     if (element_.integer) return &unsetWhole;
     return element_.partBytes == sizeof unsetSingle ? static_cast<const void*>(&unsetSingle) : &unsetDouble;
   }
-  bool isUnset(const unsigned char* p) const { return std::memcmp(p, unset(), element_.partBytes) == 0; }
-  static void writeUnset(std::size_t at, Operand& self) {
-    std::memcpy(self.before.data() + at, self.unset(), self.element_.partBytes);
-  }
 
   Element element_;
   Shape shape_;
-  std::size_t stride_, guard_;
+  std::size_t guard_;
+  std::vector<Number> numbers_;
 };
 
 // Runs just before the routine and just after it, when its operands are where it wants them.
@@ -168,6 +162,32 @@ class Call {
   }
 
   const Export& routine() const { return *routine_; }
+  const Family& family() const { return *routine_->family; }
+  Arguments arguments() const { return {family(), values_}; }
+  Data data() const { return data_; }
+  const Element& element() const { return routine_->types[indexOf("a")].element; }
+  // Operands as matrices, in double precision. What is not read counts as zero.
+  template <class W>
+  HostMatrix<W> before(std::string_view name) const {
+    const std::size_t i = indexOf(name);
+    return isRead(i) ? operands_[i]->matrix<W>(operands_[i]->before)
+                     : HostMatrix<W>(operands_[i]->shape().rows, operands_[i]->shape().cols);
+  }
+  template <class W>
+  HostMatrix<W> after(std::string_view name) const {
+    const Operand& operand = *operands_[indexOf(name)];
+    return operand.matrix<W>(operand.after);
+  }
+  // A scalar as the routine sees it.
+  template <class W>
+  W scalar(std::string_view name) const {
+    const std::size_t i = indexOf(name);
+    const Element& element = routine_->types[i].element;
+    const auto rounded = [&](double x) {
+      return element.partBytes == sizeof x ? x : static_cast<double>(static_cast<float>(x));
+    };
+    return makeElement<W>(rounded(values_[i].re), element.parts == 2 ? rounded(values_[i].im) : 0);
+  }
 
   // The error info that the argument check is to give; 0: the call is to be accepted. All tests but those of
   // null arrays come first, both in the order of the arguments.
@@ -187,6 +207,14 @@ class Call {
            !null_[c];
   }
 
+  // Also where arrays that nobody asks for are null.
+  bool nothingToDo() const {
+    if (family().nothingToDo(arguments())) return true;
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      if (null_[i] && !operands_[i]->empty()) return true;
+    return false;
+  }
+
   void fill(Random& random, Data data) {
     data_ = data;
     std::vector<Operand*> readable;
@@ -195,10 +223,12 @@ class Call {
       Operand& operand = *operands_[i];
       const Shape shape = operand.shape();
       const double weight = 3 * std::sqrt(std::max(shape.rows, shape.cols));
+      const bool unit = shape.part == Part::strictlyLower || shape.part == Part::strictlyUpper;
       operand.set([&](int row, int col, bool first) {
         const double x = random.uniform();
         if (data == Data::deficient) return x < -0.75 ? -1.0 : x > 0.75 ? 1.0 : 0.0;
         if (data == Data::extreme) return std::ldexp(x, random.below(200) - 100);
+        if (unit) return x / shape.rows;
         return first && col - row == shape.diagonal ? x + weight : x;
       });
       readable.push_back(&operand);
@@ -318,9 +348,12 @@ class Call {
   }
 
  private:
-  const Family& family() const { return *routine_->family; }
   const Argument& row(std::size_t i) const { return family().arguments[i]; }
-  Arguments arguments() const { return {family(), values_}; }
+  std::size_t indexOf(std::string_view name) const {
+    std::size_t i = 0;
+    while (row(i).name != name) ++i;
+    return i;
+  }
   bool isWritten(std::size_t i) const { return !routine_->types[i].constant; }
   bool isRead(std::size_t i) const {
     const auto hasBeta = [&] {
@@ -353,12 +386,6 @@ class Call {
         i + 1 < values_.size() && (row(i + 1).kind == Kind::ld || row(i + 1).kind == Kind::increment);
     const int said = spaced ? values_[i + 1].number : 0;
     return static_cast<std::size_t>(std::max(rows, said == INT_MIN ? 0 : std::abs(said)));
-  }
-  bool nothingToDo() const {
-    if (family().nothingToDo(arguments())) return true;
-    for (std::size_t i = 0; i < values_.size(); ++i)
-      if (null_[i] && !operands_[i]->empty()) return true;
-    return false;
   }
   int largestSize() const {
     int largest = 0;
@@ -394,6 +421,11 @@ struct Draw {
 
 inline std::function<int(Random&)> sizesBetween(int least, int most) {
   return [=](Random& random) { return least + random.below(most - least + 1); };
+}
+
+// These sizes, in the order of the arguments.
+inline std::function<int(Random&)> sizesOf(const std::vector<int>& sizes) {
+  return [sizes, next = std::size_t{0}](Random&) mutable { return sizes[next++ % sizes.size()]; };
 }
 
 inline Value drawValue(const Argument& row, Random& random, const Draw& draw) {

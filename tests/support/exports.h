@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/blas_interface.h"
+#include "tests/support/interface.h"
 
 namespace testing_support {
 
@@ -96,8 +96,9 @@ class Arguments {
   Arguments(const Family& family, const std::vector<Value>& values) : family_(family), values_(values) {}
   int operator[](std::string_view name) const { return value(name).number; }
   bool is(std::string_view name, std::string_view options) const {
-    return options.find(upper(value(name).option)) != std::string_view::npos;
+    return options.find(letter(name)) != std::string_view::npos;
   }
+  char letter(std::string_view name) const { return upper(value(name).option); }
   bool isZero(std::string_view name) const { return value(name).re == 0 && value(name).im == 0; }
   static char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
@@ -346,28 +347,16 @@ struct Export {
 class ExportTable {
  public:
   ExportTable() {
-    addBlas<float>("S");
-    addBlas<double>("D");
-    addBlas<Complex<float>>("C");
-    addBlas<Complex<double>>("Z");
-    add("S", "getrf", toviSgetrf, toviDeviceSgetrf);
-    add("C", "getrf", toviCgetrf, toviDeviceCgetrf);
-    add("S", "gesv", toviSgesv, toviDeviceSgesv);
-    add("C", "gesv", toviCgesv, toviDeviceCgesv);
-    add("S", "geqrf", toviSgeqrf, toviDeviceSgeqrf);
-    add("C", "geqrf", toviCgeqrf, toviDeviceCgeqrf);
-    add("S", "gels", toviSgels, toviDeviceSgels);
-    add("C", "gels", toviCgels, toviDeviceCgels);
-    add("S", "gesvd", toviSgesvd, toviDeviceSgesvd);
-    add("C", "gesvd", toviCgesvd, toviDeviceCgesvd);
-    add("S", "gglse", toviSgglse, toviDeviceSgglse);
-    add("C", "gglse", toviCgglse, toviDeviceCgglse);
+    addAll<float>("S");
+    addAll<double>("D");
+    addAll<Complex<float>>("C");
+    addAll<Complex<double>>("Z");
   }
   std::vector<Export> all;
 
  private:
   template <class T>
-  void addBlas(const char* precision) {
+  void addAll(const char* precision) {
     const auto both = [&](const char* family, const auto& exports) {
       add(precision, family, exports[0], exports[1]);
     };
@@ -382,6 +371,14 @@ class ExportTable {
       both("hemm", Exports<T>::hemm);
       both("herk", Exports<T>::herk);
       both("her2k", Exports<T>::her2k);
+    }
+    if constexpr (std::is_same_v<Real<T>, float>) {
+      both("getrf", Exports<T>::getrf);
+      both("gesv", Exports<T>::gesv);
+      both("geqrf", Exports<T>::geqrf);
+      both("gels", Exports<T>::gels);
+      both("gesvd", Exports<T>::gesvd);
+      both("gglse", Exports<T>::gglse);
     }
   }
   template <class... P>

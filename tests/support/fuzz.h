@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tests/support/calls.h"
+#include "tests/support/blas_checks.h"
 
 namespace testing_support {
 
@@ -72,6 +72,9 @@ class Fuzz {
     const toviStatus status = call.run();
     const std::optional<int> info = alone_ ? std::make_optional(toviGetErrorInfo()) : std::nullopt;
     std::string fault = call.fault(status, info);
+    const bool blas = !routine.family->lapack && !call.nothingToDo() && call.data() == Data::regular;
+    if (status == toviNoError && fault.empty() && blas && !(blasRatio(call) < blasBound))
+      fault = "not what the host computes";
     if (alone_ && toviGetLastStatus() != status) fault = "the last status is another one";
     ++calls_;
     succeeded_ += status == toviNoError;

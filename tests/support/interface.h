@@ -1,5 +1,6 @@
 // The exported routines by element type and by interface, so that one test body serves all of them, and the
-// fixture that initializes the library.
+// fixture that initializes the library. Arguments as in the header, with tovi::Complex in place of the
+// exported complex types.
 
 #ifndef TOVI_TESTS_SUPPORT_INTERFACE_H
 #define TOVI_TESTS_SUPPORT_INTERFACE_H
@@ -8,6 +9,8 @@
 
 #include <algorithm>
 #include <optional>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 #include "include/tovi.h"
@@ -22,119 +25,115 @@ class LibraryTest : public ::testing::Test {
 };
 
 enum class Memory { host, device };
+constexpr Memory bothInterfaces[] = {Memory::host, Memory::device};
 
-// A host matrix in the memory that an interface works on; fetch() brings it home.
+// For messages: the interface and the sizes of a problem.
+inline std::string shape(Memory where, int m, int n) {
+  return std::string(where == Memory::host ? "host " : "device ") + std::to_string(m) + " x " +
+         std::to_string(n);
+}
+
+// A host matrix or vector in the memory that an interface works on; fetch() brings it home.
 template <class T>
 class Placed {
  public:
-  Placed(Memory where, HostMatrix<T>& host) : host_(host) {
-    if (where == Memory::device) device_.emplace(host);
+  template <class Host>
+  Placed(Memory where, Host& host) : host_(host.data()) {
+    if (where == Memory::device) device_.emplace(host_, host.size());
   }
-  T* data() const { return device_ ? device_->data() : host_.data(); }
+  T* data() const { return device_ ? device_->data() : host_; }
   void fetch() const {
     if (device_) device_->download(host_);
   }
 
  private:
-  HostMatrix<T>& host_;
+  T* host_;
   std::optional<DeviceArray<T>> device_;
 };
 
+// An argument as the header has it.
+template <class Argument>
+Argument exported(Argument argument) {
+  return argument;
+}
+inline toviFloatComplex exported(Complex<float> z) { return {z.re, z.im}; }
+inline toviDoubleComplex exported(Complex<double> z) { return {z.re, z.im}; }
 inline toviFloatComplex* exported(Complex<float>* p) { return reinterpret_cast<toviFloatComplex*>(p); }
-inline float* exported(float* p) { return p; }
-
-inline toviStatus getrf(Memory where, int m, int n, float* a, int lda, int* ipiv) {
-  return where == Memory::host ? toviSgetrf(m, n, a, lda, ipiv) : toviDeviceSgetrf(m, n, a, lda, ipiv);
+inline toviDoubleComplex* exported(Complex<double>* p) { return reinterpret_cast<toviDoubleComplex*>(p); }
+inline const toviFloatComplex* exported(const Complex<float>* p) {
+  return reinterpret_cast<const toviFloatComplex*>(p);
 }
-inline toviStatus getrf(Memory where, int m, int n, Complex<float>* a, int lda, int* ipiv) {
-  return where == Memory::host ? toviCgetrf(m, n, exported(a), lda, ipiv)
-                               : toviDeviceCgetrf(m, n, exported(a), lda, ipiv);
-}
-inline toviStatus gesv(Memory where, int n, int nrhs, float* a, int lda, int* ipiv, float* b, int ldb) {
-  return where == Memory::host ? toviSgesv(n, nrhs, a, lda, ipiv, b, ldb)
-                               : toviDeviceSgesv(n, nrhs, a, lda, ipiv, b, ldb);
-}
-inline toviStatus gesv(Memory where, int n, int nrhs, Complex<float>* a, int lda, int* ipiv,
-                       Complex<float>* b, int ldb) {
-  return where == Memory::host ? toviCgesv(n, nrhs, exported(a), lda, ipiv, exported(b), ldb)
-                               : toviDeviceCgesv(n, nrhs, exported(a), lda, ipiv, exported(b), ldb);
+inline const toviDoubleComplex* exported(const Complex<double>* p) {
+  return reinterpret_cast<const toviDoubleComplex*>(p);
 }
 
-inline toviStatus geqrf(Memory where, int m, int n, float* a, int lda, float* tau) {
-  return where == Memory::host ? toviSgeqrf(m, n, a, lda, tau) : toviDeviceSgeqrf(m, n, a, lda, tau);
-}
-inline toviStatus geqrf(Memory where, int m, int n, Complex<float>* a, int lda, Complex<float>* tau) {
-  return where == Memory::host ? toviCgeqrf(m, n, exported(a), lda, exported(tau))
-                               : toviDeviceCgeqrf(m, n, exported(a), lda, exported(tau));
-}
-
-inline toviStatus gels(Memory where, char trans, int m, int n, int nrhs, float* a, int lda, float* b,
-                       int ldb) {
-  return where == Memory::host ? toviSgels(trans, m, n, nrhs, a, lda, b, ldb)
-                               : toviDeviceSgels(trans, m, n, nrhs, a, lda, b, ldb);
-}
-inline toviStatus gels(Memory where, char trans, int m, int n, int nrhs, Complex<float>* a, int lda,
-                       Complex<float>* b, int ldb) {
-  return where == Memory::host ? toviCgels(trans, m, n, nrhs, exported(a), lda, exported(b), ldb)
-                               : toviDeviceCgels(trans, m, n, nrhs, exported(a), lda, exported(b), ldb);
-}
-inline toviStatus gglse(Memory where, int m, int n, int p, float* a, int lda, float* b, int ldb, float* c,
-                        float* d, float* x) {
-  return where == Memory::host ? toviSgglse(m, n, p, a, lda, b, ldb, c, d, x)
-                               : toviDeviceSgglse(m, n, p, a, lda, b, ldb, c, d, x);
-}
-inline toviStatus gglse(Memory where, int m, int n, int p, Complex<float>* a, int lda, Complex<float>* b,
-                        int ldb, Complex<float>* c, Complex<float>* d, Complex<float>* x) {
-  return where == Memory::host
-             ? toviCgglse(m, n, p, exported(a), lda, exported(b), ldb, exported(c), exported(d), exported(x))
-             : toviDeviceCgglse(m, n, p, exported(a), lda, exported(b), ldb, exported(c), exported(d),
-                                exported(x));
-}
-
-inline toviStatus gesvd(Memory where, char jobu, char jobvt, int m, int n, float* a, int lda, float* s,
-                        float* u, int ldu, float* vt, int ldvt) {
-  return (where == Memory::host ? toviSgesvd : toviDeviceSgesvd)(jobu, jobvt, m, n, a, lda, s, u, ldu, vt,
-                                                                 ldvt);
-}
-inline toviStatus gesvd(Memory where, char jobu, char jobvt, int m, int n, Complex<float>* a, int lda,
-                        float* s, Complex<float>* u, int ldu, Complex<float>* vt, int ldvt) {
-  return (where == Memory::host ? toviCgesvd : toviDeviceCgesvd)(jobu, jobvt, m, n, exported(a), lda, s,
-                                                                 exported(u), ldu, exported(vt), ldvt);
-}
-
-// Factors in either interface: operands are moved to device memory and back for the device one.
+// The functions of an element type by the names of their families. Each entry: host interface, device
+// interface.
 template <class T>
-toviStatus factor(Memory where, HostMatrix<T>& a, std::vector<int>& ipiv) {
-  if (where == Memory::host) return getrf(where, a.rows(), a.cols(), a.data(), a.ld(), ipiv.data());
-  const DeviceArray<T> dA(a);
-  const DeviceArray<int> dIpiv(ipiv.data(), ipiv.size());
+struct Exports;
+
+// clang-format off
+#define TOVI_EXPORT(P, family) \
+  static constexpr decltype(&tovi##P##family) family[] = {tovi##P##family, toviDevice##P##family};
+#define TOVI_BLAS(P) TOVI_EXPORT(P, gemm) TOVI_EXPORT(P, gemv) TOVI_EXPORT(P, trsm) TOVI_EXPORT(P, trmm) \
+  TOVI_EXPORT(P, symm) TOVI_EXPORT(P, syrk) TOVI_EXPORT(P, syr2k)
+#define TOVI_HERMITIAN_BLAS(P) TOVI_EXPORT(P, hemm) TOVI_EXPORT(P, herk) TOVI_EXPORT(P, her2k)
+#define TOVI_LAPACK(P) TOVI_EXPORT(P, getrf) TOVI_EXPORT(P, gesv) TOVI_EXPORT(P, geqrf) \
+  TOVI_EXPORT(P, gels) TOVI_EXPORT(P, gesvd) TOVI_EXPORT(P, gglse)
+
+template <> struct Exports<float> { TOVI_BLAS(S) TOVI_LAPACK(S) };
+template <> struct Exports<double> { TOVI_BLAS(D) };
+template <> struct Exports<Complex<float>> { TOVI_BLAS(C) TOVI_HERMITIAN_BLAS(C) TOVI_LAPACK(C) };
+template <> struct Exports<Complex<double>> { TOVI_BLAS(Z) TOVI_HERMITIAN_BLAS(Z) };
+// clang-format on
+
+// The element type of a call: that of its first array.
+template <class First, class... Rest>
+struct ElementOf : ElementOf<Rest...> {};
+template <class T, class... Rest>
+struct ElementOf<T*, Rest...> {
+  using type = std::remove_const_t<T>;
+};
+
+// gemm(where, transa, ...), and so on.
+#define TOVI_ROUTINE(family)                                                                 \
+  template <class... Arguments>                                                              \
+  toviStatus family(Memory where, Arguments... arguments) {                                  \
+    return Exports<typename ElementOf<Arguments...>::type>::family[static_cast<int>(where)]( \
+        exported(arguments)...);                                                             \
+  }
+// clang-format off
+TOVI_ROUTINE(gemm) TOVI_ROUTINE(gemv) TOVI_ROUTINE(trsm) TOVI_ROUTINE(trmm) TOVI_ROUTINE(symm)
+TOVI_ROUTINE(hemm) TOVI_ROUTINE(syrk) TOVI_ROUTINE(herk) TOVI_ROUTINE(syr2k) TOVI_ROUTINE(her2k)
+TOVI_ROUTINE(getrf) TOVI_ROUTINE(gesv) TOVI_ROUTINE(geqrf) TOVI_ROUTINE(gels) TOVI_ROUTINE(gesvd)
+TOVI_ROUTINE(gglse)
+    // clang-format on
+
+    // The same with operands that are placed and fetched.
+    template <class T>
+    toviStatus factor(Memory where, HostMatrix<T>& a, std::vector<int>& ipiv) {
+  const Placed<T> dA(where, a);
+  const Placed<int> dIpiv(where, ipiv);
   const toviStatus status = getrf(where, a.rows(), a.cols(), dA.data(), a.ld(), dIpiv.data());
-  dA.download(a);
-  dIpiv.download(ipiv.data());
+  dA.fetch(), dIpiv.fetch();
   return status;
 }
 
 template <class T>
 toviStatus factorQr(Memory where, HostMatrix<T>& a, std::vector<T>& tau) {
-  if (where == Memory::host) return geqrf(where, a.rows(), a.cols(), a.data(), a.ld(), tau.data());
-  const DeviceArray<T> dA(a), dTau(tau.data(), tau.size());
+  const Placed<T> dA(where, a), dTau(where, tau);
   const toviStatus status = geqrf(where, a.rows(), a.cols(), dA.data(), a.ld(), dTau.data());
-  dA.download(a);
-  dTau.download(tau.data());
+  dA.fetch(), dTau.fetch();
   return status;
 }
 
 template <class T>
 toviStatus solve(Memory where, HostMatrix<T>& a, std::vector<int>& ipiv, HostMatrix<T>& b) {
-  if (where == Memory::host)
-    return gesv(where, a.rows(), b.cols(), a.data(), a.ld(), ipiv.data(), b.data(), b.ld());
-  const DeviceArray<T> dA(a), dB(b);
-  const DeviceArray<int> dIpiv(ipiv.data(), ipiv.size());
+  const Placed<T> dA(where, a), dB(where, b);
+  const Placed<int> dIpiv(where, ipiv);
   const toviStatus status =
       gesv(where, a.rows(), b.cols(), dA.data(), a.ld(), dIpiv.data(), dB.data(), b.ld());
-  dA.download(a);
-  dB.download(b);
-  dIpiv.download(ipiv.data());
+  dA.fetch(), dB.fetch(), dIpiv.fetch();
   return status;
 }
 

@@ -87,28 +87,6 @@ Constrained<T> constrainedProblem(int m, int n, int p, int padding = 2) {
   return problem;
 }
 
-// The Euclidean norm of rows first .. last-1 of column j.
-template <class T>
-double columnNorm(const HostMatrix<T>& a, int j, int first, int last) {
-  double sum = 0;
-  for (int i = first; i < last; ++i) sum += magnitude(widen(a(i, j))) * magnitude(widen(a(i, j)));
-  return std::sqrt(sum);
-}
-
-template <class T>
-char adjoint() {
-  return tovi::isComplex<T> ? 'C' : 'T';
-}
-
-// A^H B
-template <class W>
-HostMatrix<W> adjointProduct(const HostMatrix<W>& a, const HostMatrix<W>& b) {
-  HostMatrix<W> c(a.cols(), b.cols());
-  host::gemm(adjoint<W>(), 'N', a.cols(), b.cols(), a.rows(), W(1), a.data(), a.ld(), b.data(), b.ld(), W(0),
-             c.data(), c.ld());
-  return c;
-}
-
 template <class T>
 HostMatrix<Wide<T>> wideAdjoint(const HostMatrix<T>& a) {
   HostMatrix<Wide<T>> c(a.cols(), a.rows());
@@ -120,27 +98,19 @@ HostMatrix<Wide<T>> wideAdjoint(const HostMatrix<T>& a) {
 // B - A X, from the first rows of B and X.
 template <class T, class W>
 HostMatrix<W> residual(const HostMatrix<W>& a, const HostMatrix<T>& x, const HostMatrix<T>& b) {
-  HostMatrix<W> r(a.rows(), b.cols());
-  for (int j = 0; j < b.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) r(i, j) = widen(b(i, j));
-  const HostMatrix<W> wide = widen(x);
-  host::gemm('N', 'N', a.rows(), b.cols(), a.cols(), W(-1), a.data(), a.ld(), wide.data(), wide.ld(), W(1),
-             r.data(), r.ld());
-  return r;
+  return minus(leading(b, a.rows(), b.cols()), product(a, leading(x, a.cols(), x.cols())));
 }
 
 // Multiplies the first rows of X by Q^H, with Q from the QR factorization of A, which has full rank: what
 // then stands below the first a.cols() rows is the part of X that is orthogonal to all columns of A.
 template <class W>
 HostMatrix<W> rotate(HostMatrix<W> a, const HostMatrix<W>& x) {
-  HostMatrix<W> rotated(a.rows(), x.cols());
-  for (int j = 0; j < x.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) rotated(i, j) = x(i, j);
+  HostMatrix<W> rotated = leading(x, a.rows(), x.cols());
   const int lwork = 64 * std::max({1, a.rows(), x.cols()});
   std::vector<W> tau(static_cast<std::size_t>(a.cols())), work(static_cast<std::size_t>(lwork));
   if (host::geqrf(a.rows(), a.cols(), a.data(), a.ld(), tau.data(), work.data(), lwork) != 0 ||
-      host::ormqr('L', adjoint<W>(), a.rows(), x.cols(), a.cols(), a.data(), a.ld(), tau.data(),
-                  rotated.data(), rotated.ld(), work.data(), lwork) != 0)
+      host::ormqr('L', tovi::isComplex<W> ? 'C' : 'T', a.rows(), x.cols(), a.cols(), a.data(), a.ld(),
+                  tau.data(), rotated.data(), rotated.ld(), work.data(), lwork) != 0)
     rotated.fill(quietNaN<W>());
   return rotated;
 }
@@ -151,7 +121,7 @@ HostMatrix<W> rotate(HostMatrix<W> a, const HostMatrix<W>& x) {
 template <class T>
 double leastSquaresRatio(const LeastSquares<T>& problem, const HostMatrix<T>& x) {
   const HostMatrix<Wide<T>> a = problem.transposed() ? wideAdjoint(problem.a) : widen(problem.a);
-  const HostMatrix<Wide<T>> r = residual(a, x, problem.b), g = adjointProduct(a, r);
+  const HostMatrix<Wide<T>> r = residual(a, x, problem.b), g = product('C', a, 'N', r);
   const double scale = norm1(a) * std::max(a.rows(), a.cols()) * epsilon<T>();
   double worst = 0;
   for (int j = 0; j < r.cols(); ++j) {
@@ -200,8 +170,7 @@ void expectSolved(const LeastSquares<T>& problem, const LeastSquares<T>& solved)
 
 template <class T>
 void checkLeastSquares(Memory where, char trans, int m, int n, int nrhs) {
-  SCOPED_TRACE(std::string(where == Memory::host ? "host " : "device ") + trans + " " + std::to_string(m) +
-               " x " + std::to_string(n) + ", " + std::to_string(nrhs));
+  SCOPED_TRACE(shape(where, m, n) + " " + trans + ", " + std::to_string(nrhs));
   const LeastSquares<T> problem = leastSquaresProblem<T>(trans, m, n, nrhs);
   LeastSquares<T> solved = problem;
   ASSERT_EQ(solved.run(where), toviNoError) << toviGetErrorInfo();
@@ -225,7 +194,7 @@ void expectSolved(const Constrained<T>& problem, const Constrained<T>& solved) {
   if (n - p == m) {
     CHECK_RATIO(scaled(size, scale * x), constrainedBound);
   } else {
-    const HostMatrix<Wide<T>> gradient = rotate(wideAdjoint(problem.b), adjointProduct(a, r));
+    const HostMatrix<Wide<T>> gradient = rotate(wideAdjoint(problem.b), product('C', a, 'N', r));
     CHECK_RATIO(scaled(columnNorm(gradient, 0, p, n), scale * size), constrainedBound);
   }
   const double told = columnNorm(solved.c, 0, n - p, m);
@@ -235,8 +204,7 @@ void expectSolved(const Constrained<T>& problem, const Constrained<T>& solved) {
 
 template <class T>
 void checkConstrained(Memory where, int m, int n, int p) {
-  SCOPED_TRACE(std::string(where == Memory::host ? "host " : "device ") + std::to_string(m) + " x " +
-               std::to_string(n) + ", p = " + std::to_string(p));
+  SCOPED_TRACE(shape(where, m, n) + ", p = " + std::to_string(p));
   const Constrained<T> problem = constrainedProblem<T>(m, n, p);
   Constrained<T> solved = problem;
   ASSERT_EQ(solved.run(where), toviNoError) << toviGetErrorInfo();
@@ -246,8 +214,7 @@ void checkConstrained(Memory where, int m, int n, int p) {
 // Rows (wide A) or columns of zeros, 1-based, leave exact zeros on the diagonal of the triangular factor.
 template <class T>
 void checkDeficient(Memory where, char trans, int m, int n, const std::vector<int>& zeros) {
-  SCOPED_TRACE(std::string(where == Memory::host ? "host " : "device ") + trans + " " + std::to_string(m) +
-               " x " + std::to_string(n) + ", zero " + std::to_string(zeros.front()));
+  SCOPED_TRACE(shape(where, m, n) + " " + trans + ", zero " + std::to_string(zeros.front()));
   LeastSquares<T> problem = leastSquaresProblem<T>(trans, m, n, 2);
   for (const int zero : zeros)
     for (int i = 0; i < std::max(m, n); ++i)
@@ -275,8 +242,7 @@ void checkDeficient(Memory where, char trans, int m, int n, const std::vector<in
 template <class T>
 void checkDeficient(Memory where, int m, int n, int p, const std::vector<int>& zerosOfT12,
                     const std::vector<int>& zerosOfR11, int info) {
-  SCOPED_TRACE(std::string(where == Memory::host ? "host " : "device ") + std::to_string(m) + " x " +
-               std::to_string(n) + ", p = " + std::to_string(p) + ", info " + std::to_string(info));
+  SCOPED_TRACE(shape(where, m, n) + ", p = " + std::to_string(p) + ", info " + std::to_string(info));
   Constrained<T> problem = constrainedProblem<T>(m, n, p);
   if (!zerosOfR11.empty())
     for (int i = 0; i < p; ++i) {

@@ -11,11 +11,6 @@
 
 namespace testing_support {
 
-inline std::string shape(Memory where, int m, int n) {
-  return std::string(where == Memory::host ? "host " : "device ") + std::to_string(m) + " x " +
-         std::to_string(n);
-}
-
 // A random m x n matrix is factored with a small residual, with pivots in range, and with its padding
 // untouched.
 template <class T>

@@ -118,6 +118,7 @@ class DeviceArray {
   }
   DeviceArray(const T* host, std::size_t count) : DeviceArray(count) { upload(host); }
   explicit DeviceArray(const HostMatrix<T>& host) : DeviceArray(host.data(), host.size()) {}
+  explicit DeviceArray(const std::vector<T>& host) : DeviceArray(host.data(), host.size()) {}
   DeviceArray(const DeviceArray&) = delete;
   DeviceArray& operator=(const DeviceArray&) = delete;
   ~DeviceArray() {
@@ -135,17 +136,24 @@ class DeviceArray {
     }
   }
   void download(HostMatrix<T>& host) const { download(host.data()); }
-  std::string bits() const {
-    std::string result(count_ * sizeof(T), '\0');
-    if (count_ != 0) {
-      EXPECT_EQ(cudaMemcpy(result.data(), data_, result.size(), cudaMemcpyDeviceToHost), cudaSuccess);
-    }
-    return result;
-  }
 
  private:
   T* data_ = nullptr;
   std::size_t count_;
+};
+
+// A copy of a matrix in device memory, and its view.
+template <class T>
+struct OnDevice {
+  explicit OnDevice(const HostMatrix<T>& a) : array(a), view(array.data(), a.rows(), a.cols(), a.ld()) {}
+  HostMatrix<T> downloaded(HostMatrix<T> like) const {
+    array.download(like);
+    return like;
+  }
+  // The same bits, padding included.
+  bool holds(const HostMatrix<T>& expected) const { return downloaded(expected).sameBits(expected); }
+  DeviceArray<T> array;
+  tovi::MatrixView<T> view;
 };
 
 }  // namespace testing_support

@@ -20,19 +20,25 @@ void expectFactored(Orthogonal form, const HostMatrix<T>& a, const HostMatrix<T>
   CHECK_RATIO(orthogonalityRatio<T>(explicitQ(form, factored, tau)), qrBound);
 }
 
-// A random m x n matrix through the exported routine.
-template <class T>
-void checkQr(Memory where, int m, int n, int padding = 3) {
-  SCOPED_TRACE(std::string(where == Memory::host ? "host " : "device ") + std::to_string(m) + " x " +
-               std::to_string(n));
-  const HostMatrix<T> a = HostMatrix<T>::random(m, n, padding, static_cast<std::uint64_t>(m * 10007 + n));
-  HostMatrix<T> qr = a;
+// A random m x n matrix through routine(m, n, a, lda, tau).
+template <class T, class Routine>
+void checkFactorization(Orthogonal form, Memory where, int m, int n, const Routine& routine) {
+  SCOPED_TRACE(std::to_string(static_cast<int>(form)) + ": " + shape(where, m, n));
+  const HostMatrix<T> a = HostMatrix<T>::random(m, n, 3, static_cast<std::uint64_t>(m * 10007 + n));
+  HostMatrix<T> factored = a;
   // One element more than the routine may write.
   std::vector<T> tau(static_cast<std::size_t>(std::min(m, n)) + 1, T(-7));
-  ASSERT_EQ(factorQr(where, qr, tau), toviNoError) << toviGetErrorInfo();
+  const Placed<T> dA(where, factored), dTau(where, tau);
+  ASSERT_EQ(routine(m, n, dA.data(), a.ld(), dTau.data()), toviNoError) << toviGetErrorInfo();
+  dA.fetch(), dTau.fetch();
   EXPECT_TRUE(tau.back() == T(-7));
   tau.pop_back();
-  expectFactored(Orthogonal::qr, a, qr, tau);
+  expectFactored(form, a, factored, tau);
+}
+
+template <class T>
+void checkQr(Memory where, int m, int n) {
+  checkFactorization<T>(Orthogonal::qr, where, m, n, [=](auto... rest) { return geqrf(where, rest...); });
 }
 
 constexpr Orthogonal everyForm[] = {Orthogonal::qr, Orthogonal::lq, Orthogonal::rq};
@@ -41,26 +47,14 @@ constexpr Orthogonal everyForm[] = {Orthogonal::qr, Orthogonal::lq, Orthogonal::
 template <class T>
 toviStatus factorDevice(Orthogonal form, int m, int n, T* dA, int ld, T* dTau) {
   if (form == Orthogonal::qr) return geqrf(Memory::device, m, n, dA, ld, dTau);
-  if (form == Orthogonal::lq)
-    tovi::lapack::gelqf(tovi::MatrixView<T>(dA, m, n, ld), dTau);
-  else
-    tovi::lapack::gerqf(tovi::MatrixView<T>(dA, m, n, ld), dTau);
+  (form == Orthogonal::lq ? tovi::lapack::gelqf<T> : tovi::lapack::gerqf<T>)({dA, m, n, ld}, dTau);
   return toviNoError;
 }
 
 template <class T>
 void checkForm(Orthogonal form, int m, int n) {
-  SCOPED_TRACE(std::to_string(static_cast<int>(form)) + ": " + std::to_string(m) + " x " + std::to_string(n));
-  const HostMatrix<T> a = HostMatrix<T>::random(m, n, 2, static_cast<std::uint64_t>(m * 10007 + n));
-  HostMatrix<T> factored = a;
-  std::vector<T> tau(static_cast<std::size_t>(std::min(m, n)) + 1, T(-7));
-  const DeviceArray<T> dA(a), dTau(tau.data(), tau.size());
-  ASSERT_EQ(factorDevice(form, m, n, dA.data(), a.ld(), dTau.data()), toviNoError);
-  dA.download(factored);
-  dTau.download(tau.data());
-  EXPECT_TRUE(tau.back() == T(-7));
-  tau.pop_back();
-  expectFactored(form, a, factored, tau);
+  checkFactorization<T>(form, Memory::device, m, n,
+                        [=](auto... rest) { return factorDevice(form, rest...); });
 }
 
 }  // namespace testing_support

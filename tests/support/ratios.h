@@ -46,6 +46,14 @@ Wide<T> widen(T x) {
     return static_cast<double>(x);
 }
 
+template <class T>
+T narrow(Wide<T> x) {
+  if constexpr (tovi::isComplex<T>)
+    return {static_cast<Real<T>>(x.re), static_cast<Real<T>>(x.im)};
+  else
+    return static_cast<T>(x);
+}
+
 // worst := the larger one, or NaN once there has been one.
 inline void worsen(double& worst, double value) {
   if (!(value <= worst) && !std::isnan(worst)) worst = value;
@@ -74,47 +82,83 @@ HostMatrix<Wide<T>> widen(const HostMatrix<T>& a) {
 // residual / scale, where 0 / 0 is a perfect result.
 inline double scaled(double residual, double scale) { return residual == 0 ? 0 : residual / scale; }
 
+template <class T>
+HostMatrix<T> identity(int n, int padding = 0) {
+  HostMatrix<T> a(n, n, padding);
+  for (int i = 0; i < n; ++i) a(i, i) = T(1);
+  return a;
+}
+
+template <class T>
+HostMatrix<T> minus(HostMatrix<T> a, const HostMatrix<T>& b) {
+  for (int j = 0; j < a.cols(); ++j)
+    for (int i = 0; i < a.rows(); ++i) a(i, j) -= b(i, j);
+  return a;
+}
+
+// op(A) op(B)
+template <class T>
+HostMatrix<T> product(char ta, const HostMatrix<T>& a, char tb, const HostMatrix<T>& b) {
+  const int m = ta == 'N' ? a.rows() : a.cols(), k = ta == 'N' ? a.cols() : a.rows();
+  HostMatrix<T> c(m, tb == 'N' ? b.cols() : b.rows());
+  host::gemm(ta, tb, m, c.cols(), k, T(1), a.data(), a.ld(), b.data(), b.ld(), T(0), c.data(), c.ld());
+  return c;
+}
+template <class T>
+HostMatrix<T> product(const HostMatrix<T>& a, const HostMatrix<T>& b) {
+  return product('N', a, 'N', b);
+}
+
+// The first rows and columns, or of those the elements that a predicate picks, in double precision.
+template <class T, class Picks>
+HostMatrix<Wide<T>> leading(const HostMatrix<T>& a, int rows, int cols, Picks picks) {
+  HostMatrix<Wide<T>> part(rows, cols);
+  for (int j = 0; j < cols; ++j)
+    for (int i = 0; i < rows; ++i)
+      if (picks(i, j)) part(i, j) = widen(a(i, j));
+  return part;
+}
+template <class T>
+HostMatrix<Wide<T>> leading(const HostMatrix<T>& a, int rows, int cols) {
+  return leading(a, rows, cols, [](int, int) { return true; });
+}
+
+// The Euclidean norm of rows first .. last-1 of column j.
+template <class T>
+double columnNorm(const HostMatrix<T>& a, int j, int first, int last) {
+  double sum = 0;
+  for (int i = first; i < last; ++i) sum += magnitude(a(i, j)) * magnitude(a(i, j));
+  return std::sqrt(sum);
+}
+
 // || P L U - A || / (n ||A|| eps), with L, U and the 1-based pivots as getrf leaves them.
 template <class T>
 double luRatio(const HostMatrix<T>& a, const HostMatrix<T>& lu, const std::vector<int>& ipiv) {
-  using W = Wide<T>;
   const int m = a.rows(), n = a.cols(), k = std::min(m, n);
-  HostMatrix<W> l(m, k), u(k, n);
-  for (int j = 0; j < k; ++j) {
-    l(j, j) = W(1);
-    for (int i = j + 1; i < m; ++i) l(i, j) = widen(lu(i, j));
-  }
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i <= std::min(j, k - 1); ++i) u(i, j) = widen(lu(i, j));
-  HostMatrix<W> product(m, n);
-  host::gemm('N', 'N', m, n, k, W(1), l.data(), l.ld(), u.data(), u.ld(), W(0), product.data(), product.ld());
+  HostMatrix<Wide<T>> l = leading(lu, m, k, [](int i, int j) { return i > j; });
+  for (int i = 0; i < k; ++i) l(i, i) = Wide<T>(1);
+  HostMatrix<Wide<T>> plu = product(l, leading(lu, k, n, [](int i, int j) { return i <= j; }));
   for (int i = k - 1; i >= 0; --i) {
     const int p = ipiv[static_cast<std::size_t>(i)] - 1;
     if (p < i || p >= m) return std::numeric_limits<double>::infinity();
     if (p != i)
-      for (int j = 0; j < n; ++j) std::swap(product(i, j), product(p, j));
+      for (int j = 0; j < n; ++j) std::swap(plu(i, j), plu(p, j));
   }
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < m; ++i) product(i, j) -= widen(a(i, j));
-  return scaled(norm1(product), n * norm1(a) * epsilon<T>());
+  return scaled(norm1(minus(plu, widen(a))), n * norm1(a) * epsilon<T>());
 }
 
 // || B - A X || / (n ||A|| ||X|| eps), the largest over the columns of X.
 template <class T>
 double solveRatio(const HostMatrix<T>& a, const HostMatrix<T>& x, const HostMatrix<T>& b) {
-  using W = Wide<T>;
   const int n = a.rows();
-  HostMatrix<W> residual = widen(b);
-  const HostMatrix<W> wa = widen(a), wx = widen(x);
-  host::gemm('N', 'N', n, b.cols(), n, W(-1), wa.data(), wa.ld(), wx.data(), wx.ld(), W(1), residual.data(),
-             residual.ld());
+  const HostMatrix<Wide<T>> residual = minus(widen(b), product(widen(a), widen(x)));
   const double scale = n * norm1(a) * epsilon<T>();
   double worst = 0;
   for (int j = 0; j < b.cols(); ++j) {
     double r = 0, size = 0;
     for (int i = 0; i < n; ++i) {
       r += magnitude(residual(i, j));
-      size += magnitude(wx(i, j));
+      size += magnitude(x(i, j));
     }
     worsen(worst, scaled(r, scale * size));
   }
@@ -157,35 +201,24 @@ double qrRatio(Orthogonal form, const HostMatrix<T>& a, const HostMatrix<T>& fac
   using W = Wide<T>;
   const int m = a.rows(), n = a.cols(), k = std::min(m, n);
   const HostMatrix<W> q = explicitQ(form, factored, tau);
-  HostMatrix<W> residual = widen(a);
-  if (form == Orthogonal::qr) {
-    HostMatrix<W> r(k, n);
-    for (int j = 0; j < n; ++j)
-      for (int i = 0; i <= std::min(j, k - 1); ++i) r(i, j) = widen(factored(i, j));
-    host::gemm('N', 'N', m, n, k, W(-1), q.data(), q.ld(), r.data(), r.ld(), W(1), residual.data(),
-               residual.ld());
-  } else {
-    HostMatrix<W> triangle(m, k);
+  HostMatrix<W> triangle(form == Orthogonal::qr ? k : m, form == Orthogonal::qr ? n : k);
+  if (form == Orthogonal::qr)
+    triangle = leading(factored, k, n, [](int i, int j) { return i <= j; });
+  else if (form == Orthogonal::lq)
+    triangle = leading(factored, m, k, [](int i, int j) { return i >= j; });
+  else
     for (int j = 0; j < k; ++j)
-      for (int i = 0; i < m; ++i)
-        if (form == Orthogonal::lq ? i >= j : i <= m - k + j)
-          triangle(i, j) = widen(factored(i, form == Orthogonal::lq ? j : n - k + j));
-    host::gemm('N', 'N', m, n, k, W(-1), triangle.data(), triangle.ld(), q.data(), q.ld(), W(1),
-               residual.data(), residual.ld());
-  }
-  return scaled(norm1(residual), std::max(m, n) * norm1(a) * epsilon<T>());
+      for (int i = 0; i <= m - k + j; ++i) triangle(i, j) = widen(factored(i, n - k + j));
+  const HostMatrix<W> whole = form == Orthogonal::qr ? product(q, triangle) : product(triangle, q);
+  return scaled(norm1(minus(whole, widen(a))), std::max(m, n) * norm1(a) * epsilon<T>());
 }
 
 // || I - Q^H Q || / (max(m, n) eps), of the shorter side of a matrix with orthonormal columns or rows.
 template <class T, class W>
 double orthogonalityRatio(const HostMatrix<W>& q) {
-  const int m = q.rows(), n = q.cols(), k = std::min(m, n);
-  HostMatrix<W> gram(k, k);
-  for (int i = 0; i < k; ++i) gram(i, i) = W(1);
-  const char adjoint = tovi::isComplex<W> ? 'C' : 'T';
-  host::gemm(m >= n ? adjoint : 'N', m >= n ? 'N' : adjoint, k, k, std::max(m, n), W(-1), q.data(), q.ld(),
-             q.data(), q.ld(), W(1), gram.data(), gram.ld());
-  return norm1(gram) / (std::max(m, n) * epsilon<T>());
+  const int m = q.rows(), n = q.cols();
+  const HostMatrix<W> gram = m >= n ? product('C', q, 'N', q) : product('N', q, 'C', q);
+  return norm1(minus(gram, identity<W>(gram.rows()))) / (std::max(m, n) * epsilon<T>());
 }
 
 }  // namespace testing_support

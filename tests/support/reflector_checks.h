@@ -1,4 +1,4 @@
-// Products with Q, and Q itself, against the host LAPACK in double precision. The reflectors are the host's
+// Products with Q against the host LAPACK in double precision. The reflectors are the host's
 // own, of a random matrix.
 
 #ifndef TOVI_TESTS_SUPPORT_REFLECTOR_CHECKS_H
@@ -67,25 +67,9 @@ HostMatrix<Wide<T>> expectedProduct(const Factored<T>& q, char side, char trans,
 
 // || C - R || / (n ||R|| eps), n being the order of Q.
 template <class T>
-double differenceRatio(const HostMatrix<T>& c, HostMatrix<Wide<T>> reference, int n) {
-  const double size = norm1(reference);
-  for (int j = 0; j < c.cols(); ++j)
-    for (int i = 0; i < c.rows(); ++i) reference(i, j) -= widen(c(i, j));
-  return scaled(norm1(reference), n * size * epsilon<T>());
+double differenceRatio(const HostMatrix<T>& c, const HostMatrix<Wide<T>>& reference, int n) {
+  return scaled(norm1(minus(widen(c), reference)), n * norm1(reference) * epsilon<T>());
 }
-
-// A matrix in device memory and its view.
-template <class T>
-struct OnDevice {
-  explicit OnDevice(const HostMatrix<T>& a)
-      : array(a.data(), a.size()), view(array.data(), a.rows(), a.cols(), a.ld()) {}
-  HostMatrix<T> downloaded(HostMatrix<T> like) const {
-    array.download(like);
-    return like;
-  }
-  DeviceArray<T> array;
-  tovi::MatrixView<T> view;
-};
 
 template <class T>
 HostMatrix<T> operand(const Factored<T>& q, char side, int other) {
@@ -137,28 +121,6 @@ void checkBlock(Kind kind, int nq, int k, int other) {
       const char transOfQ = (trans == 'N') == (kind == Kind::qr) ? 'N' : 'C';
       CHECK_RATIO(differenceRatio(result, expectedProduct(q, side, transOfQ, c), nq), qrBound);
     }
-}
-
-// `vectors` columns (rows) of the Q of k reflectors of order nq.
-template <class T>
-void checkGeneration(Kind kind, int nq, int vectors, int k) {
-  SCOPED_TRACE(name(kind) + " order " + std::to_string(nq) + ", " + std::to_string(vectors) +
-               " vectors from " + std::to_string(k));
-  const bool columns = kind == Kind::qr;
-  const Factored<T> q(kind, nq, k);
-  HostMatrix<T> a(columns ? nq : vectors, columns ? vectors : nq, 3), identity(a.rows(), a.cols());
-  a.fill(quietNaN<T>());  // what stands beside the reflectors is not read
-  for (int j = 0; j < q.a.cols(); ++j)
-    for (int i = 0; i < q.a.rows(); ++i) a(i, j) = q.a(i, j);
-  for (int i = 0; i < vectors; ++i) identity(i, i) = T(1);
-
-  const OnDevice<T> dA(a);
-  const DeviceArray<T> dTau(q.tau.data(), q.tau.size());
-  tovi::lapack::generateQ(kind, k, dA.view, dTau.data());
-  const HostMatrix<T> result = dA.downloaded(a);
-  EXPECT_TRUE(result.paddingIntact());
-  CHECK_RATIO(orthogonalityRatio<T>(widen(result)), qrBound);
-  CHECK_RATIO(differenceRatio(result, expectedProduct(q, columns ? 'L' : 'R', 'N', identity), nq), qrBound);
 }
 
 }  // namespace testing_support

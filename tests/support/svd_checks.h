@@ -4,6 +4,7 @@
 #ifndef TOVI_TESTS_SUPPORT_SVD_CHECKS_H
 #define TOVI_TESTS_SUPPORT_SVD_CHECKS_H
 
+#include <cctype>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -34,8 +35,11 @@ struct Svd {
   toviStatus run(Memory where) {
     const Placed<T> dA(where, a), dU(where, u), dVt(where, vt);
     const Placed<Real<T>> dS(where, s);
-    const toviStatus status = gesvd(where, jobs.u, jobs.vt, a.rows(), a.cols(), dA.data(), a.ld(), dS.data(),
-                                    dU.data(), u.ld(), dVt.data(), vt.ld());
+    const auto letter = [&](char job) {  // both cases are the same
+      return where == Memory::host ? job : static_cast<char>(std::tolower(static_cast<unsigned char>(job)));
+    };
+    const toviStatus status = gesvd(where, letter(jobs.u), letter(jobs.vt), a.rows(), a.cols(), dA.data(),
+                                    a.ld(), dS.data(), dU.data(), u.ld(), dVt.data(), vt.ld());
     for (const Placed<T>* operand : {&dA, &dU, &dVt}) operand->fetch();
     dS.fetch();
     return status;
@@ -66,23 +70,12 @@ Svd<T> randomSvdProblem(Jobs jobs, int m, int n) {
   return svdProblem(jobs, HostMatrix<T>::random(m, n, 3, static_cast<std::uint64_t>(m * 10007 + n)));
 }
 
-template <class T>
-HostMatrix<Wide<T>> leading(const HostMatrix<T>& a, int rows, int cols) {
-  HostMatrix<Wide<T>> block(rows, cols);
-  for (int j = 0; j < cols; ++j)
-    for (int i = 0; i < rows; ++i) block(i, j) = widen(a(i, j));
-  return block;
-}
-
-// op(A) op(B)
-template <class W>
-HostMatrix<W> product(char ta, const HostMatrix<W>& a, char tb, const HostMatrix<W>& b) {
-  const auto op = [](char t) { return t == 'N' || tovi::isComplex<W> ? t : 'T'; };
-  const int m = ta == 'N' ? a.rows() : a.cols(), k = ta == 'N' ? a.cols() : a.rows();
-  HostMatrix<W> c(m, tb == 'N' ? b.cols() : b.rows());
-  host::gemm(op(ta), op(tb), m, c.cols(), k, W(1), a.data(), a.ld(), b.data(), b.ld(), W(0), c.data(),
-             c.ld());
-  return c;
+// A diag(s)
+template <class W, class S>
+HostMatrix<W> withScaledColumns(HostMatrix<W> a, const S& s) {
+  for (int j = 0; j < a.cols(); ++j)
+    for (int i = 0; i < a.rows(); ++i) a(i, j) *= W(s(j));
+  return a;
 }
 
 // || X - S^2 || / (s1^2 longest eps)
@@ -130,13 +123,9 @@ void expectDecomposed(const Svd<T>& problem, const Svd<T>& solved) {
     CHECK_RATIO(orthogonalityRatio<T>(jobs.u == 'O' ? left : right), svdBound);
   }
   if (jobs.u != 'N' && jobs.vt != 'N') {
-    HostMatrix<W> scaledLeft = left;
-    for (int j = 0; j < k; ++j)
-      for (int i = 0; i < m; ++i) scaledLeft(i, j) = left(i, j) * W(static_cast<double>(solved.s(j, 0)));
-    HostMatrix<W> residual = product('N', scaledLeft, 'N', right);
-    for (int j = 0; j < n; ++j)
-      for (int i = 0; i < m; ++i) residual(i, j) -= widen(a(i, j));
-    CHECK_RATIO(scaled(norm1(residual), norm1(a) * longest * epsilon<T>()), svdBound);
+    const HostMatrix<W> whole =
+        product(withScaledColumns(left, [&](int j) { return static_cast<double>(solved.s(j, 0)); }), right);
+    CHECK_RATIO(scaled(norm1(minus(whole, widen(a))), norm1(a) * longest * epsilon<T>()), svdBound);
   } else if (jobs.u != 'N') {
     const HostMatrix<W> rotated = product('C', left, 'N', widen(a));
     CHECK_RATIO(squaresRatio<T>(product('N', rotated, 'C', rotated), solved.s, longest), svdBound);
@@ -150,11 +139,8 @@ void expectDecomposed(const Svd<T>& problem, const Svd<T>& solved) {
 template <class T>
 double valuesRatio(const Svd<T>& solved, const std::vector<double>& reference) {
   double worst = 0;
-  for (int i = 0; i < solved.s.rows(); ++i) {
-    const double error =
-        std::abs(static_cast<double>(solved.s(i, 0)) - reference[static_cast<std::size_t>(i)]);
-    if (!(error <= worst) && !std::isnan(worst)) worst = error;
-  }
+  for (int i = 0; i < solved.s.rows(); ++i)
+    worsen(worst, std::abs(static_cast<double>(solved.s(i, 0)) - reference[static_cast<std::size_t>(i)]));
   return scaled(worst, reference[0] * std::max(solved.a.rows(), solved.a.cols()) * epsilon<T>());
 }
 
@@ -168,9 +154,7 @@ std::vector<double> values(const Svd<T>& solved) {
 // Runs the routine and checks all but the values.
 template <class T>
 Svd<T> checkSvd(Memory where, const Svd<T>& problem) {
-  SCOPED_TRACE(std::string(where == Memory::host ? "host " : "device ") + problem.jobs.u + ", " +
-               problem.jobs.vt + ", " + std::to_string(problem.a.rows()) + " x " +
-               std::to_string(problem.a.cols()));
+  SCOPED_TRACE(shape(where, problem.a.rows(), problem.a.cols()) + ", " + problem.jobs.u + problem.jobs.vt);
   Svd<T> solved = problem;
   EXPECT_EQ(solved.run(where), toviNoError) << toviGetErrorInfo();
   expectDecomposed(problem, solved);
@@ -203,18 +187,12 @@ template <class T>
 HostMatrix<T> withValues(int m, int n, const std::vector<double>& s) {
   using W = Wide<T>;
   const int k = std::min(m, n);
-  HostMatrix<W> left = orthonormal<W>(m, k, 1);
-  for (int j = 0; j < k; ++j)
-    for (int i = 0; i < m; ++i) left(i, j) = left(i, j) * W(s[static_cast<std::size_t>(j)]);
+  const HostMatrix<W> left =
+      withScaledColumns(orthonormal<W>(m, k, 1), [&](int j) { return s[static_cast<std::size_t>(j)]; });
   const HostMatrix<W> wide = product('N', left, 'C', orthonormal<W>(n, k, 2));
   HostMatrix<T> a(m, n, 1);
   for (int j = 0; j < n; ++j)
-    for (int i = 0; i < m; ++i) {
-      if constexpr (tovi::isComplex<T>)
-        a(i, j) = makeElement<T>(wide(i, j).re, wide(i, j).im);
-      else
-        a(i, j) = makeElement<T>(wide(i, j), 0);
-    }
+    for (int i = 0; i < m; ++i) a(i, j) = narrow<T>(wide(i, j));
   return a;
 }
 

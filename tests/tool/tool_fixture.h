@@ -28,6 +28,10 @@ inline std::string contents(const std::filesystem::path& path) {
 
 inline long lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
+inline void expectParts(const std::string& text, const std::vector<std::string>& parts) {
+  for (const std::string& part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << '\n' << text;
+}
+
 // Words between blanks; what stands in single quotes is taken as it is.
 inline std::vector<std::string> wordsOf(const std::string& text) {
   std::vector<std::string> words;

@@ -119,9 +119,8 @@ TEST_F(Tool, ReportsDeviceSizeTimeAndError) {
   EXPECT_EQ(result.err, "");
   const std::string device = run("devices").out;  // "0: NAME (MEMORY)"
   ASSERT_NE(device.find("B)\n"), std::string::npos) << device;
-  EXPECT_NE(result.out.find("order 2, array real general"), std::string::npos) << result.out;
-  for (const char* label : {"device  ", " with transfers", " without", "GFLOP/s", "backward error  "})
-    EXPECT_NE(result.out.find(label), std::string::npos) << label << '\n' << result.out;
+  expectParts(result.out, {"order 2, array real general", "device  ", " with transfers", " without",
+                           "GFLOP/s", "backward error  "});
 }
 
 TEST_F(Tool, AddsEntriesForOnePlaceAndTakesOnesWithoutB) {
@@ -153,8 +152,7 @@ TEST_F(Tool, WrittenSolutionComesBackBitForBit) {
 TEST_F(Tool, SingularMatrixIsADataError) {
   const Result result = solve("%%MatrixMarket matrix coordinate real general\n3 3 2\n1 1 1\n3 3 1\n");
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_NE(result.err.find("Data error; see toviGetErrorInfo for error code\n"), std::string::npos)
-      << result.err;
+  expectParts(result.err, {"Data error; see toviGetErrorInfo for error code\n"});
   EXPECT_NE(result.err.find("Data error at pos 2 (see the TOVI Reference Manual for more information)\n"),
             std::string::npos)
       << result.err;
@@ -259,7 +257,7 @@ TEST_F(Tool, OutputThatCannotBeWrittenIsAFailure) {
 
 TEST_F(Tool, OptionsAndExitCodes) {
   EXPECT_EQ(run("--help").exitCode, 0);
-  EXPECT_NE(run("solve --help").out.find("2/3 n^3"), std::string::npos);
+  expectParts(run("solve --help").out, {"2/3 n^3"});
   for (const char* arguments : {"", "solve", "solve a b c", "solve --unknown a", "devices a", "nothing"})
     EXPECT_EQ(run(arguments).exitCode, 2) << arguments;
 
