@@ -3,6 +3,7 @@
 #include <cuda_runtime.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <numeric>
 #include <thread>
@@ -138,21 +139,20 @@ struct SynchronizesAtThreadEnd {
 
 TEST(DeviceLaunch, AThreadThatEndsStillRunsBarriers) {
   software_device::setSchedule(software_device::Schedule::lazy);  // a kernel runs where somebody waits for it
-  DeviceArray<int> p(64);
-  const auto reverse = [&] { platform::launch<&reverse_k<64>>(dim3(1), dim3(64), 0, nullptr, p.get); };
+  std::vector<int> numbers(64);
+  std::iota(numbers.begin(), numbers.end(), 0);
+  const Numbers p(numbers);
+  const auto reverse = [&] { platform::launch<&reverse_k<64>>(dim3(1), dim3(64), 0, nullptr, p.data()); };
   std::thread([&] {
     static thread_local const SynchronizesAtThreadEnd atThreadEnd;
     static_cast<void>(&atThreadEnd);
-    std::vector<int> numbers(64);
-    std::iota(numbers.begin(), numbers.end(), 0);
-    EXPECT_EQ(cudaMemcpy(p.get, numbers.data(), 64 * sizeof(int), cudaMemcpyHostToDevice), cudaSuccess);
     reverse();
     EXPECT_EQ(cudaDeviceSynchronize(), cudaSuccess);
     reverse();
     reverse();
   }).join();
-  const std::vector<int> reversed = p.read();
-  for (int i = 0; i < 64; ++i) EXPECT_EQ(reversed[static_cast<std::size_t>(i)], 63 - i);
+  std::reverse(numbers.begin(), numbers.end());
+  EXPECT_EQ(p.read(), numbers);
 }
 
 // Threads below `first` and every third one return before the barrier; those that are left hand a number
