@@ -11,7 +11,7 @@ namespace {
 // The line only grows, so that it is written over itself: a control sequence would be shown by consoles that
 // know none.
 std::string show(const std::string& step, int second) {
-  const std::string line = step + " ... " + std::to_string(second) + " s";
+  std::string line = step + " ... " + std::to_string(second) + " s";
   std::cerr << '\r' << line << std::flush;
   return line;
 }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <deque>
+#include <memory>
 #include <vector>
 
 #include "platform/software/src/engine.h"
@@ -58,7 +59,7 @@ struct AtThreadEnd {
 
 // Without memory for a stack the program ends: a block that has run in part cannot be taken back.
 std::deque<Fiber>& makeFibers(unsigned count) noexcept {
-  if (worker.fibers == nullptr) worker.fibers = new Fibers;
+  if (worker.fibers == nullptr) worker.fibers = std::make_unique<Fibers>().release();
   if (!worker.ends) {
     static thread_local const AtThreadEnd atThreadEnd;
     static_cast<void>(&atThreadEnd);
