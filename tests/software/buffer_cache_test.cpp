@@ -180,10 +180,12 @@ TEST(BufferCacheOfRoutines, NoWarmRoutineAllocates) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
   for (const auto& [least, most] : {std::pair{1, 20}, {200, 230}, {513, 530}})
     for (const Call& call : hostCalls(least, most)) {
-      // The last ones for what is factored in transposed storage then.
-      if (least > 500 && std::string_view(call.family().name) != "gesv") continue;
-      Call cold = call, warm = call;
+      Call cold = call, settled = call, warm = call;
       EXPECT_EQ(cold.run(), toviNoError) << call.text();
+      // A larger buffer may have replaced a smaller one, which the next call asks for again.
+      if (least > 500 && std::string_view(call.family().name) == "gesvd") {
+        EXPECT_EQ(settled.run(), toviNoError) << call.text();
+      }
       software_device::resetCounts();
       EXPECT_EQ(warm.run(), toviNoError) << call.text();
       EXPECT_EQ(allocationCalls(), 0u) << call.text();
