@@ -40,8 +40,8 @@ toviStatus copyBackOn(toviStatus status, Result& result) {
 template <class T>
 toviStatus deviceGemm(char transa, char transb, int m, int n, int k, T alpha, const T* dA, int lda,
                       const T* dB, int ldb, T beta, T* dC, int ldc) {
-  return deviceRoutine<T>([&] {
-    checkGemm(transa, transb, m, n, k, dA, lda, dB, ldb, dC, ldc);
+  const auto check = [&] { checkGemm(transa, transb, m, n, k, dA, lda, dB, ldb, dC, ldc); };
+  return deviceRoutine<T>(check, [&] {
     const MatrixView<const T> viewA(dA, transa == 'N' ? m : k, transa == 'N' ? k : m, lda);
     const MatrixView<const T> viewB(dB, transb == 'N' ? k : n, transb == 'N' ? n : k, ldb);
     blas::gemm(transa, transb, alpha, viewA, viewB, beta, MatrixView<T>(dC, m, n, ldc));
@@ -51,8 +51,8 @@ toviStatus deviceGemm(char transa, char transb, int m, int n, int k, T alpha, co
 template <class T>
 toviStatus hostGemm(char transa, char transb, int m, int n, int k, T alpha, const T* hA, int lda, const T* hB,
                     int ldb, T beta, T* hC, int ldc) {
-  return hostRoutine([&] {
-    checkGemm(transa, transb, m, n, k, hA, lda, hB, ldb, hC, ldc);
+  const auto check = [&] { checkGemm(transa, transb, m, n, k, hA, lda, hB, ldb, hC, ldc); };
+  return hostRoutine(check, [&] {
     const unsigned in = readOnly(m, n);
     const StagedMatrix<const T> dA(hA, transa == 'N' ? m : k, transa == 'N' ? k : m, lda, in);
     const StagedMatrix<const T> dB(hB, transb == 'N' ? k : n, transb == 'N' ? n : k, ldb, in);
@@ -68,17 +68,16 @@ toviStatus hostGemm(char transa, char transb, int m, int n, int k, T alpha, cons
 template <class T>
 toviStatus deviceGemv(char trans, int m, int n, T alpha, const T* dA, int lda, const T* dX, int incx, T beta,
                       T* dY, int incy) {
-  return deviceRoutine<T>([&] {
-    checkGemv(trans, m, n, dA, lda, dX, incx, dY, incy);
-    blas::gemv(trans, alpha, MatrixView<const T>(dA, m, n, lda), dX, incx, beta, dY, incy);
-  });
+  const auto check = [&] { checkGemv(trans, m, n, dA, lda, dX, incx, dY, incy); };
+  return deviceRoutine<T>(
+      check, [&] { blas::gemv(trans, alpha, MatrixView<const T>(dA, m, n, lda), dX, incx, beta, dY, incy); });
 }
 
 template <class T>
 toviStatus hostGemv(char trans, int m, int n, T alpha, const T* hA, int lda, const T* hX, int incx, T beta,
                     T* hY, int incy) {
-  return hostRoutine([&] {
-    checkGemv(trans, m, n, hA, lda, hX, incx, hY, incy);
+  const auto check = [&] { checkGemv(trans, m, n, hA, lda, hX, incx, hY, incy); };
+  return hostRoutine(check, [&] {
     const unsigned in = readOnly(m, n);
     const StagedMatrix<const T> dA(hA, m, n, lda, in);
     const StagedVector<const T> dX(hX, trans == 'N' ? n : m, incx, in);
@@ -94,8 +93,8 @@ toviStatus hostGemv(char trans, int m, int n, T alpha, const T* hA, int lda, con
 template <class T, auto Check, auto Routine>
 toviStatus deviceTriangular(char side, char uplo, char trans, char diag, int m, int n, T alpha, const T* dA,
                             int lda, T* dB, int ldb) {
-  return deviceRoutine<T>([&] {
-    Check(side, uplo, trans, diag, m, n, dA, lda, dB, ldb);
+  const auto check = [&] { Check(side, uplo, trans, diag, m, n, dA, lda, dB, ldb); };
+  return deviceRoutine<T>(check, [&] {
     const int order = side == 'L' ? m : n;
     Routine(side, uplo, trans, diag, alpha, MatrixView<const T>(dA, order, order, lda),
             MatrixView<T>(dB, m, n, ldb));
@@ -105,8 +104,8 @@ toviStatus deviceTriangular(char side, char uplo, char trans, char diag, int m, 
 template <class T, auto Check, auto Routine>
 toviStatus hostTriangular(char side, char uplo, char trans, char diag, int m, int n, T alpha, const T* hA,
                           int lda, T* hB, int ldb) {
-  return hostRoutine([&] {
-    Check(side, uplo, trans, diag, m, n, hA, lda, hB, ldb);
+  const auto check = [&] { Check(side, uplo, trans, diag, m, n, hA, lda, hB, ldb); };
+  return hostRoutine(check, [&] {
     const int order = side == 'L' ? m : n;
     const StagedMatrix<const T> dA(hA, order, order, lda, readOnly(m, n));
     StagedMatrix<T> dB(hB, m, n, ldb, StageIn | StageOut);
@@ -121,8 +120,8 @@ toviStatus hostTriangular(char side, char uplo, char trans, char diag, int m, in
 template <class T, auto Routine>
 toviStatus deviceSymmetric(char side, char uplo, int m, int n, T alpha, const T* dA, int lda, const T* dB,
                            int ldb, T beta, T* dC, int ldc) {
-  return deviceRoutine<T>([&] {
-    checkSymm(side, uplo, m, n, dA, lda, dB, ldb, dC, ldc);
+  const auto check = [&] { checkSymm(side, uplo, m, n, dA, lda, dB, ldb, dC, ldc); };
+  return deviceRoutine<T>(check, [&] {
     const int order = side == 'L' ? m : n;
     Routine(side, uplo, alpha, MatrixView<const T>(dA, order, order, lda), MatrixView<const T>(dB, m, n, ldb),
             beta, MatrixView<T>(dC, m, n, ldc));
@@ -132,8 +131,8 @@ toviStatus deviceSymmetric(char side, char uplo, int m, int n, T alpha, const T*
 template <class T, auto Routine>
 toviStatus hostSymmetric(char side, char uplo, int m, int n, T alpha, const T* hA, int lda, const T* hB,
                          int ldb, T beta, T* hC, int ldc) {
-  return hostRoutine([&] {
-    checkSymm(side, uplo, m, n, hA, lda, hB, ldb, hC, ldc);
+  const auto check = [&] { checkSymm(side, uplo, m, n, hA, lda, hB, ldb, hC, ldc); };
+  return hostRoutine(check, [&] {
     const int order = side == 'L' ? m : n;
     const StagedMatrix<const T> dA(hA, order, order, lda, readOnly(m, n));
     const StagedMatrix<const T> dB(hB, m, n, ldb, StageIn);
@@ -152,8 +151,8 @@ toviStatus hostSymmetric(char side, char uplo, int m, int n, T alpha, const T* h
 template <class T, auto Check, auto Routine, class Factor>
 toviStatus deviceRankK(char uplo, char trans, int n, int k, Factor alpha, const T* dA, int lda, Factor beta,
                        T* dC, int ldc) {
-  return deviceRoutine<T>([&] {
-    Check(uplo, trans, n, k, dA, lda, dC, ldc);
+  const auto check = [&] { Check(uplo, trans, n, k, dA, lda, dC, ldc); };
+  return deviceRoutine<T>(check, [&] {
     const MatrixView<const T> viewA(dA, trans == 'N' ? n : k, trans == 'N' ? k : n, lda);
     Routine(uplo, trans, alpha, viewA, beta, MatrixView<T>(dC, n, n, ldc));
   });
@@ -162,8 +161,8 @@ toviStatus deviceRankK(char uplo, char trans, int n, int k, Factor alpha, const 
 template <class T, auto Check, auto Routine, class Factor>
 toviStatus hostRankK(char uplo, char trans, int n, int k, Factor alpha, const T* hA, int lda, Factor beta,
                      T* hC, int ldc) {
-  return hostRoutine([&] {
-    Check(uplo, trans, n, k, hA, lda, hC, ldc);
+  const auto check = [&] { Check(uplo, trans, n, k, hA, lda, hC, ldc); };
+  return hostRoutine(check, [&] {
     const StagedMatrix<const T> dA(hA, trans == 'N' ? n : k, trans == 'N' ? k : n, lda, StageIn);
     StagedMatrix<T> dC(hC, n, n, ldc, StageIn | StageOut);
     return copyBackOn(deviceRankK<T, Check, Routine>(uplo, trans, n, k, alpha, dA.data(), dA.ld(), beta,
@@ -179,8 +178,8 @@ toviStatus hostRankK(char uplo, char trans, int n, int k, Factor alpha, const T*
 template <class T, auto Check, auto Routine, class Factor>
 toviStatus deviceRank2K(char uplo, char trans, int n, int k, T alpha, const T* dA, int lda, const T* dB,
                         int ldb, Factor beta, T* dC, int ldc) {
-  return deviceRoutine<T>([&] {
-    Check(uplo, trans, n, k, dA, lda, dB, ldb, dC, ldc);
+  const auto check = [&] { Check(uplo, trans, n, k, dA, lda, dB, ldb, dC, ldc); };
+  return deviceRoutine<T>(check, [&] {
     const int rows = trans == 'N' ? n : k, cols = trans == 'N' ? k : n;
     Routine(uplo, trans, alpha, MatrixView<const T>(dA, rows, cols, lda),
             MatrixView<const T>(dB, rows, cols, ldb), beta, MatrixView<T>(dC, n, n, ldc));
@@ -190,8 +189,8 @@ toviStatus deviceRank2K(char uplo, char trans, int n, int k, T alpha, const T* d
 template <class T, auto Check, auto Routine, class Factor>
 toviStatus hostRank2K(char uplo, char trans, int n, int k, T alpha, const T* hA, int lda, const T* hB,
                       int ldb, Factor beta, T* hC, int ldc) {
-  return hostRoutine([&] {
-    Check(uplo, trans, n, k, hA, lda, hB, ldb, hC, ldc);
+  const auto check = [&] { Check(uplo, trans, n, k, hA, lda, hB, ldb, hC, ldc); };
+  return hostRoutine(check, [&] {
     const int rows = trans == 'N' ? n : k, cols = trans == 'N' ? k : n;
     const StagedMatrix<const T> dA(hA, rows, cols, lda, StageIn);
     const StagedMatrix<const T> dB(hB, rows, cols, ldb, StageIn);

@@ -8,6 +8,7 @@
 #include "api/text.h"
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
+#include "cudalib/runtime_flags.h"
 
 namespace tovi::api {
 namespace {
@@ -48,13 +49,18 @@ toviStatus toviGetExecutingDevice(int* dev) {
   if (!initialized()) return store(toviNotInitialized);
   return managed([=] {
     if (dev == nullptr) tovi::argumentError(-1);
-    cudalib::check(cudaGetDevice(dev));
+    *dev = cudalib::runtimeFlags().device;
   });
 }
 
 toviStatus toviSelectDevice(int dev) {
   return managed([=] {
     checkOrdinal(dev);
+    if (initialized()) {
+      if (dev != cudalib::runtimeFlags().device)
+        throw cudalib::CudaRuntimeException(platform::errorSetOnActiveProcess);
+      return;
+    }
     const cudaError_t status = cudaSetDevice(dev);
     if (status != cudaSuccess) throw cudalib::CudaRuntimeException(static_cast<int>(status));
     theSelectedDevice.store(dev, std::memory_order_relaxed);

@@ -3,9 +3,7 @@
 
 namespace tovi::api {
 
-// The device that toviSelectDevice has selected; -1: none. Initialization keeps it. A runtime that binds a
-// process to its first device would do so by itself (cudaErrorSetOnActiveProcess); later ones let the device
-// be changed.
+// The device that toviSelectDevice has selected; -1: none. Initialization takes it.
 int selectedDevice();
 
 }  // namespace tovi::api

@@ -3,8 +3,12 @@
 #include <atomic>
 
 #include "cudalib/check.h"
+#include "cudalib/device_scope.h"
 #include "cudalib/exceptions.h"
 #include "cudalib/hooks.h"
+#include "platform/host/floating_point.h"
+#include "platform/host/per_process.h"
+#include "platform/host/process.h"
 #include "platform/runtime.h"
 
 namespace tovi::api {
@@ -15,8 +19,9 @@ namespace {
 std::atomic<int> theLastStatus{toviNoError};
 std::atomic<int> theErrorInfo{0};
 
-// Its setting publishes what initialization has recorded.
-std::atomic<bool> theInitializedFlag{false};
+// Its setting publishes what initialization has recorded. A child of a fork is not initialized: its parent's
+// device is not its own.
+platform::PerProcessValue<bool> theInitializedFlag(false);
 
 void setErrorInfo(int info) { theErrorInfo.store(info, std::memory_order_relaxed); }
 
@@ -66,16 +71,10 @@ class Nesting {
   bool outermost() const { return depth == 1; }
 };
 
-// After a failure the device is idle and no error is pending.
-void drain() {
-  static_cast<void>(cudaThreadSynchronize());
-  cudalib::discardPendingErrors();
-}
-
 }  // namespace
 
-bool initialized() { return theInitializedFlag.load(std::memory_order_acquire); }
-void setInitialized(bool value) { theInitializedFlag.store(value, std::memory_order_release); }
+bool initialized() { return theInitializedFlag.get(); }
+void setInitialized(bool value) { theInitializedFlag.set(value); }
 
 toviStatus lastStatus() { return static_cast<toviStatus>(theLastStatus.load(std::memory_order_relaxed)); }
 int errorInfo() { return theErrorInfo.load(std::memory_order_relaxed); }
@@ -85,19 +84,34 @@ toviStatus store(toviStatus status) {
   return status;
 }
 
-toviStatus detail::run(Frame frame, toviStatus (*call)(void*), void* body) {
+toviStatus detail::run(Frame frame, Callable check, Callable body) {
   const Nesting nesting;
+  const platform::NotCancellable notCancellable;
+  const platform::StatedFloatingPointMode mode;
   const bool hooked = frame == Frame::routine && nesting.outermost();
+  // Before initialization nothing of ours can be under way on any device, and to wait would be to use one.
+  const bool onDevice = frame != Frame::guarded && initialized();
+  cudalib::DeviceScope device;
   setErrorInfo(0);
 
-  toviStatus status = attempt([=] {
+  toviStatus status = attempt([&] {
     if (hooked) CallHooks::run(callHooks().entry);
-    const toviStatus result = call(body);
-    if (result == toviNoError && frame != Frame::guarded) cudalib::completionCheck();
+    check();
+    if (onDevice) device.enter(cudalib::runtimeFlags().device);
+    const toviStatus result = body();
+    if (result != toviNoError || frame == Frame::guarded) return result;
+    if (onDevice)
+      cudalib::completionCheck();
+    else
+      cudalib::checkPending();
     return result;
   });
-  // Arguments are checked before anything else is done: then nothing can be pending.
-  if (status != toviNoError && status != toviArgumentError) drain();
+  // After a failure the device is idle and no error is pending. Arguments are checked before anything else is
+  // done: then nothing can be.
+  if (status != toviNoError && status != toviArgumentError) {
+    if (onDevice) static_cast<void>(cudaThreadSynchronize());
+    cudalib::discardPendingErrors();
+  }
 
   if (hooked) {
     const toviStatus hookStatus = attempt([] {

@@ -7,6 +7,10 @@
 //   hostRoutine     test of the initialized flag, then as managed, between the call hooks: the host interface
 //   deviceRoutine   the same with the capability test of the element type: the device interface
 //
+// Routines come with the check of their arguments, before which nothing is asked of the device. What follows
+// runs on the executing device, whichever one the calling thread has made current, and gives that back. The
+// thread computes in the stated floating-point mode, and cannot be cancelled.
+//
 // A body returns nothing, or a toviStatus. A status other than toviNoError is passed on as it is, together
 // with the error info that it left: so a host routine ends with the status of the device routine it called.
 
@@ -35,12 +39,16 @@ namespace detail {
 
 enum class Frame { guarded, managed, routine };
 
-toviStatus run(Frame frame, toviStatus (*call)(void*), void* body);
-
+// Something to be called.
+struct Callable {
+  toviStatus (*call)(const void*);
+  const void* body;
+  toviStatus operator()() const { return call(body); }
+};
 template <class Body>
-toviStatus run(Frame frame, Body& body) {
-  const auto call = [](void* pointer) {
-    Body& work = *static_cast<Body*>(pointer);
+Callable callable(const Body& body) {
+  const auto call = [](const void* pointer) {
+    const Body& work = *static_cast<const Body*>(pointer);
     if constexpr (std::is_void_v<decltype(work())>) {
       work();
       return toviNoError;
@@ -48,34 +56,43 @@ toviStatus run(Frame frame, Body& body) {
       return work();
     }
   };
-  return run(frame, call, &body);
+  return {call, &body};
 }
+
+toviStatus run(Frame frame, Callable check, Callable body);
+
+inline constexpr auto nothing = [] {};
 
 }  // namespace detail
 
 template <class Body>
-toviStatus guarded(Body body) {
-  return detail::run(detail::Frame::guarded, body);
+toviStatus guarded(const Body& body) {
+  return detail::run(detail::Frame::guarded, detail::callable(detail::nothing), detail::callable(body));
 }
 
 template <class Body>
-toviStatus managed(Body body) {
-  return detail::run(detail::Frame::managed, body);
+toviStatus managed(const Body& body) {
+  return detail::run(detail::Frame::managed, detail::callable(detail::nothing), detail::callable(body));
 }
 
 // Double precision is tested by the device routine that a host routine calls, after its operands were staged.
-template <class Body>
-toviStatus hostRoutine(Body body) {
+template <class Check, class Body>
+toviStatus hostRoutine(const Check& check, const Body& body) {
   if (!initialized()) return store(toviNotInitialized);
-  return detail::run(detail::Frame::routine, body);
+  return detail::run(detail::Frame::routine, detail::callable(check), detail::callable(body));
 }
 
-template <class T, class Body>
-toviStatus deviceRoutine(Body body) {
+template <class T, class Check, class Body>
+toviStatus deviceRoutine(const Check& check, const Body& body) {
   if (!initialized()) return store(toviNotInitialized);
   if (std::is_same_v<Real<T>, double> && !cudalib::runtimeFlags().doublePrecision)
     return store(toviInsufficientComputeCapability);
-  return detail::run(detail::Frame::routine, body);
+  return detail::run(detail::Frame::routine, detail::callable(check), detail::callable(body));
+}
+// What a host routine calls has arguments that it has checked.
+template <class T, class Body>
+toviStatus deviceRoutine(const Body& body) {
+  return deviceRoutine<T>(detail::nothing, body);
 }
 
 }  // namespace tovi::api

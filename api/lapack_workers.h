@@ -28,16 +28,14 @@ inline bool factored(toviStatus status) { return status == toviNoError || status
 
 template <class T>
 toviStatus deviceGetrf(int m, int n, T* dA, int lda, int* dIpiv) {
-  return deviceRoutine<T>([&] {
-    checkGetrf(m, n, dA, lda, dIpiv);
-    lapack::getrf(MatrixView<T>(dA, m, n, lda), dIpiv);
-  });
+  const auto check = [&] { checkGetrf(m, n, dA, lda, dIpiv); };
+  return deviceRoutine<T>(check, [&] { lapack::getrf(MatrixView<T>(dA, m, n, lda), dIpiv); });
 }
 
 template <class T>
 toviStatus hostGetrf(int m, int n, T* hA, int lda, int* hIpiv) {
-  return hostRoutine([&] {
-    checkGetrf(m, n, hA, lda, hIpiv);
+  const auto check = [&] { checkGetrf(m, n, hA, lda, hIpiv); };
+  return hostRoutine(check, [&] {
     StagedMatrix<T> dA(hA, m, n, lda, StageIn | StageOut);
     StagedVector<int> dIpiv(hIpiv, std::min(m, n), 1, StageOut);
     const toviStatus status = deviceRoutine<T>([&] { lapack::getrf(dA.view(), dIpiv.data()); });
@@ -51,16 +49,15 @@ toviStatus hostGetrf(int m, int n, T* hA, int lda, int* hIpiv) {
 
 template <class T>
 toviStatus deviceGesv(int n, int nrhs, T* dA, int lda, int* dIpiv, T* dB, int ldb) {
-  return deviceRoutine<T>([&] {
-    checkGesv(n, nrhs, dA, lda, dIpiv, dB, ldb);
-    lapack::gesv(MatrixView<T>(dA, n, n, lda), dIpiv, MatrixView<T>(dB, n, nrhs, ldb));
-  });
+  const auto check = [&] { checkGesv(n, nrhs, dA, lda, dIpiv, dB, ldb); };
+  return deviceRoutine<T>(
+      check, [&] { lapack::gesv(MatrixView<T>(dA, n, n, lda), dIpiv, MatrixView<T>(dB, n, nrhs, ldb)); });
 }
 
 template <class T>
 toviStatus hostGesv(int n, int nrhs, T* hA, int lda, int* hIpiv, T* hB, int ldb) {
-  return hostRoutine([&] {
-    checkGesv(n, nrhs, hA, lda, hIpiv, hB, ldb);
+  const auto check = [&] { checkGesv(n, nrhs, hA, lda, hIpiv, hB, ldb); };
+  return hostRoutine(check, [&] {
     StagedMatrix<T> dA(hA, n, n, lda, StageIn | StageOut);
     StagedMatrix<T> dB(hB, n, nrhs, ldb, StageIn | StageOut);
     StagedVector<int> dIpiv(hIpiv, n, 1, StageOut);
@@ -76,8 +73,8 @@ toviStatus hostGesv(int n, int nrhs, T* hA, int lda, int* hIpiv, T* hB, int ldb)
 
 template <class T>
 toviStatus deviceGeqrf(int m, int n, T* dA, int lda, T* dTau) {
-  return deviceRoutine<T>([&] {
-    checkGeqrf(m, n, dA, lda, dTau);
+  const auto check = [&] { checkGeqrf(m, n, dA, lda, dTau); };
+  return deviceRoutine<T>(check, [&] {
     if (dA == nullptr || dTau == nullptr) return;  // empty, or 1 x 1: nothing to do, and no error
     lapack::geqrf(MatrixView<T>(dA, m, n, lda), dTau);
   });
@@ -85,8 +82,8 @@ toviStatus deviceGeqrf(int m, int n, T* dA, int lda, T* dTau) {
 
 template <class T>
 toviStatus hostGeqrf(int m, int n, T* hA, int lda, T* hTau) {
-  return hostRoutine([&] {
-    checkGeqrf(m, n, hA, lda, hTau);
+  const auto check = [&] { checkGeqrf(m, n, hA, lda, hTau); };
+  return hostRoutine(check, [&] {
     if (hA == nullptr || hTau == nullptr) return toviNoError;  // as in deviceGeqrf
     StagedMatrix<T> dA(hA, m, n, lda, StageIn | StageOut);
     StagedVector<T> dTau(hTau, std::min(m, n), 1, StageOut);
@@ -101,16 +98,16 @@ toviStatus hostGeqrf(int m, int n, T* hA, int lda, T* hTau) {
 
 template <class T>
 toviStatus deviceGels(char trans, int m, int n, int nrhs, T* dA, int lda, T* dB, int ldb) {
-  return deviceRoutine<T>([&] {
-    checkGels(trans, m, n, nrhs, dA, lda, dB, ldb);
+  const auto check = [&] { checkGels(trans, m, n, nrhs, dA, lda, dB, ldb); };
+  return deviceRoutine<T>(check, [&] {
     lapack::gels(trans, MatrixView<T>(dA, m, n, lda), MatrixView<T>(dB, std::max(m, n), nrhs, ldb));
   });
 }
 
 template <class T>
 toviStatus hostGels(char trans, int m, int n, int nrhs, T* hA, int lda, T* hB, int ldb) {
-  return hostRoutine([&] {
-    checkGels(trans, m, n, nrhs, hA, lda, hB, ldb);
+  const auto check = [&] { checkGels(trans, m, n, nrhs, hA, lda, hB, ldb); };
+  return hostRoutine(check, [&] {
     StagedMatrix<T> dA(hA, m, n, lda, StageIn | StageOut);
     StagedMatrix<T> dB(hB, std::max(m, n), nrhs, ldb, StageIn | StageOut);
     const toviStatus status = deviceRoutine<T>([&] { lapack::gels(trans, dA.view(), dB.view()); });
@@ -125,18 +122,17 @@ toviStatus hostGels(char trans, int m, int n, int nrhs, T* hA, int lda, T* hB, i
 template <class T>
 toviStatus deviceGesvd(char jobu, char jobvt, int m, int n, T* dA, int lda, Real<T>* dS, T* dU, int ldu,
                        T* dVt, int ldvt) {
-  return deviceRoutine<T>([&] {
-    checkGesvd(jobu, jobvt, m, n, dA, lda, dS, dU, ldu, dVt, ldvt);
-    lapack::gesvd(jobu, jobvt, MatrixView<T>(dA, m, n, lda), dS, dU, ldu, dVt, ldvt);
-  });
+  const auto check = [&] { checkGesvd(jobu, jobvt, m, n, dA, lda, dS, dU, ldu, dVt, ldvt); };
+  return deviceRoutine<T>(
+      check, [&] { lapack::gesvd(jobu, jobvt, MatrixView<T>(dA, m, n, lda), dS, dU, ldu, dVt, ldvt); });
 }
 
 // Room for VT is reserved even where it is not asked for, and for all of its n rows then: deliberate.
 template <class T>
 toviStatus hostGesvd(char jobu, char jobvt, int m, int n, T* hA, int lda, Real<T>* hS, T* hU, int ldu, T* hVt,
                      int ldvt) {
-  return hostRoutine([&] {
-    checkGesvd(jobu, jobvt, m, n, hA, lda, hS, hU, ldu, hVt, ldvt);
+  const auto check = [&] { checkGesvd(jobu, jobvt, m, n, hA, lda, hS, hU, ldu, hVt, ldvt); };
+  return hostRoutine(check, [&] {
     if (m == 0 || n == 0) return toviNoError;  // U or VT may have elements all the same
     const auto use = [](char job) { return job == 'A' || job == 'S' ? StageOut : StageRoom; };
     const int k = std::min(m, n);
@@ -158,16 +154,15 @@ toviStatus hostGesvd(char jobu, char jobvt, int m, int n, T* hA, int lda, Real<T
 
 template <class T>
 toviStatus deviceGglse(int m, int n, int p, T* dA, int lda, T* dB, int ldb, T* dC, T* dD, T* dX) {
-  return deviceRoutine<T>([&] {
-    checkGglse(m, n, p, dA, lda, dB, ldb, dC, dD, dX);
-    lapack::gglse(MatrixView<T>(dA, m, n, lda), MatrixView<T>(dB, p, n, ldb), dC, dD, dX);
-  });
+  const auto check = [&] { checkGglse(m, n, p, dA, lda, dB, ldb, dC, dD, dX); };
+  return deviceRoutine<T>(
+      check, [&] { lapack::gglse(MatrixView<T>(dA, m, n, lda), MatrixView<T>(dB, p, n, ldb), dC, dD, dX); });
 }
 
 template <class T>
 toviStatus hostGglse(int m, int n, int p, T* hA, int lda, T* hB, int ldb, T* hC, T* hD, T* hX) {
-  return hostRoutine([&] {
-    checkGglse(m, n, p, hA, lda, hB, ldb, hC, hD, hX);
+  const auto check = [&] { checkGglse(m, n, p, hA, lda, hB, ldb, hC, hD, hX); };
+  return hostRoutine(check, [&] {
     StagedMatrix<T> dA(hA, m, n, lda, StageIn | StageOut), dB(hB, p, n, ldb, StageIn | StageOut);
     StagedVector<T> dC(hC, m, 1, StageIn | StageOut), dD(hD, p, 1, StageIn | StageOut);
     StagedVector<T> dX(hX, n, 1, StageOut);

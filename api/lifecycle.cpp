@@ -6,9 +6,13 @@
 #include "api/frame.h"
 #include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
+#include "cudalib/device_scope.h"
 #include "cudalib/device_table.h"
 #include "cudalib/hooks.h"
+#include "cudalib/runtime_flags.h"
+#include "platform/host/per_process.h"
 #include "platform/host/process.h"
+#include "platform/runtime.h"
 
 namespace tovi::api {
 namespace {
@@ -20,11 +24,12 @@ struct Lifecycle {
   std::set<std::uint32_t> registered;  // the threads that have called toviInitialize
 };
 
-// Never destroyed: a host thread may still be at work while the process ends.
-Lifecycle& lifecycle() {
-  static Lifecycle& instance = *new Lifecycle;
-  return instance;
-}
+platform::PerProcess<Lifecycle> theLifecycle;
+Lifecycle& lifecycle() { return theLifecycle.get(); }
+
+// What initialization has bound a thread to; -1: nothing yet. Giving a thread its own device back puts that
+// in use, which is not to be taken for the program's doing.
+platform::PerProcessValue<int> boundDevice(-1);
 
 bool versionsSuffice() {
   int runtime = 0, driver = 0;
@@ -33,28 +38,75 @@ bool versionsSuffice() {
   return runtime >= oldestVersion && driver >= oldestVersion && driver >= runtime;
 }
 
-// A process that is using a device already keeps it.
-void bindDevice(int device) {
-  const cudaError_t status = cudaSetDevice(device);
-  if (status == platform::errorSetOnActiveProcess)
-    static_cast<void>(cudaGetLastError());
-  else if (status != cudaSuccess)
-    throw cudalib::CudaRuntimeException(static_cast<int>(status));
-}
+// An initialization that comes to nothing: what it has started is stopped, and the thread's device is again
+// the one that it was.
+class Start {
+ public:
+  Start() = default;
+  ~Start() {
+    if (complete_) return;
+    if (blasStarted_) static_cast<void>(cublasShutdown());
+    if (deviceBefore_ >= 0) cudalib::ignoreFailure(cudaSetDevice(deviceBefore_));
+  }
+  Start(const Start&) = delete;
+  Start& operator=(const Start&) = delete;
 
-toviStatus start() {
-  if (!versionsSuffice()) return toviInsufficientRuntime;
-  const int best = cudalib::chooseDevice();
-  if (best < 0) return toviNoHardware;
-  bindDevice(selectedDevice() < 0 ? best : selectedDevice());
-  // What CUBLAS answers here is not left pending for the completion check.
-  const auto blas = platform::startBlas();
-  if (blas == CUBLAS_STATUS_ALLOC_FAILED) return toviInsufficientMemory;
-  if (blas != CUBLAS_STATUS_SUCCESS) throw cudalib::CublasException(static_cast<int>(blas));
-  cudalib::setRuntimeFlags(cudalib::computeLevel());
-  // The host LAPACK's threading runtime tolerates a second copy of itself in the process.
-  platform::setEnvironment("KMP_DUPLICATE_LIB_OK", "TRUE");
-  return toviNoError;
+  toviStatus run() {
+    if (!versionsSuffice()) return toviInsufficientRuntime;
+    const int best = cudalib::chooseDevice();
+    if (best < 0) return toviNoHardware;
+    bindDevice(best);
+    const auto blas = cublasInit();
+    if (blas == CUBLAS_STATUS_ALLOC_FAILED) return toviInsufficientMemory;
+    // On a device that is lost nothing starts, and CUBLAS cannot say why.
+    if (blas != CUBLAS_STATUS_SUCCESS) cudalib::check(cudaThreadSynchronize());
+    if (blas != CUBLAS_STATUS_SUCCESS) throw cudalib::CublasException(static_cast<int>(blas));
+    blasStarted_ = true;
+    const cudalib::DeviceRecord& device = cudalib::currentDevice();
+    cudalib::setRuntimeFlags(device.ordinal, device.code);
+    // The host LAPACK's threading runtime tolerates a second copy of itself in the process.
+    platform::setEnvironment("KMP_DUPLICATE_LIB_OK", "TRUE");
+    cudalib::completionCheck();
+    complete_ = true;
+    return toviNoError;
+  }
+
+ private:
+  // Becomes the calling thread's current device: the one that was selected, or else the one of an earlier
+  // initialization, or else the one that the thread works with and the process uses already, or else the
+  // best.
+  void bindDevice(int best) {
+    int current = -1;
+    cudalib::check(cudaGetDevice(&current));
+    int wanted = selectedDevice();
+    if (wanted < 0) wanted = boundDevice.get();
+    if (wanted < 0) wanted = platform::deviceInUse(current) ? current : best;
+    boundDevice.set(wanted);
+    const cudaError_t status = cudaSetDevice(wanted);
+    if (status == platform::errorSetOnActiveProcess)  // a process that has but one device keeps it
+      cudalib::ignoreFailure(status);
+    else if (status != cudaSuccess)
+      throw cudalib::CudaRuntimeException(static_cast<int>(status));
+    if (status == cudaSuccess && wanted != current) deviceBefore_ = current;
+  }
+
+  int deviceBefore_ = -1;  // where another one has become current
+  bool blasStarted_ = false, complete_ = false;
+};
+
+// Where the library is initialized; what fails has nobody to be told.
+template <class Release>
+void onExecutingDevice(const Release& release) noexcept {
+  if (!initialized()) return;  // there may be no memory for the lock
+  const boost::mutex::scoped_lock lock(lifecycle().mutex);
+  if (!initialized()) return;
+  cudalib::DeviceScope device;
+  try {
+    device.enter(cudalib::runtimeFlags().device);
+  } catch (...) {
+    cudalib::discardPendingErrors();
+  }
+  release();
 }
 
 }  // namespace
@@ -67,31 +119,31 @@ toviStatus toviInitialize() {
     const boost::mutex::scoped_lock lock(lifecycle().mutex);
     // A thread stays registered when the rest fails.
     lifecycle().registered.insert(platform::currentThreadId());
-    if (!initialized()) {
-      const toviStatus status = start();
-      if (status != toviNoError) return status;
+    if (initialized()) {
+      cudalib::DeviceScope device;
+      device.enter(cudalib::runtimeFlags().device);
+      cudalib::completionCheck();
+      return toviNoError;
     }
-    cudalib::completionCheck();
-    setInitialized(true);
-    return toviNoError;
+    Start start;
+    const toviStatus status = start.run();
+    if (status == toviNoError) setInitialized(true);
+    return status;
   });
 }
 
 void toviShutdown() {
   if (platform::onlyThreadLeft()) return;  // from the destructor of another library
-  const boost::mutex::scoped_lock lock(lifecycle().mutex);
-  if (!initialized()) return;
-  cudalib::releaseThreadBuffers();
-  tovi::callHooks().clear();
-  lifecycle().registered.erase(platform::currentThreadId());
-  if (lifecycle().registered.empty()) {
-    static_cast<void>(platform::stopBlas());
-    static_cast<void>(platform::pendingBlasStatus());
+  onExecutingDevice([] {
+    cudalib::releaseThreadBuffers();
+    tovi::callHooks().clear();
+    lifecycle().registered.erase(platform::currentThreadId());
+    if (!lifecycle().registered.empty()) return;
+    static_cast<void>(cublasShutdown());
     setInitialized(false);
-  }
+  });
 }
 
 void toviFreeBuffers() {
-  const boost::mutex::scoped_lock lock(lifecycle().mutex);
-  if (initialized()) cudalib::releaseThreadBuffers();
+  onExecutingDevice([] { cudalib::releaseThreadBuffers(); });
 }

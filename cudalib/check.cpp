@@ -1,5 +1,7 @@
 #include "cudalib/check.h"
 
+#include "platform/host/per_process.h"
+
 namespace cudalib {
 
 CudaRuntimeException::CudaRuntimeException(int error)
@@ -17,30 +19,40 @@ cudaError_t check(cudaError_t status) {
   }
 }
 
-void checkPending() {
-  // Both are read before either throws: an error left behind would be blamed on the next routine.
-  const auto blas = platform::pendingBlasStatus();
-  const cudaError_t cuda = cudaGetLastError();
-  if (blas == CUBLAS_STATUS_ALLOC_FAILED) throw CudaMemoryException("CUBLAS Allocation Failure");
-  if (blas != CUBLAS_STATUS_SUCCESS) throw CublasException(static_cast<int>(blas));
-  check(cuda);
-}
+void checkPending() { check(cudaGetLastError()); }
 
 void completionCheck() {
-  const cudaError_t status = cudaThreadSynchronize();  // what it says is pending, too
-  // Without a device, or a driver for it, nothing can have failed: a routine that needs none has succeeded.
-  if (status == cudaErrorNoDevice || status == cudaErrorInsufficientDriver) return discardPendingErrors();
-  checkPending();
+  const cudaError_t before = cudaGetLastError();
+  const cudaError_t done = cudaThreadSynchronize();
+  discardPendingErrors();  // the wait has left its error there, too
+  check(before);
+  check(done);
 }
 
-void discardPendingErrors() noexcept {
-  static_cast<void>(platform::pendingBlasStatus());
-  static_cast<void>(cudaGetLastError());
-}
+void discardPendingErrors() noexcept { static_cast<void>(cudaGetLastError()); }
 
 cudaError_t ignoreFailure(cudaError_t status) noexcept {
   if (status != cudaSuccess && cudaPeekAtLastError() == status) static_cast<void>(cudaGetLastError());
   return status;
 }
+
+namespace detail {
+namespace {
+
+platform::PerProcess<std::mutex> theBlasMutex;
+
+}  // namespace
+
+std::mutex& blasMutex() { return theBlasMutex.get(); }
+
+void checkBlasStatus(cublasStatus status) {
+  if (status == CUBLAS_STATUS_SUCCESS) return;
+  if (status == CUBLAS_STATUS_ALLOC_FAILED) throw CudaMemoryException("CUBLAS Allocation Failure");
+  // On a device that is lost every call fails, CUBLAS's as if nobody had started it. The runtime says why.
+  check(cudaThreadSynchronize());
+  throw CublasException(static_cast<int>(status));
+}
+
+}  // namespace detail
 
 }  // namespace cudalib

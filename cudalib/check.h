@@ -5,6 +5,8 @@
 
 #include <platform/runtime.h>
 
+#include <mutex>
+
 #include "cudalib/exceptions.h"
 
 namespace cudalib {
@@ -12,19 +14,38 @@ namespace cudalib {
 // Returns cudaSuccess, throws for everything else.
 cudaError_t check(cudaError_t status);
 
-// Reads, and thereby clears, the pending CUBLAS status and the pending CUDA error; throws for the first of
-// them.
+// Reads, and thereby clears, the pending CUDA error of the calling thread; throws it.
 void checkPending();
 
-// Waits for the device, then checks what is pending.
+// Waits for the device; throws what was pending, or what the wait brought to light.
 void completionCheck();
 
-// Clears both without looking, so that what comes after a failure starts clean.
+// Clears it without looking, so that what comes after a failure starts clean.
 void discardPendingErrors() noexcept;
 
 // For a call whose failure means nothing to the caller (a free, a query of unfinished work): takes back the
 // error that the call left pending, and no other. Returns the status.
 cudaError_t ignoreFailure(cudaError_t status) noexcept;
+
+namespace detail {
+
+std::mutex& blasMutex();
+void checkBlasStatus(cublasStatus status);
+
+}  // namespace detail
+
+// Makes one call of a CUBLAS routine; throws its failure. The legacy interface keeps one status a context,
+// that of the latest call, whichever thread's it was: nobody else calls between this call and the question.
+template <class Call>
+void checkBlas(const Call& call) {
+  cublasStatus status = CUBLAS_STATUS_SUCCESS;
+  {
+    const std::lock_guard<std::mutex> lock(detail::blasMutex());
+    call();
+    status = cublasGetError();
+  }
+  detail::checkBlasStatus(status);
+}
 
 }  // namespace cudalib
 

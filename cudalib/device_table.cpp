@@ -1,6 +1,7 @@
 #include "cudalib/device_table.h"
 
 #include "cudalib/check.h"
+#include "platform/host/per_process.h"
 
 namespace cudalib {
 namespace {
@@ -21,12 +22,13 @@ std::vector<DeviceRecord> survey() {
   return devices;
 }
 
-const std::vector<DeviceRecord>& deviceTable() {
-  // A survey that throws leaves the initialization to the next caller. Never destroyed: calls may come at
-  // exit.
-  static const std::vector<DeviceRecord>& table = *new std::vector<DeviceRecord>(survey());
-  return table;
-}
+struct DeviceTable {
+  const std::vector<DeviceRecord> devices = survey();
+};
+// A survey that throws leaves the initialization to the next caller.
+platform::PerProcess<DeviceTable> theDeviceTable;
+
+const std::vector<DeviceRecord>& deviceTable() { return theDeviceTable.get().devices; }
 
 // Clock rates (kHz times cores, eight to a multiprocessor) are deliberately added to bytes: memory decides in
 // practice.

@@ -6,6 +6,8 @@
 
 #include <boost/function.hpp>
 
+#include "platform/host/per_process.h"
+
 namespace tovi {
 
 struct CallHooks {
@@ -26,11 +28,8 @@ struct CallHooks {
 };
 
 // The hooks of the process. Not guarded: they are set before, and emptied after, the calls that run them.
-// Never destroyed, so that a call that is still running when the process ends finds them.
-inline CallHooks& callHooks() {
-  static CallHooks& hooks = *new CallHooks;
-  return hooks;
-}
+inline platform::PerProcess<CallHooks> theCallHooks;
+inline CallHooks& callHooks() { return theCallHooks.get(); }
 
 }  // namespace tovi
 

@@ -9,12 +9,13 @@ namespace cudalib {
 struct RuntimeFlags {
   bool doublePrecision = false;
   int capabilityCode = 0;
+  int device = 0;           // the ordinal of the executing device
   unsigned partitions = 6;  // device memory partitions, each 256 bytes wide
 };
 
 RuntimeFlags runtimeFlags();
-// Everything follows from the device's compute level.
-void setRuntimeFlags(int capabilityCode);
+// The rest follows from the device's compute level.
+void setRuntimeFlags(int device, int capabilityCode);
 
 }  // namespace cudalib
 

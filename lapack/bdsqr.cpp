@@ -469,7 +469,7 @@ void bdsqr(char uplo, int n, Real<T>* dD, Real<T>* dE, MatrixView<T> dVt, Matrix
   copyToDevice(d, dD);
   if (n > 1) copyToDevice(e, dE);
   if (info == 0) return;
-  cudalib::checkPending();  // a data error promises a decomposition that only lacks the last sweeps
+  cudalib::completionCheck();  // a data error promises a decomposition that only lacks the last sweeps
   dataError(info);
 }
 

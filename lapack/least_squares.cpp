@@ -41,7 +41,7 @@ void requireNonzeroDiagonal(int n, ConstView<T> dA) {
                                  hDiagonal.size(), cudaMemcpyDeviceToHost, false, nullptr));
   const auto zero = std::find(hDiagonal.begin(), hDiagonal.end(), T(0));
   if (zero == hDiagonal.end()) return;
-  cudalib::checkPending();  // a data error promises complete factors
+  cudalib::completionCheck();  // a data error promises complete factors
   dataError(static_cast<int>(zero - hDiagonal.begin()) + 1);
 }
 

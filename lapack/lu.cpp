@@ -181,7 +181,7 @@ void getrf(MatrixView<T> dA, int* dIpiv) {
 
   copyToDevice(hIpiv, dIpiv);
   if (firstZero == 0) return;
-  cudalib::checkPending();  // a data error promises complete factors
+  cudalib::completionCheck();  // a data error promises complete factors
   dataError(firstZero);
 }
 

@@ -2,9 +2,11 @@
 // after windows.h
 #include <winternl.h>
 
+#include <array>
 #include <cstdlib>
 #include <string>
 
+#include "platform/host/per_process.h"
 #include "platform/host/process.h"
 
 extern "C" NTSYSAPI BOOLEAN NTAPI RtlDllShutdownInProgress(void);
@@ -21,5 +23,37 @@ void setEnvironment(const char* name, const char* value) {
 
 // ExitProcess ends all other threads before libraries hear of it.
 bool onlyThreadLeft() { return RtlDllShutdownInProgress() != 0; }
+
+// No thread is cancelled on this system.
+NotCancellable::NotCancellable() = default;
+NotCancellable::~NotCancellable() = default;
+
+namespace {
+
+// The functions that the thread has asked for. Thread-local objects are destroyed when their thread ends.
+struct Asked {
+  std::array<void (*)(), 4> functions{};
+  ~Asked() {
+    for (const auto function : functions)
+      if (function != nullptr) function();
+  }
+};
+thread_local Asked asked;
+
+}  // namespace
+
+AtThreadEnd::AtThreadEnd(void (*function)()) noexcept : function_(function), usable_(true) {}
+AtThreadEnd::~AtThreadEnd() = default;
+bool AtThreadEnd::ask() noexcept {
+  for (auto& function : asked.functions) {
+    if (function == nullptr) function = function_;
+    if (function == function_) return true;
+  }
+  return false;
+}
+
+// No process is a copy of another one on this system.
+void ForgottenByChildren::list() noexcept {}
+void ForgottenByChildren::forgetAll() noexcept {}
 
 }  // namespace platform

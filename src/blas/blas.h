@@ -1,7 +1,7 @@
 // The BLAS on matrices in device memory. Arguments are those of the reference routine of the same name, with
 // views for matrices; option characters are upper case. The caller has checked them: nothing here looks at a
 // pointer except to leave alone an output that is null, which the argument checks let through when k = 0.
-// Work is queued on the default stream; a failure is left with CUBLAS until somebody checks.
+// Work is queued on the default stream.
 //
 // Complex types: symm and hemm are one routine, the Hermitian one, and so are syr2k and her2k (see cublas.h).
 

@@ -1,12 +1,13 @@
 // The vendor edge: CUBLAS, typed, on matrix views. One table an element type says which CUBLAS routine serves
 // which family; one function a family hands its operands over. Option characters are upper case. The calls
-// return at once and leave their status with CUBLAS.
+// return at once; those that CUBLAS refuses throw.
 
 #ifndef TOVI_BLAS_CUBLAS_H
 #define TOVI_BLAS_CUBLAS_H
 
 #include <algorithm>
 
+#include "cudalib/check.h"
 #include "cudalib/matrix_view.h"
 #include "platform/host/complex.h"
 #include "platform/runtime.h"
@@ -96,48 +97,63 @@ template <class T>
 void gemm(char transa, char transb, T alpha, MatrixView<const T> dA, MatrixView<const T> dB, T beta,
           MatrixView<T> dC) {
   const int k = transa == 'N' ? dA.cols : dA.rows;
-  Routines<T>::gemm(operation<T>(transa), operation<T>(transb), dC.rows, dC.cols, k, raw(alpha), raw(dA.data),
-                    leading(dA), raw(dB.data), leading(dB), raw(beta), raw(dC.data), leading(dC));
+  cudalib::checkBlas([&] {
+    Routines<T>::gemm(operation<T>(transa), operation<T>(transb), dC.rows, dC.cols, k, raw(alpha),
+                      raw(dA.data), leading(dA), raw(dB.data), leading(dB), raw(beta), raw(dC.data),
+                      leading(dC));
+  });
 }
 
 template <class T>
 void gemv(char trans, T alpha, MatrixView<const T> dA, const T* dX, int incx, T beta, T* dY, int incy) {
-  Routines<T>::gemv(operation<T>(trans), dA.rows, dA.cols, raw(alpha), raw(dA.data), leading(dA), raw(dX),
-                    incx, raw(beta), raw(dY), incy);
+  cudalib::checkBlas([&] {
+    Routines<T>::gemv(operation<T>(trans), dA.rows, dA.cols, raw(alpha), raw(dA.data), leading(dA), raw(dX),
+                      incx, raw(beta), raw(dY), incy);
+  });
 }
 
 template <class T>
 void trsm(char side, char uplo, char trans, char diag, T alpha, MatrixView<const T> dA, MatrixView<T> dB) {
-  Routines<T>::trsm(side, uplo, operation<T>(trans), diag, dB.rows, dB.cols, raw(alpha), raw(dA.data),
-                    leading(dA), raw(dB.data), leading(dB));
+  cudalib::checkBlas([&] {
+    Routines<T>::trsm(side, uplo, operation<T>(trans), diag, dB.rows, dB.cols, raw(alpha), raw(dA.data),
+                      leading(dA), raw(dB.data), leading(dB));
+  });
 }
 
 template <class T>
 void trmm(char side, char uplo, char trans, char diag, T alpha, MatrixView<const T> dA, MatrixView<T> dB) {
-  Routines<T>::trmm(side, uplo, operation<T>(trans), diag, dB.rows, dB.cols, raw(alpha), raw(dA.data),
-                    leading(dA), raw(dB.data), leading(dB));
+  cudalib::checkBlas([&] {
+    Routines<T>::trmm(side, uplo, operation<T>(trans), diag, dB.rows, dB.cols, raw(alpha), raw(dA.data),
+                      leading(dA), raw(dB.data), leading(dB));
+  });
 }
 
 // Complex types: hemm.
 template <class T>
 void symm(char side, char uplo, T alpha, MatrixView<const T> dA, MatrixView<const T> dB, T beta,
           MatrixView<T> dC) {
-  Routines<T>::symm(side, uplo, dC.rows, dC.cols, raw(alpha), raw(dA.data), leading(dA), raw(dB.data),
-                    leading(dB), raw(beta), raw(dC.data), leading(dC));
+  cudalib::checkBlas([&] {
+    Routines<T>::symm(side, uplo, dC.rows, dC.cols, raw(alpha), raw(dA.data), leading(dA), raw(dB.data),
+                      leading(dB), raw(beta), raw(dC.data), leading(dC));
+  });
 }
 
 template <class T>
 void syrk(char uplo, char trans, T alpha, MatrixView<const T> dA, T beta, MatrixView<T> dC) {
   const int k = trans == 'N' ? dA.cols : dA.rows;
-  Routines<T>::syrk(uplo, trans, dC.rows, k, raw(alpha), raw(dA.data), leading(dA), raw(beta), raw(dC.data),
-                    leading(dC));
+  cudalib::checkBlas([&] {
+    Routines<T>::syrk(uplo, trans, dC.rows, k, raw(alpha), raw(dA.data), leading(dA), raw(beta), raw(dC.data),
+                      leading(dC));
+  });
 }
 
 template <class T>
 void herk(char uplo, char trans, Real<T> alpha, MatrixView<const T> dA, Real<T> beta, MatrixView<T> dC) {
   const int k = trans == 'N' ? dA.cols : dA.rows;
-  Routines<T>::herk(uplo, trans, dC.rows, k, alpha, raw(dA.data), leading(dA), beta, raw(dC.data),
-                    leading(dC));
+  cudalib::checkBlas([&] {
+    Routines<T>::herk(uplo, trans, dC.rows, k, alpha, raw(dA.data), leading(dA), beta, raw(dC.data),
+                      leading(dC));
+  });
 }
 
 // Complex types: her2k, which takes a real beta; of a complex one the real part is handed over.
@@ -145,8 +161,10 @@ template <class T>
 void syr2k(char uplo, char trans, T alpha, MatrixView<const T> dA, MatrixView<const T> dB, T beta,
            MatrixView<T> dC) {
   const int k = trans == 'N' ? dA.cols : dA.rows;
-  Routines<T>::syr2k(uplo, trans, dC.rows, k, raw(alpha), raw(dA.data), leading(dA), raw(dB.data),
-                     leading(dB), real(beta), raw(dC.data), leading(dC));
+  cudalib::checkBlas([&] {
+    Routines<T>::syr2k(uplo, trans, dC.rows, k, raw(alpha), raw(dA.data), leading(dA), raw(dB.data),
+                       leading(dB), real(beta), raw(dC.data), leading(dC));
+  });
 }
 
 }  // namespace tovi::cublas

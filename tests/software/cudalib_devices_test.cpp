@@ -108,7 +108,6 @@ TEST(Maps, GridsReadTheCurrentDevicesLimit) {
   EXPECT_THROW(map.grid(), cudalib::CudaRuntimeException);
 }
 
-// What the wait returns is not looked at; that it left an error behind is.
 TEST(Check, CompletionWaits) {
   ASSERT_EQ(cublasInit(), static_cast<unsigned>(CUBLAS_STATUS_SUCCESS));
   device::resetCounts();

@@ -36,21 +36,21 @@ std::size_t paddedRows(std::size_t rows) {
 
 TEST(BlasAllocator, PadsByTheCurrentDeviceAndTheRecordedPartitions) {
   useLevels(20, 12);
-  cudalib::setRuntimeFlags(20);
+  cudalib::setRuntimeFlags(0, 20);
   EXPECT_EQ(paddedRows<float>(480), 480U);
   EXPECT_EQ(paddedRows<float>(500), 576U);
   EXPECT_EQ(paddedRows<Complex<double>>(128), 160U);
   EXPECT_EQ(paddedRows<double>(192), 192U);
   const cudalib::ManagedMemory<float, BlasAllocator<float>> memory(500, 3, 2);  // whole padded columns
   EXPECT_EQ(device::live().deviceBytes, 576U * 3 * 2 * 4);
-  cudalib::setRuntimeFlags(12);  // initialized on a device of six partitions
+  cudalib::setRuntimeFlags(0, 12);  // initialized on a device of six partitions
   EXPECT_EQ(paddedRows<double>(192), 256U);
   EXPECT_EQ(paddedRows<int>(384), 480U);
 }
 
 TEST(BlasAllocator, AsksForTheCurrentDeviceAtEveryAllocation) {
   useLevels(20, 13);
-  cudalib::setRuntimeFlags(20);
+  cudalib::setRuntimeFlags(0, 20);
   ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
   EXPECT_EQ(paddedRows<float>(1000), 1056U);
   EXPECT_EQ(paddedRows<double>(1), 48U);

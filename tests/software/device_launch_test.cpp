@@ -193,4 +193,60 @@ TEST(DeviceLaunch, ThreadsThatHaveEndedDoNotHoldABarrier) {
   }
 }
 
+// Mistakes that are right in the order of the numbers. A thread needs what the one before it has stored, and
+// no barrier is between them, before the first one or after it; a block needs the result of the one before
+// it.
+template <unsigned size>
+__global__ void noBarrier_k(int* p, int start) {
+  __shared__ int sums[size];
+  sums[threadIdx.x] = threadIdx.x == 0 ? start : sums[threadIdx.x - 1] + 1;
+  __syncthreads();
+  p[threadIdx.x] = sums[threadIdx.x];
+}
+template <unsigned size>
+__global__ void noSecondBarrier_k(int* p, int start) {
+  __shared__ int sums[size];
+  sums[threadIdx.x] = start;
+  __syncthreads();
+  if (threadIdx.x != 0) sums[threadIdx.x] = sums[threadIdx.x - 1] + 1;
+  p[threadIdx.x] = sums[threadIdx.x];
+}
+__global__ void blockAfterBlock_k(int* p, int start) {
+  p[blockIdx.x] = blockIdx.x == 0 ? start : p[blockIdx.x - 1] + 1;
+}
+
+// What a kernel leaves in 64 numbers that are to count from `start`.
+using Mistake = std::vector<int> (*)(int start);
+template <auto Kernel>
+std::vector<int> result(int start) {
+  const Numbers p(64);
+  constexpr bool blocks = Kernel == &blockAfterBlock_k;
+  platform::launch<Kernel>(dim3(blocks ? 64 : 1), dim3(blocks ? 1 : 64), 0, nullptr, p.data(), start);
+  return p.read();
+}
+
+TEST(DeviceLaunch, WhileCheckingNoOrderOfThreadsOrBlocksIsTakenForGranted) {
+  software_device::setWorkers(0);
+  for (const Mistake mistake :
+       {&result<&noBarrier_k<64>>, &result<&noSecondBarrier_k<64>>, &result<&blockAfterBlock_k>}) {
+    std::vector<int> counted(64);
+    const auto countFrom = [&](int start) {
+      std::iota(counted.begin(), counted.end(), start);
+      return start;
+    };
+    software_device::setChecking(false);
+    EXPECT_EQ(mistake(countFrom(1)), counted);
+    std::vector<std::vector<int>> orders;
+    for (const std::uint64_t seed : {1U, 2U, 3U}) {
+      software_device::setChecking(true, seed);
+      EXPECT_NE(mistake(countFrom(1000)), counted);
+      EXPECT_NE(mistake(countFrom(2000)), counted);
+      software_device::setChecking(true, seed);  // the first launch of this seed again
+      orders.push_back(mistake(3000));
+    }
+    EXPECT_NE(orders[0], orders[1]);
+    EXPECT_NE(orders[1], orders[2]);
+  }
+}
+
 }  // namespace

@@ -1,12 +1,14 @@
 // The machine that the software device pretends: its devices and the choice among them, errors, injected
 // faults and counts.
 
+#include <cublas.h>
 #include <cuda_runtime.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/launch.h"
 #include "platform/runtime.h"
@@ -104,8 +106,10 @@ TEST(DeviceMachine, PlaceholderAndNoDevice) {
   EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
 }
 
-TEST(DeviceMachine, TheChoiceHoldsOnceTheDeviceIsActive) {
-  software_device::configure(twoDevices());
+TEST(DeviceMachine, OneDevicePerProcessHoldsOnceItIsActive) {
+  Machine machine = twoDevices();
+  machine.oneDevicePerProcess = true;
+  software_device::configure(machine);
   int device = -1;
   EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
   EXPECT_EQ(device, 0);
@@ -122,11 +126,113 @@ TEST(DeviceMachine, TheChoiceHoldsOnceTheDeviceIsActive) {
   EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
   EXPECT_EQ(device, 1);
 
-  software_device::configure(twoDevices());
+  software_device::configure(machine);
   EXPECT_EQ(software_device::live().allocations, 0u);
   EXPECT_EQ(cudaSetDevice(1), cudaSuccess);
   EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);  // makes the chosen device active
   EXPECT_EQ(cudaSetDevice(0), platform::errorSetOnActiveProcess);
+}
+
+__global__ void store_k(int* p) { *p = 5; }
+
+TEST(DeviceMachine, EveryThreadHasACurrentDevice) {
+  software_device::configure(twoDevices());
+  int device = -1;
+  ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
+  ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
+  ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
+  int* onFirst = nullptr;
+  cudaStream_t ofFirst = nullptr;
+  std::thread([&] {
+    EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
+    EXPECT_EQ(device, 0);
+    EXPECT_EQ(cudaMalloc(&onFirst, 1500000), cudaErrorMemoryAllocation);  // more than it has
+    EXPECT_EQ(cudaMalloc(&onFirst, sizeof *onFirst), cudaSuccess);
+    EXPECT_EQ(cudaStreamCreate(&ofFirst), cudaSuccess);
+  }).join();
+  EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
+  EXPECT_EQ(device, 1);
+  // A stream belongs to a device, an address may be copied from anywhere.
+  int* onSecond = nullptr;
+  ASSERT_EQ(cudaMalloc(&onSecond, 1500000), cudaSuccess);
+  platform::launch<&store_k>(dim3(1), dim3(1), 0, ofFirst, onSecond);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
+  platform::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, onSecond);
+  ASSERT_EQ(cudaMemcpy(onFirst, onSecond, sizeof *onFirst, cudaMemcpyDeviceToDevice), cudaSuccess);
+  int value = 0;
+  ASSERT_EQ(cudaMemcpy(&value, onFirst, sizeof value, cudaMemcpyDeviceToHost), cudaSuccess);
+  EXPECT_EQ(value, 5);
+  EXPECT_EQ(cudaStreamDestroy(ofFirst), cudaSuccess);
+  EXPECT_EQ(cudaFree(onFirst), cudaSuccess);
+  EXPECT_EQ(cudaFree(onSecond), cudaSuccess);
+}
+
+// A kernel, and a product, that get an address of another device, of the host, or behind an allocation. The
+// device is lost for good, for all threads, with what was queued; another device is not.
+TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
+  std::vector<float> onHost(4);
+  for (const int wild : {0, 1, 2, 3, 4}) {
+    SCOPED_TRACE(wild);
+    software_device::configure(twoDevices());
+    ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
+    float *other = nullptr, *own = nullptr;
+    int* value = nullptr;
+    ASSERT_EQ(cudaMalloc(&other, 16), cudaSuccess);
+    ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
+    ASSERT_EQ(cudaMalloc(&own, 16), cudaSuccess);
+    ASSERT_EQ(cudaMalloc(&value, sizeof *value), cudaSuccess);
+    cudaStream_t stream = nullptr;
+    ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+    software_device::setSchedule(software_device::Schedule::lazy);
+    const auto multiply = [&](float* c, int n) {
+      cublasSgemm('N', 'N', n, n, 1, 1.0f, own, n, own, 1, 0.0f, c, n);
+      EXPECT_EQ(cublasGetError(), 0U);  // as long as nobody waits
+    };
+    if (wild == 0) platform::launch<&store_k>(dim3(1), dim3(1), 0, stream, reinterpret_cast<int*>(other));
+    if (wild == 1)
+      platform::launch<&store_k>(dim3(1), dim3(1), 0, stream, reinterpret_cast<int*>(onHost.data()));
+    if (wild == 2) multiply(other, 1);
+    if (wild == 3) multiply(onHost.data(), 1);
+    if (wild == 4) multiply(own, 3);
+    platform::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, value);
+    EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+    EXPECT_EQ(cudaThreadSynchronize(), cudaErrorLaunchFailure);
+
+    const auto expectAllFails = [&] {
+      void* p = nullptr;
+      cudaStream_t another = nullptr;
+      std::size_t free = 0, total = 0;
+      EXPECT_EQ(cudaMalloc(&p, 4), cudaErrorLaunchFailure);
+      EXPECT_EQ(cudaMallocHost(&p, 4), cudaErrorLaunchFailure);
+      EXPECT_EQ(cudaMemGetInfo(&free, &total), cudaErrorLaunchFailure);
+      EXPECT_EQ(cudaMemcpy(&p, value, 4, cudaMemcpyDeviceToHost), cudaErrorLaunchFailure);
+      EXPECT_EQ(cudaMemset(value, 0, 4), cudaErrorLaunchFailure);
+      EXPECT_EQ(cudaStreamCreate(&another), cudaErrorLaunchFailure);
+      EXPECT_EQ(cudaStreamSynchronize(stream), cudaErrorLaunchFailure);
+      EXPECT_EQ(cudaStreamQuery(stream), cudaErrorLaunchFailure);
+      EXPECT_EQ(cudaThreadSynchronize(), cudaErrorLaunchFailure);
+      EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
+      platform::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, value);
+      EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
+      cublasSgemm('N', 'N', 1, 1, 1, 1.0f, own, 1, own, 1, 0.0f, own, 1);
+      EXPECT_EQ(cublasGetError(), static_cast<cublasStatus>(CUBLAS_STATUS_NOT_INITIALIZED));
+      int device = -1;
+      EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
+    };
+    expectAllFails();
+    std::thread([&] {
+      EXPECT_EQ(cudaMemset(other, 0, 4), cudaSuccess) << "on the other device";
+      EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+      EXPECT_EQ(cudaSetDevice(1), cudaSuccess);
+      expectAllFails();
+    }).join();
+    EXPECT_EQ(cudaFree(own), cudaErrorLaunchFailure);  // and frees
+    EXPECT_EQ(cudaFree(value), cudaErrorLaunchFailure);
+    EXPECT_EQ(cudaStreamDestroy(stream), cudaErrorLaunchFailure);
+    EXPECT_EQ(cudaFree(other), cudaErrorLaunchFailure);
+    EXPECT_EQ(software_device::live().allocations, 0u);
+    EXPECT_EQ(software_device::live().streams, 0u);
+  }
 }
 
 TEST(DeviceMachine, ErrorsStickToTheirThreadUntilRead) {

@@ -4,12 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cfenv>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <future>
+#include <new>
 #include <thread>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <xmmintrin.h>
+#endif
 
 #include "platform/launch.h"
 #include "platform/software/testing/software_device.h"
@@ -119,8 +125,11 @@ TEST_F(DeviceQueue, QueryAnswersNotReadyWithoutAnError) {
   while (cudaStreamQuery(stream) == cudaErrorNotReady) ASSERT_LT(++polls, 10) << "a polling program must end";
 }
 
-__global__ void slow_k(std::atomic<bool>* running) {
-  *running = true;
+struct Flag {  // in host memory
+  std::atomic<bool>* value;
+};
+__global__ void slow_k(Flag running) {
+  *running.value = true;
   std::this_thread::sleep_for(std::chrono::milliseconds(100));  // until who waits has gone to sleep
 }
 
@@ -128,7 +137,7 @@ __global__ void slow_k(std::atomic<bool>* running) {
 TEST_F(DeviceQueue, WhoOnlyAsksLeavesNobodyAsleep) {
   software_device::setSchedule(Schedule::lazy);
   std::atomic<bool> running{false};
-  platform::launch<&slow_k>(dim3(1), dim3(1), 0, stream, &running);
+  platform::launch<&slow_k>(dim3(1), dim3(1), 0, stream, Flag{&running});
   add(1, stream);
   std::future<void> waiting = std::async(std::launch::async, [&] {
     while (!running) std::this_thread::yield();
@@ -166,14 +175,14 @@ TEST_F(DeviceQueue, TheDeviceWorksOnAfterTheBlas) {
   }
 }
 
-TEST_F(DeviceQueue, DestroyedStreamsAreUnknown) {
+TEST_F(DeviceQueue, DestroyedStreamsAreUnknownButTheirWorkGoesOn) {
   software_device::setSchedule(Schedule::lazy);
   cudaStream_t other = nullptr;
   ASSERT_EQ(cudaStreamCreate(&other), cudaSuccess);
   EXPECT_EQ(software_device::live().streams, 2u);
   add(1, other);
   ASSERT_EQ(cudaStreamDestroy(other), cudaSuccess);
-  EXPECT_EQ(software_device::pending(), 0u);
+  EXPECT_EQ(software_device::pending(), 1u);
   EXPECT_EQ(software_device::live().streams, 1u);
   EXPECT_EQ(cudaStreamDestroy(other), cudaErrorInvalidResourceHandle);
   EXPECT_EQ(cudaStreamSynchronize(other), cudaErrorInvalidResourceHandle);
@@ -182,7 +191,77 @@ TEST_F(DeviceQueue, DestroyedStreamsAreUnknown) {
   EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
   add(1, other);
   EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
-  EXPECT_EQ(software_device::pending(), 0u);
+  EXPECT_EQ(software_device::pending(), 1u);
+  ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
+  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(*hX, 1);
+}
+
+// As what needs memory for a stack and gets none.
+__global__ void failing_k(int* p, int block) {
+  if (static_cast<int>(blockIdx.x) == block) throw std::bad_alloc();
+  *p = 7;
+}
+
+// The queue goes on, with the next piece and after the one that has failed; the failure waits for the thread
+// whose work it was, which is told once.
+TEST_F(DeviceQueue, WorkThatFailsIsToldToWhoIssuedIt) {
+  for (const Schedule schedule : {Schedule::lazy, Schedule::eager})
+    for (const int blocks : {1, 4000}) {  // in one piece, on several threads
+      software_device::setSchedule(schedule);
+      std::thread([&] {
+        platform::launch<&failing_k>(dim3(blocks), dim3(64), 0, stream, dX, blocks / 2);
+        EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+        std::thread([&] { EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess); }).join();
+        EXPECT_EQ(cudaThreadSynchronize(), cudaErrorMemoryAllocation);
+        EXPECT_EQ(cudaGetLastError(), cudaErrorMemoryAllocation);
+        EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+        for (const auto& wait : std::vector<std::function<cudaError_t()>>{
+                 [&] { return cudaStreamSynchronize(stream); },
+                 [&] { return cudaStreamSynchronize(nullptr); },
+                 [&] { return cudaMemcpy(hX, dX, sizeof(int), cudaMemcpyDeviceToHost); }}) {
+          platform::launch<&failing_k>(dim3(blocks), dim3(64), 0, stream, dX, blocks / 2);
+          EXPECT_EQ(wait(), cudaErrorMemoryAllocation);
+          EXPECT_EQ(wait(), cudaSuccess);
+        }
+      }).join();
+      ASSERT_EQ(cudaMemset(dX, 0, sizeof(int)), cudaSuccess);
+      add(3, stream);
+      ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
+      ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+      EXPECT_EQ(*hX, 3);
+    }
+}
+
+// A third, rounded, and a number below the normal ones, of every thread that computes.
+__global__ void round_k(float* results, float one, float tiny) {
+  results[2 * blockIdx.x] = one / 3;
+  results[2 * blockIdx.x + 1] = tiny / 2;
+}
+
+TEST_F(DeviceQueue, WorkComputesInOneModeWhateverTheCallersIs) {
+  constexpr int blocks = 40000;  // several pieces, for all workers
+  float* results = nullptr;
+  ASSERT_EQ(cudaMalloc(&results, 2 * blocks * sizeof(float)), cudaSuccess);
+  std::vector<float> host(2 * blocks);
+  for (const Schedule schedule : {Schedule::lazy, Schedule::eager}) {
+    software_device::setSchedule(schedule);
+    software_device::setWorkers(2);  // which begin with the mode of who starts them
+    std::thread([&] {
+#if defined(__SSE2__)
+      _mm_setcsr((_mm_getcsr() & ~_MM_ROUND_MASK) | _MM_ROUND_UP | _MM_FLUSH_ZERO_ON);
+#endif
+      std::fesetround(FE_UPWARD);
+      platform::launch<&round_k>(dim3(blocks), dim3(1), 0, nullptr, results, 1.0f, 0x1p-126f);
+      cudaMemcpy(host.data(), results, host.size() * sizeof(float), cudaMemcpyDeviceToHost);
+      EXPECT_EQ(std::fegetround(), FE_UPWARD) << "the caller's own stays";
+    }).join();
+    for (std::size_t i = 0; i < host.size(); i += 2) {
+      ASSERT_EQ(host[i], 0x1.555556p-2f) << i;
+      ASSERT_EQ(host[i + 1], 0x1p-127f) << i;
+    }
+  }
+  EXPECT_EQ(cudaFree(results), cudaSuccess);
 }
 
 TEST_F(DeviceQueue, PageableUploadsAreTakenAtOnce) {

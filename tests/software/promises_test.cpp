@@ -1,15 +1,22 @@
 // What docs/promises.md promises, for every export: failures of the platform, memory that runs short, NaN and
 // infinities, waits, the same bits in every process, with any number of processors and beside other threads.
 
+#include <algorithm>
 #include <array>
+#include <cfenv>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <ostream>
 #include <string>
 #include <thread>
+
+#if defined(__SSE2__)
+#include <pmmintrin.h>
+#endif
 
 #include "platform/host/process.h"
 #include "tests/support/faults.h"
@@ -279,6 +286,67 @@ TEST(Promises, SameBitsInEveryProcess) {
   const std::string here = digests(true);
   EXPECT_EQ(here.size(), 17 * allExports().size());
   for (const int threads : {1, 2, 5}) EXPECT_EQ(digestsOfAnotherProcess(threads), here) << threads;
+}
+
+// As a program has it that flushes to zero for speed, or rounds for bounds.
+TEST(Promises, SameBitsInEveryFloatingPointMode) {
+  ASSERT_EQ(pretend(1, 3), toviNoError);
+  for (const Export& routine : allExports())
+    for (const int size : {30, 110}) {  // on the host, by blocks
+      Random random(6);
+      Call good = drawCall(routine, random, {sizesBetween(size, size + 20)}), other = good;
+      EXPECT_EQ(good.run(), toviNoError) << good.text();
+      Around mode;
+      mode.before = [] {
+        std::fesetround(FE_UPWARD);
+#if defined(__SSE2__)
+        _mm_setcsr(_mm_getcsr() | _MM_FLUSH_ZERO_ON | _MM_DENORMALS_ZERO_ON | _MM_ROUND_UP);
+#endif
+      };
+      mode.after = [] {
+        EXPECT_EQ(std::fegetround(), FE_UPWARD) << "is the caller's again";
+#if defined(__SSE2__)
+        EXPECT_EQ(_mm_getcsr() & _MM_FLUSH_ZERO_MASK, static_cast<unsigned>(_MM_FLUSH_ZERO_ON));
+#endif
+        std::fesetenv(FE_DFL_ENV);
+      };
+      EXPECT_EQ(other.run(mode), toviNoError) << other.text();
+      EXPECT_TRUE(other.sameBits(good)) << other.text();
+    }
+}
+
+// What TOVI_DEVICE_THREADS may be: 1 to 4 times the processors. Anything else is told, once, and not done.
+TEST(Promises, AMeaninglessNumberOfThreadsIsTold) {
+  constexpr const char* onlyCalls = "TOVI_TEST_ONLY_CALLS";
+  if (std::getenv(onlyCalls) != nullptr) {
+    std::vector<Call> calls = goodCalls(100, 120, 1);
+    EXPECT_EQ(toviInitialize(), toviNoError);
+    runAll(calls);
+    toviShutdown();
+    EXPECT_EQ(toviInitialize(), toviNoError);
+    runAll(calls);
+    return;
+  }
+  platform::setEnvironment(onlyCalls, "1");
+  const std::filesystem::path folder = newFolder();
+  for (const char* threads : {"1", "0", "-3", "4000000000", "two", "2x", ""}) {
+    platform::setEnvironment("TOVI_DEVICE_THREADS", threads);
+    EXPECT_EQ(
+        runProgram({thisProgram().string(), "--gtest_filter=Promises.AMeaninglessNumberOfThreadsIsTold"},
+                   folder, "out", "err"),
+        0);
+    std::ifstream messages(folder / "err");
+    const std::string text((std::istreambuf_iterator<char>(messages)), {});
+    if (std::string_view(threads) == "1")
+      EXPECT_EQ(text, "");
+    else
+      EXPECT_EQ(
+          text.find("tovi: TOVI_DEVICE_THREADS is \"" + std::string(threads) + "\", not a number from 1 to "),
+          0U)
+          << text;
+    EXPECT_LE(std::count(text.begin(), text.end(), '\n'), 1);
+  }
+  std::filesystem::remove_all(folder);
 }
 
 TEST(Promises, ThreadsGetWhatTheyGetAlone) {

@@ -446,7 +446,9 @@ inline Value drawValue(const Argument& row, Random& random, const Draw& draw) {
       const bool beta = std::string_view(row.name) == "beta";
       const int which = !draw.good ? random.below(5) : beta ? random.below(3) : 2;
       value.re = which == 0 ? 0 : which == 1 ? 1 : 0.5 + random.below(3);
-      value.im = which < 2 ? 0 : random.uniform();
+      value.im = which < 2
+                     ? 0
+                     : static_cast<double>(static_cast<float>(random.uniform()));  // exact in every precision
       break;
     }
     case Kind::increment:

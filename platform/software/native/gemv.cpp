@@ -26,32 +26,33 @@ Extent extent(const T* p, int count, int step, int length) {
 
 template <bool conj, class T>
 void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda, T beta, const T* dX, int incx,
-                        T* dY, int incy) {
+                        T* dY, int incy, T* room) {
   if (count == 0) return;
   std::array<Extent, 3> operands = {extent(dY, n, incy, 1)};
   if (alpha != T(0)) operands = {operands[0], extent(dA, count, lda, m), extent(dX, m, incx, 1)};
   lendToHost(operands, [&] {
     tiles::gemv(conj ? 'C' : 'T', m, count, alpha, dA, lda, dX, incx, beta,
-                tiles::piece(dY, incy, n, 0, count), incy);
+                tiles::piece(dY, incy, n, 0, count), incy, room);
   });
 }
 
 template void multiplyTransposed<false>(int, int, int, float, const float*, int, float, const float*, int,
-                                        float*, int);
+                                        float*, int, float*);
 template void multiplyTransposed<true>(int, int, int, float, const float*, int, float, const float*, int,
-                                       float*, int);
+                                       float*, int, float*);
 template void multiplyTransposed<false>(int, int, int, double, const double*, int, double, const double*, int,
-                                        double*, int);
+                                        double*, int, double*);
 template void multiplyTransposed<true>(int, int, int, double, const double*, int, double, const double*, int,
-                                       double*, int);
+                                       double*, int, double*);
 template void multiplyTransposed<false>(int, int, int, FloatComplex, const FloatComplex*, int, FloatComplex,
-                                        const FloatComplex*, int, FloatComplex*, int);
+                                        const FloatComplex*, int, FloatComplex*, int, FloatComplex*);
 template void multiplyTransposed<true>(int, int, int, FloatComplex, const FloatComplex*, int, FloatComplex,
-                                       const FloatComplex*, int, FloatComplex*, int);
+                                       const FloatComplex*, int, FloatComplex*, int, FloatComplex*);
 template void multiplyTransposed<false>(int, int, int, DoubleComplex, const DoubleComplex*, int,
-                                        DoubleComplex, const DoubleComplex*, int, DoubleComplex*, int);
+                                        DoubleComplex, const DoubleComplex*, int, DoubleComplex*, int,
+                                        DoubleComplex*);
 template void multiplyTransposed<true>(int, int, int, DoubleComplex, const DoubleComplex*, int, DoubleComplex,
-                                       const DoubleComplex*, int, DoubleComplex*, int);
+                                       const DoubleComplex*, int, DoubleComplex*, int, DoubleComplex*);
 
 }  // namespace native
 }  // namespace software_device

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "platform/host/complex.h"
 
@@ -75,10 +76,11 @@ template <bool forward, class T>
                                                   const tovi::Real<T>* dS, T* dA, int lda);
 template <class T>
 [[gnu::visibility("default")]] void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau);
-// The first `count` of the n entries of y
+// The first `count` of the n entries of y. room: null, or for the m elements of x
 template <bool conj, class T>
 [[gnu::visibility("default")]] void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda,
-                                                       T beta, const T* dX, int incx, T* dY, int incy);
+                                                       T beta, const T* dX, int incx, T* dY, int incy,
+                                                       T* room);
 
 // The elements that threads stand for: a grid that is too small leaves the rest alone here, too.
 inline int covered(int n, std::size_t threads) {
@@ -87,34 +89,40 @@ inline int covered(int n, std::size_t threads) {
 inline std::size_t inX(dim3 grid, dim3 block) { return std::size_t{grid.x} * block.x; }
 inline std::size_t inY(dim3 grid, dim3 block) { return std::size_t{grid.y} * block.y; }
 
+// What a body needs beside the arguments is had when the kernel is launched: room(arguments) makes it.
+struct NoRoom {};
 struct Body {
   static constexpr bool exists = true;
+  template <class... Parameters>
+  static NoRoom room(const Parameters&...) {
+    return {};
+  }
 };
 
 template <class T>
 struct CopyMatrix : Body {
-  static void run(dim3 grid, dim3 block, int m, int n, const T* dA, int lda, T* dB, int ldb) {
+  static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const T* dA, int lda, T* dB, int ldb) {
     copyMatrix(covered(m, inX(grid, block)), covered(n, inY(grid, block)), dA, lda, dB, ldb);
   }
 };
 
 template <class T, bool conj>
 struct Transpose : Body {
-  static void run(dim3 grid, dim3 block, T* dB, int ldb, const T* dA, int lda, int rows, int cols) {
+  static void run(NoRoom, dim3 grid, dim3 block, T* dB, int ldb, const T* dA, int lda, int rows, int cols) {
     transpose<conj>(dB, ldb, dA, lda, covered(rows, inX(grid, block)), covered(cols, inY(grid, block)));
   }
 };
 
 template <class T, bool conj>
 struct TransposeInplace : Body {
-  static void run(dim3 grid, dim3 block, T* dA, int lda, int n) {
+  static void run(NoRoom, dim3 grid, dim3 block, T* dA, int lda, int n) {
     transposeInplace<conj>(dA, lda, covered(n, std::min(inX(grid, block), inY(grid, block))));
   }
 };
 
 template <class T, class Int>
 struct SwapRows : Body {
-  static void run(dim3 grid, dim3 block, int n, T* dA, int lda, int first, int count,
+  static void run(NoRoom, dim3 grid, dim3 block, int n, T* dA, int lda, int first, int count,
                   const tovi::PivotBatch<Int>& pivots) {
     swapRows(covered(n, inX(grid, block) * grid.y * grid.z), dA, lda, first, count, pivots.line);
   }
@@ -122,7 +130,7 @@ struct SwapRows : Body {
 
 template <class T, class Int>
 struct SwapColumns : Body {
-  static void run(dim3 grid, dim3 block, int n, T* dA, int lda, int first, int count,
+  static void run(NoRoom, dim3 grid, dim3 block, int n, T* dA, int lda, int first, int count,
                   const tovi::PivotBatch<Int>& pivots) {
     swapColumns(covered(n, inX(grid, block) * grid.y * grid.z), dA, lda, first, count, pivots.line);
   }
@@ -130,24 +138,31 @@ struct SwapColumns : Body {
 
 template <class T, char direct>
 struct RotateColumns : Body {
-  static void run(dim3 grid, dim3 block, int m, int n, const tovi::Real<T>* dC, const tovi::Real<T>* dS,
-                  T* dA, int lda) {
+  static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const tovi::Real<T>* dC,
+                  const tovi::Real<T>* dS, T* dA, int lda) {
     rotateColumns<direct == 'F'>(covered(m, inX(grid, block) * grid.y * grid.z), n, dC, dS, dA, lda);
   }
 };
 
 template <class T>
 struct MakeReflector : Body {
-  static void run(dim3, dim3, int n, T* dAlpha, T* dX, int incx, T* dTau) {
+  static void run(NoRoom, dim3, dim3, int n, T* dAlpha, T* dX, int incx, T* dTau) {
     makeReflector(n, dAlpha, dX, incx, dTau);
   }
 };
 
 template <class T, bool conj>
 struct MultiplyTransposed : Body {
-  static void run(dim3 grid, dim3 block, int m, int n, T alpha, int /*mMain*/, const T* dA, int lda, T beta,
-                  const T* dX, int incx, T* dY, int incy) {
-    multiplyTransposed<conj>(covered(n, inX(grid, block)), m, n, alpha, dA, lda, beta, dX, incx, dY, incy);
+  // For the elements of x where they are no neighbours
+  static std::unique_ptr<T[]> room(int m, int /*n*/, T alpha, int /*mMain*/, const T* /*dA*/, int /*lda*/,
+                                   T /*beta*/, const T* /*dX*/, int incx, T* /*dY*/, int /*incy*/) {
+    const bool gathered = m > 0 && alpha != T(0) && incx != 1;
+    return std::unique_ptr<T[]>(gathered ? new T[static_cast<std::size_t>(m)] : nullptr);
+  }
+  static void run(const std::unique_ptr<T[]>& room, dim3 grid, dim3 block, int m, int n, T alpha,
+                  int /*mMain*/, const T* dA, int lda, T beta, const T* dX, int incx, T* dY, int incy) {
+    multiplyTransposed<conj>(covered(n, inX(grid, block)), m, n, alpha, dA, lda, beta, dX, incx, dY, incy,
+                             room.get());
   }
 };
 
@@ -155,7 +170,7 @@ struct MultiplyTransposed : Body {
 
 // Kernels without a body of their own run thread by thread.
 template <auto Kernel>
-struct NativeBody {
+struct NativeBody : native::Body {
   static constexpr bool exists = false;
 };
 

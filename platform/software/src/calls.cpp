@@ -53,7 +53,7 @@ std::vector<Call>& record() {
 
 }  // namespace
 
-CallGuard::CallGuard(Entry entry, std::initializer_list<long long> arguments, cudaStream_t stream) {
+CallGuard::CallGuard(Entry entry, std::initializer_list<long long> arguments, cudaStream_t stream) noexcept {
   counts[index(entry)].fetch_add(1, std::memory_order_relaxed);
   if (!watching.load(std::memory_order_acquire)) return;
   const std::lock_guard<std::mutex> lock(mutex);

@@ -1,10 +1,10 @@
-// Start and stop of the BLAS, its sticky status, and its blocking copies.
+// Start and stop of the BLAS, its status, and its blocking copies.
 
 #include <cublas.h>
 
-#include <atomic>
 #include <cstdint>
 
+#include "platform/host/per_process.h"
 #include "platform/software/src/cublas_call.h"
 #include "platform/software/src/pool.h"
 #include "platform/software/src/queue.h"
@@ -13,11 +13,11 @@ namespace software_device {
 
 namespace {
 
-// One status for the whole process, apart from the CUDA runtime's error.
-std::atomic<int> status{CUBLAS_STATUS_SUCCESS};
-// The generation of the machine on which the BLAS was started; another one knows nothing of it.
-std::atomic<std::uint64_t> startedOn{0};
-std::atomic<bool> started{false};
+// One status for the whole process, apart from the CUDA runtime's error, and only that of the latest call.
+platform::PerProcessValue<int> status(CUBLAS_STATUS_SUCCESS);
+// The generations of the machine on which the BLAS was started, and on which it has a context; another one
+// knows nothing of it.
+platform::PerProcessValue<std::uint64_t> startedOn(0), contextOn(0);
 
 std::size_t product(int a, int b) { return static_cast<std::size_t>(a) * static_cast<std::size_t>(b); }
 
@@ -44,8 +44,9 @@ cublasStatus_t copyVector(int n, int elemSize, const void* from, int incFrom, vo
 
 }  // namespace
 
-bool blasInitialized() { return started && startedOn == generation(); }
-void setBlasStatus(cublasStatus_t latest) { status = latest; }
+bool blasInitialized() { return startedOn.get() == generation(); }
+std::size_t blasHandles() { return contextOn.get() == generation() ? 1 : 0; }
+void setBlasStatus(cublasStatus_t latest) { status.set(latest); }
 
 }  // namespace software_device
 
@@ -54,26 +55,36 @@ using namespace software_device;
 cublasStatus CUBLASWINAPI cublasInit(void) {
   const CallGuard guard(Entry::cublasInit);
   if (guard.failed()) return static_cast<cublasStatus>(guard.code());
-  if (activate() != cudaSuccess) return CUBLAS_STATUS_NOT_INITIALIZED;
-  status = CUBLAS_STATUS_SUCCESS;
-  startedOn = generation();
-  started = true;
+  try {
+    Device* device = nullptr;
+    if (useDevice(&device) != cudaSuccess) return CUBLAS_STATUS_NOT_INITIALIZED;
+  } catch (const std::bad_alloc&) {
+    return CUBLAS_STATUS_ALLOC_FAILED;
+  }
+  status.set(CUBLAS_STATUS_SUCCESS);
+  contextOn.set(generation());
+  startedOn.set(generation());
   return CUBLAS_STATUS_SUCCESS;
 }
 
 cublasStatus CUBLASWINAPI cublasShutdown(void) {
   const CallGuard guard(Entry::cublasShutdown);
   const bool was = blasInitialized();
-  started = false;
+  startedOn.set(0);
+  contextOn.set(0);
   restWorkers();
   queue().rest();
   if (guard.failed()) return static_cast<cublasStatus>(guard.code());
   return was ? CUBLAS_STATUS_SUCCESS : CUBLAS_STATUS_NOT_INITIALIZED;
 }
 
+// Where the BLAS has no context, asking makes one, which nobody has asked for and nobody frees.
 cublasStatus CUBLASWINAPI cublasGetError(void) {
   const CallGuard guard(Entry::cublasGetError);
-  return static_cast<cublasStatus>(status.exchange(CUBLAS_STATUS_SUCCESS));
+  contextOn.set(generation());
+  const int latest = status.get();
+  status.set(CUBLAS_STATUS_SUCCESS);
+  return static_cast<cublasStatus>(latest);
 }
 
 cublasStatus CUBLASWINAPI cublasAlloc(int n, int elemSize, void** devicePtr) {

@@ -1,5 +1,7 @@
 // One call of a BLAS routine on the software device: counted, checked where it is issued, then queued.
-// Nothing runs of a call that fails a check; the reason becomes the status that cublasGetError reads.
+// Nothing runs of a call that fails a check; the reason becomes the status that cublasGetError reads. An
+// operand that is not in the memory of the current device is no such reason: it is what an illegal address is
+// on a real device, which is lost when it comes to the work.
 
 #ifndef TOVI_SOFTWARE_CUBLAS_CALL_H
 #define TOVI_SOFTWARE_CUBLAS_CALL_H
@@ -10,28 +12,33 @@
 #include <array>
 #include <cstddef>
 #include <initializer_list>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "platform/host/complex.h"
 #include "platform/host/fortran.h"
 #include "platform/software/src/engine.h"
+#include "platform/software/src/machine.h"
 #include "platform/software/src/sanitizer.h"
 
 namespace software_device {
 
 // Whether cublasInit has been called on the machine that is there now.
 bool blasInitialized();
+// What cublasGetError reads: how the latest call ended, whichever thread's it was.
 void setBlasStatus(cublasStatus_t status);
 
 class BlasCall {
  public:
   BlasCall(Entry entry, std::initializer_list<long long> arguments, bool doublePrecision)
       : guard_(entry, arguments) {
+    setBlasStatus(CUBLAS_STATUS_SUCCESS);
     if (guard_.failed())
       refuse(static_cast<cublasStatus_t>(guard_.code()));
-    else if (!blasInitialized())
+    else if (!blasInitialized() || useDevice(&device_) != cudaSuccess)
       refuse(CUBLAS_STATUS_NOT_INITIALIZED);
-    else if (doublePrecision && 10 * currentProfile().major + currentProfile().minor < 13)
+    else if (doublePrecision && 10 * device_->profile.major + device_->profile.minor < 13)
       refuse(CUBLAS_STATUS_ARCH_MISMATCH);
   }
   bool refused() const { return refused_; }
@@ -41,7 +48,7 @@ class BlasCall {
     if (!valid) refuse(CUBLAS_STATUS_INVALID_VALUE);
     return *this;
   }
-  // Operands: each must lie, with its full extent, in one live piece of device memory.
+  // Operands: each must lie, with its full extent, in one live piece of the device's memory.
   template <class T>
   BlasCall& matrix(int rows, int cols, const T* dA, int ld) {
     if (rows > 0 && cols > 0)
@@ -58,14 +65,31 @@ class BlasCall {
   // On the default stream, like every BLAS call
   template <class Work>
   void run(Work work) {
-    if (!refused_) enqueue(nullptr, onOperands(std::move(work)));
+    if (refused_) return;
+    try {
+      if (wild_)
+        enqueue(*device_, nullptr, [device = device_] { loseDevice(*device, cudaErrorLaunchFailure); });
+      else
+        enqueue(*device_, nullptr, onOperands(std::move(work)));
+    } catch (const std::bad_alloc&) {
+      refuse(CUBLAS_STATUS_ALLOC_FAILED);
+    }
   }
-  // For routines that return a value: work's result, or zero from a refused call
+  // For routines that return a value: work's result, or zero from a call that failed
   template <class Value, class Work>
   Value get(const Work& work) {
     Value value(0);
-    if (!refused_) enqueueAndWait(nullptr, onOperands([&] { value = work(); }));
+    if (wild_) loseDevice(*device_, cudaErrorLaunchFailure);
+    if (!refused_ && runNow(*device_, nullptr, onOperands([&] { value = work(); })) != cudaSuccess)
+      refuse(CUBLAS_STATUS_EXECUTION_FAILED);
     return value;
+  }
+  // Room for the work, which cannot get any when its turn has come.
+  template <class T>
+  std::unique_ptr<T[]> room(std::size_t elements) {
+    std::unique_ptr<T[]> result(refused_ || elements == 0 ? nullptr : new (std::nothrow) T[elements]);
+    if (!refused_ && elements != 0 && result == nullptr) refuse(CUBLAS_STATUS_ALLOC_FAILED);
+    return result;
   }
 
  private:
@@ -80,22 +104,23 @@ class BlasCall {
     const std::size_t most = static_cast<std::size_t>(-1) / elementBytes - last;
     const bool countable = step == 0 || steps <= most / step;
     const std::size_t bytes = countable ? (steps * step + last) * elementBytes : 0;
-    if (countable && deviceRange(p, bytes))
+    if (countable && deviceRange(*device_, p, bytes))
       operands_[operandCount_++] = {p, bytes};
     else
-      refuse(CUBLAS_STATUS_EXECUTION_FAILED);
+      wild_ = true;
   }
 
   template <class Work>
   auto onOperands(Work work) const {
     if constexpr (sanitizerBuild)
-      return [work = std::move(work), operands = operands_] { lendToHost(operands, work); };
+      return [work = std::move(work), operands = operands_]() mutable { lendToHost(operands, work); };
     else
       return work;
   }
 
   CallGuard guard_;
-  bool refused_ = false;
+  Device* device_ = nullptr;
+  bool refused_ = false, wild_ = false;
   std::array<Extent, 3> operands_;
   std::size_t operandCount_ = 0;
 };

@@ -20,8 +20,10 @@ void gemv(char trans, int m, int n, T alpha, const T* dA, int lda, const T* dx, 
   call.require(oneOf(trans, "NTC") && m >= 0 && n >= 0 && validLd(lda, m) && incx != 0 && incy != 0);
   if (m == 0 || n == 0) return;
   if (alpha != T(0)) call.matrix(m, n, dA, lda).vector(plain ? n : m, dx, incx);
-  call.vector(plain ? m : n, dy, incy).run([=] {
-    tiles::gemv(trans, m, n, alpha, dA, lda, dx, incx, beta, dy, incy);
+  call.vector(plain ? m : n, dy, incy);
+  auto room = call.room<T>(tiles::gemvRoom(trans, m, n, alpha, incx));
+  call.run([=, room = std::move(room)] {
+    tiles::gemv(trans, m, n, alpha, dA, lda, dx, incx, beta, dy, incy, room.get());
   });
 }
 

@@ -7,8 +7,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
-#include <vector>
 
 #include "platform/host/blas.h"
 #include "platform/software/src/pool.h"
@@ -94,7 +92,7 @@ void forEach(std::size_t count, const Body& body) {
 #ifdef TOVI_HOST_BLAS_THREADS
   for (std::size_t tile = 0; tile < count; ++tile) body(tile);
 #else
-  parallelFor(count, std::cref(body));
+  parallelFor(count, body);
 #endif
 }
 template <class Body>
@@ -248,20 +246,25 @@ T* piece(T* x, int inc, int n, int first, int count) {
   return x + host::distance(inc) * static_cast<std::size_t>(inc < 0 ? n - first - count : first);
 }
 
-// y_i := alpha op(A)_i x + beta y_i. A vector x whose elements are no neighbours is gathered once for all
-// pieces. Without transposition a complex one always is: OpenBLAS 0.3.21 loads the element that would come
-// after it, for which there is room here.
+// A vector x whose elements are no neighbours is gathered once for all pieces. Without transposition a
+// complex one always is: OpenBLAS 0.3.21 loads the element that would come after it, for which there is room
+// here. The number of elements that gemv needs room for:
+template <class T>
+std::size_t gemvRoom(char trans, int m, int n, T alpha, int incx) {
+  const bool plain = host::isOption(trans, 'N');
+  if (alpha == T(0) || (incx == 1 && !(plain && tovi::isComplex<T>))) return 0;
+  return static_cast<std::size_t>(plain ? n : m) + 1;
+}
+
+// y_i := alpha op(A)_i x + beta y_i
 template <class T>
 void gemv(char trans, int m, int n, T alpha, const T* dA, int lda, const T* dx, int incx, T beta, T* dy,
-          int incy) {
+          int incy, T* room) {
   const bool plain = host::isOption(trans, 'N');
   const int length = plain ? m : n;
-  std::vector<T> gathered;
-  if (alpha != T(0) && (incx != 1 || (plain && tovi::isComplex<T>))) {
-    const int count = plain ? n : m;
-    gathered.resize(static_cast<std::size_t>(count) + 1);
-    host::copy(count, dx, incx, gathered.data(), 1);
-    dx = gathered.data();
+  if (room != nullptr) {
+    host::copy(plain ? n : m, dx, incx, room, 1);
+    dx = room;
     incx = 1;
   }
   const int narrowest = plain ? 256 : 1;  // rows of a column-major matrix are walked in runs

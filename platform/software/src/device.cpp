@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/runtime.h"
 #include "platform/software/src/engine.h"
 #include "platform/software/src/machine.h"
 #include "platform/software/src/queue.h"
@@ -11,41 +12,14 @@ using namespace software_device;
 namespace {
 
 cudaError_t version(Entry entry, int Machine::*which, int* result) {
-  const CallGuard guard(entry);
-  if (guard.failed()) return fail(guard.error());
-  if (result == nullptr) return fail(cudaErrorInvalidValue);
-  *result = machineState().machine.*which;
-  return cudaSuccess;
+  return entryPoint(CallGuard(entry), [=] {
+    if (result == nullptr) return cudaErrorInvalidValue;
+    *result = machineState().machine.*which;
+    return cudaSuccess;
+  });
 }
 
-bool validOrdinal(int device) {
-  return device >= 0 && static_cast<std::size_t>(device) < machineState().machine.devices.size();
-}
-
-}  // namespace
-
-cudaError_t cudaRuntimeGetVersion(int* result) {
-  return version(Entry::runtimeGetVersion, &Machine::runtimeVersion, result);
-}
-
-cudaError_t cudaDriverGetVersion(int* result) {
-  return version(Entry::driverGetVersion, &Machine::driverVersion, result);
-}
-
-cudaError_t cudaGetDeviceCount(int* count) {
-  const CallGuard guard(Entry::getDeviceCount);
-  if (guard.failed()) return fail(guard.error());
-  if (count == nullptr) return fail(cudaErrorInvalidValue);
-  *count = static_cast<int>(machineState().machine.devices.size());
-  return cudaSuccess;
-}
-
-cudaError_t cudaGetDeviceProperties(cudaDeviceProp* properties, int device) {
-  const CallGuard guard(Entry::getDeviceProperties);
-  if (guard.failed()) return fail(guard.error());
-  if (properties == nullptr) return fail(cudaErrorInvalidValue);
-  if (!validOrdinal(device)) return fail(cudaErrorInvalidDevice);
-  const Profile& profile = machineState().machine.devices[static_cast<std::size_t>(device)];
+cudaDeviceProp properties(const Profile& profile) {
   const Limits limit = limits(profile);
   cudaDeviceProp p = {};
   profile.name.copy(p.name, sizeof p.name - 1);
@@ -69,84 +43,123 @@ cudaError_t cudaGetDeviceProperties(cudaDeviceProp* properties, int device) {
   p.integrated = 1;
   p.canMapHostMemory = profile.mapsHostMemory ? 1 : 0;
   p.computeMode = cudaComputeModeDefault;
-  *properties = p;
-  return cudaSuccess;
+  return p;
+}
+
+// Waits for the work up to a number; then the error of the device, or of work that this thread has issued.
+cudaError_t finish(const Device& device, std::uint64_t number) {
+  queue().wait(number);
+  verifyGuards();
+  const cudaError_t failure = queue().takeFailure(), lost = lostWith(device);
+  return lost != cudaSuccess ? lost : failure;
+}
+
+}  // namespace
+
+int toviSw_deviceInUse(int device) {
+  MachineState& s = machineState();
+  if (device < 0 || static_cast<std::size_t>(device) >= s.devices.size()) return 0;
+  return s.devices[static_cast<std::size_t>(device)].inUse.load(std::memory_order_acquire) ? 1 : 0;
+}
+
+cudaError_t cudaRuntimeGetVersion(int* result) {
+  return version(Entry::runtimeGetVersion, &Machine::runtimeVersion, result);
+}
+
+cudaError_t cudaDriverGetVersion(int* result) {
+  return version(Entry::driverGetVersion, &Machine::driverVersion, result);
+}
+
+cudaError_t cudaGetDeviceCount(int* count) {
+  return entryPoint(CallGuard(Entry::getDeviceCount), [=] {
+    if (count == nullptr) return cudaErrorInvalidValue;
+    *count = static_cast<int>(machineState().devices.size());
+    return cudaSuccess;
+  });
+}
+
+cudaError_t cudaGetDeviceProperties(cudaDeviceProp* result, int device) {
+  return entryPoint(CallGuard(Entry::getDeviceProperties), [=] {
+    if (result == nullptr) return cudaErrorInvalidValue;
+    const auto& devices = machineState().machine.devices;
+    if (device < 0 || static_cast<std::size_t>(device) >= devices.size()) return cudaErrorInvalidDevice;
+    *result = properties(devices[static_cast<std::size_t>(device)]);
+    return cudaSuccess;
+  });
 }
 
 cudaError_t cudaSetDevice(int device) {
-  const CallGuard guard(Entry::setDevice, {device});
-  if (guard.failed()) return fail(guard.error());
-  MachineState& s = machineState();
-  if (s.machine.devices.empty()) return fail(cudaErrorNoDevice);
-  if (!validOrdinal(device)) return fail(cudaErrorInvalidDevice);
-  const std::lock_guard<std::mutex> lock(s.choice);
-  if (s.active) return fail(cudaErrorSetOnActiveProcess);
-  s.current = device;
-  s.chosen = true;
-  return cudaSuccess;
+  return entryPoint(CallGuard(Entry::setDevice, {device}), [=] { return setCurrentDevice(device); });
 }
 
 cudaError_t cudaGetDevice(int* device) {
-  const CallGuard guard(Entry::getDevice);
-  if (guard.failed()) return fail(guard.error());
-  if (device == nullptr) return fail(cudaErrorInvalidValue);
-  MachineState& s = machineState();
-  if (s.machine.devices.empty()) return fail(cudaErrorNoDevice);
-  const std::lock_guard<std::mutex> lock(s.choice);
-  *device = s.current;
-  return cudaSuccess;
+  return entryPoint(CallGuard(Entry::getDevice), [=] {
+    if (device == nullptr) return cudaErrorInvalidValue;
+    const Device* const current = currentDevice();
+    if (current == nullptr) return cudaErrorNoDevice;
+    *device = current->ordinal;
+    return cudaSuccess;
+  });
 }
 
 cudaError_t cudaStreamCreate(cudaStream_t* stream) {
-  const CallGuard guard(Entry::streamCreate);
-  if (guard.failed()) return fail(guard.error());
-  if (stream == nullptr) return fail(cudaErrorInvalidValue);
-  if (const cudaError_t error = activate()) return fail(error);
-  *stream = queue().createStream();
-  return cudaSuccess;
+  return entryPoint(CallGuard(Entry::streamCreate), [=] {
+    if (stream == nullptr) return cudaErrorInvalidValue;
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    *stream = queue().createStream(*device);
+    return cudaSuccess;
+  });
 }
 
-// A failing destruction still destroys, as a failing free still frees: callers ignore the code of both.
+// Does not wait: the stream's work goes on without it.
 cudaError_t cudaStreamDestroy(cudaStream_t stream) {
-  const CallGuard guard(Entry::streamDestroy, {}, stream);
-  std::uint64_t last = 0;
-  if (stream == nullptr || !queue().lastIssued(stream, &last)) return fail(cudaErrorInvalidResourceHandle);
-  queue().wait(last);
-  queue().removeStream(stream);
-  return guard.failed() ? fail(guard.error()) : cudaSuccess;
+  return releasePoint(CallGuard(Entry::streamDestroy, {}, stream), [=] {
+    if (stream == nullptr || !queue().removeStream(stream)) return cudaErrorInvalidResourceHandle;
+    return lostWithCurrent();
+  });
 }
 
 cudaError_t cudaStreamSynchronize(cudaStream_t stream) {
-  const CallGuard guard(Entry::streamSynchronize, {}, stream);
-  if (guard.failed()) return fail(guard.error());
-  std::uint64_t last = 0;
-  if (!queue().lastIssued(stream, &last)) return fail(cudaErrorInvalidResourceHandle);
-  queue().wait(last);
-  verifyGuards();
-  return cudaSuccess;
+  return entryPoint(CallGuard(Entry::streamSynchronize, {}, stream), [=] {
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    std::uint64_t last = 0;
+    if (!queue().lastIssued(*device, stream, &last)) return cudaErrorInvalidResourceHandle;
+    return finish(*device, last);
+  });
 }
 
 cudaError_t cudaStreamQuery(cudaStream_t stream) {
-  const CallGuard guard(Entry::streamQuery, {}, stream);
-  if (guard.failed()) return fail(guard.error());
-  std::uint64_t last = 0;
-  if (!queue().lastIssued(stream, &last)) return fail(cudaErrorInvalidResourceHandle);
-  return queue().poll(last) ? cudaSuccess : cudaErrorNotReady;  // an answer, not an error: it does not stick
+  bool done = true;
+  const cudaError_t status = entryPoint(CallGuard(Entry::streamQuery, {}, stream), [&] {
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    std::uint64_t last = 0;
+    if (!queue().lastIssued(*device, stream, &last)) return cudaErrorInvalidResourceHandle;
+    done = queue().poll(last);
+    return done ? finish(*device, last) : cudaSuccess;
+  });
+  return done ? status : cudaErrorNotReady;  // an answer, not an error: it does not stick
 }
 
-// Makes the device active that cudaSetDevice has chosen. Where none has been chosen there is nothing to wait
-// for, and the choice stays open.
+// Where a process has but one device, makes the one active that cudaSetDevice has chosen. Where none has been
+// chosen there is nothing to wait for, and the choice stays open.
 cudaError_t cudaThreadSynchronize() {
-  const CallGuard guard(Entry::threadSynchronize);
-  if (guard.failed()) return fail(guard.error());
-  MachineState& s = machineState();
-  {
-    const std::lock_guard<std::mutex> lock(s.choice);
-    if (s.chosen) s.active = true;
-  }
-  queue().waitForAll();
-  verifyGuards();
-  return cudaSuccess;
+  return entryPoint(CallGuard(Entry::threadSynchronize), [] {
+    MachineState& s = machineState();
+    Device* device = currentDevice();
+    if (device == nullptr) return cudaSuccess;
+    bool uses = !s.machine.oneDevicePerProcess;
+    if (!uses) {
+      const std::lock_guard<std::mutex> lock(s.choice);
+      uses = s.chosen || s.active;
+    }
+    if (uses) {
+      if (const cudaError_t error = useDevice(&device)) return error;
+    }
+    return finish(*device, device->issued.load(std::memory_order_acquire));
+  });
 }
 
 cudaError_t cudaDeviceSynchronize() { return cudaThreadSynchronize(); }

@@ -1,5 +1,5 @@
-// What the device's parts share, the CUDA runtime and the BLAS alike: the guard at the top of every entry
-// point, the queue, the look-up of device memory, the sticky error, and the machine that is pretended.
+// What the device's parts share, the CUDA runtime and the BLAS alike: the frame of every entry point, the
+// look-up of devices and of their memory, errors, and work for the queue.
 
 #ifndef TOVI_SOFTWARE_ENGINE_H
 #define TOVI_SOFTWARE_ENGINE_H
@@ -8,53 +8,95 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <initializer_list>
+#include <memory>
+#include <new>
+#include <utility>
 
 #include "platform/software/testing/software_device.h"
+#include "platform/work.h"
 
 namespace software_device {
 
-// Stands first in every entry point: counts and records the call and decides whether it is to fail. Usage:
-//   CallGuard guard(Entry::malloc, {bytes});
-//   if (guard.failed()) return fail(guard.error());
-// The BLAS reads code() as a CUBLAS status instead.
+struct Device;
+
+// Stands first in every entry point: counts and records the call and decides whether it is to fail.
 class CallGuard {
  public:
+  CallGuard() = default;  // of what is no call by itself
   explicit CallGuard(Entry entry, std::initializer_list<long long> arguments = {},
-                     cudaStream_t stream = nullptr);
+                     cudaStream_t stream = nullptr) noexcept;
   bool failed() const { return failed_; }
+  // The CUDA error, or the CUBLAS status of a CUBLAS entry.
   int code() const { return code_; }
-  cudaError_t error() const { return static_cast<cudaError_t>(code_); }
 
  private:
   bool failed_ = false;
   int code_ = 0;
 };
 
-// --- Errors. Sets the calling thread's sticky CUDA error (success leaves it alone) and returns it.
-cudaError_t fail(cudaError_t error);
+// --- Errors. Sets the calling thread's last CUDA error (success leaves it alone) and returns it.
+cudaError_t fail(cudaError_t error) noexcept;
 
-// --- The device that this process uses. The first call that needs it makes it active, and from then on it
-// cannot be changed. cudaErrorNoDevice on a machine without one.
-cudaError_t activate();
-// The current device; a machine must have one.
-const Profile& currentProfile();
+// An entry point of the runtime: body() returns how it ended. No exception leaves it, whoever calls.
+template <class Body>
+cudaError_t entryPoint(const CallGuard& guard, const Body& body) noexcept {
+  if (guard.failed()) return fail(static_cast<cudaError_t>(guard.code()));
+  try {
+    return fail(body());
+  } catch (...) {
+    return fail(cudaErrorMemoryAllocation);  // of the host's: nothing else is thrown
+  }
+}
+
+// One that gives something back: release() does so even where the call is to fail, since its callers ignore
+// its code.
+template <class Release>
+cudaError_t releasePoint(const CallGuard& guard, const Release& release) noexcept {
+  const cudaError_t error = entryPoint(CallGuard(), release);
+  return guard.failed() ? fail(static_cast<cudaError_t>(guard.code())) : error;
+}
+
+// --- The calling thread's current device; the process's, on a machine where that has but one. Null where no
+// device is.
+Device* currentDevice();
+cudaError_t setCurrentDevice(int ordinal);
+// For a call that uses it: the device is in use from then on. Fails without a device, and on one that is
+// lost.
+cudaError_t useDevice(Device** device);
+// Every call that uses the device fails from here on, in every thread, as after an address that no memory
+// stands behind.
+void loseDevice(Device& device, cudaError_t error) noexcept;
+// The error of a lost device, or success.
+cudaError_t lostWith(const Device& device) noexcept;
+cudaError_t lostWithCurrent();
 // Changes with every configure(): whatever was set up under an earlier number is void.
 std::uint64_t generation();
 
-// --- The queue. Work of all streams runs in the order of issue, one piece after the other: a legal
-// serialization of the streams under the legacy rule of the default stream.
-void enqueue(cudaStream_t stream, std::function<void()> work);
-// The same, and returns when the work is done.
-void enqueueAndWait(cudaStream_t stream, std::function<void()> work);
-// Returns when all work issued so far is done.
-void waitForAll();
+// --- Work. Of all streams it runs in the order of issue, one piece after the other: a legal serialization of
+// the streams under the legacy rule of the default stream.
+void enqueue(Device& device, cudaStream_t stream, std::unique_ptr<Work> work);
+template <class Body>
+void enqueue(Device& device, cudaStream_t stream, Body body) {
+  enqueue(device, stream, std::unique_ptr<Work>(std::make_unique<WorkOf<Body>>(std::move(body))));
+}
+// Runs the body in its turn and returns when that is done: how it ended. Needs no memory.
+cudaError_t runInTurn(Device& device, cudaStream_t stream, Work& work);
+template <class Body>
+cudaError_t runNow(Device& device, cudaStream_t stream, Body body) {
+  WorkOf<Body> work(std::move(body));
+  return runInTurn(device, stream, work);
+}
 
-// --- Memory. Whether all of these bytes lie inside one live allocation of device memory.
+// CUBLAS contexts that are alive.
+std::size_t blasHandles();
+
+// --- Memory. Whether all of these bytes lie inside one live allocation of some device, or of this one.
 bool deviceRange(const void* p, std::size_t bytes);
+bool deviceRange(const Device& device, const void* p, std::size_t bytes);
 // From setChecking().
 bool checking();
+std::uint64_t checkingSeed();
 // Aborts, with a message, when something has written behind an allocation. Looks only while checking.
 void verifyGuards();
 

@@ -17,7 +17,7 @@ cudaError_t pendingError() { return lastError.generation == generation() ? lastE
 
 }  // namespace
 
-cudaError_t fail(cudaError_t error) {
+cudaError_t fail(cudaError_t error) noexcept {
   if (error != cudaSuccess) lastError = {error, generation()};
   return error;
 }

@@ -4,6 +4,10 @@
 // more. The first thread that meets a barrier gives each later thread of its block a fiber and lets each run
 // up to its barrier; then all go on in rounds, from barrier to barrier, the first one still on the worker's
 // stack. Threads that have ended take no further part.
+//
+// While checking is on, blocks and threads take their turns in an order that is drawn anew for each launch,
+// and for each round: on a real device there is none, and a barrier that is missing, or a block that needs
+// another one's results, must not be right by luck.
 
 #include "platform/launch.h"
 
@@ -11,8 +15,11 @@
 #include <atomic>
 #include <deque>
 #include <memory>
+#include <numeric>
+#include <utility>
 #include <vector>
 
+#include "platform/host/process.h"
 #include "platform/software/src/engine.h"
 #include "platform/software/src/fiber.h"
 #include "platform/software/src/machine.h"
@@ -42,6 +49,7 @@ struct Worker {
   Fiber* current = nullptr;     // null: on its own stack
   Fibers* fibers = nullptr;     // made when first needed
   bool ends = false;            // nobody would delete fibers later
+  std::uint64_t drawn = 0;      // of the rounds' orders
 };
 thread_local Worker worker;
 
@@ -50,28 +58,42 @@ void deleteFibers() {
   worker.fibers = nullptr;
 }
 
-struct AtThreadEnd {
-  ~AtThreadEnd() {
-    worker.ends = true;
-    deleteFibers();
-  }
-};
+void forgetFibers() {
+  worker.ends = true;
+  deleteFibers();
+}
+platform::AtThreadEnd atThreadEnd(forgetFibers);
 
-// Without memory for a stack the program ends: a block that has run in part cannot be taken back.
-std::deque<Fiber>& makeFibers(unsigned count) noexcept {
-  if (worker.fibers == nullptr) worker.fibers = std::make_unique<Fibers>().release();
-  if (!worker.ends) {
-    static thread_local const AtThreadEnd atThreadEnd;
-    static_cast<void>(&atThreadEnd);
+// Throws when there is no memory for a stack. The block has run in part then, and so has the kernel: its
+// launch fails.
+std::deque<Fiber>& makeFibers(unsigned count) {
+  if (worker.fibers == nullptr) {
+    worker.fibers = std::make_unique<Fibers>().release();
+    if (!atThreadEnd.ask()) worker.ends = true;
   }
   std::deque<Fiber>& fibers = worker.fibers->all;
   while (fibers.size() < count) fibers.emplace_back();
   return fibers;
 }
 
+// The next one of a sequence of numbers.
+std::uint64_t draw(std::uint64_t& state) {
+  state += 0x9E3779B97F4A7C15U;  // splitmix64
+  std::uint64_t z = state;
+  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9U;
+  z = (z ^ (z >> 27)) * 0x94D049BB133111EBU;
+  return z ^ (z >> 31);
+}
+
+// Launches since checking was set. One runs at a time: the order of work is that of the numbers.
+std::atomic<std::uint64_t> checkedLaunches{0};
+
 // Every fiber that waits at the barrier goes on to the next one, or to its end.
 void runRound() {
   auto& waiting = worker.fibers->waiting;
+  if (worker.range->shuffled)
+    for (std::size_t left = waiting.size(); left > 1; --left)
+      std::swap(waiting[left - 1], waiting[draw(worker.drawn) % left]);
   const auto ended = std::remove_if(waiting.begin(), waiting.end(), [](Fiber* fiber) {
     worker.current = fiber;
     return !fiber->resume();
@@ -82,36 +104,78 @@ void runRound() {
 
 }  // namespace
 
-bool acceptLaunch(dim3 grid, dim3 block, std::size_t sharedBytes, cudaStream_t stream) {
-  const CallGuard guard(Entry::launch, {grid.x, grid.y, grid.z, block.x, block.y, block.z}, stream);
-  if (guard.failed()) return fail(guard.error()), false;
-  if (const cudaError_t error = activate()) return fail(error), false;
-  std::uint64_t last = 0;
-  if (!queue().lastIssued(stream, &last)) return fail(cudaErrorInvalidResourceHandle), false;
-  const Limits limit = limits(currentProfile());
-  const auto within = [](unsigned extent, int most) {
-    return extent >= 1 && extent <= static_cast<unsigned>(most);
-  };
-  const bool valid = within(grid.x, limit.gridX) && within(grid.y, limit.gridY) &&
-                     within(grid.z, limit.gridZ) && within(block.x, limit.blockX) &&
-                     within(block.y, limit.blockY) && within(block.z, limit.blockZ) &&
-                     block.x * block.y * block.z <= static_cast<unsigned>(limit.threadsPerBlock) &&
-                     sharedBytes <= limit.sharedMemory;
-  if (!valid) fail(cudaErrorInvalidConfiguration);
-  return valid;
+Order::Order(std::size_t count, std::uint64_t seed) : count_(count) {
+  if (seed == 0 || count < 2) return;
+  start_ = draw(seed) % count;
+  // Steps without a common factor visit all. Beyond that size they would overflow.
+  if (count <= std::size_t{1} << 31 || sizeof(std::size_t) > 4) do
+      step_ = 1 + draw(seed) % (std::min<std::size_t>(count, std::size_t{1} << 31) - 1);
+    while (std::gcd(step_, count) != 1);
 }
 
-void queueLaunch(cudaStream_t stream, std::function<void()> launch) { enqueue(stream, std::move(launch)); }
+Device* acceptLaunch(dim3 grid, dim3 block, std::size_t sharedBytes, cudaStream_t stream,
+                     const void* const* pointers, std::size_t pointerCount) noexcept {
+  const CallGuard guard(Entry::launch, {grid.x, grid.y, grid.z, block.x, block.y, block.z}, stream);
+  Device* device = nullptr;
+  const cudaError_t error = entryPoint(guard, [&] {
+    if (const cudaError_t unusable = useDevice(&device)) return unusable;
+    if (!queue().belongs(stream, *device)) return cudaErrorInvalidResourceHandle;
+    const Limits limit = limits(device->profile);
+    const auto within = [](unsigned extent, int most) {
+      return extent >= 1 && extent <= static_cast<unsigned>(most);
+    };
+    const bool valid = within(grid.x, limit.gridX) && within(grid.y, limit.gridY) &&
+                       within(grid.z, limit.gridZ) && within(block.x, limit.blockX) &&
+                       within(block.y, limit.blockY) && within(block.z, limit.blockZ) &&
+                       block.x * block.y * block.z <= static_cast<unsigned>(limit.threadsPerBlock) &&
+                       sharedBytes <= limit.sharedMemory;
+    if (!valid) return cudaErrorInvalidConfiguration;
+    // The end of a piece of memory is what a vector without elements may begin with.
+    const auto wild = [&](const void* p) {
+      return p != nullptr && !deviceRange(*device, p, 0) &&
+             !deviceRange(*device, static_cast<const char*>(p) - 1, 0);
+    };
+    if (std::any_of(pointers, pointers + pointerCount, wild)) {
+      enqueue(*device, stream, [lost = device] { loseDevice(*lost, cudaErrorLaunchFailure); });
+      device = nullptr;
+    }
+    return cudaSuccess;
+  });
+  return error == cudaSuccess ? device : nullptr;
+}
+
+void queueLaunch(Device& device, cudaStream_t stream, std::unique_ptr<Work> launch) noexcept {
+  entryPoint(CallGuard(), [&] {
+    if (launch == nullptr) return cudaErrorMemoryAllocation;
+    enqueue(device, stream, std::move(launch));
+    return cudaSuccess;
+  });
+}
 
 void forEachBlock(dim3 grid, dim3 block, RunBlocks runBlocks, void* kernel) {
   const std::size_t blocks = std::size_t{grid.x} * grid.y * grid.z;
   const unsigned threads = block.x * block.y * block.z;
   const std::size_t perPiece = std::max<std::size_t>(1, threadsPerPiece / threads);
+  std::uint64_t drawn = 0;
+  BlockRange range{0, blocks, threads, checking()};
+  if (range.shuffled) {
+    drawn = checkingSeed() + checkedLaunches.fetch_add(1, std::memory_order_relaxed);
+    range.blockOrder = Order(blocks, draw(drawn));
+    range.threadOrder = Order(threads, draw(drawn));
+  }
   const auto run = [=](std::size_t piece) {
-    BlockRange range{piece * perPiece, std::min(blocks, (piece + 1) * perPiece)};
-    range.threads = threads;
-    worker.range = &range;
-    runBlocks(kernel, range);
+    BlockRange part = range;
+    part.first = piece * perPiece;
+    part.last = std::min(blocks, (piece + 1) * perPiece);
+    worker.range = &part;
+    worker.drawn = drawn + piece;
+    try {
+      runBlocks(kernel, part);
+    } catch (...) {
+      worker.range = nullptr;
+      deleteFibers();
+      throw;
+    }
     worker.range = nullptr;
     if (!fibersAreKept() || worker.ends) deleteFibers();
   };
@@ -137,11 +201,15 @@ void toviSw_syncthreads(unsigned thread) {
   software_device::BlockRange* const range = worker.range;
   if (range == nullptr) software_device::die("__syncthreads() outside a kernel", nullptr, 0);
   if (!range->barrierMet) {
-    range->barrierMet = true;
-    const unsigned others = range->threads - thread - 1;
+    if (!range->shuffled) range->place = thread;
+    const unsigned others = range->threads - range->place - 1;
     auto& fibers = software_device::makeFibers(others);
+    worker.fibers->waiting.reserve(others);
+    range->barrierMet = true;
     for (unsigned i = 0; i < others; ++i) {
-      fibers[i].assign(range->runThread, range->kernel, thread + 1 + i);
+      const unsigned place = range->place + 1 + i;
+      fibers[i].assign(range->runThread, range->kernel,
+                       range->shuffled ? static_cast<unsigned>(range->threadOrder.at(place)) : place);
       worker.fibers->waiting.push_back(&fibers[i]);
     }
   }

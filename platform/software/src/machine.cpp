@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "platform/host/per_process.h"
 #include "platform/software/src/engine.h"
 #include "platform/software/src/os.h"
 #include "platform/software/src/pool.h"
@@ -16,20 +17,26 @@ namespace {
 
 std::atomic<std::uint64_t> generationNumber{1};
 std::atomic<bool> checkingOn{sanitizerBuild};
+std::atomic<std::uint64_t> seed{1};
 
-// Never destroyed at the end of the process: calls may come until the very last.
-std::unique_ptr<MachineState>& state() {
-  static auto* const instance =
-      new std::unique_ptr<MachineState>(std::make_unique<MachineState>(defaultMachine()));
-  return *instance;
-}
+struct State {
+  std::unique_ptr<MachineState> machine = std::make_unique<MachineState>(defaultMachine());
+};
+platform::PerProcess<State> theState;
 
 // A program that loads the library again and again has its addresses back each time.
 struct FreeAtUnload {
   ~FreeAtUnload() {
-    if (os::beingUnloaded()) state().reset();
+    if (os::beingUnloaded() && theState.peek() != nullptr) theState.peek()->machine.reset();
   }
 } freeAtUnload;
+
+// The calling thread's device, as long as the machine is the one on which it was set. Device 0 else.
+struct Current {
+  std::uint64_t generation = 0;
+  int ordinal = 0;
+};
+thread_local Current current;
 
 }  // namespace
 
@@ -37,38 +44,78 @@ MachineState::MachineState(Machine given)
     : machine(std::move(given)),
       pageLocked(Arena::Kind::pageLocked, std::min(os::memory(), os::addressSpace() / 8)) {
   for (const Profile& profile : machine.devices)
-    memory.push_back(std::make_unique<Arena>(Arena::Kind::device, profile.memory));
+    devices.emplace_back(static_cast<int>(devices.size()), profile);
 }
 
-MachineState& machineState() { return *state(); }
+MachineState& machineState() { return *theState.get().machine; }
 
 std::uint64_t generation() { return generationNumber.load(std::memory_order_acquire); }
 bool checking() { return checkingOn.load(std::memory_order_relaxed); }
+std::uint64_t checkingSeed() { return seed.load(std::memory_order_relaxed); }
 
-cudaError_t activate() {
+Device* currentDevice() {
   MachineState& s = machineState();
-  if (s.active.load(std::memory_order_acquire)) return cudaSuccess;
-  if (s.machine.devices.empty()) return cudaErrorNoDevice;
-  const std::lock_guard<std::mutex> lock(s.choice);
-  s.active.store(true, std::memory_order_release);
+  if (s.devices.empty()) return nullptr;
+  int ordinal = current.generation == generation() ? current.ordinal : 0;
+  if (s.machine.oneDevicePerProcess) {
+    const std::lock_guard<std::mutex> lock(s.choice);
+    ordinal = s.current;
+  }
+  return &s.devices[static_cast<std::size_t>(ordinal)];
+}
+
+cudaError_t setCurrentDevice(int ordinal) {
+  MachineState& s = machineState();
+  if (s.devices.empty()) return cudaErrorNoDevice;
+  if (ordinal < 0 || static_cast<std::size_t>(ordinal) >= s.devices.size()) return cudaErrorInvalidDevice;
+  if (s.machine.oneDevicePerProcess) {
+    const std::lock_guard<std::mutex> lock(s.choice);
+    if (s.active) return cudaErrorSetOnActiveProcess;
+    s.current = ordinal;
+    s.chosen = true;
+  } else {
+    current = {generation(), ordinal};
+    s.devices[static_cast<std::size_t>(ordinal)].inUse.store(true, std::memory_order_relaxed);
+  }
   return cudaSuccess;
 }
 
-const Profile& currentProfile() {
-  MachineState& s = machineState();
-  const std::lock_guard<std::mutex> lock(s.choice);
-  return s.machine.devices[static_cast<std::size_t>(s.current)];
+cudaError_t useDevice(Device** device) {
+  *device = currentDevice();
+  if (*device == nullptr) return cudaErrorNoDevice;
+  if (!(*device)->inUse.load(std::memory_order_acquire)) {
+    MachineState& s = machineState();
+    const std::lock_guard<std::mutex> lock(s.choice);
+    s.active = true;
+    (*device)->inUse.store(true, std::memory_order_release);
+  }
+  return lostWith(**device);
+}
+
+void loseDevice(Device& device, cudaError_t error) noexcept {
+  int none = cudaSuccess;
+  device.lost.compare_exchange_strong(none, error, std::memory_order_acq_rel);
+}
+cudaError_t lostWith(const Device& device) noexcept {
+  return static_cast<cudaError_t>(device.lost.load(std::memory_order_acquire));
+}
+cudaError_t lostWithCurrent() {
+  const Device* const device = currentDevice();
+  return device == nullptr ? cudaSuccess : lostWith(*device);
 }
 
 bool deviceRange(const void* p, std::size_t bytes) {
-  for (const auto& arena : machineState().memory)
-    if (arena->contains(p, bytes)) return true;
+  for (const Device& device : machineState().devices)
+    if (device.memory.contains(p, bytes)) return true;
   return false;
+}
+bool deviceRange(const Device& device, const void* p, std::size_t bytes) {
+  return device.memory.contains(p, bytes);
 }
 
 void verifyGuards() {
   if (!checking()) return;
-  for (const auto& arena : machineState().memory) arena->verify();
+  for (const Device& device : machineState().devices) device.memory.verify();
   machineState().pageLocked.verify();
 }
 
@@ -92,22 +139,25 @@ Machine defaultMachine() {
 
 void configure(const Machine& machine) {
   queue().waitForAll();
-  queue().removeAllStreams();
+  queue().forget();
   clearFaults();
   resetCounts();
   static_cast<void>(stopRecording());
-  state() = std::make_unique<MachineState>(machine);
+  theState.get().machine = std::make_unique<MachineState>(machine);
   generationNumber.fetch_add(1, std::memory_order_acq_rel);
 }
 
 void setSchedule(Schedule schedule) { queue().setSchedule(schedule); }
-void setChecking(bool on) { checkingOn.store(on, std::memory_order_relaxed); }
+void setChecking(bool on, std::uint64_t newSeed) {
+  checkingOn.store(on, std::memory_order_relaxed);
+  seed.store(newSeed, std::memory_order_relaxed);
+}
 std::size_t pending() { return queue().pending(); }
 
 Live live() {
   Live result;
-  for (const auto& arena : machineState().memory) {
-    const Arena::Usage usage = arena->usage();
+  for (const Device& device : machineState().devices) {
+    const Arena::Usage usage = device.memory.usage();
     result.allocations += usage.allocations;
     result.deviceBytes += usage.bytes;
     result.peakDeviceBytes += usage.peakBytes;
@@ -117,12 +167,17 @@ Live live() {
   result.pageLockedBytes = pageLocked.bytes;
   result.peakPageLockedBytes = pageLocked.peakBytes;
   result.streams = queue().streams();
+  result.blasHandles = blasHandles();
   return result;
 }
 
 void resetPeaks() {
-  for (const auto& arena : machineState().memory) arena->resetPeak();
+  for (Device& device : machineState().devices) device.memory.resetPeak();
   machineState().pageLocked.resetPeak();
+}
+
+void loseDevice(int ordinal, int error) {
+  loseDevice(machineState().devices.at(static_cast<std::size_t>(ordinal)), static_cast<cudaError_t>(error));
 }
 
 bool isDevicePointer(const void* p) { return deviceRange(p, 1); }

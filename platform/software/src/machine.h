@@ -1,4 +1,4 @@
-// The pretended machine and what this process has of it: the active device, its memory, the page-locked
+// The pretended machine and what this process has of it: its devices with their memory, and the page-locked
 // memory.
 
 #ifndef TOVI_SOFTWARE_MACHINE_H
@@ -8,27 +8,39 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
+#include <deque>
 #include <mutex>
-#include <vector>
 
 #include "platform/software/src/arena.h"
 #include "platform/software/testing/software_device.h"
 
 namespace software_device {
 
+struct Device {
+  Device(int number, const Profile& of)
+      : ordinal(number), profile(of), memory(Arena::Kind::device, of.memory) {}
+
+  const int ordinal;
+  const Profile& profile;
+  Arena memory;
+  std::atomic<std::uint64_t> issued{0};  // number of the work issued last
+  std::atomic<int> lost{cudaSuccess};    // the error that every call gets, once there is one
+  std::atomic<bool> inUse{false};        // by this process
+};
+
 // Lives from one configure() to the next.
 struct MachineState {
   explicit MachineState(Machine machine);
 
   const Machine machine;
-  std::vector<std::unique_ptr<Arena>> memory;  // of each device
+  std::deque<Device> devices;
   Arena pageLocked;
 
-  std::mutex choice;  // guards the next two
+  // Of a machine whose processes have one device each; else every thread has a current one of its own.
+  std::mutex choice;  // guards the next three
   int current = 0;
-  bool chosen = false;               // by cudaSetDevice
-  std::atomic<bool> active = false;  // current will not change any more
+  bool chosen = false;  // by cudaSetDevice
+  bool active = false;  // current will not change any more
 };
 
 MachineState& machineState();

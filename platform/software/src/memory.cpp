@@ -18,17 +18,9 @@ constexpr std::size_t pieceBytes = std::size_t{1} << 19;  // what one worker cop
 
 long long argument(std::size_t value) { return static_cast<long long>(value); }
 
-Arena& currentMemory() {
-  MachineState& s = machineState();
-  const std::lock_guard<std::mutex> lock(s.choice);
-  return *s.memory[static_cast<std::size_t>(s.current)];
-}
-
 cudaError_t allocate(Arena& arena, void** pointer, std::size_t bytes) {
-  *pointer = nullptr;
-  if (bytes == 0) return cudaSuccess;
-  *pointer = arena.allocate(bytes);
-  return *pointer != nullptr ? cudaSuccess : fail(cudaErrorMemoryAllocation);
+  *pointer = bytes == 0 ? nullptr : arena.allocate(bytes);
+  return bytes == 0 || *pointer != nullptr ? cudaSuccess : cudaErrorMemoryAllocation;
 }
 
 // A rectangle that is copied: height runs of width bytes each.
@@ -89,9 +81,12 @@ cudaError_t checkCopy(const Rectangle& copy, cudaMemcpyKind kind) {
 }
 
 cudaError_t copyNow(const Rectangle& copy, cudaMemcpyKind kind) {
-  if (const cudaError_t error = activate()) return fail(error);
-  if (const cudaError_t error = checkCopy(copy, kind)) return fail(error);
+  Device* device = nullptr;
+  if (const cudaError_t error = useDevice(&device)) return error;
+  if (const cudaError_t error = checkCopy(copy, kind)) return error;
   queue().waitForAll();
+  if (const cudaError_t error = lostWith(*device)) return error;
+  if (const cudaError_t error = queue().takeFailure()) return error;
   if (copy.width != 0 && copy.height != 0) copy.run();
   return cudaSuccess;
 }
@@ -99,10 +94,11 @@ cudaError_t copyNow(const Rectangle& copy, cudaMemcpyKind kind) {
 // Asynchronous only where the runtime's is: between the device and page-locked memory, or inside the device.
 // Pageable memory may change as soon as the call returns.
 cudaError_t copyLater(const Rectangle& copy, cudaMemcpyKind kind, cudaStream_t stream) {
-  if (const cudaError_t error = activate()) return fail(error);
+  Device* device = nullptr;
+  if (const cudaError_t error = useDevice(&device)) return error;
   std::uint64_t last = 0;
-  if (!queue().lastIssued(stream, &last)) return fail(cudaErrorInvalidResourceHandle);
-  if (const cudaError_t error = checkCopy(copy, kind)) return fail(error);
+  if (!queue().lastIssued(*device, stream, &last)) return cudaErrorInvalidResourceHandle;
+  if (const cudaError_t error = checkCopy(copy, kind)) return error;
   if (copy.width == 0 || copy.height == 0) return cudaSuccess;
   const Arena& pageLocked = machineState().pageLocked;
   const bool now =
@@ -110,15 +106,17 @@ cudaError_t copyLater(const Rectangle& copy, cudaMemcpyKind kind, cudaStream_t s
       (kind == cudaMemcpyHostToDevice && !pageLocked.contains(copy.source, copy.span(copy.spitch))) ||
       (kind == cudaMemcpyDeviceToHost && !pageLocked.contains(copy.destination, copy.span(copy.dpitch)));
   const auto work = [copy] { copy.run(); };
-  if (now)
-    enqueueAndWait(stream, work);
-  else
-    enqueue(stream, work);
+  if (now) return runNow(*device, stream, work);
+  enqueue(*device, stream, work);
   return cudaSuccess;
 }
 
+Rectangle rectangle(void* destination, std::size_t dpitch, const void* source, std::size_t spitch,
+                    std::size_t width, std::size_t height) {
+  return {static_cast<char*>(destination), dpitch, static_cast<const char*>(source), spitch, width, height};
+}
 Rectangle linear(void* destination, const void* source, std::size_t bytes) {
-  return {static_cast<char*>(destination), bytes, static_cast<const char*>(source), bytes, bytes, 1};
+  return rectangle(destination, bytes, source, bytes, bytes, 1);
 }
 
 // Linear copies have no pitch to check; those of two dimensions have a greatest one.
@@ -128,100 +126,87 @@ cudaError_t checkPitches(std::size_t dpitch, std::size_t spitch) {
 
 }  // namespace
 
-namespace software_device {
-
-void enqueue(cudaStream_t stream, std::function<void()> work) { queue().push(stream, std::move(work)); }
-
-void enqueueAndWait(cudaStream_t stream, std::function<void()> work) {
-  queue().wait(queue().push(stream, std::move(work), false));
-}
-
-void waitForAll() { queue().waitForAll(); }
-
-}  // namespace software_device
-
 cudaError_t cudaMalloc(void** pointer, size_t bytes) {
-  const CallGuard guard(Entry::malloc, {argument(bytes)});
-  if (guard.failed()) return fail(guard.error());
-  if (pointer == nullptr) return fail(cudaErrorInvalidValue);
-  if (const cudaError_t error = activate()) return fail(error);
-  return allocate(currentMemory(), pointer, bytes);
+  return entryPoint(CallGuard(Entry::malloc, {argument(bytes)}), [=] {
+    if (pointer == nullptr) return cudaErrorInvalidValue;
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    return allocate(device->memory, pointer, bytes);
+  });
 }
 
 cudaError_t cudaMallocPitch(void** pointer, size_t* pitch, size_t width, size_t height) {
-  const CallGuard guard(Entry::mallocPitch, {argument(width), argument(height)});
-  if (guard.failed()) return fail(guard.error());
-  if (pointer == nullptr || pitch == nullptr) return fail(cudaErrorInvalidValue);
-  if (const cudaError_t error = activate()) return fail(error);
-  if (width > maximalPitch - pitchUnit) return fail(cudaErrorMemoryAllocation);
-  const std::size_t rounded = (width + pitchUnit - 1) / pitchUnit * pitchUnit;
-  if (rounded != 0 && height > std::numeric_limits<std::size_t>::max() / rounded)
-    return fail(cudaErrorMemoryAllocation);
-  const cudaError_t error = allocate(currentMemory(), pointer, rounded * height);
-  if (error == cudaSuccess) *pitch = rounded;
-  return error;
+  return entryPoint(CallGuard(Entry::mallocPitch, {argument(width), argument(height)}), [=] {
+    if (pointer == nullptr || pitch == nullptr) return cudaErrorInvalidValue;
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    if (width > maximalPitch - pitchUnit) return cudaErrorMemoryAllocation;
+    const std::size_t rounded = (width + pitchUnit - 1) / pitchUnit * pitchUnit;
+    if (rounded != 0 && height > std::numeric_limits<std::size_t>::max() / rounded)
+      return cudaErrorMemoryAllocation;
+    const cudaError_t error = allocate(device->memory, pointer, rounded * height);
+    if (error == cudaSuccess) *pitch = rounded;
+    return error;
+  });
 }
 
-// A failing free still frees: callers ignore its code.
 cudaError_t cudaFree(void* pointer) {
-  const CallGuard guard(Entry::free);
-  if (pointer != nullptr) {
+  return releasePoint(CallGuard(Entry::free), [=] {
+    if (pointer == nullptr) return cudaSuccess;
     queue().waitForAll();
-    const auto& memory = machineState().memory;
-    if (std::none_of(memory.begin(), memory.end(),
-                     [&](const auto& arena) { return arena->deallocate(pointer); }))
-      return fail(cudaErrorInvalidDevicePointer);
-  }
-  return guard.failed() ? fail(guard.error()) : cudaSuccess;
+    for (Device& device : machineState().devices)
+      if (device.memory.deallocate(pointer)) return lostWithCurrent();
+    return cudaErrorInvalidDevicePointer;
+  });
 }
 
 cudaError_t cudaMallocHost(void** pointer, size_t bytes) {
-  const CallGuard guard(Entry::mallocHost, {argument(bytes)});
-  if (guard.failed()) return fail(guard.error());
-  if (pointer == nullptr) return fail(cudaErrorInvalidValue);
-  if (const cudaError_t error = activate()) return fail(error);
-  return allocate(machineState().pageLocked, pointer, bytes);
+  return entryPoint(CallGuard(Entry::mallocHost, {argument(bytes)}), [=] {
+    if (pointer == nullptr) return cudaErrorInvalidValue;
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    return allocate(machineState().pageLocked, pointer, bytes);
+  });
 }
 
 cudaError_t cudaFreeHost(void* pointer) {
-  const CallGuard guard(Entry::freeHost);
-  if (pointer != nullptr) {
+  return releasePoint(CallGuard(Entry::freeHost), [=] {
+    if (pointer == nullptr) return cudaSuccess;
     queue().waitForAll();
-    if (!machineState().pageLocked.deallocate(pointer)) return fail(cudaErrorInvalidHostPointer);
-  }
-  return guard.failed() ? fail(guard.error()) : cudaSuccess;
+    return machineState().pageLocked.deallocate(pointer) ? lostWithCurrent() : cudaErrorInvalidHostPointer;
+  });
 }
 
 cudaError_t cudaMemGetInfo(size_t* free, size_t* total) {
-  if (free == nullptr || total == nullptr) return fail(cudaErrorInvalidValue);
-  if (const cudaError_t error = activate()) return fail(error);
-  *free = currentMemory().free();
-  *total = currentMemory().capacity();
-  return cudaSuccess;
+  return entryPoint(CallGuard(Entry::memGetInfo), [=] {
+    if (free == nullptr || total == nullptr) return cudaErrorInvalidValue;
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    *free = device->memory.free();
+    *total = device->memory.capacity();
+    return cudaSuccess;
+  });
 }
 
 cudaError_t cudaMemcpy(void* destination, const void* source, size_t bytes, cudaMemcpyKind kind) {
-  const CallGuard guard(Entry::memcpy, {argument(bytes), kind});
-  if (guard.failed()) return fail(guard.error());
-  return copyNow(linear(destination, source, bytes), kind);
+  return entryPoint(CallGuard(Entry::memcpy, {argument(bytes), kind}),
+                    [=] { return copyNow(linear(destination, source, bytes), kind); });
 }
 
 cudaError_t cudaMemcpyAsync(void* destination, const void* source, size_t bytes, cudaMemcpyKind kind,
                             cudaStream_t stream) {
-  const CallGuard guard(Entry::memcpyAsync, {argument(bytes), kind}, stream);
-  if (guard.failed()) return fail(guard.error());
-  return copyLater(linear(destination, source, bytes), kind, stream);
+  return entryPoint(CallGuard(Entry::memcpyAsync, {argument(bytes), kind}, stream),
+                    [=] { return copyLater(linear(destination, source, bytes), kind, stream); });
 }
 
 cudaError_t cudaMemcpy2D(void* destination, size_t dpitch, const void* source, size_t spitch, size_t width,
                          size_t height, cudaMemcpyKind kind) {
   const CallGuard guard(Entry::memcpy2D,
                         {argument(dpitch), argument(spitch), argument(width), argument(height), kind});
-  if (guard.failed()) return fail(guard.error());
-  if (const cudaError_t error = checkPitches(dpitch, spitch)) return fail(error);
-  return copyNow(
-      {static_cast<char*>(destination), dpitch, static_cast<const char*>(source), spitch, width, height},
-      kind);
+  return entryPoint(guard, [=] {
+    if (const cudaError_t error = checkPitches(dpitch, spitch)) return error;
+    return copyNow(rectangle(destination, dpitch, source, spitch, width, height), kind);
+  });
 }
 
 cudaError_t cudaMemcpy2DAsync(void* destination, size_t dpitch, const void* source, size_t spitch,
@@ -229,20 +214,20 @@ cudaError_t cudaMemcpy2DAsync(void* destination, size_t dpitch, const void* sour
   const CallGuard guard(Entry::memcpy2DAsync,
                         {argument(dpitch), argument(spitch), argument(width), argument(height), kind},
                         stream);
-  if (guard.failed()) return fail(guard.error());
-  if (const cudaError_t error = checkPitches(dpitch, spitch)) return fail(error);
-  return copyLater(
-      {static_cast<char*>(destination), dpitch, static_cast<const char*>(source), spitch, width, height},
-      kind, stream);
+  return entryPoint(guard, [=] {
+    if (const cudaError_t error = checkPitches(dpitch, spitch)) return error;
+    return copyLater(rectangle(destination, dpitch, source, spitch, width, height), kind, stream);
+  });
 }
 
 cudaError_t cudaMemset(void* pointer, int value, size_t bytes) {
-  const CallGuard guard(Entry::memset, {argument(bytes), value});
-  if (guard.failed()) return fail(guard.error());
-  if (const cudaError_t error = activate()) return fail(error);
-  if (bytes == 0) return cudaSuccess;
-  if (!deviceRange(pointer, bytes))
-    return fail(deviceRange(pointer, 0) ? cudaErrorInvalidValue : cudaErrorInvalidDevicePointer);
-  enqueue(nullptr, [=] { rawFill(pointer, value, bytes); });
-  return cudaSuccess;
+  return entryPoint(CallGuard(Entry::memset, {argument(bytes), value}), [=] {
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    if (bytes == 0) return cudaSuccess;
+    if (!deviceRange(pointer, bytes))
+      return deviceRange(pointer, 0) ? cudaErrorInvalidValue : cudaErrorInvalidDevicePointer;
+    enqueue(*device, nullptr, [=] { rawFill(pointer, value, bytes); });
+    return cudaSuccess;
+  });
 }

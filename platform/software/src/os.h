@@ -4,8 +4,10 @@
 #define TOVI_SOFTWARE_OS_H
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace software_device::os {
 
@@ -28,6 +30,10 @@ int processorClockKHz();
 // library stays loaded for as long as somebody holds what keepLoaded() gives.
 bool joinsAtUnload();
 std::shared_ptr<void> keepLoaded();
+
+// A thread that gets no signals: those are for the program's own threads. Throws when there is none to be
+// had.
+std::thread startThread(std::function<void()> run);
 
 // In a destructor: whether the library is being unloaded while the process goes on, and nobody will call it
 // any more. False where the system does not tell.

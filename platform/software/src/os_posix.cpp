@@ -1,3 +1,5 @@
+#include <pthread.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -6,6 +8,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <limits>
+#include <utility>
 
 #include "platform/software/src/os.h"
 
@@ -66,6 +69,18 @@ bool joinsAtUnload() { return true; }
 std::shared_ptr<void> keepLoaded() {
   static char nothing;
   return {std::shared_ptr<void>(), &nothing};
+}
+
+// It has the signal mask of the thread that starts it.
+std::thread startThread(std::function<void()> run) {
+  struct Mask {
+    sigset_t before;
+    ~Mask() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+  } mask;
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &mask.before);
+  return std::thread(std::move(run));
 }
 
 bool beingUnloaded() { return false; }

@@ -4,6 +4,7 @@
 #include <array>
 #include <limits>
 #include <mutex>
+#include <utility>
 
 #include "platform/host/process.h"
 #include "platform/software/src/os.h"
@@ -82,6 +83,9 @@ std::shared_ptr<void> keepLoaded() {
   holders = result;
   return result;
 }
+
+// There are no signals to threads on this system.
+std::thread startThread(std::function<void()> run) { return std::thread(std::move(run)); }
 
 bool beingUnloaded() { return !partOfTheProgram() && !platform::onlyThreadLeft(); }
 

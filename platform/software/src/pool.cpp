@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <system_error>
@@ -15,6 +16,8 @@
 #include <sched.h>
 #endif
 
+#include "platform/host/floating_point.h"
+#include "platform/host/per_process.h"
 #include "platform/software/src/os.h"
 #include "platform/software/testing/software_device.h"
 
@@ -27,28 +30,36 @@ namespace {
 // host thread, which factors panels at the same time.
 constexpr int spins = 400;
 
-inline void relax() {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
-#elif defined(__aarch64__)
-  asm volatile("yield");
-#endif
-}
+// A total of more threads than this many for each processor is taken for a mistake.
+constexpr int threadsPerProcessor = 4;
 
 int defaultWorkers() {
-  int threads = usableProcessors();
-  if (const char* wanted = std::getenv("TOVI_DEVICE_THREADS")) {
-    const long count = std::strtol(wanted, nullptr, 10);
-    if (count > 0) threads = static_cast<int>(std::min(count, 1024L));
-  }
-  return threads - 1;
+  const int processors = usableProcessors(), most = threadsPerProcessor * processors;
+  const char* const wanted = std::getenv("TOVI_DEVICE_THREADS");
+  if (wanted == nullptr) return processors - 1;
+  char* end = nullptr;
+  const long threads = std::strtol(wanted, &end, 10);
+  if (end != wanted && *end == '\0' && threads >= 1 && threads <= most) return static_cast<int>(threads) - 1;
+  static std::atomic<bool> told{false};
+  if (!told.exchange(true))
+    std::fprintf(stderr,
+                 "tovi: TOVI_DEVICE_THREADS is \"%s\", not a number from 1 to %d; computing with %d\n",
+                 wanted, most, processors);
+  return processors - 1;
 }
 
 // One job at a time. Its caller publishes it, works on it, closes it to newcomers, and waits for the workers
 // that had joined: run and the counters are touched by nobody afterwards.
 class Pool {
  public:
-  void run(std::size_t pieces, const std::function<void(std::size_t)>& piece);
+  // A piece of a job, and what it is called with.
+  struct Job {
+    void (*run)(const void* body, std::size_t piece);
+    const void* body;
+    std::size_t pieces;
+  };
+
+  void run(const Job& job);
   int workers() {
     const std::lock_guard<std::mutex> lock(mutex_);
     return wanted_;
@@ -59,6 +70,7 @@ class Pool {
 
  private:
   void work();
+  void runPieces(const Job& job);
   bool startThreads();  // mutex_ held; true when there is any worker
   void joinThreads();   // busy_ held, mutex_ not
 
@@ -73,18 +85,30 @@ class Pool {
 
   // The job. open_ says whether a worker may still join.
   std::atomic<std::uint64_t> jobs_{0};  // counts jobs, for those who spin
-  const std::function<void(std::size_t)>* piece_ = nullptr;
-  std::size_t pieces_ = 0;
+  Job job_{};
   std::atomic<std::size_t> next_{0};
+  std::atomic<bool> failed_{false};
+  std::exception_ptr failure_;  // written by who sets failed_
   bool open_ = false, ending_ = false;
   std::atomic<int> joined_{0};
 };
 
-void Pool::run(std::size_t pieces, const std::function<void(std::size_t)>& piece) {
+void Pool::runPieces(const Job& job) {
+  for (std::size_t i; (i = next_.fetch_add(1, std::memory_order_relaxed)) < job.pieces;) {
+    try {
+      job.run(job.body, i);
+    } catch (...) {
+      next_.store(job.pieces, std::memory_order_relaxed);
+      if (!failed_.exchange(true)) failure_ = std::current_exception();
+    }
+  }
+}
+
+void Pool::run(const Job& job) {
   const auto alone = [&] {
-    for (std::size_t i = 0; i < pieces; ++i) piece(i);
+    for (std::size_t i = 0; i < job.pieces; ++i) job.run(job.body, i);
   };
-  if (pieces < 2) return alone();
+  if (job.pieces < 2) return alone();
   if (busy_.exchange(true, std::memory_order_acquire)) return alone();
   {
     const std::unique_lock<std::mutex> lock(mutex_);
@@ -92,29 +116,32 @@ void Pool::run(std::size_t pieces, const std::function<void(std::size_t)>& piece
       busy_.store(false, std::memory_order_release);
       return alone();
     }
-    piece_ = &piece;
-    pieces_ = pieces;
+    job_ = job;
     next_.store(0, std::memory_order_relaxed);
     open_ = true;
     jobs_.fetch_add(1, std::memory_order_release);
     // As many as there is work for; who spins joins by itself.
-    for (int i = 0; i < asleep_ && static_cast<std::size_t>(i) + 1 < pieces; ++i) jobPosted_.notify_one();
+    for (int i = 0; i < asleep_ && static_cast<std::size_t>(i) + 1 < job.pieces; ++i) jobPosted_.notify_one();
   }
-  for (std::size_t i; (i = next_.fetch_add(1, std::memory_order_relaxed)) < pieces;) piece(i);
+  runPieces(job);
   {
     std::unique_lock<std::mutex> lock(mutex_);
     open_ = false;
     if (joined_.load(std::memory_order_relaxed) != 0) {
       lock.unlock();
-      for (int i = 0; i < spins && joined_.load(std::memory_order_acquire) != 0; ++i) relax();
+      for (int i = 0; i < spins && joined_.load(std::memory_order_acquire) != 0; ++i) relaxProcessor();
       lock.lock();
       workerLeft_.wait(lock, [&] { return joined_.load(std::memory_order_relaxed) == 0; });
     }
   }
+  std::exception_ptr failure;
+  if (failed_.exchange(false)) failure.swap(failure_);
   busy_.store(false, std::memory_order_release);
+  if (failure != nullptr) std::rethrow_exception(failure);
 }
 
 void Pool::work() {
+  const platform::StatedFloatingPointMode mode;  // not that of the thread that has started this one
   std::uint64_t seen = 0;
   std::unique_lock<std::mutex> lock(mutex_);
   while (true) {
@@ -123,7 +150,7 @@ void Pool::work() {
     if (latest == seen || !open_) {
       seen = latest;
       lock.unlock();
-      for (int i = 0; i < spins && jobs_.load(std::memory_order_relaxed) == seen; ++i) relax();
+      for (int i = 0; i < spins && jobs_.load(std::memory_order_relaxed) == seen; ++i) relaxProcessor();
       lock.lock();
       ++asleep_;
       jobPosted_.wait(lock, [&] { return ending_ || jobs_.load(std::memory_order_relaxed) != seen; });
@@ -132,10 +159,9 @@ void Pool::work() {
     }
     seen = latest;
     joined_.fetch_add(1, std::memory_order_relaxed);
-    const std::function<void(std::size_t)>& piece = *piece_;
-    const std::size_t pieces = pieces_;
+    const Job job = job_;
     lock.unlock();
-    for (std::size_t i; (i = next_.fetch_add(1, std::memory_order_relaxed)) < pieces;) piece(i);
+    runPieces(job);
     lock.lock();
     if (joined_.fetch_sub(1, std::memory_order_release) == 1 && !open_) workerLeft_.notify_one();
   }
@@ -145,10 +171,10 @@ bool Pool::startThreads() {
   if (stopped_) return false;
   if (!started_) {
     started_ = true;
-    loaded_ = os::keepLoaded();
     try {
+      loaded_ = os::keepLoaded();
       threads_.reserve(static_cast<std::size_t>(wanted_));
-      for (int i = 0; i < wanted_; ++i) threads_.emplace_back([this] { work(); });
+      for (int i = 0; i < wanted_; ++i) threads_.push_back(os::startThread([this] { work(); }));
     } catch (const std::exception&) {
       // The system gives no more threads: those that are there do the work.
     }
@@ -194,30 +220,23 @@ void Pool::stop() {
   busy_.store(false, std::memory_order_release);
 }
 
-// Never destroyed, since the device may still run work while the process ends; only its threads are.
-Pool& pool() {
-  static Pool& instance = *new Pool;
-  return instance;
-}
+// The device may still run work while the process ends; only the pool's threads have to end before.
+platform::PerProcess<Pool> thePool;
+
 struct StopAtUnload {
   ~StopAtUnload() {
-    if (os::joinsAtUnload()) pool().stop();
+    if (os::joinsAtUnload() && thePool.peek() != nullptr) thePool.peek()->stop();
   }
-};
-
-Pool& livePool() {
-  static const StopAtUnload stopAtUnload;
-  return pool();
-}
+} stopAtUnload;
 
 }  // namespace
 
-void parallelFor(std::size_t pieces, const std::function<void(std::size_t)>& run) {
-  livePool().run(pieces, run);
+void parallelFor(std::size_t pieces, void (*run)(const void* body, std::size_t piece), const void* body) {
+  thePool.get().run({run, body, pieces});
 }
-int workers() { return livePool().workers(); }
-void setWorkers(int count) { livePool().setWorkers(count); }
-void restWorkers() { livePool().rest(); }
+int workers() { return thePool.get().workers(); }
+void setWorkers(int count) { thePool.get().setWorkers(count); }
+void restWorkers() { thePool.get().rest(); }
 
 int usableProcessors() {
   int count = static_cast<int>(std::thread::hardware_concurrency());

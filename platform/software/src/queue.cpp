@@ -1,9 +1,12 @@
 #include "platform/software/src/queue.h"
 
-#include <algorithm>
-#include <system_error>
+#include <new>
 #include <utility>
 
+#include "platform/host/floating_point.h"
+#include "platform/host/per_process.h"
+#include "platform/software/src/engine.h"
+#include "platform/software/src/machine.h"
 #include "platform/software/src/os.h"
 #include "platform/software/src/pool.h"
 #include "platform/software/src/sanitizer.h"
@@ -12,32 +15,45 @@ namespace software_device {
 
 namespace {
 
-// How often one looks again before going to sleep: some microseconds, about what waking a sleeper costs.
-// Longer would take the processor from the pool's workers, and from a host thread that factors a panel
-// meanwhile.
-int spins() {
-  static const int count = usableProcessors() > 1 ? 200 : 0;
-  return count;
-}
-
 // What runs on the thread that forgot to wait for it is no race. So that ThreadSanitizer sees every missing
 // wait, the device's thread does all the work under it.
 constexpr bool hostHelps = !threadSanitizer;
 
-template <class Condition>
-void spinUntil(Condition condition) {
-  for (int i = spins(); i > 0 && !condition(); --i) {
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__)
-    __asm__ volatile("yield");
-#endif
+// A number for the calling thread that no other thread of the process ever has.
+unsigned long long thisThread() {
+  static std::atomic<unsigned long long> threads{0};
+  static thread_local unsigned long long number = 0;
+  if (number == 0) number = ++threads;
+  return number;
+}
+
+cudaError_t attempt(Work& work) noexcept {
+  const platform::StatedFloatingPointMode mode;
+  try {
+    work.run();
+    return cudaSuccess;
+  } catch (const std::bad_alloc&) {
+    return cudaErrorMemoryAllocation;
+  } catch (...) {
+    return cudaErrorLaunchFailure;
   }
 }
 
 }  // namespace
 
-std::uint64_t Queue::push(cudaStream_t stream, Work work, bool wakeDevice) {
+// Some microseconds, about what waking a sleeper costs. Longer would take the processor from the pool's
+// workers, and from a host thread that factors a panel meanwhile.
+Queue::Queue() : spins_(usableProcessors() > 1 ? 200 : 0) {}
+
+// Only of one that another thread has made at the same time, or that never was at work.
+Queue::~Queue() = default;
+
+template <class Condition>
+void Queue::spinUntil(Condition condition) const {
+  for (int i = spins_; i > 0 && !condition(); --i) relaxProcessor();
+}
+
+std::uint64_t Queue::append(Device& device, cudaStream_t stream, Work* work, bool wakeDevice) {
   std::shared_ptr<void> loaded;
   Lock lock(mutex_);
   if (loaded_ == nullptr) {
@@ -47,15 +63,14 @@ std::uint64_t Queue::push(cudaStream_t stream, Work work, bool wakeDevice) {
     lock.lock();
     loaded_.swap(loaded);
   }
-  if (tail_ - head_ == ring_.size()) {
-    std::vector<Work> larger(2 * ring_.size());
-    for (std::size_t i = head_; i != tail_; ++i)
-      larger[i % larger.size()] = std::move(ring_[i % ring_.size()]);
-    ring_.swap(larger);
-  }
-  ring_[tail_++ % ring_.size()] = std::move(work);
+  work->device_ = &device;
+  work->thread_ = thisThread();
+  work->next_ = nullptr;
+  (empty() ? first_ : last_->next_) = work;
+  last_ = work;
   const std::uint64_t number = issued_.load(std::memory_order_relaxed) + 1;
   issued_.store(number, std::memory_order_release);
+  device.issued.store(number, std::memory_order_release);
   if (const auto found = streams_.find(stream); found != streams_.end()) found->second->last = number;
 
   if ((!wakeDevice && hostHelps) || schedule_ == Schedule::lazy) return number;
@@ -68,17 +83,37 @@ std::uint64_t Queue::push(cudaStream_t stream, Work work, bool wakeDevice) {
   return number;
 }
 
+std::uint64_t Queue::push(Device& device, cudaStream_t stream, std::unique_ptr<Work> work) {
+  const std::uint64_t number = append(device, stream, work.get(), true);
+  static_cast<void>(work.release());
+  return number;
+}
+
+cudaError_t Queue::pushAndWait(Device& device, cudaStream_t stream, Work& work) {
+  work.owned_ = false;
+  wait(append(device, stream, &work, false));
+  const cudaError_t lost = lostWith(device);
+  return lost != cudaSuccess ? lost : static_cast<cudaError_t>(work.error_);
+}
+
 void Queue::runOne(Lock& lock) {
-  Work work = std::move(ring_[head_++ % ring_.size()]);
+  Work* work = first_;
+  first_ = work->next_;
   executing_ = true;
   lock.unlock();
-  work();
-  work = nullptr;
+  // What is queued for a lost device never runs.
+  if (lostWith(*work->device_) == cudaSuccess) work->error_ = attempt(*work);
+  const bool failed = work->owned_ && work->error_ != cudaSuccess;
+  if (work->owned_ && !failed) delete work;
   lock.lock();
+  if (failed) {
+    work->next_ = failed_.load(std::memory_order_relaxed);
+    failed_.store(work, std::memory_order_release);
+  }
   executing_ = false;
   const std::uint64_t completed = completed_.load(std::memory_order_relaxed) + 1;
   completed_.store(completed, std::memory_order_release);
-  for (Waiter* waiter : waiters_)
+  for (Waiter* waiter = waiters_; waiter != nullptr; waiter = waiter->next)
     if (waiter->number <= completed) waiter->wake.notify_one();
 }
 
@@ -87,42 +122,69 @@ void Queue::handOver() {
   if (deviceAsleep_ && schedule_ == Schedule::eager) {
     deviceAsleep_ = false;
     deviceWake_.notify_one();
-  } else if (!waiters_.empty()) {
-    waiters_.front()->wake.notify_one();
+  } else if (waiters_ != nullptr) {
+    waiters_->wake.notify_one();
   }
 }
 
 bool Queue::mayHelp() const { return hostHelps || schedule_ == Schedule::lazy || !running_; }
 
+void Queue::sleep(Lock& lock, std::uint64_t number) {
+  Waiter self{number, waiters_};
+  waiters_ = &self;
+  self.wake.wait(lock);
+  Waiter** place = &waiters_;
+  while (*place != &self) place = &(*place)->next;
+  *place = self.next;
+}
+
 void Queue::wait(std::uint64_t number) {
-  if (done(number)) return;
+  const auto done = [&] { return completed_.load(std::memory_order_acquire) >= number; };
+  if (done()) return;
   Lock lock(mutex_);
-  for (bool spun = false; !done(number);) {
+  for (bool spun = false; !done();) {
     if (!executing_ && mayHelp()) {
       runOne(lock);
     } else if (!spun) {
       lock.unlock();
-      spinUntil([&] { return done(number); });
+      spinUntil(done);
       lock.lock();
       spun = true;
     } else {
-      Waiter self{number, {}};
-      waiters_.push_back(&self);
-      self.wake.wait(lock);
-      waiters_.erase(std::find(waiters_.begin(), waiters_.end(), &self));
+      sleep(lock, number);
     }
   }
   handOver();
 }
 
 bool Queue::poll(std::uint64_t number) {
-  if (done(number)) return true;
+  if (completed_.load(std::memory_order_acquire) >= number) return true;
   Lock lock(mutex_);
   if (!executing_ && !empty() && (schedule_ == Schedule::lazy || !running_)) {
     runOne(lock);
     handOver();
   }
   return false;
+}
+
+cudaError_t Queue::takeFailure() noexcept {
+  if (failed_.load(std::memory_order_acquire) == nullptr) return cudaSuccess;
+  const unsigned long long thread = thisThread();
+  int error = cudaSuccess;
+  const Lock lock(mutex_);
+  Work* failed = failed_.load(std::memory_order_relaxed);
+  for (Work** place = &failed; *place != nullptr;) {
+    Work* const work = *place;
+    if (work->thread_ == thread) {
+      error = work->error_;
+      *place = work->next_;
+      delete work;
+    } else {
+      place = &work->next_;
+    }
+  }
+  failed_.store(failed, std::memory_order_release);
+  return static_cast<cudaError_t>(error);
 }
 
 void Queue::deviceThread() {
@@ -146,8 +208,9 @@ void Queue::deviceThread() {
   handOver();
 }
 
-cudaStream_t Queue::createStream() {
+cudaStream_t Queue::createStream(Device& device) {
   auto stream = std::make_unique<CUstream_st>();
+  stream->device = &device;
   const cudaStream_t handle = stream.get();
   const Lock lock(mutex_);
   streams_.emplace(handle, std::move(stream));
@@ -159,26 +222,37 @@ bool Queue::removeStream(cudaStream_t stream) {
   return streams_.erase(stream) != 0;
 }
 
-void Queue::removeAllStreams() {
-  const Lock lock(mutex_);
-  streams_.clear();
-}
-
-bool Queue::lastIssued(cudaStream_t stream, std::uint64_t* number) const {
-  const Lock lock(mutex_);
+bool Queue::lastIssued(const Device& device, cudaStream_t stream, std::uint64_t* number) const {
   if (stream == nullptr) {
-    *number = issued_.load(std::memory_order_relaxed);
+    *number = device.issued.load(std::memory_order_acquire);
     return true;
   }
+  const Lock lock(mutex_);
   const auto found = streams_.find(stream);
   if (found == streams_.end()) return false;
   *number = found->second->last;
   return true;
 }
 
+bool Queue::belongs(cudaStream_t stream, const Device& device) const {
+  if (stream == nullptr) return true;
+  const Lock lock(mutex_);
+  const auto found = streams_.find(stream);
+  return found != streams_.end() && found->second->device == &device;
+}
+
 std::size_t Queue::streams() const {
   const Lock lock(mutex_);
   return streams_.size();
+}
+
+void Queue::forget() {
+  const Lock lock(mutex_);
+  streams_.clear();
+  for (Work *work = failed_.exchange(nullptr), *next; work != nullptr; work = next) {
+    next = work->next_;
+    delete work;
+  }
 }
 
 void Queue::setSchedule(Schedule schedule) {
@@ -192,9 +266,9 @@ void Queue::startThread() {
   if (stopped_) return;
   started_ = true;
   try {
-    thread_ = std::thread([this] { deviceThread(); });
+    thread_ = os::startThread([this] { deviceThread(); });
     running_ = true;
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {
     // Without a thread of its own the device works when somebody waits.
   }
 }
@@ -234,19 +308,24 @@ namespace {
 
 // The queue outlives every object with a destructor, so that calls made while the process ends still work;
 // only its thread has to end before this library's code may go.
-Queue& theQueue() {
-  static Queue* const instance = new Queue;
-  return *instance;
-}
+platform::PerProcess<Queue> theQueue;
 
 struct StopAtUnload {
   ~StopAtUnload() {
-    if (os::joinsAtUnload()) theQueue().stop();
+    if (os::joinsAtUnload() && theQueue.peek() != nullptr) theQueue.peek()->stop();
   }
 } stopAtUnload;
 
 }  // namespace
 
-Queue& queue() { return theQueue(); }
+Queue& queue() { return theQueue.get(); }
+
+void enqueue(Device& device, cudaStream_t stream, std::unique_ptr<Work> work) {
+  queue().push(device, stream, std::move(work));
+}
+
+cudaError_t runInTurn(Device& device, cudaStream_t stream, Work& work) {
+  return queue().pushAndWait(device, stream, work);
+}
 
 }  // namespace software_device

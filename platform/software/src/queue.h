@@ -3,7 +3,12 @@
 // see a difference.
 //
 // A thread of the device runs the queue; a host thread that waits for a piece helps, and runs what is queued
-// up to that piece by itself, so that a small call costs no change of threads.
+// up to that piece by itself, so that a small call costs no change of threads. Whoever runs it, work computes
+// in one floating-point mode.
+//
+// The queue takes work that somebody has made, and allocates nothing. Work that fails all the same, since it
+// could not get memory for a stack, is over like any other; its error waits for the thread that has issued
+// it.
 
 #ifndef TOVI_SOFTWARE_QUEUE_H
 #define TOVI_SOFTWARE_QUEUE_H
@@ -13,17 +18,17 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 #include "platform/software/testing/software_device.h"
+#include "platform/work.h"
 
 // What a stream handle points at.
 struct CUstream_st {
+  software_device::Device* device = nullptr;
   std::uint64_t last = 0;  // number of the work issued last
 };
 
@@ -31,10 +36,15 @@ namespace software_device {
 
 class Queue {
  public:
-  using Work = std::function<void()>;
+  Queue();
+  ~Queue();
+  Queue(const Queue&) = delete;
+  Queue& operator=(const Queue&) = delete;
 
-  // Appends work; its number, counted from 1. wakeDevice = false where the caller waits for it at once.
-  std::uint64_t push(cudaStream_t stream, Work work, bool wakeDevice = true);
+  // Appends work for this device; its number, counted from 1.
+  std::uint64_t push(Device& device, cudaStream_t stream, std::unique_ptr<Work> work);
+  // Appends work of a caller's who waits for it; when it is done, its error.
+  cudaError_t pushAndWait(Device& device, cudaStream_t stream, Work& work);
   // Returns when the work of this number, and all before it, is done.
   void wait(std::uint64_t number);
   // Whether it is done. Where nothing else runs the queue, every call that says no moves the queue on by one
@@ -45,16 +55,20 @@ class Queue {
     const std::uint64_t done = completed_.load(std::memory_order_acquire);
     return static_cast<std::size_t>(issued_.load(std::memory_order_acquire) - done);
   }
+  // The error of the first work that the calling thread has issued and that has failed since it last asked.
+  cudaError_t takeFailure() noexcept;
 
-  cudaStream_t createStream();
+  cudaStream_t createStream(Device& device);
   // Forgets the handle; its work goes on. False when there is no such stream.
   bool removeStream(cudaStream_t stream);
-  // The number of the last work issued on it; for the default stream, on any. False when there is no such
-  // stream.
-  bool lastIssued(cudaStream_t stream, std::uint64_t* number) const;
-  bool done(std::uint64_t number) const { return completed_.load(std::memory_order_acquire) >= number; }
+  // The number of the last work issued on it; for the default stream, on any of the device. False when there
+  // is no such stream.
+  bool lastIssued(const Device& device, cudaStream_t stream, std::uint64_t* number) const;
+  // Whether work for this device may be issued on it.
+  bool belongs(cudaStream_t stream, const Device& device) const;
   std::size_t streams() const;
-  void removeAllStreams();
+  // As there were neither streams nor failures.
+  void forget();
 
   void setSchedule(Schedule schedule);
   // Ends the device's thread when all work is done; later work starts another one.
@@ -66,12 +80,17 @@ class Queue {
   using Lock = std::unique_lock<std::mutex>;
   struct Waiter {
     std::uint64_t number;
-    std::condition_variable wake;
+    Waiter* next = nullptr;
+    std::condition_variable wake{};
   };
 
-  bool empty() const { return head_ == tail_; }
+  std::uint64_t append(Device& device, cudaStream_t stream, Work* work, bool wakeDevice);
+  bool empty() const { return first_ == nullptr; }
   void runOne(Lock& lock);  // the next piece; nobody is executing, and there is one
   void handOver();          // who runs what is left when a helper leaves
+  void sleep(Lock& lock, std::uint64_t number);
+  template <class Condition>
+  void spinUntil(Condition condition) const;
   void deviceThread();
   void startThread();
   void endThread();
@@ -79,13 +98,14 @@ class Queue {
   bool mayHelp() const;
   bool deviceHasWork() const { return schedule_ == Schedule::eager && !executing_ && !empty(); }
 
+  const int spins_;  // how often one looks again before going to sleep
   mutable std::mutex mutex_;
-  std::vector<Work> ring_ = std::vector<Work>(64);  // a power of two
-  std::size_t head_ = 0, tail_ = 0;                 // next to run, next free place; both count up for ever
+  Work *first_ = nullptr, *last_ = nullptr;
   std::atomic<std::uint64_t> issued_{0}, completed_{0};
   bool executing_ = false;
-  std::vector<Waiter*> waiters_;
+  Waiter* waiters_ = nullptr;
   std::map<cudaStream_t, std::unique_ptr<CUstream_st>> streams_;
+  std::atomic<Work*> failed_{nullptr};  // those whose errors nobody has taken yet, the latest first
 
   Schedule schedule_ = Schedule::eager;
   std::mutex ending_;  // held by who ends the thread

@@ -95,7 +95,7 @@ struct Extent {
 // Runs work of the host BLAS on the device's operands. It copies with memcpy, which AddressSanitizer watches:
 // there the operands are host memory for as long as the work runs, and nothing else on the device does.
 template <class Extents, class Work>
-void lendToHost([[maybe_unused]] const Extents& operands, const Work& work) {
+void lendToHost([[maybe_unused]] const Extents& operands, Work&& work) {
   if constexpr (sanitizerBuild)
     for (const Extent& operand : operands) operand.apply(unpoison);
   work();

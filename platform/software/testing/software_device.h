@@ -33,6 +33,9 @@ struct Profile {
 struct Machine {
   std::vector<Profile> devices;
   int runtimeVersion = 3020, driverVersion = 3020;
+  // As with CUDA before 4.0: a process has one current device, and keeps it once it has used it. Else every
+  // thread has its own, device 0 until it sets another one.
+  bool oneDevicePerProcess = false;
 };
 
 // The machine that is there without configure(): one device that describes this processor, capability 2.0.
@@ -49,8 +52,10 @@ void setSchedule(Schedule schedule);
 // Worker threads beside the one that runs the queue; the bits of every result must not depend on it.
 void setWorkers(int count);
 // Fresh and freed device memory is filled with NaN bytes, and the space between allocations is checked for
-// writes whenever something is freed. On from the start in sanitizer builds.
-void setChecking(bool on);
+// writes whenever something is freed. The blocks of a grid, and between two barriers the threads of a block,
+// run in an order that the seed and the number of the launch give, where it is else the order of their
+// numbers. On from the start in sanitizer builds.
+void setChecking(bool on, std::uint64_t seed = 1);
 // Whether a kernel that has a native body runs as that body; else thread by thread. On from the start.
 void useNativeBodies(bool on);
 
@@ -68,6 +73,7 @@ enum class Entry : int {
   free,
   mallocHost,
   freeHost,
+  memGetInfo,
   memcpy,
   memcpyAsync,
   memcpy2D,
@@ -126,9 +132,12 @@ void resetCounts();
 void startRecording();
 std::vector<Call> stopRecording();
 
+// From here on every call that uses this device fails with this error, as after an illegal address.
+void loseDevice(int ordinal, int error);
+
 // --- What is alive.
 struct Live {
-  std::size_t allocations = 0, pageLockedBlocks = 0, streams = 0;
+  std::size_t allocations = 0, pageLockedBlocks = 0, streams = 0, blasHandles = 0;
   std::size_t deviceBytes = 0, peakDeviceBytes = 0, pageLockedBytes = 0, peakPageLockedBytes = 0;
 };
 Live live();

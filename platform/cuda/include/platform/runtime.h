@@ -48,24 +48,25 @@ inline cudaError_t getDeviceProperties(DeviceProperties* properties, int device)
   return status;
 }
 
-// The legacy BLAS interface of today answers "not initialized" when it is asked for its pending status before
-// cublasInit or after cublasShutdown. To the library that is no failure of any call.
-inline std::atomic<bool>& blasStarted() {
-  static std::atomic<bool> started{false};
-  return started;
-}
-inline cublasStatus startBlas() {
-  const cublasStatus status = cublasInit();
-  blasStarted() = status == CUBLAS_STATUS_SUCCESS;
-  return status;
-}
-inline cublasStatus stopBlas() {
-  blasStarted() = false;
-  return cublasShutdown();
-}
-inline cublasStatus pendingBlasStatus() {
-  const cublasStatus status = cublasGetError();
-  return blasStarted() ? status : CUBLAS_STATUS_SUCCESS;
+// Whether this process is using the device already: whether the runtime has a context on it.
+inline bool deviceInUse(int device) {
+  void* query = nullptr;
+  cudaDriverEntryPointQueryResult found = cudaDriverEntryPointSymbolNotFound;
+#if CUDART_VERSION >= 12050
+  const cudaError_t status =
+      cudaGetDriverEntryPointByVersion("cuDevicePrimaryCtxGetState", &query, 7000, cudaEnableDefault, &found);
+#else
+  const cudaError_t status =
+      cudaGetDriverEntryPoint("cuDevicePrimaryCtxGetState", &query, cudaEnableDefault, &found);
+#endif
+  if (status != cudaSuccess || found != cudaDriverEntryPointSuccess) {
+    static_cast<void>(cudaGetLastError());
+    return false;
+  }
+  unsigned flags = 0;
+  int active = 0;
+  const auto getState = reinterpret_cast<int (*)(int, unsigned*, int*)>(query);
+  return getState(device, &flags, &active) == 0 && active != 0;
 }
 
 }  // namespace platform

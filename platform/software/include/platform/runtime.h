@@ -8,6 +8,8 @@
 
 #include "platform/kernel.h"
 
+extern "C" TOVI_SOFTWARE_API int toviSw_deviceInUse(int device);
+
 namespace platform {
 
 inline constexpr cudaError_t errorSetOnActiveProcess = cudaErrorSetOnActiveProcess;
@@ -27,9 +29,8 @@ inline cudaError_t getDeviceProperties(DeviceProperties* properties, int device)
   return status;
 }
 
-inline cublasStatus startBlas() { return cublasInit(); }
-inline cublasStatus stopBlas() { return cublasShutdown(); }
-inline cublasStatus pendingBlasStatus() { return cublasGetError(); }
+// Whether this process is using the device already.
+inline bool deviceInUse(int device) { return toviSw_deviceInUse(device) != 0; }
 
 }  // namespace platform
 
