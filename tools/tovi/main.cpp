@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int failed = 1, wrongUsage = 2;
+constexpr int failed = 1, wrongUsage = 2, notResolved = 3;
 
 constexpr const char* fileNotes =
     "Files are Matrix Market: coordinate or array; real, complex, integer or pattern; general,\n"
@@ -140,9 +140,9 @@ int run(int argc, char** argv) {
     return app.exit(e) == 0 ? 0 : wrongUsage;
   }
   if (*devices) tool::listDevices();
-  if (*solve) tool::solve(options);
-  if (*lstsq) tool::lstsq(lstsqOptions);
   if (*svd) tool::svd(svdOptions);
+  if (*solve && !tool::solve(options)) return notResolved;
+  if (*lstsq && !tool::lstsq(lstsqOptions)) return notResolved;
   return 0;
 }
 
