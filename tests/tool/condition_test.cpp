@@ -151,16 +151,37 @@ TEST_F(Condition, ColumnsThatDependAreNamed) {
       {"lstsq T.mtx --constraint D.mtx u.mtx",
        {"T.mtx" + none, "T.mtx: to single precision column 3 depends on 1\n"}},
   });
+  // Not all of many.
+  std::string same = real + "40 8\n";
+  for (int k = 0; k < 320; ++k) same += std::to_string(0.1 + k % 40 * 0.7) + '\n';
+  write("same.mtx", same);
+  const std::string column = "same.mtx: to single precision column ";
+  expectWarnings({{"lstsq same.mtx",
+                   {"same.mtx" + none, column + "2 depends on 1\n", column + "3 depends on 1\n",
+                    column + "4 depends on 1\n", column + "5 depends on 1\n", column + "6 depends on 1\n",
+                    "same.mtx: so do 2 more\n"}}});
   // A constraint that settles what the columns leave open.
   write("U.mtx", real + "1 3\n1\n0\n-1\n");
   condition("lstsq T.mtx --constraint U.mtx u.mtx", 0, result);
 }
 
 TEST_F(Condition, ZeroPivotsAreExplained) {
-  write("t.csv", "a,b,c,y\n1,0,2,1\n0,0,0,2\n2,0,4,3\n");
-  const Result result = run("lstsq t.csv --response y");
-  EXPECT_EQ(result.exitCode, 1);
-  expectParts(result.err, {"Data error at pos 2", "t.csv: column 'b' is zero"});
+  write("t.csv", "a,b,c,y\n1,0,2,1\n0,0,1,2\n2,0,5,3\n");
+  write("S.mtx", real + "2 2\n1\n2\n2\n4\n");
+  write("A.mtx", real + "3 2\n1\n2\n3\n4\n5\n7\n");
+  write("B.mtx", real + "1 2\n0\n0\n");
+  write("d.mtx", real + "1 1\n1\n");
+  const std::pair<const char*, const char*> cases[] = {
+      {"lstsq t.csv --response y", "t.csv: column 'b' is zero"},
+      {"solve S.mtx", "S.mtx: to single precision column 2 depends on 1"},
+      {"lstsq A.mtx --constraint B.mtx d.mtx", "B.mtx: row 1 is zero"},
+  };
+  for (const auto& [arguments, warning] : cases) {
+    const Result result = run(arguments);
+    EXPECT_EQ(result.exitCode, 1);
+    expectParts(result.err, {std::string("tovi: warning: ") + warning, "Data error at pos "});
+    EXPECT_EQ(lines(result.err), 3) << result.err;  // the error takes two
+  }
 }
 
 TEST_F(Condition, UnitsOfColumnsMakeNoDifference) {

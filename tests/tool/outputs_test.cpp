@@ -40,18 +40,18 @@ TEST_F(Outputs, NoInputIsOverwritten) {
   std::filesystem::create_hard_link(path("A.mtx"), path("link.mtx"));
   std::filesystem::create_directory(path("folder"));
   expectRefused({
-      {"solve A.mtx -o A.mtx", "A.mtx: is the input A.mtx, and would be overwritten"},
-      {"solve A.mtx -o folder/../A.mtx", "folder/../A.mtx: is the input A.mtx"},
-      {"solve A.mtx -o link.mtx", "link.mtx: is the input A.mtx"},
-      {"solve A.mtx b.mtx -o b.mtx", "b.mtx: is the input b.mtx"},
-      {"solve A.mtx --csv A.mtx", "A.mtx: is the input A.mtx"},
-      {"lstsq A.mtx b.mtx -o A.mtx", "A.mtx: is the input A.mtx"},
-      {"lstsq t.csv --response y --csv t.csv", "t.csv: is the input t.csv"},
-      {"lstsq A.mtx b.mtx --constraint B.mtx d.mtx -o B.mtx", "B.mtx: is the input B.mtx"},
-      {"lstsq A.mtx b.mtx --constraint B.mtx d.mtx --csv d.mtx", "d.mtx: is the input d.mtx"},
-      {"svd t.csv -o t", "t.csv: is the input t.csv"},
-      {"svd q.svg -o q", "q.svg: is the input q.svg"},
-      {"svd p.pgm --csv p.pgm", "p.pgm: is the input p.pgm"},
+      {"solve A.mtx -o A.mtx", "A.mtx: would overwrite the input A.mtx"},
+      {"solve A.mtx -o folder/../A.mtx", "folder/../A.mtx: would overwrite the input A.mtx"},
+      {"solve A.mtx -o link.mtx", "link.mtx: would overwrite the input A.mtx"},
+      {"solve A.mtx b.mtx -o b.mtx", "b.mtx: would overwrite the input b.mtx"},
+      {"solve A.mtx --csv A.mtx", "A.mtx: would overwrite the input A.mtx"},
+      {"lstsq A.mtx b.mtx -o A.mtx", "A.mtx: would overwrite the input A.mtx"},
+      {"lstsq t.csv --response y --csv t.csv", "t.csv: would overwrite the input t.csv"},
+      {"lstsq A.mtx b.mtx --constraint B.mtx d.mtx -o B.mtx", "B.mtx: would overwrite the input B.mtx"},
+      {"lstsq A.mtx b.mtx --constraint B.mtx d.mtx --csv d.mtx", "d.mtx: would overwrite the input d.mtx"},
+      {"svd t.csv -o t", "t.csv: would overwrite the input t.csv"},
+      {"svd q.svg -o q", "q.svg: would overwrite the input q.svg"},
+      {"svd p.pgm --csv p.pgm", "p.pgm: would overwrite the input p.pgm"},
       {"svd A.mtx -o p --csv p.csv", "p.csv: two outputs have this name"},
       {"solve A.mtx -o x --csv folder/../x", "folder/../x: two outputs have this name"},
   });
@@ -97,13 +97,14 @@ TEST_F(Outputs, ATableOfResultsHasOneKindOfLine) {
 
   // What an editor may have left: other line ends, no end of the last line. An empty file is a new one.
   std::string table = contents(path("solved.csv"));
+  const std::string line = table.substr(table.find('\n'));
   table.insert(table.find('\n'), "\r");
   table.pop_back();
   write("solved.csv", table);
   write("empty.csv", "");
   for (const char* name : {"solved.csv", "empty.csv"})
     ASSERT_EQ(run(std::string("solve A.mtx --csv ") + name).exitCode, 0);
-  EXPECT_EQ(contents(path("solved.csv")).rfind(table + '\n', 0), 0u);
+  expectParts(contents(path("solved.csv")), {line});
   EXPECT_EQ(lines(contents(path("solved.csv"))), 3);
   EXPECT_EQ(lines(contents(path("empty.csv"))), 2);
 }

@@ -19,23 +19,24 @@ void Condition::addTo(CsvRow& row) const {
   row.insert(row.end(), {{"condition", number("%.6g", value)}, {"digits", number("%.3g", digits())}});
 }
 
-std::vector<std::string> describe(const std::string& path, const std::vector<Dependence>& dependences,
+std::vector<std::string> describe(const std::string& path, const Dependences& dependences,
                                   const std::string& what, const std::function<std::string(int)>& name) {
-  constexpr std::size_t most = 5;
+  constexpr std::size_t mostOthers = 5;
   std::vector<std::string> lines;
-  for (const Dependence& dependence : dependences) {
-    if (lines.size() == most) {
-      lines.push_back(path + ": and so do " + std::to_string(dependences.size() - most) + " more");
-      break;
-    }
+  for (const Dependence& dependence : dependences.first) {
     std::string others;
-    for (std::size_t k = 0; k < dependence.others.size() && k <= most; ++k)
-      others += (k == 0 ? "" : ", ") + (k == most ? "..." : name(dependence.others[k]));
-    const std::string column = what + " " + name(dependence.column);
-    lines.push_back(
-        path + ": " +
-        (others.empty() ? column + " is zero" : "to single precision " + column + " depends on " + others));
+    for (std::size_t k = 0; k < dependence.others.size() && k <= mostOthers; ++k) {
+      others += k == 0 ? "" : ", ";
+      others += k == mostOthers ? "..." : name(dependence.others[k]);
+    }
+    std::string line = path;
+    line += others.empty() ? ": " : ": to single precision ";
+    line += what + " " + name(dependence.column);
+    line += others.empty() ? " is zero" : " depends on " + others;
+    lines.push_back(line);
   }
+  if (const auto described = static_cast<int>(lines.size()); described < dependences.count)
+    lines.push_back(path + ": so do " + std::to_string(dependences.count - described) + " more");
   return lines;
 }
 

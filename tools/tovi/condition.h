@@ -18,23 +18,27 @@
 
 namespace tool {
 
-// A condition number, and the largest one that can be told from infinity.
-struct Condition {
-  double value = 0.0, resolved = INFINITY;
+// The largest condition of an m x n matrix that single precision can tell from infinity. A factorization's
+// errors are sums along the longer side and grow like its root: matrices whose columns depend on each other
+// have been seen with conditions from here on.
+inline double resolvedCondition(int m, int n) {
+  return 1.0 / (eps * std::sqrt(static_cast<double>(std::max(m, n))));
+}
 
-  // For an m x n matrix. A factorization's errors are sums along the longer side, and grow like its root:
-  // columns that depend on each other have been seen with conditions from a few times this value on.
+struct Condition {
+  double value = 0.0, resolved = 0.0;
+
+  Condition() = default;
   Condition(double estimate, int m, int n)
       : value(std::isnan(estimate) ? INFINITY : estimate),  // an overflow on the way
-        resolved(1.0 / (eps * std::sqrt(static_cast<double>(std::max(m, n))))) {}
-  Condition() = default;
+        resolved(resolvedCondition(m, n)) {}
 
-  // How many decimal digits of the solution it leaves; none where it is not resolved.
-  double digits() const { return value <= resolved ? std::log10(resolved / value) : 0.0; }
   bool isResolved() const { return value <= resolved; }
+  // How many decimal digits it leaves the solution
+  double digits() const { return isResolved() ? std::log10(resolved / value) : 0.0; }
 
   std::string text() const;     // one line of a report
-  std::string warning() const;  // "condition 2e+13, ...", for one that is not resolved
+  std::string warning() const;  // of one that is not resolved
   void addTo(CsvRow& row) const;
 };
 
@@ -80,8 +84,9 @@ double largestSingularValue(int n, const Square& square) {
 
 template <class T>
 std::vector<double> columnLengths(const Matrix<T>& a) {
-  std::vector<double> lengths;
-  for (int j = 0; j < a.columns; ++j) lengths.push_back(norm(converted<Wide<T>>(columnOf(a, j))));
+  std::vector<double> lengths(static_cast<std::size_t>(a.columns));
+  for (int j = 0; j < a.columns; ++j)
+    lengths[static_cast<std::size_t>(j)] = norm(converted<Wide<T>>(columnOf(a, j)));
   return lengths;
 }
 
@@ -132,34 +137,44 @@ struct Dependence {
   std::vector<int> others;  // none: the column is zero
 };
 
-// The columns of A that are combinations of those before them, to single precision: what U has on its
-// diagonal is what such a column has beside them. A = Q U or L U of m rows; of u the upper triangle is read.
-// The one that comes nearest to that is always among them.
+struct Dependences {
+  static constexpr std::size_t most = 5;
+  std::vector<Dependence> first;  // at most so many of them
+  int count = 0;
+};
+
+// The columns of A that are combinations of those before them, to single precision. A = Q U or L U, and of u
+// the upper triangle is read: its diagonal is what each column has beside those before it. The one that has
+// the smallest part is always among them.
 template <class T>
-std::vector<Dependence> dependentColumns(const Matrix<T>& u, double resolved) {
+Dependences dependentColumns(const Matrix<T>& u, double resolved) {
   using W = Wide<T>;
   const int n = u.columns;
-  std::vector<double> lengths, parts;  // of the columns; what is left of them, over their lengths
+  const auto at = [](int j) { return static_cast<std::size_t>(j); };
+  std::vector<double> lengths(at(n)), parts(at(n));
   for (int j = 0; j < n; ++j) {
     double squares = 0.0;
     for (int i = 0; i <= j; ++i) squares += std::norm(W(u(i, j)));
-    lengths.push_back(std::sqrt(squares));
-    parts.push_back(squares == 0.0 ? 0.0 : std::abs(W(u(j, j))) / lengths.back());
+    lengths[at(j)] = std::sqrt(squares);
+    if (squares > 0.0) parts[at(j)] = std::abs(W(u(j, j))) / lengths[at(j)];
   }
   const double bound =
       std::max(std::sqrt(static_cast<double>(n)) / resolved, *std::min_element(parts.begin(), parts.end()));
-  const auto at = [](int j) { return static_cast<std::size_t>(j); };
-  std::vector<Dependence> found;
+
+  Dependences dependences;
   for (int j = 0; j < n; ++j) {
     if (parts[at(j)] > bound) continue;
-    // The combination, by substitution; none of them depends on others itself.
-    Matrix<W> rest(n, 1);
+    if (dependences.first.size() == Dependences::most) {
+      ++dependences.count;
+      continue;
+    }
+    // The combination, by substitution; columns that depend on others themselves are left out.
+    std::vector<W> rest(&u(0, j), &u(0, j) + j);
     std::vector<double> shares(at(j));
-    for (int i = 0; i < j; ++i) rest(i, 0) = W(u(i, j));
     for (int k = j - 1; k >= 0; --k) {
       if (parts[at(k)] <= bound) continue;
-      const W factor = rest(k, 0) / W(u(k, k));
-      for (int i = 0; i < k; ++i) rest(i, 0) -= factor * W(u(i, k));
+      const W factor = rest[at(k)] / W(u(k, k));
+      for (int i = 0; i < k; ++i) rest[at(i)] -= factor * W(u(i, k));
       shares[at(k)] = std::abs(factor) * lengths[at(k)];
     }
     constexpr double negligible = 1e-3;
@@ -167,13 +182,15 @@ std::vector<Dependence> dependentColumns(const Matrix<T>& u, double resolved) {
     for (int k = 0; k < j; ++k)
       if (shares[at(k)] > negligible * *std::max_element(shares.begin(), shares.end()))
         dependence.others.push_back(k);
-    if (lengths[at(j)] == 0.0 || !dependence.others.empty()) found.push_back(dependence);
+    if (dependence.others.empty() && lengths[at(j)] > 0.0) continue;  // only rounding stands before it
+    dependences.first.push_back(dependence);
+    ++dependences.count;
   }
-  return found;
+  return dependences;
 }
 
-// One line each, of the first few: "t.csv: to single precision column 'b' depends on 'a'". what: "column".
-std::vector<std::string> describe(const std::string& path, const std::vector<Dependence>& dependences,
+// One line each: "t.csv: to single precision column 'b' depends on 'a'". what: "column".
+std::vector<std::string> describe(const std::string& path, const Dependences& dependences,
                                   const std::string& what, const std::function<std::string(int)>& name);
 
 }  // namespace tool

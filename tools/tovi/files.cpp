@@ -101,7 +101,7 @@ Outputs::Outputs(const std::vector<std::string>& inputs, const std::vector<std::
     if (!isStream(path)) {
       for (const std::string& input : inputs)
         if (!input.empty() && areOneFile(path, input))
-          throw Failure(path + ": is the input " + input + ", and would be overwritten");
+          throw Failure(path + ": would overwrite the input " + input);
       for (std::size_t other = 0; other < k; ++other)
         if (!paths[other].empty() && areOneFile(path, paths[other]))
           throw Failure(path + ": two outputs have this name");

@@ -194,17 +194,33 @@ std::vector<Factor<Wide<T>>> factorsOf(const Problem<T>& problem, const Solution
   using W = Wide<T>;
   using Of = typename Factor<W>::Of;
   const Matrix<T>& a = solution.a;
-  const int m = a.rows, n = a.columns, p = problem.constraint ? problem.constraint->rows : 0;
+  const int m = a.rows, n = a.columns;
   const auto ofA = [&](int i, int j) { return a(i, j); };
-  if (p == 0 && m < n)
-    return {{Of::rows, upperTriangle<W>(m, [&](int i, int j) { return conjugated(W(a(j, i))); })}};
-  if (p == 0) return {{Of::columns, upperTriangle<W>(n, ofA)}};
-  // T of B = (0 T) Q has its rows from the last one on.
-  std::vector<Factor<W>> factors = {{Of::constraints, upperTriangle<W>(p, [&](int i, int j) {
-                                       return conjugated(W((*solution.constraint)(p - 1 - j, n - 1 - i)));
-                                     })}};
-  if (p < n) factors.push_back({Of::rest, upperTriangle<W>(n - p, ofA)});
+  std::vector<Factor<W>> factors;
+  if (problem.constraint) {
+    const Matrix<T>& b = *solution.constraint;
+    const int p = b.rows;
+    // T of B = (0 T) Q has its rows from the last one on.
+    const auto ofB = [&](int i, int j) { return conjugated(W(b(p - 1 - j, n - 1 - i))); };
+    factors.push_back({Of::constraints, upperTriangle<W>(p, ofB)});
+    if (p < n) factors.push_back({Of::rest, upperTriangle<W>(n - p, ofA)});
+  } else if (m < n) {
+    factors.push_back({Of::rows, upperTriangle<W>(m, [&](int i, int j) { return conjugated(W(a(j, i))); })});
+  } else {
+    factors.push_back({Of::columns, upperTriangle<W>(n, ofA)});
+  }
   return factors;
+}
+
+// Of a matrix whose columns, or rows, count by their directions alone: they may have different units. Under a
+// constraint those of A are mixed, and what is left of A is held against all of it.
+template <class T>
+Condition conditionOf(const Problem<T>& problem, const Factor<Wide<T>>& factor) {
+  const int m = problem.a.rows, n = problem.a.columns;
+  if (factor.of == Factor<Wide<T>>::Of::rest)
+    return {norm(converted<Wide<T>>(problem.a)) * normOfInverse(factor.r, ones(factor.r.columns)), m, n};
+  const std::vector<double> lengths = columnLengths(factor.r);
+  return {normOf(factor.r, lengths) * normOfInverse(factor.r, lengths), m, n};
 }
 
 // What depends on what, if the columns of a factor do.
@@ -212,7 +228,7 @@ template <class T>
 std::vector<std::string> dependences(const Problem<T>& problem, const Factor<Wide<T>>& factor) {
   using W = Wide<T>;
   using Of = typename Factor<W>::Of;
-  const double resolved = Condition(INFINITY, problem.a.rows, problem.a.columns).resolved;
+  const double resolved = resolvedCondition(problem.a.rows, problem.a.columns);
   const auto columnName = [&](int j) {
     return problem.names.empty() ? std::to_string(j + 1)
                                  : "'" + problem.names[static_cast<std::size_t>(j)] + "'";
@@ -269,7 +285,8 @@ Solution<T> solveFromHost(const Problem<T>& problem, double& time) {
     solution.x = resized(b, n);
   }
   if (status == toviDataError)
-    for (const Factor<Wide<T>>& factor : factorsOf(problem, solution)) warn(dependences(problem, factor));
+    for (const Factor<Wide<T>>& factor : factorsOf(problem, solution))
+      if (!conditionOf(problem, factor).isResolved()) warn(dependences(problem, factor));
   check(status, problem.path);
   return solution;
 }
@@ -341,23 +358,13 @@ void keepLargest(double& largest, double value) {
   if (!(value <= largest) && !std::isnan(largest)) largest = value;
 }
 
-// Of a matrix whose columns, or rows, count by their directions alone: they may have different units. Under a
-// constraint those of A are mixed, and what is left of A is held against all of it.
-template <class T>
-double conditionOf(const Problem<T>& problem, const Factor<Wide<T>>& factor) {
-  if (factor.of == Factor<Wide<T>>::Of::rest)
-    return norm(converted<Wide<T>>(problem.a)) * normOfInverse(factor.r, ones(factor.r.columns));
-  const std::vector<double> lengths = columnLengths(factor.r);
-  return normOf(factor.r, lengths) * normOfInverse(factor.r, lengths);
-}
-
 // The greater condition, where a constraint has one and what it leaves of A another.
 template <class T>
 void judge(const Problem<T>& problem, const Solution<T>& solution, Report& report) {
   using W = Wide<T>;
   for (const Factor<W>& factor : factorsOf(problem, solution)) {
     const bool ofConstraint = factor.of == Factor<W>::Of::constraints;
-    const Condition condition(conditionOf(problem, factor), problem.a.rows, problem.a.columns);
+    const Condition condition = conditionOf(problem, factor);
     if (condition.value > report.condition.value) report.condition = condition;
     if (condition.isResolved()) continue;
     report.warnings.push_back((ofConstraint ? problem.constraintPath : problem.path) + ": " +

@@ -46,8 +46,8 @@ struct Solution {
 // Columns that make the matrix singular, or nearly, by its factors.
 template <class T>
 std::vector<std::string> dependences(const std::string& what, const Matrix<T>& factors) {
-  const Condition limit(INFINITY, factors.rows, factors.columns);
-  return describe(what, dependentColumns(factors, limit.resolved), "column",
+  const double resolved = resolvedCondition(factors.rows, factors.columns);
+  return describe(what, dependentColumns(factors, resolved), "column",
                   [](int j) { return std::to_string(j + 1); });
 }
 
