@@ -68,7 +68,8 @@ TEST_F(UnixOutputs, LinksStayLinksAndPermissionsStay) {
   expectParts(run("solve A.mtx -o link.mtx").err, {"link.mtx: would overwrite the input A.mtx"});
 }
 
-TEST_F(UnixOutputs, PipesAndDevicesAreWrittenInPlace) {
+TEST_F(UnixOutputs, StreamsAreWrittenAsTheyStand) {
+  expectParts(run("solve A.mtx --csv /dev/stdout").out, {"\nbackward error ", "\norder,columns,kind,"});
   const std::string command = "cd '" + path("") +
                               "' && { '" TOVI_TOOL
                               "' solve A.mtx -o /dev/stdout --csv /dev/null; echo $?; } | cat";
@@ -80,7 +81,6 @@ TEST_F(UnixOutputs, PipesAndDevicesAreWrittenInPlace) {
   const std::size_t matrix = text.find(real + "2 1\n");
   EXPECT_NE(matrix, std::string::npos) << text;
   EXPECT_NE(text.find("\n0\n", matrix), std::string::npos) << text;
-  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
   expectParts(run("solve A.mtx -o /dev/full").err, {"/dev/full: cannot be written: No space left"});
 }
 

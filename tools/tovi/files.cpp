@@ -15,8 +15,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+[[noreturn]] void fail(const std::string& path, const std::string& why) { throw Failure(path + ": " + why); }
 [[noreturn]] void failToWrite(const std::string& path, const std::string& why) {
-  throw Failure(path + ": cannot be written: " + why);
+  fail(path, "cannot be written: " + why);
 }
 [[noreturn]] void failToWrite(const std::string& path) {
   failToWrite(path, std::generic_category().message(errno));
@@ -29,13 +30,6 @@ fs::path placeOf(fs::path path) {
   for (int links = 0; links < longestChain && fs::is_symlink(path, error); ++links)
     path = path.parent_path() / fs::read_symlink(path, error);
   return path;
-}
-
-// Whether a file has to be written as it stands: it is there, but not as a file that another could replace.
-bool isStream(const std::string& path) {
-  std::error_code error;
-  return fs::exists(path, error) &&
-         !(fs::is_regular_file(path, error) && fs::equivalent(path, placeOf(path), error));
 }
 
 fs::path folderOf(const fs::path& path) { return path.has_parent_path() ? path.parent_path() : "."; }
@@ -70,6 +64,14 @@ bool hasEnding(const std::string& path, const std::string& ending) {
   return end == ending;
 }
 
+bool isStream(const std::string& path) {
+  std::error_code error;
+  for (const char* own : {"/dev/stdout", "/dev/stderr"})
+    if (fs::equivalent(path, own, error)) return true;
+  return fs::exists(path, error) &&
+         !(fs::is_regular_file(path, error) && fs::equivalent(path, placeOf(path), error));
+}
+
 TemporaryFile::TemporaryFile(std::string path) : path_(std::move(path)), place_(placeOf(path_)) {
   std::random_device random;
   name_ = folderOf(place_) / (".tovi-" + std::to_string(random()) + std::to_string(random()));
@@ -100,11 +102,9 @@ Outputs::Outputs(const std::vector<std::string>& inputs, const std::vector<std::
     if (path.empty()) continue;
     if (!isStream(path)) {
       for (const std::string& input : inputs)
-        if (!input.empty() && areOneFile(path, input))
-          throw Failure(path + ": would overwrite the input " + input);
+        if (!input.empty() && areOneFile(path, input)) fail(path, "would overwrite the input " + input);
       for (std::size_t other = 0; other < k; ++other)
-        if (!paths[other].empty() && areOneFile(path, paths[other]))
-          throw Failure(path + ": two outputs have this name");
+        if (!paths[other].empty() && areOneFile(path, paths[other])) fail(path, "two outputs have this name");
     }
     checkWritable(path, k < written.size());
   }

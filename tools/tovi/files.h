@@ -15,6 +15,10 @@ namespace tool {
 // Whether the file's name has this ending (".csv"), in whatever case.
 bool hasEnding(const std::string& path, const std::string& ending);
 
+// Whether a file has to be written as it stands: it is there, but not as one that another could replace, or
+// it is what the program writes its text to.
+bool isStream(const std::string& path);
+
 // An empty file in the folder of another one, with that one's permissions if it is there. It is removed with
 // the object, unless it has been moved.
 class TemporaryFile {
@@ -33,8 +37,7 @@ class TemporaryFile {
 };
 
 // Files that appear whole or not at all, and all of them together: each is written under another name in its
-// folder, and takes its place when everything has been written. What is no regular file, a pipe or a device,
-// is written as it stands.
+// folder, and takes its place when everything has been written. Streams are written as they stand.
 class Outputs {
  public:
   // Refuses, before anything is computed, files that could not be written, two that are one, and those that

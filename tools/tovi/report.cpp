@@ -11,6 +11,7 @@
 
 #include "tools/tovi/device_matrix.h"
 #include "tools/tovi/failure.h"
+#include "tools/tovi/files.h"
 #include "tools/tovi/line_reader.h"
 #include "tools/tovi/numbers.h"
 
@@ -34,8 +35,8 @@ double availableMemory() {
 
 // A stream always is: it cannot be asked what it holds.
 bool isNewTable(const std::string& path) {
-  std::error_code unknown;
-  return !std::filesystem::is_regular_file(path, unknown) || std::filesystem::file_size(path, unknown) == 0;
+  std::error_code missing;
+  return isStream(path) || std::filesystem::file_size(path, missing) == 0 || missing;
 }
 
 bool endsWithALine(const std::string& path) {
@@ -122,7 +123,7 @@ void appendCsv(const std::string& path, const CsvRow& row) {
   const std::string why = std::generic_category().message(errno);
   if (!isThere)
     std::filesystem::remove(path, none);
-  else if (std::filesystem::is_regular_file(path, none))
+  else if (!isStream(path))
     std::filesystem::resize_file(path, size, none);
   throw Failure(path + ": cannot be written: " + why);
 }

@@ -86,7 +86,9 @@ std::vector<std::string> warningsOf(const std::string& what, const Condition& co
   const std::vector<double> lengths = columnLengths(a);
   const Condition scaled(normOf(a, lengths) * normOfInverse(factors, lengths), a.rows, a.columns);
   if (scaled.isResolved()) {
-    warnings.front() += number("; badly scaled: condition %.3g with its columns at one length", scaled.value);
+    warnings.front() +=
+        number("; badly scaled: condition %.3g with its columns at one length, ", scaled.value) +
+        number("about %.1f digits of x times those lengths", scaled.digits());
     return warnings;
   }
   for (std::string& line : dependences(what, factors)) warnings.push_back(std::move(line));
