@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -68,6 +69,15 @@ class Tool : public testing::Test {
     const int exitCode = testing_support::runProgram(words, folder_, output, "err");
     return {exitCode, contents(path("out")), contents(path("err"))};
   }
+  // The files in the folder and what they hold, without those that run() makes.
+  std::map<std::string, std::string> files() const {
+    std::map<std::string, std::string> result;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_)) {
+      const std::string name = entry.path().lexically_relative(folder_).string();
+      if (name != "out" && name != "err") result[name] = entry.is_directory() ? "" : contents(entry.path());
+    }
+    return result;
+  }
   Result solve(const std::string& text) const { return run("solve '" + write("a.mtx", text) + "'"); }
 
   // Each case is a text, or arguments, of which call() makes a run that fails with one line.
@@ -81,6 +91,20 @@ class Tool : public testing::Test {
       EXPECT_EQ(lines(result.err), 1) << result.err;
       EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
     }
+  }
+
+  // The fields of the first line of a table of results, by name.
+  std::map<std::string, std::string> results(const std::string& name) const {
+    std::ifstream csv(path(name));
+    std::string names, values;
+    std::getline(csv, names);
+    std::getline(csv, values);
+    std::map<std::string, std::string> fields;
+    std::istringstream nameStream(names), valueStream(values);
+    for (std::string field, value;
+         std::getline(nameStream, field, ',') && std::getline(valueStream, value, ',');)
+      fields[field] = value;
+    return fields;
   }
 
   // The numbers of a file that the program wrote, below its size line.

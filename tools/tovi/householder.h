@@ -70,6 +70,15 @@ class HouseholderQr {
       for (int j = 0; j < b.columns; ++j) reflect(k, b, j);
   }
 
+  Matrix<W> r() const {
+    Matrix<W> result(a_.columns, a_.columns);
+    for (int j = 0; j < a_.columns; ++j) {
+      for (int i = 0; i < j; ++i) result(i, j) = a_(i, j);
+      result(j, j) = diagonal_[static_cast<std::size_t>(j)];
+    }
+    return result;
+  }
+
   // b := R^-1 b and b := R^-H b, on the leading rows of b.
   void solveR(Matrix<W>& b) const {
     for (int j = 0; j < b.columns; ++j)

@@ -8,8 +8,10 @@
 #include <optional>
 #include <sstream>
 
+#include "tools/tovi/condition.h"
 #include "tools/tovi/device_matrix.h"
 #include "tools/tovi/failure.h"
+#include "tools/tovi/files.h"
 #include "tools/tovi/householder.h"
 #include "tools/tovi/library.h"
 #include "tools/tovi/matrix_market.h"
@@ -122,7 +124,8 @@ struct Sources {
 
 template <class T>
 struct Problem {
-  std::string path;  // of A, for messages
+  std::string path, constraintPath;  // of A and B, for messages
+  std::vector<std::string> names;    // of the columns of A, where it is a table
   Matrix<T> a, b;
   std::optional<Matrix<T>> constraint, d;
 
@@ -142,6 +145,8 @@ struct Problem {
 template <class T>
 Problem<T> read(const LstsqOptions& options, Sources& sources) {
   Problem<T> problem{options.matrix,
+                     options.constraint.empty() ? "" : options.constraint.front(),
+                     sources.design ? sources.design->names : std::vector<std::string>(),
                      sources.design ? converted<T>(sources.design->a) : sources.matrix->read<T>(),
                      Matrix<T>(0, 0),
                      {},
@@ -159,6 +164,96 @@ Problem<T> read(const LstsqOptions& options, Sources& sources) {
   return problem;
 }
 
+// --- What determines x
+
+// With the factors of A and B where these were
+template <class T>
+struct Solution {
+  Matrix<T> x, a;  // a: with the factors of A
+  std::optional<Matrix<T>> constraint;
+};
+
+// A triangular factor, and what its columns stand for.
+template <class W>
+struct Factor {
+  enum class Of { columns, rows, constraints, rest } of;
+  Matrix<W> r;
+};
+
+template <class W, class Element>
+Matrix<W> upperTriangle(int n, const Element& element) {
+  Matrix<W> r(n, n);
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i <= j; ++i) r(i, j) = W(element(i, j));
+  return r;
+}
+
+// The triangles that x comes from by substitution, those with rows of a matrix transposed.
+template <class T>
+std::vector<Factor<Wide<T>>> factorsOf(const Problem<T>& problem, const Solution<T>& solution) {
+  using W = Wide<T>;
+  using Of = typename Factor<W>::Of;
+  const Matrix<T>& a = solution.a;
+  const int m = a.rows, n = a.columns;
+  const auto ofA = [&](int i, int j) { return a(i, j); };
+  std::vector<Factor<W>> factors;
+  if (problem.constraint) {
+    const Matrix<T>& b = *solution.constraint;
+    const int p = b.rows;
+    // T of B = (0 T) Q has its rows from the last one on.
+    const auto ofB = [&](int i, int j) { return conjugated(W(b(p - 1 - j, n - 1 - i))); };
+    factors.push_back({Of::constraints, upperTriangle<W>(p, ofB)});
+    if (p < n) factors.push_back({Of::rest, upperTriangle<W>(n - p, ofA)});
+  } else if (m < n) {
+    factors.push_back({Of::rows, upperTriangle<W>(m, [&](int i, int j) { return conjugated(W(a(j, i))); })});
+  } else {
+    factors.push_back({Of::columns, upperTriangle<W>(n, ofA)});
+  }
+  return factors;
+}
+
+// Of a matrix whose columns, or rows, count by their directions alone: they may have different units. Under a
+// constraint those of A are mixed, and what is left of A is held against all of it.
+template <class T>
+Condition conditionOf(const Problem<T>& problem, const Factor<Wide<T>>& factor) {
+  const int m = problem.a.rows, n = problem.a.columns;
+  if (factor.of == Factor<Wide<T>>::Of::rest)
+    return {norm(converted<Wide<T>>(problem.a)) * normOfInverse(factor.r, ones(factor.r.columns)), m, n};
+  const std::vector<double> lengths = columnLengths(factor.r);
+  return {normOf(factor.r, lengths) * normOfInverse(factor.r, lengths), m, n};
+}
+
+// What depends on what, if the columns of a factor do.
+template <class T>
+std::vector<std::string> dependences(const Problem<T>& problem, const Factor<Wide<T>>& factor) {
+  using W = Wide<T>;
+  using Of = typename Factor<W>::Of;
+  const double resolved = resolvedCondition(problem.a.rows, problem.a.columns);
+  const auto columnName = [&](int j) {
+    return problem.names.empty() ? std::to_string(j + 1)
+                                 : "'" + problem.names[static_cast<std::size_t>(j)] + "'";
+  };
+  switch (factor.of) {
+    case Of::constraints:
+      return describe(problem.constraintPath, dependentColumns(factor.r, resolved), "row",
+                      [&](int j) { return std::to_string(factor.r.columns - j); });
+    case Of::rows:
+      return describe(problem.path, dependentColumns(factor.r, resolved), "row",
+                      [](int j) { return std::to_string(j + 1); });
+    case Of::columns:
+      return describe(problem.path, dependentColumns(factor.r, resolved), "column", columnName);
+    case Of::rest:
+      break;
+  }
+  // What a constraint leaves of A has other columns. Those of A are to be found in the two together.
+  const int p = problem.constraint->rows;
+  Matrix<W> both(p + problem.a.rows, problem.a.columns);
+  for (int j = 0; j < both.columns; ++j)
+    for (int i = 0; i < both.rows; ++i)
+      both(i, j) = W(i < p ? (*problem.constraint)(i, j) : problem.a(i - p, j));
+  return describe(problem.path, dependentColumns(HouseholderQr<W>(both).r(), resolved), "column", columnName);
+}
+
 // --- Solving
 
 // The same columns with rows of zeros below, or without the last rows.
@@ -172,22 +267,28 @@ Matrix<T> resized(const Matrix<T>& a, int rows) {
 
 // By the host interface. The operands are copied: what is reported needs them.
 template <class T>
-Matrix<T> solveFromHost(const Problem<T>& problem, double& time) {
+Solution<T> solveFromHost(const Problem<T>& problem, double& time) {
   const int m = problem.a.rows, n = problem.a.columns;
-  Matrix<T> a = problem.a;
-  if (!problem.constraint) {
+  Solution<T> solution{Matrix<T>(n, 1), problem.a, problem.constraint};
+  T* const a = solution.a.values.data();
+  toviStatus status = toviNoError;
+  if (problem.constraint) {
+    const int p = problem.constraint->rows;
+    Matrix<T> c = problem.b, d = *problem.d;
+    time = seconds([&] {
+      status = gglse(m, n, p, a, m, solution.constraint->values.data(), p, c.values.data(), d.values.data(),
+                     solution.x.values.data());
+    });
+  } else {
     Matrix<T> b = resized(problem.b, std::max(m, n));
-    time = seconds(
-        [&] { check(gels(m, n, b.columns, a.values.data(), m, b.values.data(), b.rows), problem.path); });
-    return resized(b, n);
+    time = seconds([&] { status = gels(m, n, b.columns, a, m, b.values.data(), b.rows); });
+    solution.x = resized(b, n);
   }
-  Matrix<T> constraint = *problem.constraint, c = problem.b, d = *problem.d, x(n, 1);
-  time = seconds([&] {
-    check(gglse(m, n, constraint.rows, a.values.data(), m, constraint.values.data(), constraint.rows,
-                c.values.data(), d.values.data(), x.values.data()),
-          problem.path);
-  });
-  return x;
+  if (status == toviDataError)
+    for (const Factor<Wide<T>>& factor : factorsOf(problem, solution))
+      if (!conditionOf(problem, factor).isResolved()) warn(dependences(problem, factor));
+  check(status, problem.path);
+  return solution;
 }
 
 // The same on operands that are on the device already: only the call is timed.
@@ -227,6 +328,8 @@ struct Report {
   std::optional<double> optimality;            // none where the residual is not what is made least
   std::optional<double> constraint;            // its residual ratio
   std::optional<double> difference;            // max |x - y| / |y|, y in double precision
+  Condition condition;
+  std::vector<std::string> warnings;
 };
 
 constexpr const char* minimumNorm = "minimum norm";
@@ -244,22 +347,30 @@ CsvRow csvRow(const Report& report) {
                          {"residual_ratio", number("%.6g", report.residualRatio)},
                          {"optimality", field(report.optimality)},
                          {"constraint", field(report.constraint)},
-                         {"difference", field(report.difference)},
-                         {"matrix", quoted(report.matrix)},
-                         {"device", quoted(report.device)}});
+                         {"difference", field(report.difference)}});
+  report.condition.addTo(row);
+  row.insert(row.end(), {{"matrix", quoted(report.matrix)}, {"device", quoted(report.device)}});
   return row;
-}
-
-template <class W>
-Matrix<W> columnOf(const Matrix<W>& a, int j) {
-  Matrix<W> column(a.rows, 1);
-  std::copy(&a(0, j), &a(0, j) + a.rows, column.values.begin());
-  return column;
 }
 
 // largest := the larger one, or NaN once there has been one.
 void keepLargest(double& largest, double value) {
   if (!(value <= largest) && !std::isnan(largest)) largest = value;
+}
+
+// The greater condition, where a constraint has one and what it leaves of A another.
+template <class T>
+void judge(const Problem<T>& problem, const Solution<T>& solution, Report& report) {
+  using W = Wide<T>;
+  for (const Factor<W>& factor : factorsOf(problem, solution)) {
+    const bool ofConstraint = factor.of == Factor<W>::Of::constraints;
+    const Condition condition = conditionOf(problem, factor);
+    if (condition.value > report.condition.value) report.condition = condition;
+    if (condition.isResolved()) continue;
+    report.warnings.push_back((ofConstraint ? problem.constraintPath : problem.path) + ": " +
+                              condition.warning());
+    for (std::string& line : dependences(problem, factor)) report.warnings.push_back(std::move(line));
+  }
 }
 
 template <class T>
@@ -274,8 +385,9 @@ void measure(const Problem<T>& problem, const Matrix<T>& solution, Report& repor
     const double ratio = residualRatio(a, x, b);
     keepLargest(report.residual, norm(residual(a, x, b)));
     keepLargest(report.residualRatio, ratio);
-    // A residual of a few roundings has no direction that could be asked for.
-    if (!leastNorm && ratio * std::max(a.rows, a.columns) > 10.0) {
+    // A residual of a few roundings has no direction that could be asked for. Where x is large without need
+    // its terms' roundings say nothing.
+    if (!leastNorm && !(report.condition.isResolved() && isRoundingError(a, x, b))) {
       if (!report.optimality) report.optimality = 0.0;
       keepLargest(*report.optimality, optimalityRatio(a, x, b, constraint));
     }
@@ -331,13 +443,13 @@ std::string text(const Report& report) {
     lines += number("%.3g\n", *report.optimality);
   else
     lines += (report.problem == minimumNorm ? "none: x is the solution of least norm; residual "
-                                            : "none: the residual is rounding error, ") +
+                                            : "none: the residual is within the rounding error of A x, ") +
              number("%.3g max(m,n) eps (||A|| ||x|| + ||b||)\n", report.residualRatio);
   if (report.constraint) lines += "constraint      " + number("%.3g\n", *report.constraint);
   if (report.difference)
     lines +=
         "difference      " + number("%.3g, largest relative one from double precision\n", *report.difference);
-  return lines;
+  return lines + report.condition.text();
 }
 
 std::string matrixText(const LstsqOptions& options, const Sources& sources) {
@@ -354,7 +466,7 @@ std::string matrixText(const LstsqOptions& options, const Sources& sources) {
 }
 
 template <class T>
-void lstsqAs(const LstsqOptions& options, Sources& sources) {
+bool lstsqAs(const LstsqOptions& options, Sources& sources, Outputs& outputs) {
   Report report;
   report.matrix = options.matrix;
   report.problem = sources.constraint           ? "constrained least squares"
@@ -380,12 +492,14 @@ void lstsqAs(const LstsqOptions& options, Sources& sources) {
   report.speed.flops = problem.flops();
   // The first call of a process starts the device's threads, or loads its kernels: not part of the figures.
   const Matrix<T> one(1, 1, T(1));
-  Problem<T> first{"first call", one, one, {}, {}};
+  Problem<T> first{"first call", {}, {}, one, one, {}, {}};
   if (problem.constraint) first.constraint = first.d = one;
   solveFromHost(first, report.speed.withTransfers);
-  const Matrix<T> x = solveFromHost(problem, report.speed.withTransfers);
+  const Solution<T> solution = solveFromHost(problem, report.speed.withTransfers);
+  const Matrix<T>& x = solution.x;
   checkFinite(options.matrix, x);
   report.speed.withoutTransfers = timeOnDevice(problem);
+  judge(problem, solution, report);
   measure(problem, x, report);
 
   const Matrix<Wide<T>> wideX = converted<Wide<T>>(x);
@@ -397,18 +511,24 @@ void lstsqAs(const LstsqOptions& options, Sources& sources) {
   std::cout << text(report);
   if (sources.design) std::cout << '\n' << coefficientTable(sources.design->names, wideX, reference);
   std::cout << std::flush;
-  if (!options.output.empty()) writeMatrixMarket(options.output, x);
+  warn(report.warnings);
+  if (!options.output.empty())
+    outputs.write(options.output, [&](std::ostream& file) { writeMatrixMarket(file, x); });
   if (!options.csv.empty()) appendCsv(options.csv, csvRow(report));
+  outputs.takePlaces();
+  return report.condition.isResolved();
 }
 
 }  // namespace
 
-void lstsq(const LstsqOptions& options) {
+bool lstsq(const LstsqOptions& options) {
+  std::vector<std::string> inputs = options.constraint;
+  inputs.insert(inputs.end(), {options.matrix, options.rightHandSide});
+  Outputs outputs(inputs, {options.output}, options.csv);
+  checkCsv(options.csv, csvRow({}));
   Sources sources(options);
-  if (sources.isComplex())
-    lstsqAs<std::complex<float>>(options, sources);
-  else
-    lstsqAs<float>(options, sources);
+  if (sources.isComplex()) return lstsqAs<std::complex<float>>(options, sources, outputs);
+  return lstsqAs<float>(options, sources, outputs);
 }
 
 }  // namespace tool

@@ -18,8 +18,8 @@ struct LstsqOptions {
   int device = -1;                      // negative: the library chooses
 };
 
-// `tovi lstsq`: reads, solves, reports.
-void lstsq(const LstsqOptions& options);
+// `tovi lstsq`: reads, solves, reports. Returns whether digits of the solution can be trusted.
+bool lstsq(const LstsqOptions& options);
 
 }  // namespace tool
 

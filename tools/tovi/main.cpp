@@ -15,12 +15,17 @@
 
 namespace {
 
-constexpr int failed = 1, wrongUsage = 2;
+constexpr int failed = 1, wrongUsage = 2, notResolved = 3;
 
 constexpr const char* fileNotes =
     "Files are Matrix Market: coordinate or array; real, complex, integer or pattern; general,\n"
     "symmetric, Hermitian or skew-symmetric. Entries for one place are added. Values are\n"
     "rounded to single precision; the problem is complex where a file is.\n\n";
+
+// Of every command
+constexpr const char* outputNotes =
+    "Outputs appear whole or not at all, and never over a file that is read. --csv takes a\n"
+    "new file, or one that holds results of the same command.\n\n";
 
 constexpr const char* solveNotes =
     "time            gesv from operands in host memory (with transfers), and again from\n"
@@ -28,16 +33,20 @@ constexpr const char* solveNotes =
     "                device goes before\n"
     "speed           (2/3 n^3 + 2 n^2 nrhs) / time, four times that for complex systems\n"
     "backward error  max over the columns of ||b - A x|| / (n ||A|| ||x|| eps), in double\n"
-    "                precision; 1-norms, eps = 2^-24, A and b as rounded\n\n"
-    "Exit code: 0 solved, 1 failed, 2 wrong usage.";
+    "                precision; 1-norms, eps = 2^-24, A and b as rounded\n"
+    "condition       ||A|| ||A^-1||, 2-norms, estimated from the factors, up to a tenth too\n"
+    "                small. Single precision resolves up to K = 1 / (eps sqrt(n)); about\n"
+    "                log10 (K / condition) decimal digits of x can be trusted\n\n"
+    "Where the condition is not resolved a warning on standard error says so, and which\n"
+    "columns depend on others, or that A is badly scaled.\n\n"
+    "Exit code: 0 solved, 1 failed, 2 wrong usage, 3 solved, but no digit can be trusted.";
 
 constexpr const char* lstsqNotes =
     "x of least ||b - A x||, or, where A has more columns than rows, of least ||x|| with\n"
-    "A x = b; with a constraint of least ||b - A x|| among those with B x = d. A has full\n"
-    "rank: a deficient one is reported only where a pivot is exactly zero.\n\n"
-    "A table (.csv) has one line of names, unless its first line is numbers alone: then the\n"
-    "columns are called 1, 2, ... The columns but the response are A; the coefficients are\n"
-    "printed by name.\n\n"
+    "A x = b; with a constraint of least ||b - A x|| among those with B x = d.\n\n"
+    "A table (.csv) has one line of names, none of them a number, unless its first line is\n"
+    "numbers alone: then the columns are called 1, 2, ... The columns but the response are A;\n"
+    "the coefficients are printed by name.\n\n"
     "time           gels or gglse from operands in host memory (with transfers), and again\n"
     "               from operands in device memory (without); a call that only starts the\n"
     "               device goes before\n"
@@ -49,15 +58,23 @@ constexpr const char* lstsqNotes =
     "               least. With a constraint, without the part of A^H r in the rows of B\n"
     "constraint     ||d - B x|| / ((||B|| ||x|| + ||d||) max(p,n) eps)\n"
     "difference     max |x - y| / |y| over the elements, y computed on the host in double\n"
-    "               precision from the same A and b (--reference)\n\n"
+    "               precision from the same A and b (--reference)\n"
+    "condition      ||A|| ||A^+||, 2-norms, the columns of A, or of a wide A the rows, scaled\n"
+    "               to one length; estimated from the factors, up to a tenth too small. With\n"
+    "               a constraint the larger one of B, its rows scaled, and of A on what B\n"
+    "               leaves free, not scaled. Single precision resolves up to\n"
+    "               K = 1 / (eps sqrt(max(m,n))); about log10 (K / condition) decimal digits\n"
+    "               of x can be trusted\n\n"
     "All in double precision, from A and b as rounded, the largest of the columns of b;\n"
     "2-norms, Frobenius norms of matrices, eps = 2^-24.\n\n"
-    "Exit code: 0 solved, 1 failed, 2 wrong usage.";
+    "Where the condition is not resolved a warning on standard error says so, and which\n"
+    "columns, or rows, depend on others.\n\n"
+    "Exit code: 0 solved, 1 failed, 2 wrong usage, 3 solved, but no digit can be trusted.";
 
 constexpr const char* svdNotes =
-    "A = U S V^H in economy size. A table (.csv) has one line of names, unless its first line\n"
-    "is numbers alone: then the columns are called 1, 2, ... A picture (.pgm, P2 or P5) has a\n"
-    "matrix row for each of its rows.\n\n"
+    "A = U S V^H in economy size. A table (.csv) has one line of names, none of them a number,\n"
+    "unless its first line is numbers alone: then the columns are called 1, 2, ... A picture\n"
+    "(.pgm, P2 or P5) has a matrix row for each of its rows.\n\n"
     "time            gesvd from operands in host memory, with transfers\n"
     "energy          the squares of the leading values over those of all\n"
     "relative error  ||A - A_K|| / ||A||, A_K the matrix of rank K next to A: K (m + n + 1)\n"
@@ -91,7 +108,7 @@ int run(int argc, char** argv) {
   solve->add_option("-o,--output", options.output, "Write x, in array format")->option_text("x.mtx");
   solve->add_option("--csv", options.csv, "Append the results to this file, one line")->option_text("FILE");
   addDevice(solve, options.device);
-  solve->footer(std::string(fileNotes) + solveNotes);
+  solve->footer(std::string(fileNotes) + outputNotes + solveNotes);
 
   CLI::App* lstsq = app.add_subcommand("lstsq", "Solve A x = b by least squares in single precision");
   tool::LstsqOptions lstsqOptions;
@@ -111,7 +128,7 @@ int run(int argc, char** argv) {
   lstsq->add_option("--csv", lstsqOptions.csv, "Append the results to this file, one line")
       ->option_text("FILE");
   addDevice(lstsq, lstsqOptions.device);
-  lstsq->footer(std::string(fileNotes) + lstsqNotes);
+  lstsq->footer(std::string(fileNotes) + outputNotes + lstsqNotes);
 
   CLI::App* svd = app.add_subcommand("svd", "Singular values and vectors of A in single precision");
   tool::SvdOptions svdOptions;
@@ -132,7 +149,7 @@ int run(int argc, char** argv) {
       ->needs(prefix);
   svd->add_option("--csv", svdOptions.csv, "Append the results to this file, one line")->option_text("FILE");
   addDevice(svd, svdOptions.device);
-  svd->footer(std::string(fileNotes) + svdNotes);
+  svd->footer(std::string(fileNotes) + outputNotes + svdNotes);
 
   try {
     app.parse(argc, argv);
@@ -140,9 +157,9 @@ int run(int argc, char** argv) {
     return app.exit(e) == 0 ? 0 : wrongUsage;
   }
   if (*devices) tool::listDevices();
-  if (*solve) tool::solve(options);
-  if (*lstsq) tool::lstsq(lstsqOptions);
   if (*svd) tool::svd(svdOptions);
+  if (*solve && !tool::solve(options)) return notResolved;
+  if (*lstsq && !tool::lstsq(lstsqOptions)) return notResolved;
   return 0;
 }
 

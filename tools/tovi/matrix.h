@@ -3,6 +3,7 @@
 #ifndef TOVI_TOOLS_MATRIX_H
 #define TOVI_TOOLS_MATRIX_H
 
+#include <algorithm>
 #include <complex>
 #include <cstddef>
 #include <type_traits>
@@ -39,6 +40,13 @@ Matrix<T> converted(const Matrix<U>& a) {
   Matrix<T> result(a.rows, a.columns);
   for (std::size_t k = 0; k < a.values.size(); ++k) result.values[k] = T(a.values[k]);
   return result;
+}
+
+template <class T>
+Matrix<T> columnOf(const Matrix<T>& a, int j) {
+  Matrix<T> column(a.rows, 1);
+  std::copy(&a(0, j), &a(0, j) + a.rows, column.values.begin());
+  return column;
 }
 
 }  // namespace tool

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <filesystem>
@@ -10,7 +9,6 @@
 #include <system_error>
 #include <utility>
 
-#include "tools/tovi/failure.h"
 #include "tools/tovi/numbers.h"
 
 namespace tool {
@@ -31,8 +29,6 @@ std::string lower(std::string_view word) {
   for (char& c : result) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return result;
 }
-
-std::string systemText() { return std::generic_category().message(errno); }
 
 template <class T>
 T convert(std::complex<float> value) {
@@ -266,26 +262,20 @@ void append(std::string& line, float value) {
 }  // namespace
 
 template <class T>
-void writeMatrixMarket(const std::string& path, const Matrix<T>& a) {
+void writeMatrixMarket(std::ostream& file, const Matrix<T>& a) {
   constexpr bool complex = isComplex<T>;
-  errno = 0;
-  std::ofstream file(path, std::ios::binary);
-  if (file) {
-    file << "%%MatrixMarket matrix array " << (complex ? "complex" : "real") << " general\n"
-         << a.rows << ' ' << a.columns << '\n';
-    std::string line;
-    for (const std::complex<float> value : a.values) {
-      line.clear();
-      append(line, value.real());
-      if (complex) append(line += ' ', value.imag());
-      file << (line += '\n');
-    }
-    file.close();
+  file << "%%MatrixMarket matrix array " << (complex ? "complex" : "real") << " general\n"
+       << a.rows << ' ' << a.columns << '\n';
+  std::string line;
+  for (const std::complex<float> value : a.values) {
+    line.clear();
+    append(line, value.real());
+    if (complex) append(line += ' ', value.imag());
+    file << (line += '\n');
   }
-  if (!file) throw Failure(path + ": cannot be written: " + systemText());
 }
 
-template void writeMatrixMarket(const std::string&, const Matrix<float>&);
-template void writeMatrixMarket(const std::string&, const Matrix<std::complex<float>>&);
+template void writeMatrixMarket(std::ostream&, const Matrix<float>&);
+template void writeMatrixMarket(std::ostream&, const Matrix<std::complex<float>>&);
 
 }  // namespace tool

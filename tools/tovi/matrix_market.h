@@ -8,6 +8,7 @@
 
 #include <complex>
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -68,7 +69,7 @@ class MatrixMarketReader {
 
 // Array format, as many digits as bring every bit back.
 template <class T>
-void writeMatrixMarket(const std::string& path, const Matrix<T>& a);
+void writeMatrixMarket(std::ostream& file, const Matrix<T>& a);
 
 }  // namespace tool
 

@@ -1,5 +1,6 @@
 #include "tools/tovi/numbers.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -8,13 +9,26 @@
 
 namespace tool {
 
-std::string readReal(std::string_view word, float& value) {
-  std::string_view digits = word;
-  if (digits.size() > 1 && digits[0] == '+' && digits[1] != '-') digits.remove_prefix(1);
-  value = 0.0f;
+namespace {
+
+// Where the whole word is a number: how from_chars took it. invalid_argument otherwise.
+std::errc convert(std::string_view digits, float& value) {
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (error == std::errc::invalid_argument || end != digits.data() + digits.size())
-    return shown(word) + " is not a number";
+  return end == digits.data() + digits.size() ? error : std::errc::invalid_argument;
+}
+
+std::string_view withoutPlus(std::string_view word) {
+  if (word.size() > 1 && word[0] == '+' && word[1] != '-') word.remove_prefix(1);
+  return word;
+}
+
+}  // namespace
+
+std::string readReal(std::string_view word, float& value) {
+  const std::string_view digits = withoutPlus(word);
+  value = 0.0f;
+  const std::errc error = convert(digits, value);
+  if (error == std::errc::invalid_argument) return shown(word) + " is not a number";
   // from_chars says out of range for too large and for too small alike.
   if (error == std::errc::result_out_of_range) value = std::strtof(std::string(digits).c_str(), nullptr);
   if (!std::isfinite(value)) {
@@ -22,6 +36,11 @@ std::string readReal(std::string_view word, float& value) {
     return shown(word) + (spelled ? " is not a finite number" : " overflows single precision");
   }
   return {};
+}
+
+bool isNumber(std::string_view word) {
+  float value = 0.0f;
+  return convert(withoutPlus(word), value) != std::errc::invalid_argument;
 }
 
 std::string number(const char* format, double value) {
@@ -32,6 +51,32 @@ std::string number(const char* format, double value) {
 
 std::string counted(std::uint64_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+std::size_t characterLength(std::string_view text) {
+  const auto byte = [&](std::size_t k) { return k < text.size() ? static_cast<unsigned char>(text[k]) : 0u; };
+  const std::uint32_t first = byte(0);
+  if (first < 0x80) return first >= 0x20 && first != 0x7F ? 1 : 0;
+  if (first < 0xC0) return 0;  // the rest of a character
+  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  std::uint32_t code = first & (0x7Fu >> length);
+  for (std::size_t k = 1; k < length; ++k) {
+    if ((byte(k) & 0xC0u) != 0x80) return 0;
+    code = code << 6 | (byte(k) & 0x3Fu);
+  }
+  constexpr std::uint32_t least[] = {0, 0, 0xA0, 0x800, 0x10000};
+  const bool allowed = first < 0xF8 && code >= least[length] && code <= 0x10FFFF &&
+                       !(code >= 0xD800 && code < 0xE000) && code != 0xFFFE && code != 0xFFFF;
+  return allowed ? length : 0;
+}
+
+bool hasControls(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t length = characterLength(text);
+    if (length == 0 && static_cast<unsigned char>(text.front()) < 0xA0) return true;
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return false;
 }
 
 std::string shown(std::string_view word) {

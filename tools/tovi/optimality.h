@@ -38,6 +38,14 @@ double residualRatio(const Matrix<W>& a, const Matrix<W>& x, const Matrix<W>& b)
   return length == 0.0 ? 0.0 : length / ((norm(a) * norm(x) + norm(b)) * std::max(a.rows, a.columns) * eps);
 }
 
+// Whether r is no longer than what rounding makes of A x and b, ten roundings of each of the terms.
+template <class W>
+bool isRoundingError(const Matrix<W>& a, const Matrix<W>& x, const Matrix<W>& b) {
+  double terms = norm(b);
+  for (int j = 0; j < a.columns; ++j) terms += std::abs(x(j, 0)) * norm(columnOf(a, j));
+  return norm(residual(a, x, b)) <= 10.0 * eps * terms;
+}
+
 // ||A^H r|| / (||A|| ||r|| max(m,n) eps): of order one where x makes ||r|| least. With a constraint, what the
 // gradient A^H r has in the rows of the constraint's matrix does not count.
 template <class W>

@@ -123,7 +123,7 @@ Matrix<float> PgmReader::read() {
 
 // --- PNG
 
-void writePng(const std::string& path, const Matrix<double>& greys, double white) {
+void writePng(std::ostream& file, const Matrix<double>& greys, double white) {
   std::vector<png_byte> pixels;
   pixels.reserve(greys.values.size());
   for (int i = 0; i < greys.rows; ++i)
@@ -134,8 +134,11 @@ void writePng(const std::string& path, const Matrix<double>& greys, double white
   image.width = static_cast<png_uint_32>(greys.columns);
   image.height = static_cast<png_uint_32>(greys.rows);
   image.format = PNG_FORMAT_GRAY;
-  if (png_image_write_to_file(&image, path.c_str(), 0, pixels.data(), 0, nullptr) == 0)
-    throw Failure(path + ": cannot be written: " + image.message);
+  std::vector<char> bytes(PNG_IMAGE_PNG_SIZE_MAX(image));
+  png_alloc_size_t size = bytes.size();
+  if (png_image_write_to_memory(&image, bytes.data(), &size, 0, pixels.data(), 0, nullptr) == 0)
+    throw Failure(std::string("the picture cannot be made: ") + image.message);
+  file.write(bytes.data(), static_cast<std::streamsize>(size));
 }
 
 }  // namespace tool

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <fstream>
+#include <ostream>
 #include <string>
 
 #include "tools/tovi/matrix.h"
@@ -42,7 +43,7 @@ class PgmReader {
 };
 
 // 8 bits a pixel, 0 for black, `white` and above for white.
-void writePng(const std::string& path, const Matrix<double>& greys, double white);
+void writePng(std::ostream& file, const Matrix<double>& greys, double white);
 
 }  // namespace tool
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdint>
 #include <cstdlib>
 #include <string_view>
 
@@ -13,23 +12,6 @@ namespace tool {
 namespace {
 
 // --- Text
-
-// The bytes of the first character of a text in UTF-8, 0 if no character that XML allows begins there.
-std::size_t characterLength(std::string_view text) {
-  const auto byte = [&](std::size_t k) { return k < text.size() ? static_cast<unsigned char>(text[k]) : 0u; };
-  const std::uint32_t first = byte(0);
-  if (first < 0x80) return first >= 0x20 && first != 0x7F ? 1 : 0;
-  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  std::uint32_t code = first & (0x7Fu >> length);
-  for (std::size_t k = 1; k < length; ++k) {
-    if ((byte(k) & 0xC0u) != 0x80) return 0;
-    code = code << 6 | (byte(k) & 0x3Fu);
-  }
-  constexpr std::uint32_t least[] = {0, 0, 0xA0, 0x800, 0x10000};
-  const bool allowed = first < 0xF8 && code >= least[length] && code <= 0x10FFFF &&
-                       !(code >= 0xD800 && code < 0xE000) && code != 0xFFFE && code != 0xFFFF;
-  return allowed ? length : 0;
-}
 
 // Text from anywhere (names of files and columns) as it may stand in XML, cut to so many characters.
 std::string escaped(std::string_view text, int longest) {

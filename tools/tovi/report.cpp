@@ -1,13 +1,18 @@
 #include "tools/tovi/report.h"
 
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
+#include <string_view>
 #include <system_error>
 
 #include "tools/tovi/device_matrix.h"
 #include "tools/tovi/failure.h"
+#include "tools/tovi/files.h"
+#include "tools/tovi/line_reader.h"
 #include "tools/tovi/numbers.h"
 
 namespace tool {
@@ -26,6 +31,25 @@ double availableMemory() {
   for (std::string name, rest; file >> name && std::getline(file, rest);)
     if (name == "MemAvailable:") return 1024.0 * std::stod(rest);
   return INFINITY;
+}
+
+// A stream always is: it cannot be asked what it holds.
+bool isNewTable(const std::string& path) {
+  std::error_code missing;
+  return isStream(path) || std::filesystem::file_size(path, missing) == 0 || missing;
+}
+
+bool endsWithALine(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  file.seekg(-1, std::ios::end);
+  return file.get() == '\n';
+}
+
+// The names of a row, or its fields.
+std::string lineOf(const CsvRow& row, std::string CsvRow::value_type::*part) {
+  std::string line;
+  for (const auto& field : row) line += (&field == &row.front() ? "" : ",") + field.*part;
+  return line;
 }
 
 }  // namespace
@@ -56,6 +80,10 @@ void checkMemory(const std::string& what, double operandBytes) {
                   " is available");
 }
 
+void warn(const std::vector<std::string>& warnings) {
+  for (const std::string& warning : warnings) std::cerr << "tovi: warning: " << warning << '\n';
+}
+
 std::string rightHandSides(int count) { return counted(count, "right-hand side", "right-hand sides"); }
 
 std::string quoted(const std::string& text) {
@@ -67,20 +95,37 @@ std::string quoted(const std::string& text) {
   return result + '"';
 }
 
+void checkCsv(const std::string& path, const CsvRow& row) {
+  if (path.empty() || isNewTable(path)) return;
+  LineReader reader(path);
+  std::string_view names;
+  reader.next(names);
+  if (!names.empty() && names.back() == '\r') names.remove_suffix(1);
+  if (names != lineOf(row, &CsvRow::value_type::first))
+    reader.failAtLine("holds no results of this kind: other names of columns are expected");
+}
+
 void appendCsv(const std::string& path, const CsvRow& row) {
-  std::error_code unknown;
-  const bool isNew = std::filesystem::file_size(path, unknown) == 0 || unknown;
-  std::string names, fields;
-  for (const auto& [name, field] : row) {
-    const char end = &name == &row.back().first ? '\n' : ',';
-    names += name + end;
-    fields += field + end;
-  }
+  checkCsv(path, row);
+  const bool isNew = isNewTable(path);
+  std::error_code none;
+  const bool isThere = std::filesystem::exists(path, none);
+  const std::uintmax_t size = isNew ? 0 : std::filesystem::file_size(path, none);
+  const std::string lines = (isNew                 ? lineOf(row, &CsvRow::value_type::first) + '\n'
+                             : endsWithALine(path) ? ""
+                                                   : "\n") +
+                            lineOf(row, &CsvRow::value_type::second) + '\n';
+  errno = 0;
   std::ofstream file(path, std::ios::app);
-  if (isNew) file << names;
-  file << fields;
+  file << lines;
   file.close();
-  if (!file) throw Failure(path + ": cannot be written");
+  if (file) return;
+  const std::string why = std::generic_category().message(errno);
+  if (!isThere)
+    std::filesystem::remove(path, none);
+  else if (!isStream(path))
+    std::filesystem::resize_file(path, size, none);
+  throw Failure(path + ": cannot be written: " + why);
 }
 
 }  // namespace tool

@@ -1,4 +1,5 @@
-// What solving reports whatever the problem: time and speed, memory that is not there, a line for a table.
+// What solving reports whatever the problem: time and speed, memory that is not there, a line for a table,
+// warnings.
 
 #ifndef TOVI_TOOLS_REPORT_H
 #define TOVI_TOOLS_REPORT_H
@@ -43,9 +44,15 @@ void checkFinite(const std::string& path, const Matrix<T>& solution) {
     if (!std::isfinite(std::abs(value))) throw Failure(path + ": the solution overflows single precision");
 }
 
+// To standard error.
+void warn(const std::vector<std::string>& warnings);
+
 std::string rightHandSides(int count);  // "1 right-hand side"
 
-// Appends one line to a table of results; a new file begins with the names.
+// A table of results: one line of names, then lines of fields.
+// Refuses a file that begins with other names than the row has.
+void checkCsv(const std::string& path, const CsvRow& row);
+// Appends one line, the names before it in a new file. Where that fails the file is as it was.
 void appendCsv(const std::string& path, const CsvRow& row);
 std::string quoted(const std::string& text);
 

@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "tools/tovi/backward_error.h"
+#include "tools/tovi/condition.h"
 #include "tools/tovi/device_matrix.h"
 #include "tools/tovi/failure.h"
+#include "tools/tovi/files.h"
 #include "tools/tovi/library.h"
 #include "tools/tovi/matrix_market.h"
 #include "tools/tovi/numbers.h"
@@ -22,6 +24,7 @@ struct Report {
   int order, columns;
   Speed speed;
   double backwardError;
+  Condition condition;
 };
 
 CsvRow csvRow(const Report& report) {
@@ -29,22 +32,38 @@ CsvRow csvRow(const Report& report) {
                 {"columns", std::to_string(report.columns)},
                 {"kind", report.kind}};
   report.speed.addTo(row);
-  row.insert(row.end(), {{"backward_error", number("%.6g", report.backwardError)},
-                         {"matrix", quoted(report.matrix)},
-                         {"device", quoted(report.device)}});
+  row.emplace_back("backward_error", number("%.6g", report.backwardError));
+  report.condition.addTo(row);
+  row.insert(row.end(), {{"matrix", quoted(report.matrix)}, {"device", quoted(report.device)}});
   return row;
 }
 
-// The factors and the solution by the host interface; x comes back. A is copied: the backward error needs it.
 template <class T>
-Matrix<T> solveFromHost(const std::string& what, const Matrix<T>& a, const Matrix<T>& b, double& time) {
-  Matrix<T> factors = a, x = b;
+struct Solution {
+  Matrix<T> x, factors;
+};
+
+// Columns that make the matrix singular, or nearly, by its factors.
+template <class T>
+std::vector<std::string> dependences(const std::string& what, const Matrix<T>& factors) {
+  const double resolved = resolvedCondition(factors.rows, factors.columns);
+  return describe(what, dependentColumns(factors, resolved), "column",
+                  [](int j) { return std::to_string(j + 1); });
+}
+
+// By the host interface. The operands are copied: what is reported needs them.
+template <class T>
+Solution<T> solveFromHost(const std::string& what, const Matrix<T>& a, const Matrix<T>& b, double& time) {
+  Solution<T> solution{b, a};
   std::vector<int> pivots(static_cast<std::size_t>(a.rows));
+  toviStatus status = toviNoError;
   time = seconds([&] {
-    check(gesv(a.rows, b.columns, factors.values.data(), a.rows, pivots.data(), x.values.data(), b.rows),
-          what);
+    status = gesv(a.rows, b.columns, solution.factors.values.data(), a.rows, pivots.data(),
+                  solution.x.values.data(), b.rows);
   });
-  return x;
+  if (status == toviDataError) warn(dependences(what, solution.factors));
+  check(status, what);
+  return solution;
 }
 
 // The same on operands that are on the device already: only the call is timed.
@@ -57,9 +76,28 @@ double timeOnDevice(const std::string& what, const Matrix<T>& a, const Matrix<T>
   });
 }
 
+// What to warn of where the condition is not resolved: units that differ much, or columns that depend on
+// each other.
 template <class T>
-void solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
-             std::optional<MatrixMarketReader>& rightHandSide) {
+std::vector<std::string> warningsOf(const std::string& what, const Condition& condition, const Matrix<T>& a,
+                                    const Matrix<T>& factors) {
+  if (condition.isResolved()) return {};
+  std::vector<std::string> warnings = {what + ": " + condition.warning()};
+  const std::vector<double> lengths = columnLengths(a);
+  const Condition scaled(normOf(a, lengths) * normOfInverse(factors, lengths), a.rows, a.columns);
+  if (scaled.isResolved()) {
+    warnings.front() +=
+        number("; badly scaled: condition %.3g with its columns at one length, ", scaled.value) +
+        number("about %.1f digits of x times those lengths", scaled.digits());
+    return warnings;
+  }
+  for (std::string& line : dependences(what, factors)) warnings.push_back(std::move(line));
+  return warnings;
+}
+
+template <class T>
+bool solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
+             std::optional<MatrixMarketReader>& rightHandSide, Outputs& outputs) {
   const int n = matrix.header().rows, nrhs = rightHandSide ? rightHandSide->header().columns : 1;
   Report report{};
   report.matrix = options.matrix;
@@ -82,21 +120,28 @@ void solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
   // The first call of a process starts the device's threads, or loads its kernels: not part of the figures.
   const Matrix<T> one(1, 1, T(1));
   solveFromHost("first call", one, one, report.speed.withTransfers);
-  const Matrix<T> x = solveFromHost(options.matrix, a, b, report.speed.withTransfers);
+  const auto [x, factors] = solveFromHost(options.matrix, a, b, report.speed.withTransfers);
   checkFinite(options.matrix, x);
   report.speed.withoutTransfers = timeOnDevice(options.matrix, a, b);
   report.speed.flops = (isComplex<T> ? 4.0 : 1.0) * (2.0 / 3.0 * n * n * n + 2.0 * n * n * nrhs);
   report.backwardError = backwardError(a, b, x);
+  report.condition = Condition(normOf(a, ones(n)) * normOfInverse(factors, ones(n)), n, n);
 
   std::cout << report.speed.text() << "backward error  " << number("%.3g\n", report.backwardError)
-            << std::flush;
-  if (!options.output.empty()) writeMatrixMarket(options.output, x);
+            << report.condition.text() << std::flush;
+  warn(warningsOf(options.matrix, report.condition, a, factors));
+  if (!options.output.empty())
+    outputs.write(options.output, [&x = x](std::ostream& file) { writeMatrixMarket(file, x); });
   if (!options.csv.empty()) appendCsv(options.csv, csvRow(report));
+  outputs.takePlaces();
+  return report.condition.isResolved();
 }
 
 }  // namespace
 
-void solve(const SolveOptions& options) {
+bool solve(const SolveOptions& options) {
+  Outputs outputs({options.matrix, options.rightHandSide}, {options.output}, options.csv);
+  checkCsv(options.csv, csvRow({}));
   MatrixMarketReader matrix(options.matrix);
   const Header& header = matrix.header();
   if (header.rows != header.columns)
@@ -108,9 +153,8 @@ void solve(const SolveOptions& options) {
     rightHandSide->expectRows(header.rows);
   }
   if (header.field == Field::complex || (rightHandSide && rightHandSide->header().field == Field::complex))
-    solveAs<std::complex<float>>(options, matrix, rightHandSide);
-  else
-    solveAs<float>(options, matrix, rightHandSide);
+    return solveAs<std::complex<float>>(options, matrix, rightHandSide, outputs);
+  return solveAs<float>(options, matrix, rightHandSide, outputs);
 }
 
 }  // namespace tool

@@ -13,8 +13,8 @@ struct SolveOptions {
   int device = -1;            // negative: the library chooses
 };
 
-// `tovi solve`: reads, solves, reports.
-void solve(const SolveOptions& options);
+// `tovi solve`: reads, solves, reports. Returns whether digits of the solution can be trusted.
+bool solve(const SolveOptions& options);
 
 }  // namespace tool
 

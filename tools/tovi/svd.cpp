@@ -7,7 +7,6 @@
 #include <iostream>
 #include <map>
 #include <optional>
-#include <system_error>
 #include <tuple>
 #include <vector>
 
@@ -104,7 +103,6 @@ struct Request {
       throw Failure(options.matrix + ": rank " + std::to_string(rank) + " is more than its " +
                     std::to_string(k) + (k == 1 ? " singular value" : " singular values"));
     if (options.scatter) checkScatter();
-    for (const std::string& path : outputs()) checkOutput(path);
   }
 
   std::vector<std::string> outputs() const {
@@ -123,16 +121,6 @@ struct Request {
       throw Failure(options.matrix + ": column '" + options.label + "' has " +
                     std::to_string(groups.names.size()) + " different labels, a scatter plot takes " +
                     std::to_string(mostGroups));
-  }
-
-  // What would fail after a long run fails before it.
-  void checkOutput(const std::string& path) const {
-    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
-    std::error_code error;
-    if (!folder.empty() && !std::filesystem::is_directory(folder, error))
-      throw Failure(path + ": cannot be written: " + folder.string() + " is no folder");
-    if (std::filesystem::equivalent(path, options.matrix, error))
-      throw Failure(path + ": is the matrix, and would be overwritten");
   }
 };
 
@@ -172,7 +160,9 @@ struct Report {
   double time = 0.0;
   std::vector<float> values;
   std::vector<double> energy;  // of the first 1, 2, ... values
-  double rankError = 0.0;      // ||A - A_K|| / ||A||
+  float largest = 0.0f;
+  double rankEnergy = 0.0;  // of the first K
+  double rankError = 0.0;   // ||A - A_K|| / ||A||
   double reconstruction = 0.0, orthogonalityU = 0.0, orthogonalityV = 0.0;
 };
 
@@ -184,6 +174,8 @@ void measureEnergy(int rank, Report& report) {
     report.energy.push_back(total == 0.0 ? 1.0 : sum / total);
     if (report.energy.size() > static_cast<std::size_t>(rank)) rest += value * value;
   }
+  report.largest = report.values.front();
+  report.rankEnergy = report.energy[static_cast<std::size_t>(rank - 1)];
   report.rankError = rest == 0.0 ? 0.0 : std::sqrt(rest / total);
 }
 
@@ -208,10 +200,10 @@ std::string text(const Request& request, const Report& report) {
       "time            " + number("%.3g s\n", report.time) + "reconstruction  " +
       number("%.3g\n", report.reconstruction) + "orthogonality   " +
       number("%.3g of U, ", report.orthogonalityU) + number("%.3g of V\n", report.orthogonalityV) + rankName +
-      std::string(rankName.size() < 16 ? 16 - rankName.size() : 1, ' ') +
-      percent(report.energy[static_cast<std::size_t>(request.rank - 1)]) + " of the energy, " +
-      number("relative error %.3g, ", report.rankError) + number("%.0f numbers for ", rank * (m + n + 1)) +
-      number("%.0f\n\n", m * n) + "   index  singular value      energy\n";
+      std::string(rankName.size() < 16 ? 16 - rankName.size() : 1, ' ') + percent(report.rankEnergy) +
+      " of the energy, " + number("relative error %.3g, ", report.rankError) +
+      number("%.0f numbers for ", rank * (m + n + 1)) + number("%.0f\n\n", m * n) +
+      "   index  singular value      energy\n";
   for (int k = 0; k < request.rank; ++k) {
     if (k >= usualRank && k < request.rank - 1) {
       if (k == usualRank) lines += "     ...\n";
@@ -230,8 +222,8 @@ CsvRow csvRow(const Request& request, const Report& report) {
           {"kind", request.source.kind()},
           {"rank", std::to_string(request.rank)},
           {"seconds", number("%.6g", report.time)},
-          {"largest_value", number("%.9g", report.values.front())},
-          {"energy", number("%.9g", report.energy[static_cast<std::size_t>(request.rank - 1)])},
+          {"largest_value", number("%.9g", report.largest)},
+          {"energy", number("%.9g", report.rankEnergy)},
           {"reconstruction", number("%.6g", report.reconstruction)},
           {"orthogonality_u", number("%.6g", report.orthogonalityU)},
           {"orthogonality_v", number("%.6g", report.orthogonalityV)},
@@ -241,11 +233,11 @@ CsvRow csvRow(const Request& request, const Report& report) {
 
 std::string fileName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
 
-void writeValues(const Request& request, const Report& report) {
+void writeValues(Outputs& outputs, const Request& request, const Report& report) {
   std::string csv = "index,value,energy\n";
   for (std::size_t k = 0; k < report.values.size(); ++k)
     csv += std::to_string(k + 1) + number(",%.9g", report.values[k]) + number(",%.9g\n", report.energy[k]);
-  writeText(request.options.output + ".csv", csv);
+  outputs.write(request.options.output + ".csv", [&](std::ostream& file) { file << csv; });
 
   ValuesPlot plot;
   plot.title =
@@ -254,12 +246,12 @@ void writeValues(const Request& request, const Report& report) {
   plot.yTitle = "singular value";
   plot.values = report.values;
   if (request.rank < request.k) plot.marked = request.rank;
-  plot.mark = "rank " + std::to_string(request.rank) + ": " +
-              percent(report.energy[static_cast<std::size_t>(request.rank - 1)]) + " of the energy";
-  writeText(request.options.output + ".svg", svgOf(plot));
+  plot.mark = "rank " + std::to_string(request.rank) + ": " + percent(report.rankEnergy) + " of the energy";
+  outputs.write(request.options.output + ".svg", [&](std::ostream& file) { file << svgOf(plot); });
 }
 
-void writeScatter(const Request& request, const Decomposition<float>& svd, const Report& report) {
+void writeScatter(Outputs& outputs, const Request& request, const Decomposition<float>& svd,
+                  const Report& report) {
   ScatterPlot plot;
   plot.title = (request.options.center ? "Principal components of " : "First two components of ") +
                fileName(request.options.matrix);
@@ -272,13 +264,15 @@ void writeScatter(const Request& request, const Decomposition<float>& svd, const
   plot.group = request.groups.ofRow;
   plot.groups = request.groups.names;
   plot.groupsTitle = request.options.label;
-  writeText(request.options.output + "_scatter.svg", svgOf(plot));
+  outputs.write(request.options.output + "_scatter.svg", [&](std::ostream& file) { file << svgOf(plot); });
 }
 
 template <class T>
 void svdAs(Request& request) {
   using W = Wide<T>;
   const SvdOptions& options = request.options;
+  Outputs outputs({options.matrix}, request.outputs(), options.csv);
+  checkCsv(options.csv, csvRow(request, {}));
   const Session session(options.device);
   Report report;
   report.device = deviceText(session.device());
@@ -302,18 +296,22 @@ void svdAs(Request& request) {
   });
   std::cout << text(request, report) << std::flush;
 
-  if (!options.csv.empty()) appendCsv(options.csv, csvRow(request, report));
-  if (options.output.empty()) return;
-  writeValues(request, report);
-  if constexpr (!isComplex<T>) {
-    if (options.scatter) writeScatter(request, svd, report);
-    if (request.source.picture) {
-      Matrix<double> greys = leadingPart(svd, request.rank);
-      for (int j = 0; j < greys.columns; ++j)
-        for (int i = 0; i < greys.rows; ++i) greys(i, j) += means[static_cast<std::size_t>(j)];
-      writePng(options.output + ".png", greys, request.source.picture->white());
+  if (!options.output.empty()) {
+    writeValues(outputs, request, report);
+    if constexpr (!isComplex<T>) {
+      if (options.scatter) writeScatter(outputs, request, svd, report);
+      if (request.source.picture) {
+        Matrix<double> greys = leadingPart(svd, request.rank);
+        for (int j = 0; j < greys.columns; ++j)
+          for (int i = 0; i < greys.rows; ++i) greys(i, j) += means[static_cast<std::size_t>(j)];
+        outputs.write(options.output + ".png",
+                      [&](std::ostream& file) { writePng(file, greys, request.source.picture->white()); });
+      }
     }
   }
+  if (!options.csv.empty()) appendCsv(options.csv, csvRow(request, report));
+  outputs.takePlaces();
+  if (options.output.empty()) return;
   std::string written;
   for (const std::string& path : request.outputs()) written += (written.empty() ? "" : ", ") + path;
   std::cout << "\nwritten         " << written << '\n' << std::flush;

@@ -56,18 +56,22 @@ bool nextFields(LineReader& reader, std::vector<std::string>& fields) {
   return false;
 }
 
-bool isData(const std::vector<std::string>& fields) {
-  float value = 0.0f;
-  return std::all_of(fields.begin(), fields.end(),
-                     [&](const std::string& field) { return readReal(field, value).empty(); });
+// Whether the first line of a file names the columns. A line of numbers but for one is neither names nor
+// data.
+bool areNames(const LineReader& reader, const std::vector<std::string>& fields) {
+  const auto aNumber = std::find_if(fields.begin(), fields.end(), isNumber),
+             aWord = std::find_if_not(fields.begin(), fields.end(), isNumber);
+  if (aNumber != fields.end() && aWord != fields.end())
+    reader.failAtLine("neither names nor numbers: " + shown(*aNumber) + " is a number, " + shown(*aWord) +
+                      " is not");
+  return aNumber == fields.end();
 }
 
 void checkNames(const LineReader& reader, const std::vector<std::string>& names) {
   for (auto name = names.begin(); name != names.end(); ++name) {
     if (name->empty())
       reader.failAtLine("column " + std::to_string(name - names.begin() + 1) + " has no name");
-    // Names are printed, and a terminal would obey it.
-    if (std::any_of(name->begin(), name->end(), [](unsigned char c) { return c < ' ' || c == 127; }))
+    if (hasControls(*name))  // names are printed
       reader.failAtLine("control characters in the name " + shown(*name));
     if (std::find(names.begin(), name, *name) != name)
       reader.failAtLine("two columns have the name " + shown(*name));
@@ -102,7 +106,7 @@ Table readTable(const std::string& path, const std::string& labels) {
   std::vector<std::string> fields;
   std::vector<float> byRows;
   if (!nextFields(reader, fields)) reader.fail("the file is empty");
-  const bool named = !isData(fields);
+  const bool named = areNames(reader, fields);
   if (named) {
     checkNames(reader, fields);
     table.names = fields;

@@ -1,7 +1,8 @@
 // A table of numbers from a comma-separated file, read strictly: what is wrong is refused with one line that
 // names the file, the line and the column. A first line of numbers alone is data, and the columns are called
-// 1, 2, ...; otherwise it names them. Fields may stand in double quotes; empty lines are skipped; values are
-// rounded from decimal to single precision. One column may hold labels: whatever text, kept as it is.
+// 1, 2, ...; one without numbers names them. Fields may stand in double quotes; empty lines are skipped;
+// values are rounded from decimal to single precision. One column may hold labels: whatever text, kept as it
+// is.
 
 #ifndef TOVI_TOOLS_TABLE_H
 #define TOVI_TOOLS_TABLE_H
