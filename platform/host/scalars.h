@@ -61,19 +61,28 @@ __device__ inline R squareOf(Complex<R> z) {
   return z.re * z.re + z.im * z.im;
 }
 
-// x / divisor
+// x / divisor; complex divisors as in reciprocalOf
 template <class R>
-__device__ inline R dividedBy(R divisor, R x) {
+__host__ __device__ inline R dividedBy(R divisor, R x) {
   return x / divisor;
 }
 template <class R>
-__device__ inline Complex<R> dividedBy(R divisor, Complex<R> z) {
+__host__ __device__ inline Complex<R> dividedBy(R divisor, Complex<R> z) {
   return Complex<R>(z.re / divisor, z.im / divisor);
+}
+template <class R>
+__host__ __device__ inline Complex<R> dividedBy(Complex<R> divisor, Complex<R> z) {
+  if (std::fabs(divisor.re) >= std::fabs(divisor.im)) {
+    const R ratio = divisor.im / divisor.re;
+    return dividedBy(divisor.re + divisor.im * ratio, Complex<R>(z.re + z.im * ratio, z.im - z.re * ratio));
+  }
+  const R ratio = divisor.re / divisor.im;
+  return dividedBy(divisor.im + divisor.re * ratio, Complex<R>(z.re * ratio + z.im, z.im * ratio - z.re));
 }
 
 // The greater of two numbers, NaN where one of them is NaN.
 template <class R>
-__device__ inline R greaterOf(R x, R y) {
+__host__ __device__ inline R greaterOf(R x, R y) {
   return y > x || y != y ? y : x;
 }
 
@@ -87,12 +96,18 @@ __device__ inline R imaginary(Complex<R> z) {
 }
 
 template <class R>
-__device__ inline R greatestPartOf(R x) {
+__host__ __device__ inline R greatestPartOf(R x) {
   return std::fabs(x);
 }
 template <class R>
-__device__ inline R greatestPartOf(Complex<R> z) {
+__host__ __device__ inline R greatestPartOf(Complex<R> z) {
   return greaterOf(std::fabs(z.re), std::fabs(z.im));
+}
+
+// Whether x is zero or subnormal, so that 1 / x may be infinite.
+template <class T>
+__host__ __device__ inline bool isBelowNormal(T x) {
+  return greatestPartOf(x) < Range<Real<T>>::least;
 }
 
 // re + im i; re where T is real.
