@@ -97,16 +97,18 @@ class Transposed {
   cudalib::LinearMemory<T> dPanel_;
 };
 
-// Factors a panel that has come to the host; fetchAgain() brings it once more. Returns the position of the
-// first zero pivot, 0 for none. A zero does not show whether host::getrf has met a subnormal pivot.
+// Factors a panel that has come to the host. host::getrf cannot be relied on where a pivot is subnormal, and
+// may leave an element in its place that is no larger, or zero; complex ones are compared by the sum of their
+// parts, hence the 2. Then fetchAgain() brings the panel once more. Returns the position of the first zero
+// pivot, 0 for none.
 template <class T, class Fetch>
 int factorPanel(int rows, int cols, T* hPanel, int* hIpiv, const Fetch& fetchAgain) {
   int info = host::getrf(rows, cols, hPanel, rows, hIpiv);
   const MatrixView<const T> factors(hPanel, rows, cols, rows);
-  bool belowNormal = false;
+  bool suspicious = false;
   for (int i = 0; i < std::min(rows, cols); ++i)
-    belowNormal = belowNormal || isBelowNormal(*factors.at(i, i));
-  if (belowNormal && info >= 0) {
+    suspicious = suspicious || greatestPartOf(*factors.at(i, i)) < 2 * Range<Real<T>>::least;
+  if (suspicious && info >= 0) {
     fetchAgain();
     info = host::getrf2(rows, cols, hPanel, rows, hIpiv);
   }

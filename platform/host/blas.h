@@ -268,8 +268,10 @@ namespace detail {
 template <class T>
 bool subnormalOnDiagonal(int n, const T* a, int lda) {
   const std::size_t step = static_cast<std::size_t>(lda) + 1;
-  for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i)
-    if (tovi::isBelowNormal(a[i * step]) && a[i * step] != T(0)) return true;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
+    const tovi::Real<T> size = tovi::greatestPartOf(a[i * step]);
+    if (size > 0 && size < tovi::Range<tovi::Real<T>>::least) return true;
+  }
   return false;
 }
 

@@ -104,12 +104,6 @@ __host__ __device__ inline R greatestPartOf(Complex<R> z) {
   return greaterOf(std::fabs(z.re), std::fabs(z.im));
 }
 
-// Whether x is zero or subnormal, so that 1 / x may be infinite.
-template <class T>
-__host__ __device__ inline bool isBelowNormal(T x) {
-  return greatestPartOf(x) < Range<Real<T>>::least;
-}
-
 // re + im i; re where T is real.
 template <class T>
 __device__ inline T scalarOf(Real<T> re, [[maybe_unused]] Real<T> im) {
