@@ -1,5 +1,5 @@
 // Scalar arithmetic of kernels and of the native bodies that stand in for them, which are to give the same
-// bits.
+// bits; and of the processor's own part of the work.
 
 #ifndef TOVI_PLATFORM_HOST_SCALARS_H
 #define TOVI_PLATFORM_HOST_SCALARS_H
