@@ -177,6 +177,17 @@ TOVI_API toviStatus toviGetErrorInfoString(toviStatus e, int info, char* buf, in
 /* --- BLAS ----------------------------------------------------------------------------------------------- */
 
 /*
+ * Triangles. Of a triangular, symmetric or Hermitian matrix one triangle is used; the other one may hold
+ * anything, and so may a diagonal of ones. The host interface copies the whole square all the same:
+ *
+ * - A of trsm, trmm, symm and hemm to the device: the other triangle must be memory that can be read, and no
+ *   other thread may write there until the routine returns;
+ * - C of syrk, herk, syr2k and her2k to the device, whatever beta is, and back: the other triangle must be
+ *   memory that can be written, and is, with the bits that it had. No other thread may use it until the
+ *   routine returns: what it wrote there would be lost.
+ */
+
+/*
  * gemm: C := alpha op(A) op(B) + beta C, as BLAS xGEMM.
  *
  * op(X) is X ('N'), its transpose ('T') or its conjugate transpose ('C'; for real types as 'T'). op(A) is m x
@@ -237,8 +248,8 @@ TOVI_API toviStatus toviDeviceZgemv(char trans, int m, int n, toviDoubleComplex 
  * trsm: solves op(A) X = alpha B (side = 'L') or X op(A) = alpha B (side = 'R'), B := X, as BLAS xTRSM.
  *
  * A is triangular, of order m (side = 'L') or n ('R'), upper (uplo = 'U') or lower ('L'), with its own
- * diagonal (diag = 'N') or with ones that are not read ('U'); the other triangle is not read. op as in gemm.
- * B is m x n. No test for singularity is made.
+ * diagonal (diag = 'N') or with ones in its place ('U'); see Triangles. op as in gemm. B is m x n. No test
+ * for singularity is made.
  */
 TOVI_API toviStatus toviStrsm(char side, char uplo, char transa, char diag, int m, int n, float alpha,
                               const float* a, int lda, float* b, int ldb);
@@ -289,8 +300,8 @@ TOVI_API toviStatus toviDeviceZtrmm(char side, char uplo, char transa, char diag
 /*
  * symm: C := alpha A B + beta C (side = 'L') or C := alpha B A + beta C (side = 'R'), as BLAS xSYMM.
  *
- * A is symmetric, of order m (side = 'L') or n ('R'); only its upper (uplo = 'U') or lower ('L') triangle is
- * read. B and C are m x n. With beta = 0, C is not read.
+ * A is symmetric, of order m (side = 'L') or n ('R'), and given by its upper (uplo = 'U') or lower ('L')
+ * triangle; see Triangles. B and C are m x n. With beta = 0, C is not read.
  *
  * The complex routines take A as HERMITIAN, not as symmetric: toviCsymm and toviZsymm, in both interfaces,
  * give the result of toviChemm and toviZhemm for the same arguments.
@@ -336,8 +347,8 @@ TOVI_API toviStatus toviDeviceZhemm(char side, char uplo, int m, int n, toviDoub
  * syrk: C := alpha A A^T + beta C (trans = 'N', A n x k) or C := alpha A^T A + beta C (trans = 'T', A k x n),
  * as BLAS xSYRK, except that trans = 'C' is not accepted for any type.
  *
- * C is symmetric (also for complex types), of order n; only its upper (uplo = 'U') or lower ('L') triangle is
- * read and written. With beta = 0, C is not read.
+ * C is symmetric (also for complex types), of order n, and given by its upper (uplo = 'U') or lower ('L')
+ * triangle, which alone changes; see Triangles. With beta = 0 the triangle may hold anything.
  */
 TOVI_API toviStatus toviSsyrk(char uplo, char trans, int n, int k, float alpha, const float* a, int lda,
                               float beta, float* c, int ldc);

@@ -15,6 +15,7 @@
 #include "lapack/transfers.h"
 #include "platform/host/complex.h"
 #include "platform/host/lapack.h"
+#include "platform/host/scalars.h"
 #include "src/basic/LASWP.h"
 #include "src/basic/Transpose.h"
 #include "src/blas/blas.h"
@@ -96,14 +97,32 @@ class Transposed {
   cudalib::LinearMemory<T> dPanel_;
 };
 
-// The whole matrix is narrow enough to be one panel. Returns the position of the first zero pivot, 0 for
-// none.
+// Factors a panel that has come to the host. host::getrf cannot be relied on where a pivot is subnormal, and
+// may leave an element in its place that is no larger, or zero; complex ones are compared by the sum of their
+// parts, hence the 2. Then fetchAgain() brings the panel once more. Returns the position of the first zero
+// pivot, 0 for none.
+template <class T, class Fetch>
+int factorPanel(int rows, int cols, T* hPanel, int* hIpiv, const Fetch& fetchAgain) {
+  int info = host::getrf(rows, cols, hPanel, rows, hIpiv);
+  const MatrixView<const T> factors(hPanel, rows, cols, rows);
+  bool suspicious = false;
+  for (int i = 0; i < std::min(rows, cols); ++i)
+    suspicious = suspicious || greatestPartOf(*factors.at(i, i)) < 2 * Range<Real<T>>::least;
+  if (suspicious && info >= 0) {
+    fetchAgain();
+    info = host::getrf2(rows, cols, hPanel, rows, hIpiv);
+  }
+  if (info < 0) checkHostInfo(info);
+  return info;
+}
+
+// The whole matrix is narrow enough to be one panel.
 template <class T>
 int factorOnHost(MatrixView<T> dA, int* hIpiv) {
   std::vector<T> hA(static_cast<std::size_t>(dA.rows) * static_cast<std::size_t>(dA.cols));
-  cudalib::download<T>(dA, hA.data(), dA.rows);
-  const int info = host::getrf(dA.rows, dA.cols, hA.data(), dA.rows, hIpiv);
-  if (info < 0) checkHostInfo(info);
+  const auto fetch = [&] { cudalib::download<T>(dA, hA.data(), dA.rows); };
+  fetch();
+  const int info = factorPanel(dA.rows, dA.cols, hA.data(), hIpiv, fetch);
   cudalib::upload(hA.data(), dA.rows, dA);
   return info;
 }
@@ -122,8 +141,10 @@ int factorBlocked(const Storage& storage, int m, int n, int nb, int* hIpiv) {
     const int jb = std::min(k - j, nb);
     const int rows = m - j;
     finishTransfers(stream);
-    const int info = host::getrf(rows, jb, hPanel.get(), rows, hIpiv + j);
-    if (info < 0) checkHostInfo(info);
+    const int info = factorPanel(rows, jb, hPanel.get(), hIpiv + j, [&] {
+      storage.fetch(j, jb, hPanel.get(), stream.get());
+      finishTransfers(stream);
+    });
     if (info > 0 && firstZero == 0) firstZero = info + j;
     storage.send(j, jb, hPanel.get(), stream.get());
     for (int i = j; i < std::min(m, j + jb); ++i) hIpiv[i] += j;

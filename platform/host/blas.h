@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/host/fortran.h"
+#include "platform/host/scalars.h"
 
 namespace host {
 
@@ -258,11 +259,81 @@ void her2k(char uplo, char trans, int n, int k, Scalar<T> alpha, const T* a, int
                     ldc);
 }
 
-// B := alpha inv(op(A)) B (side L) or alpha B inv(op(A)) (side R), A triangular
+template <class T>
+void trsm(char side, char uplo, char trans, char diag, int m, int n, Scalar<T> alpha, const T* a, int lda,
+          T* b, int ldb);
+
+namespace detail {
+
+template <class T>
+bool subnormalOnDiagonal(int n, const T* a, int lda) {
+  const std::size_t step = static_cast<std::size_t>(lda) + 1;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
+    const tovi::Real<T> size = tovi::greatestPartOf(a[i * step]);
+    if (size > 0 && size < tovi::Range<tovi::Real<T>>::least) return true;
+  }
+  return false;
+}
+
+// trsm with a triangle that has a subnormal number on its diagonal: it is cut in halves until that number is
+// all there is, and can be divided by.
+template <class T>
+void solveByHalves(char side, char uplo, char trans, int m, int n, T alpha, const T* a, int lda, T* b,
+                   int ldb) {
+  const bool left = isOption(side, 'L'), plain = isOption(trans, 'N');
+  const int order = left ? m : n;
+  const auto at = [](auto* x, int i, int j, int ld) {
+    return x + (static_cast<std::size_t>(j) * static_cast<std::size_t>(ld) + static_cast<std::size_t>(i));
+  };
+  if (order == 1) {
+    // By a power of 2 both are made large enough for a complex quotient not to lose digits on the way.
+    constexpr tovi::Real<T> down = tovi::Range<tovi::Real<T>>::epsilon;
+    const T divisor = tovi::dividedBy(down, isOption(trans, 'C') ? tovi::conj(*a) : *a);
+    for (int j = 0; j < n; ++j)
+      for (int i = 0; i < m; ++i) {
+        T& x = *at(b, i, j, ldb);
+        x = tovi::dividedBy(divisor, tovi::dividedBy(down, alpha * x));
+      }
+    return;
+  }
+
+  // One half of X depends on itself alone, the other one on it, too.
+  struct Half {
+    int order;
+    const T* a;
+    T* b;
+  };
+  const int middle = order / 2;
+  const Half first = {middle, a, b},
+             second = {order - middle, at(a, middle, middle, lda), left ? b + middle : at(b, 0, middle, ldb)};
+  const bool upper = isOption(uplo, 'U'), forward = (upper != plain) == left;
+  const Half &free = forward ? first : second, &bound = forward ? second : first;
+  const T* const coupling = upper ? at(a, 0, middle, lda) : a + middle;
+  const auto solve = [&](const Half& half, T factor) {
+    host::trsm(side, uplo, trans, 'N', left ? half.order : m, left ? n : half.order, factor, half.a, lda,
+               half.b, ldb);
+  };
+  solve(free, alpha);
+  if (left)
+    host::gemm(trans, 'N', bound.order, n, free.order, T(-1), coupling, lda, free.b, ldb, alpha, bound.b,
+               ldb);
+  else
+    host::gemm('N', trans, m, bound.order, free.order, T(-1), free.b, ldb, coupling, lda, alpha, bound.b,
+               ldb);
+  solve(bound, T(1));
+}
+
+}  // namespace detail
+
+// B := alpha inv(op(A)) B (side L) or alpha B inv(op(A)) (side R), A triangular. Host libraries multiply by
+// the reciprocals of the diagonal, which are infinite for most subnormal numbers: those are divided by here.
 template <class T>
 void trsm(char side, char uplo, char trans, char diag, int m, int n, Scalar<T> alpha, const T* a, int lda,
           T* b, int ldb) {
   using namespace fortran;
+  const int order = isOption(side, 'L') ? m : n;
+  if (alpha != T(0) && isOption(diag, 'N') && detail::subnormalOnDiagonal(order, a, lda))
+    return detail::solveByHalves(side, uplo, trans, m, n, alpha, a, lda, b, ldb);
   detail::triangular<T>(detail::routine<T>(strsm_, dtrsm_, ctrsm_, ztrsm_), side, uplo, trans, diag, m, n,
                         alpha, a, lda, b, ldb);
 }

@@ -25,6 +25,10 @@ extern "C" Getrf<float> sgetrf_;
 extern "C" Getrf<double> dgetrf_;
 extern "C" Getrf<Complex<float>> cgetrf_;
 extern "C" Getrf<Complex<double>> zgetrf_;
+extern "C" Getrf<float> sgetrf2_;
+extern "C" Getrf<double> dgetrf2_;
+extern "C" Getrf<Complex<float>> cgetrf2_;
+extern "C" Getrf<Complex<double>> zgetrf2_;
 
 template <class T>
 using Getrs = void(const char* trans, const int* n, const int* nrhs, const T* a, const int* lda,
@@ -152,15 +156,31 @@ extern "C" Lasq1<double> dlasq1_;
 
 }  // namespace fortran
 
-// A = P L U, A m x n; ipiv takes min(m, n) 1-based row numbers
+namespace detail {
+
+template <class T, class Routine>
+int factorize(Routine routine, int m, int n, T* a, int lda, int* ipiv) {
+  writes(m, n, a, lda);
+  writesVector(m < n ? m : n, ipiv, 1);
+  int info = 0;
+  routine(&m, &n, a, &lda, ipiv, &info);
+  return info;
+}
+
+}  // namespace detail
+
+// A = P L U, A m x n; ipiv takes min(m, n) 1-based row numbers. OpenBLAS is wrong where a pivot is subnormal:
+// version 0.3.21 multiplies by its reciprocal, infinite or not, 0.3.29 leaves its column as it was.
 template <class T>
 int getrf(int m, int n, T* a, int lda, int* ipiv) {
   using namespace fortran;
-  detail::writes(m, n, a, lda);
-  detail::writesVector(m < n ? m : n, ipiv, 1);
-  int info = 0;
-  detail::routine<T>(sgetrf_, dgetrf_, cgetrf_, zgetrf_)(&m, &n, a, &lda, ipiv, &info);
-  return info;
+  return detail::factorize(detail::routine<T>(sgetrf_, dgetrf_, cgetrf_, zgetrf_), m, n, a, lda, ipiv);
+}
+// The same, slower: LAPACK's own code everywhere, which divides by a subnormal pivot.
+template <class T>
+int getrf2(int m, int n, T* a, int lda, int* ipiv) {
+  using namespace fortran;
+  return detail::factorize(detail::routine<T>(sgetrf2_, dgetrf2_, cgetrf2_, zgetrf2_), m, n, a, lda, ipiv);
 }
 
 // B := inv(op(A)) B from getrf's factors

@@ -1,5 +1,5 @@
 // Scalar arithmetic of kernels and of the native bodies that stand in for them, which are to give the same
-// bits.
+// bits; and of the processor's own part of the work.
 
 #ifndef TOVI_PLATFORM_HOST_SCALARS_H
 #define TOVI_PLATFORM_HOST_SCALARS_H
@@ -61,19 +61,28 @@ __device__ inline R squareOf(Complex<R> z) {
   return z.re * z.re + z.im * z.im;
 }
 
-// x / divisor
+// x / divisor; complex divisors as in reciprocalOf
 template <class R>
-__device__ inline R dividedBy(R divisor, R x) {
+__host__ __device__ inline R dividedBy(R divisor, R x) {
   return x / divisor;
 }
 template <class R>
-__device__ inline Complex<R> dividedBy(R divisor, Complex<R> z) {
+__host__ __device__ inline Complex<R> dividedBy(R divisor, Complex<R> z) {
   return Complex<R>(z.re / divisor, z.im / divisor);
+}
+template <class R>
+__host__ __device__ inline Complex<R> dividedBy(Complex<R> divisor, Complex<R> z) {
+  if (std::fabs(divisor.re) >= std::fabs(divisor.im)) {
+    const R ratio = divisor.im / divisor.re;
+    return dividedBy(divisor.re + divisor.im * ratio, Complex<R>(z.re + z.im * ratio, z.im - z.re * ratio));
+  }
+  const R ratio = divisor.re / divisor.im;
+  return dividedBy(divisor.im + divisor.re * ratio, Complex<R>(z.re * ratio + z.im, z.im * ratio - z.re));
 }
 
 // The greater of two numbers, NaN where one of them is NaN.
 template <class R>
-__device__ inline R greaterOf(R x, R y) {
+__host__ __device__ inline R greaterOf(R x, R y) {
   return y > x || y != y ? y : x;
 }
 
@@ -87,11 +96,11 @@ __device__ inline R imaginary(Complex<R> z) {
 }
 
 template <class R>
-__device__ inline R greatestPartOf(R x) {
+__host__ __device__ inline R greatestPartOf(R x) {
   return std::fabs(x);
 }
 template <class R>
-__device__ inline R greatestPartOf(Complex<R> z) {
+__host__ __device__ inline R greatestPartOf(Complex<R> z) {
   return greaterOf(std::fabs(z.re), std::fabs(z.im));
 }
 

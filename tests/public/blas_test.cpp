@@ -119,6 +119,18 @@ TYPED_TEST(BlasTest, Trsm) {
   checkBlas<T>("trsm", Memory::host, "RUCN", {511, 600});
 }
 
+TYPED_TEST(BlasTest, TrsmDividesByWhatIsTooSmallForAReciprocal) {
+  using T = TypeParam;
+  for (const std::string& options : optionsOf<T>("trsm", true)) {
+    for (const Memory where : bothInterfaces)
+      for (const auto& [m, n] : {std::pair{1, 1}, {1, 7}, {7, 1}, {40, 23}})
+        checkSmallDiagonal<T>(where, options, m, n);
+    checkSmallDiagonal<T>(Memory::device, options, 170, 230);
+  }
+  for (const char* options : {"LLNN", "LUCN", "RLTN", "RUNN"})
+    checkSmallDiagonal<T>(Memory::device, options, 530, 520);
+}
+
 // By blocks where either dimension reaches 1024.
 TYPED_TEST(BlasTest, Trmm) {
   using T = TypeParam;

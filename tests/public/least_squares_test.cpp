@@ -2,6 +2,7 @@
 // device is there.
 
 #include <cmath>
+#include <tuple>
 
 #include "tests/support/least_squares_checks.h"
 
@@ -78,6 +79,41 @@ TYPED_TEST(LeastSquaresTest, SolvesAtBothEndsOfTheSafeRange) {
       ASSERT_EQ(solved.run(Memory::host), toviNoError);
       expectSolved(problem, solved);
     }
+}
+
+// Diagonal matrices, which no reflector changes, with numbers on their diagonals whose reciprocals are
+// infinite.
+TYPED_TEST(LeastSquaresTest, DividesByDiagonalsTooSmallForAReciprocal) {
+  using T = TypeParam;
+  const auto element = [](int i) { return T(i % 3 == 0 ? 0x1p-140f : i % 3 == 1 ? 4.f : 3 * 0x1p-149f); };
+  const auto wanted = [](int i) { return T(static_cast<float>(i % 7 - 3)); };
+  for (const Memory where : bothInterfaces) {
+    for (const auto& [m, n] : {std::pair{1, 1}, {2, 1}, {1, 2}, {130, 100}, {100, 130}})
+      for (const char trans : transposes) {
+        SCOPED_TRACE(shape(where, m, n) + " " + trans);
+        LeastSquares<T> problem{trans, HostMatrix<T>(m, n), HostMatrix<T>(std::max(m, n), 1)};
+        HostMatrix<T> x = problem.b;
+        for (int i = 0; i < std::min(m, n); ++i)
+          problem.a(i, i) = element(i), x(i, 0) = wanted(i), problem.b(i, 0) = element(i) * wanted(i);
+        ASSERT_EQ(problem.run(where), toviNoError);
+        EXPECT_EQ(norm1(minus(problem.b, x)), 0);
+      }
+    for (const auto& [m, n, p] : {std::tuple{0, 1, 1}, {1, 1, 0}, {130, 230, 100}}) {
+      SCOPED_TRACE(shape(where, m, n) + ", " + std::to_string(p));
+      Constrained<T> problem{HostMatrix<T>(m, n), HostMatrix<T>(p, n), HostMatrix<T>(m, 1),
+                             HostMatrix<T>(p, 1), HostMatrix<T>(n, 1)};
+      HostMatrix<T> x = problem.x;
+      for (int i = 0; i < n; ++i) {
+        x(i, 0) = wanted(i);
+        if (i < n - p)
+          problem.a(i, i) = element(i), problem.c(i, 0) = element(i) * wanted(i);
+        else
+          problem.b(i - n + p, i) = element(i), problem.d(i - n + p, 0) = element(i) * wanted(i);
+      }
+      ASSERT_EQ(problem.run(where), toviNoError);
+      EXPECT_EQ(norm1(minus(problem.x, x)), 0);
+    }
+  }
 }
 
 TYPED_TEST(LeastSquaresTest, NaNTravelsThroughAndNeverChangesTheStatus) {

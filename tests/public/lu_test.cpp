@@ -1,6 +1,9 @@
 // LU factorization and linear systems through the exported functions, on whatever device is there.
 
 #include <cmath>
+#include <limits>
+#include <utility>
+#include <vector>
 
 #include "tests/support/lu_checks.h"
 
@@ -69,6 +72,40 @@ TYPED_TEST(LuTest, SolvesSystems) {
     checkSolve<TypeParam>(where, 40, 600);
     checkSolve<TypeParam>(where, 520, 530);  // reaches the blocked triangular solve
   }
+}
+
+// By a number whose reciprocal is infinite nothing can be multiplied, but it can be divided by.
+TYPED_TEST(LuTest, DividesByPivotsTooSmallForAReciprocal) {
+  for (const Memory where : bothInterfaces) {
+    for (const int n : {1, 2, 100, 300, 600}) checkSmallPivots<TypeParam>(where, n, n);
+    for (const auto& [m, n] : {std::pair{30, 1}, {400, 250}, {250, 400}, {700, 600}})
+      checkSmallPivots<TypeParam>(where, m, n);
+  }
+}
+
+TYPED_TEST(LuTest, SolvesTheSmallestSystems) {
+  const float small = 1e-39f, infinity = std::numeric_limits<float>::infinity();
+  const struct {
+    std::vector<float> a, b, x;
+  } systems[] = {
+      {{1, 0, 2, small}, {3, 0}, {3, 0}},    {{small, 2 * small, 1, 3}, {1, 3}, {0, 1}},
+      {{0, small, 3, 2}, {3, 2}, {0, 1}},    {{small}, {3 * small}, {3}},
+      {{-0x1p-149f}, {5 * 0x1p-149f}, {-5}}, {{infinity}, {3}, {0}},
+  };
+  for (const Memory where : bothInterfaces)
+    for (const auto& system : systems) {
+      const int n = static_cast<int>(system.b.size());
+      HostMatrix<TypeParam> a(n, n), b(n, 1);
+      for (int j = 0; j < n; ++j) {
+        b(j, 0) = TypeParam(system.b[static_cast<std::size_t>(j)]);
+        for (int i = 0; i < n; ++i) a(i, j) = TypeParam(system.a[static_cast<std::size_t>(j * n + i)]);
+      }
+      std::vector<int> ipiv(static_cast<std::size_t>(n));
+      ASSERT_EQ(solve(where, a, ipiv, b), toviNoError);
+      for (int i = 0; i < n; ++i)
+        EXPECT_TRUE(b(i, 0) == TypeParam(system.x[static_cast<std::size_t>(i)]))
+            << &system - systems << ' ' << i;
+    }
 }
 
 TYPED_TEST(LuTest, WithoutRightHandSidesTheMatrixIsStillFactored) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -186,6 +187,55 @@ void checkBlas(const std::string& family, Memory where, const std::string& optio
   EXPECT_EQ(status, toviNoError) << call.text();
   EXPECT_EQ(call.fault(status, toviGetErrorInfo()), "") << call.text();
   CHECK_RATIO(blasRatio(call), blasBound) << call.text();
+}
+
+// A triangle of whole numbers, for whole X, so that nothing is rounded in whatever order. Lines of op(A), and
+// of B with them, are scaled down by powers of 2: numbers on the diagonal become subnormal, most of them too
+// small for a reciprocal, down to the least number that there is. With diag = 'U' they are not read.
+template <class T>
+void checkSmallDiagonal(Memory where, const std::string& options, int m, int n) {
+  SCOPED_TRACE(shape(where, m, n) + " " + options);
+  using W = Wide<T>;
+  using Limits = std::numeric_limits<Real<T>>;
+  const char side = options[0], uplo = options[1], trans = options[2], diag = options[3];
+  const bool left = side == 'L', unit = diag == 'U';
+  const struct {
+    W number;
+    int exponent;
+  } kinds[] = {{makeElement<W>(3, 4), Limits::min_exponent - 10},
+               {W(1), 0},
+               {makeElement<W>(-2, 1), Limits::min_exponent - Limits::digits},
+               {makeElement<W>(0, 1) + W(1), Limits::min_exponent - 4},
+               {W(-2), 0},
+               {W(1), Limits::min_exponent - 2}};  // which has a reciprocal
+  const auto kind = [&](int line) { return kinds[line % 17 < 6 ? line % 17 : 1]; };
+  const auto scale = [&](int line) { return W(std::ldexp(1.0, unit ? 0 : kind(line).exponent)); };
+
+  const int order = left ? m : n;
+  Random random(static_cast<std::uint64_t>(m * 10007 + n));
+  const auto whole = [&] { return makeElement<W>(random.below(3) - 1, random.below(3) - 1); };
+  HostMatrix<T> a(order, order, 3), b(m, n, 2), x(m, n);
+  HostMatrix<W> triangle(order, order), solution(m, n);
+  a.fill(quietNaN<T>());
+  for (int j = 0; j < order; ++j)
+    for (int i = uplo == 'L' ? j : 0; i < (uplo == 'L' ? order : j + 1); ++i) {
+      triangle(i, j) = i == j ? kind(i).number : whole();
+      a(i, j) = narrow<T>(triangle(i, j) * scale(left == (trans == 'N') ? i : j));
+      if (i == j && unit) a(i, i) = narrow<T>(W(Limits::denorm_min())), triangle(i, i) = W(1);
+    }
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < m; ++i) solution(i, j) = whole() * W(2), x(i, j) = narrow<T>(solution(i, j));
+  const HostMatrix<W> start =
+      left ? product(op(trans, triangle), solution) : product(solution, op(trans, triangle));
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < m; ++i) b(i, j) = narrow<T>(start(i, j) * W(0.5) * scale(left ? i : j));
+
+  const Placed<T> pa(where, a), pb(where, b);
+  ASSERT_EQ(trsm(where, side, uplo, trans, diag, m, n, T(2), pa.data(), a.ld(), pb.data(), b.ld()),
+            toviNoError);
+  pb.fetch();
+  EXPECT_EQ(norm1(minus(b, x)), 0);
+  EXPECT_TRUE(b.paddingIntact());
 }
 
 // The transposed product around the blocks of its kernel, of 32 or 16 columns, and around the 512 or 128 rows

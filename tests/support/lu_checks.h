@@ -3,7 +3,9 @@
 #ifndef TOVI_TESTS_SUPPORT_LU_CHECKS_H
 #define TOVI_TESTS_SUPPORT_LU_CHECKS_H
 
+#include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/interface.h"
@@ -41,6 +43,63 @@ void checkSolve(Memory where, int n, int nrhs, int padding = 2) {
   EXPECT_TRUE(x.paddingIntact());
   CHECK_RATIO(solveRatio(a, x, b), luBound);
   CHECK_RATIO(luRatio(a, lu, ipiv), luBound);
+}
+
+// A matrix of known factors, which are computed without any rounding in whatever order. Pivots are +-4 and
+// multipliers 0 and +-1/2, of complex types also times i. Columns 5, 102, 199, ... and the last one are
+// scaled down: their pivots are subnormal, most of them too small for a reciprocal. The solution is as exact,
+// with its largest elements where those pivots are.
+template <class T>
+struct ExactSystem {
+  HostMatrix<T> a, lu, x, b;
+  std::vector<int> ipiv;
+};
+
+template <class T>
+ExactSystem<T> exactSystem(int m, int n) {
+  using W = Wide<T>;
+  Random random(static_cast<std::uint64_t>(m * 10007 + n));
+  const auto number = [&](double size) {
+    const double signedSize = random.below(2) == 0 ? size : -size;
+    return tovi::isComplex<T> && random.below(2) == 0 ? makeElement<W>(0, signedSize)
+                                                      : makeElement<W>(signedSize, 0);
+  };
+  const int k = std::min(m, n);
+  HostMatrix<W> lower(m, k), upper(k, n), factors(m, n), x(n, 3);
+  for (int j = 0; j < n; ++j) {
+    const bool small = j < k && (j % 97 == 5 || j == k - 1);
+    const double scale = small ? std::ldexp(1, -129 - 2 * random.below(3)) : 1;  // 4 / 2^129 has a reciprocal
+    for (int i = 0; i < m; ++i)
+      if (i <= j && i < k)
+        upper(i, j) = factors(i, j) = number(i == j ? 4 * scale : random.below(2) * scale);
+      else if (i > j)
+        lower(i, j) = factors(i, j) = number(random.below(2) * 0.5);
+    if (j < k) lower(j, j) = W(1);
+    for (int r = 0; r < x.cols(); ++r) x(j, r) = number(small ? 0x1p122 : random.below(2));
+  }
+  HostMatrix<W> a = product(lower, upper);
+  std::vector<int> ipiv(static_cast<std::size_t>(k));
+  for (int i = k - 1; i >= 0; --i) {
+    const int p = i + random.below(m - i);
+    ipiv[static_cast<std::size_t>(i)] = p + 1;
+    for (int j = 0; j < n && p != i; ++j) std::swap(a(i, j), a(p, j));
+  }
+  return {narrow<T>(a), narrow<T>(factors), narrow<T>(x), narrow<T>(product(a, x)), ipiv};
+}
+
+template <class T>
+void checkSmallPivots(Memory where, int m, int n) {
+  SCOPED_TRACE(shape(where, m, n) + ", small pivots");
+  const ExactSystem<T> exact = exactSystem<T>(m, n);
+  HostMatrix<T> lu = exact.a, x = exact.b;
+  std::vector<int> ipiv(exact.ipiv.size());
+  ASSERT_EQ(factor(where, lu, ipiv), toviNoError);
+  EXPECT_EQ(ipiv, exact.ipiv);
+  EXPECT_EQ(norm1(minus(lu, exact.lu)), 0);
+  if (m != n) return;
+  lu = exact.a;
+  ASSERT_EQ(solve(where, lu, ipiv, x), toviNoError);
+  EXPECT_EQ(norm1(minus(x, exact.x)), 0);
 }
 
 // Columns `zeros` (1-based) of an upper triangular start are zero on and below the diagonal, so that the

@@ -79,6 +79,14 @@ HostMatrix<Wide<T>> widen(const HostMatrix<T>& a) {
   return wide;
 }
 
+template <class T>
+HostMatrix<T> narrow(const HostMatrix<Wide<T>>& wide) {
+  HostMatrix<T> a(wide.rows(), wide.cols());
+  for (int j = 0; j < a.cols(); ++j)
+    for (int i = 0; i < a.rows(); ++i) a(i, j) = narrow<T>(wide(i, j));
+  return a;
+}
+
 // residual / scale, where 0 / 0 is a perfect result.
 inline double scaled(double residual, double scale) { return residual == 0 ? 0 : residual / scale; }
 
