@@ -36,12 +36,28 @@
  * - toviInsufficientMemory: device memory or host memory is exhausted.
  * - toviArgumentError: an argument is not acceptable. The error info is minus its position in the argument
  *   list, counted from 1. Nothing has been read or written.
- * - toviBlasError: CUBLAS failed. The error info is the CUBLAS status.
+ * - toviBlasError: CUBLAS failed in this call. The error info is the CUBLAS status.
  * - toviRuntimeError: the CUDA runtime failed, and the error info is its error number; or something else did,
- *   and the error info is the negative info of a host LAPACK routine, or -1.
+ *   and the error info is the negative info of a host LAPACK routine, or -1. After an illegal address, as of
+ *   an array in host memory where one on the device is wanted, every call ends so, in all threads, until the
+ *   process does: the runtime says that the device is lost.
  *
  * Threads. Several threads may call routines at the same time, each on its own operands. toviInitialize and
- * toviShutdown count threads. toviShutdown must not run while another thread is inside a routine.
+ * toviShutdown count threads. toviShutdown must not run while another thread is inside a routine. A thread
+ * that is cancelled leaves the library after its call, not in the midst of it. The library's own threads
+ * block all signals.
+ *
+ * Devices. The library runs on one device, the executing device, whichever device the calling thread has made
+ * current with cudaSetDevice; that is current again when a routine returns. Where there are several devices, a
+ * thread that allocates memory for the device interface makes the executing device current first.
+ *
+ * Processes. In a child that a fork has made the library is as it is before toviInitialize, also when another
+ * thread was inside a routine; memory of the parent's device is not the child's. A software device starts
+ * afresh there. A CUDA runtime that the parent has used does not: toviInitialize returns toviRuntimeError with
+ * the runtime's cudaErrorInitializationError (3). A process may end while threads are inside routines.
+ *
+ * Floating-point mode. Routines round to the nearest, keep subnormal numbers and mask all exceptions, whatever
+ * mode the caller computes in; that mode, and its flags, are as before when they return.
  */
 
 #ifndef TOVI_H
@@ -99,29 +115,31 @@ typedef struct toviDoubleComplex {
 
 /*
  * Makes the library usable and registers the calling thread: checks the CUDA runtime and driver (3.2 or
- * later, the driver not older than the runtime), chooses a device, binds it to the process and starts CUBLAS.
- * A device whose name contains "Tesla" goes before any other; among equals the one with more memory and speed
- * is taken. A device that toviSelectDevice has selected stays the executing device; so does, where the
- * runtime binds a process to its first device as CUDA 3.2 does, one that is already in use. May be called
- * again, by any thread. Sets the environment variable KMP_DUPLICATE_LIB_OK to TRUE in the process.
+ * later, the driver not older than the runtime), chooses the executing device, makes it current in the calling
+ * thread and starts CUBLAS. It is the device that toviSelectDevice has selected; or else that of an earlier
+ * initialization; or else the calling thread's current device, if the process is using that already; or else a
+ * device whose name contains "Tesla", and among equals the one with more memory and speed. May be called
+ * again, by any thread, which keeps its current device then. Sets the environment variable
+ * KMP_DUPLICATE_LIB_OK to TRUE in the process.
  *
  * Status: toviNoHardware, toviInsufficientRuntime, toviInsufficientMemory (CUBLAS could not start),
  * toviBlasError, toviRuntimeError. After a failure the library is as uninitialized, or initialized, as it was
- * before; the calling thread is registered all the same.
+ * before, and so is the thread's current device; the calling thread is registered all the same.
  */
 TOVI_API toviStatus toviInitialize(void);
 
 /*
  * Unregisters the calling thread and releases the buffers that the library keeps for it. When no registered
- * thread is left, CUBLAS is stopped and the library is no longer initialized. Does nothing when it is not.
- * Neither the last status nor the error info changes.
+ * thread is left, the buffers of all threads are released, CUBLAS is stopped, a software device gives its
+ * memory back to the system, and the library is no longer initialized. Does nothing when it is not. Neither
+ * the last status nor the error info changes.
  */
 TOVI_API void toviShutdown(void);
 
 /*
  * Releases the device and page-locked buffers that the library keeps for the calling thread from one call to
- * the next; those of other threads stay. A thread that ends releases its own. Neither the last status nor the
- * error info changes.
+ * the next; those of other threads stay. A thread that ends releases its own, and a call that memory runs
+ * short in those of all threads that are not in use. Neither the last status nor the error info changes.
  */
 TOVI_API void toviFreeBuffers(void);
 
@@ -134,10 +152,11 @@ TOVI_API void toviFreeBuffers(void);
 TOVI_API toviStatus toviGetDeviceCount(int* dev);
 
 /*
- * Makes device dev, 0 <= dev < count, the one that the library will run on. To be called before
- * toviInitialize, which would choose one by itself. Needs no initialization. Error info -1: there is no such
- * device. toviRuntimeError with the runtime's error number (36 in CUDA 3.2) when the process is already using
- * a device.
+ * Makes device dev, 0 <= dev < count, the one that the library will run on, and the calling thread's current
+ * one. To be called before toviInitialize, which would choose one by itself; the latest selection counts.
+ * Needs no initialization. Error info -1: there is no such device. toviRuntimeError with the runtime's
+ * cudaErrorSetOnActiveProcess (36 in CUDA 3.2, 708 later) when the library is initialized on another device,
+ * or when a runtime that gives a process one device has given it another one.
  */
 TOVI_API toviStatus toviSelectDevice(int dev);
 

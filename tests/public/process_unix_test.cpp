@@ -130,6 +130,27 @@ TEST(ProcessEnd, InTheMidstOfCallsIsOrderly) {
         << i;
 }
 
+// As the ranks of a parallel program do.
+TEST(Processes, ShareADevice) {
+  std::vector<pid_t> ranks;
+  for (int rank = 0; rank < 4; ++rank) {
+    ranks.push_back(fork());
+    if (ranks.back() != 0) continue;
+    alarm(60);
+    const toviStatus status = toviInitialize();
+    if (status == toviNoHardware || status == toviInsufficientRuntime) std::exit(0);
+    int wrong = status != toviNoError;
+    for (int i = 0; i < 20 && wrong == 0; ++i) wrong = solve(100 + 50 * rank + i);
+    toviShutdown();
+    std::exit(wrong);
+  }
+  for (const pid_t rank : ranks) {
+    int status = -1;
+    EXPECT_EQ(waitpid(rank, &status, 0), rank);
+    EXPECT_EQ(status, 0);
+  }
+}
+
 // Signals are for the program's threads: one that all of them block stays pending.
 TEST_F(Process, TheLibrarysThreadsTakeNoSignals) {
   sigset_t terminate;
