@@ -349,6 +349,33 @@ TEST(Promises, AMeaninglessNumberOfThreadsIsTold) {
   std::filesystem::remove_all(folder);
 }
 
+// Host operands that are only read may be each other, and the one that is written: they are copied first.
+TEST(Promises, AHostRoutineMayWriteWhatItHasRead) {
+  ASSERT_EQ(pretend(1, 3), toviNoError);
+  constexpr int n = 70;
+  std::vector<float> a(n * n);
+  for (int i = 0; i < n * n; ++i)
+    a[static_cast<std::size_t>(i)] = static_cast<float>(i * 37 % 101) / 64 - 0.5f;
+  using Routine = toviStatus (*)(const float* a, const float* b, float* c);
+  const Routine routines[] = {
+      [](auto x, auto y, auto z) { return toviSgemm('N', 'T', n, n, n, 2, x, n, y, n, 3, z, n); },
+      [](auto x, auto y, auto z) { return toviSsymm('R', 'U', n, n, 2, x, n, y, n, 3, z, n); },
+      [](auto x, auto y, auto z) { return toviSsyr2k('L', 'T', n, n, 2, x, n, y, n, 3, z, n); },
+      [](auto x, auto, auto z) { return toviSsyrk('U', 'N', n, n, 2, x, n, 3, z, n); },
+      [](auto x, auto, auto z) { return toviStrmm('L', 'U', 'N', 'N', n, n, 2, x, n, z, n); },
+      [](auto x, auto, auto z) { return toviStrsm('R', 'L', 'T', 'U', n, n, 2, x, n, z, n); },
+      [](auto x, auto y, auto z) { return toviSgemv('T', n, n, 2, x, n, y, 1, 3, z, 1); },
+  };
+  for (const Routine routine : routines) {
+    const std::vector<float> x = a, y = a;
+    std::vector<float> apart = a, together = a;
+    EXPECT_EQ(routine(x.data(), y.data(), apart.data()), toviNoError);
+    EXPECT_EQ(routine(together.data(), together.data(), together.data()), toviNoError);
+    EXPECT_NE(apart, a);
+    EXPECT_TRUE(together == apart) << &routine - routines;
+  }
+}
+
 TEST(Promises, ThreadsGetWhatTheyGetAlone) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
   std::vector<Call> good = goodCalls(20, 80, 5);
