@@ -1,5 +1,5 @@
 // What a GPU shows first, on whatever device is there: large factorizations of several threads at once, calls
-// beside and after one that CUBLAS refuses, and what shutdown leaves of the device's memory.
+// beside and after one that CUBLAS refuses.
 
 #include <cmath>
 #include <functional>
@@ -118,7 +118,7 @@ TEST_F(GpuTest, FourThreadsFactorLargeMatricesAtOnce) {
     for (const bool qr : {false, true}) all.emplace_back(where, qr);
   for (const Factorization& one : all) {
     SCOPED_TRACE(one.what());
-    CHECK_RATIO(one.ratio(), 1);  // 0.05 where every sum is a plain one
+    CHECK_RATIO(one.ratio(), 1);  // LU: 0.05, QR: 0.003
   }
   std::vector<std::function<void()>> work;
   for (Factorization& one : all) work.emplace_back([&one] { one.again(); });
@@ -156,46 +156,13 @@ TEST_F(GpuTest, ARefusedCallIsItsOwnAlone) {
   std::vector<std::function<void()>> work;
   for (const Memory where : bothInterfaces) {
     work.emplace_back([=] {
-      for (int round = 0; round < 200; ++round) ASSERT_EQ(refusedByCublas(where), toviBlasError);
+      for (int round = 0; round < 2000; ++round) ASSERT_EQ(refusedByCublas(where), toviBlasError);
     });
     work.emplace_back([=] {
-      for (int round = 0; round < 200; ++round) ASSERT_EQ(product(where), toviNoError);
+      for (int round = 0; round < 2000; ++round) ASSERT_EQ(product(where), toviNoError);
     });
   }
   together(work);
-}
-
-std::size_t freeMemory() {
-  std::size_t free = 0, total = 0;
-  EXPECT_EQ(cudaMemGetInfo(&free, &total), cudaSuccess);
-  return free;
-}
-
-// Uses the device, from this thread and from one that ends without shutdown. Returns what is free just before
-// shutdown.
-std::size_t use() {
-  EXPECT_EQ(toviInitialize(), toviNoError);
-  const auto solveOne = [] {
-    HostMatrix<float> a = HostMatrix<float>::random(1200, 1200, 0, 1), b = a;
-    std::vector<int> ipiv(1200);
-    EXPECT_EQ(solve(Memory::host, a, ipiv, b), toviNoError);
-  };
-  std::thread(solveOne).join();
-  solveOne();
-  const std::size_t free = freeMemory();
-  toviShutdown();
-  return free;
-}
-
-TEST(GpuMemory, ShutdownGivesItBack) {
-  int devices = 0;
-  ASSERT_EQ(toviGetDeviceCount(&devices), toviNoError);
-  use();  // what the runtime and CUBLAS load once stays
-  const std::size_t before = freeMemory();
-  for (int round = 0; round < 3; ++round) {
-    EXPECT_LT(use(), before) << "nothing was kept: this test shows nothing";
-    EXPECT_GE(freeMemory(), before) << "round " << round;
-  }
 }
 
 }  // namespace
