@@ -29,11 +29,11 @@ endif()
 
 function(tovi_library_part name)
   add_library(${name} OBJECT ${ARGN})
-  # Kernels (.cu) are CUDA C++. The software device compiles the same files as C++.
+  # Kernels (.cu) are CUDA C++, pragmas of its compiler included. The software device compiles the same files as C++.
   set(kernels ${ARGN})
   list(FILTER kernels INCLUDE REGEX "\\.cu$")
   if(kernels AND TOVI_PLATFORM STREQUAL "software")
-    set_source_files_properties(${kernels} PROPERTIES LANGUAGE CXX COMPILE_OPTIONS "-x;c++")
+    set_source_files_properties(${kernels} PROPERTIES LANGUAGE CXX COMPILE_OPTIONS "-x;c++;-Wno-unknown-pragmas")
   endif()
   target_link_libraries(${name} PUBLIC tovi_options tovi_platform)
   target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}/include")

@@ -27,7 +27,8 @@ template <class Map, class T, class Int>
 __global__ void KernelLASWP(int n, T* a, int lda, int first, int count, PivotBatch<Int> pivots) {
   const std::ptrdiff_t x = Map::index();
   if (x >= n) return;
-  for (int t = 0; t < count; ++t) exchange(element(a, lda, first + t, x), element(a, lda, pivots.line[t], x));
+  for (int t = 0; t < pivots.capacity; ++t)
+    if (t < count) exchange(element(a, lda, first + t, x), element(a, lda, pivots.line[t], x));
 }
 
 // A thread owns one row of a. Neighbouring threads own neighbouring rows, so every interchange is of
@@ -36,7 +37,8 @@ template <class Map, class T, class Int>
 __global__ void KernelLASWPCOL(int n, T* a, int lda, int first, int count, PivotBatch<Int> pivots) {
   const std::ptrdiff_t x = Map::index();
   if (x >= n) return;
-  for (int t = 0; t < count; ++t) exchange(element(a, lda, x, first + t), element(a, lda, x, pivots.line[t]));
+  for (int t = 0; t < pivots.capacity; ++t)
+    if (t < count) exchange(element(a, lda, x, first + t), element(a, lda, x, pivots.line[t]));
 }
 
 namespace basic {

@@ -15,26 +15,27 @@ namespace tovi {
 
 namespace {
 
-// A row's part in the sums of the columns C, the last of which is `last`: written out for each column, so
-// that the sums stay in registers and the loads are under way together. Beyond the last column it is read
-// again.
+// A row's part in the sums of the columns first + C, the last of which is `last`: written out for each
+// column, so that the sums stay in registers and the loads are under way together. Beyond the last column it
+// is read again.
 template <bool conj, class T, int... C>
-__device__ __forceinline__ void addRow(const T* row, int lda, int last, T xi, T (&sums)[sizeof...(C)],
-                                       std::integer_sequence<int, C...>) {
-  ((sums[C] += conjugateIf<conj>(element(row, lda, 0, C < last ? C : last)) * xi), ...);
+__device__ __forceinline__ void addRow(const T* row, int lda, int first, int last, T xi,
+                                       T (&sums)[sizeof...(C)], std::integer_sequence<int, C...>) {
+  ((sums[C] += conjugateIf<conj>(element(row, lda, 0, first + C < last ? first + C : last)) * xi), ...);
 }
 
 }  // namespace
 
 // A block owns BX columns. Each of its threads owns every BX BY-th row of them, so that the block reads a
-// column in runs of BX BY elements, and has a sum for each column. In the end the sums of BY columns at a
+// column in runs of BX BY elements, and has a sum for each of `together` columns. The sums of BY columns at a
 // time go through shared memory: row y of the threads adds up those of column y, and its first thread writes.
+// A multiprocessor holds two blocks, one of capability 2.0, which has half the registers, holds one.
 template <class T, int BX, int BY, bool conj>
-__global__ void __launch_bounds__(BX* BY) gemvt_k(int m, int n, T alpha, int m_main, const T* A, int lda,
-                                                  T beta, const T* x, int incx, T* y, int incy) {
-  constexpr int threads = BX * BY;
-  constexpr std::make_integer_sequence<int, BX> columns{};
-  static_assert(BX % BY == 0, "the columns are brought together BY at a time");
+__global__ void __launch_bounds__(BX* BY, 2) gemvt_k(int m, int n, T alpha, int m_main, const T* A, int lda,
+                                                     T beta, const T* x, int incx, T* y, int incy) {
+  constexpr int threads = BX * BY, together = BY < 8 ? BY : 8;
+  constexpr std::make_integer_sequence<int, together> columns{};
+  static_assert(BX % BY == 0 && BY % together == 0, "the columns are brought together BY at a time");
   __shared__ T parts[BY][threads];
   const int tx = static_cast<int>(threadIdx.x), ty = static_cast<int>(threadIdx.y), thread = ty * BX + tx;
   const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(blockIdx.x) * BX;
@@ -44,15 +45,19 @@ __global__ void __launch_bounds__(BX* BY) gemvt_k(int m, int n, T alpha, int m_m
   x = firstElement(m, x, incx);
   y = firstElement(n, y, incy);
 
-  T sums[BX];
-  for (int c = 0; c < BX; ++c) sums[c] = T(0);
-  if (alpha != T(0)) {
-    std::ptrdiff_t i = thread;
-    for (; i < m_main; i += threads) addRow<conj>(A + i, lda, last, element(x, incx, i), sums, columns);
-    if (i < m) addRow<conj>(A + i, lda, last, element(x, incx, i), sums, columns);
-  }
   for (int c = 0; c < BX; c += BY) {
-    for (int k = 0; k < BY; ++k) parts[k][thread] = sums[c + k];
+    for (int k = 0; k < BY; k += together) {
+      T sums[together];
+      for (T& sum : sums) sum = T(0);
+      if (alpha != T(0)) {
+        std::ptrdiff_t i = thread;
+#pragma unroll 1  // more rows at once would not leave the second block its registers
+        for (; i < m_main; i += threads)
+          addRow<conj>(A + i, lda, c + k, last, element(x, incx, i), sums, columns);
+        if (i < m) addRow<conj>(A + i, lda, c + k, last, element(x, incx, i), sums, columns);
+      }
+      for (int l = 0; l < together; ++l) parts[k + l][thread] = sums[l];
+    }
     __syncthreads();
     T sum = T(0);
     for (int k = 0; k < BY; ++k) sum += parts[ty][tx + k * BX];

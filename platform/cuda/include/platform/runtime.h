@@ -1,6 +1,6 @@
-// The CUDA runtime and the legacy BLAS interface of today's toolkit, together with the few things that the
-// library calls and that the toolkit has dropped since: cudaThreadSynchronize, and two fields of the device
-// properties.
+// The CUDA runtime and the legacy BLAS interface of today's toolkits, together with the few things that the
+// library calls and that they have dropped: cudaThreadSynchronize, which CUDA 12 still has and warns of, and
+// two fields of the device properties.
 
 #ifndef TOVI_PLATFORM_RUNTIME_H
 #define TOVI_PLATFORM_RUNTIME_H
@@ -13,9 +13,7 @@
 #include <map>
 #include <mutex>
 
-#if CUDART_VERSION >= 13000
-inline cudaError_t cudaThreadSynchronize() { return cudaDeviceSynchronize(); }
-#endif
+#define cudaThreadSynchronize cudaDeviceSynchronize
 
 namespace platform {
 
