@@ -6,13 +6,13 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
 #include <set>
 #include <sstream>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "platform/launch.h"
@@ -39,7 +39,7 @@ namespace {
 unsigned threadsOfLaunch = 0;
 std::map<std::string, std::set<unsigned>> blocksOf;  // threads, by kernel
 
-// tovi::Scale_k<cudalib::Map1D, float, true>, of the function that platform::launch queues.
+// tovi::Scale_k<cudalib::Map1D, float, true>, of the work that platform::launch queues.
 std::string kernelOf(const std::type_info& launch) {
   const std::unique_ptr<char, void (*)(void*)> text(
       abi::__cxa_demangle(launch.name(), nullptr, nullptr, nullptr), std::free);
@@ -55,13 +55,16 @@ std::string kernelOf(const std::type_info& launch) {
 
 namespace software_device {
 
-bool acceptLaunch(dim3 /*grid*/, dim3 block, std::size_t /*sharedBytes*/, cudaStream_t /*stream*/) {
+Device* acceptLaunch(dim3 /*grid*/, dim3 block, std::size_t /*sharedBytes*/, cudaStream_t /*stream*/,
+                     const void* const* /*pointers*/, std::size_t /*pointerCount*/) noexcept {
   threadsOfLaunch = block.x * block.y * block.z;
-  return true;
+  static char someDevice;  // which is only handed on
+  return reinterpret_cast<Device*>(&someDevice);
 }
-void queueLaunch(cudaStream_t /*stream*/, std::function<void()> launch) {
-  blocksOf[kernelOf(launch.target_type())].insert(threadsOfLaunch);
-  launch();
+void queueLaunch(Device& /*device*/, cudaStream_t /*stream*/, std::unique_ptr<Work> launch) noexcept {
+  const Work& work = *launch;
+  blocksOf[kernelOf(typeid(work))].insert(threadsOfLaunch);
+  launch->run();
 }
 
 }  // namespace software_device
