@@ -103,7 +103,7 @@ toviStatus detail::run(Frame frame, Callable check, Callable body) {
     if (onDevice)
       cudalib::completionCheck();
     else
-      cudalib::checkPending();
+      cudalib::checkWithoutDevice();
     return result;
   });
   // After a failure the device is idle and no error is pending. Arguments are checked before anything else is

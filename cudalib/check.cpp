@@ -19,14 +19,17 @@ cudaError_t check(cudaError_t status) {
   }
 }
 
-void checkPending() { check(cudaGetLastError()); }
-
 void completionCheck() {
   const cudaError_t before = cudaGetLastError();
   const cudaError_t done = cudaThreadSynchronize();
   discardPendingErrors();  // the wait has left its error there, too
   check(before);
   check(done);
+}
+
+void checkWithoutDevice() {
+  const cudaError_t pending = cudaGetLastError();
+  if (pending != cudaErrorNoDevice && pending != cudaErrorInsufficientDriver) check(pending);
 }
 
 void discardPendingErrors() noexcept { static_cast<void>(cudaGetLastError()); }
