@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "platform/software/src/cublas_call.h"
+#include "platform/software/src/machine.h"
 #include "platform/software/src/pool.h"
 #include "platform/software/src/queue.h"
 
@@ -67,6 +68,7 @@ cublasStatus CUBLASWINAPI cublasShutdown(void) {
   started = false;
   restWorkers();
   queue().rest();
+  giveMemoryBack();
   if (guard.failed()) return static_cast<cublasStatus>(guard.code());
   return was ? CUBLAS_STATUS_SUCCESS : CUBLAS_STATUS_NOT_INITIALIZED;
 }

@@ -42,6 +42,11 @@ MachineState::MachineState(Machine given)
 
 MachineState& machineState() { return *state(); }
 
+void giveMemoryBack() {
+  for (const auto& arena : machineState().memory) arena->giveBack();
+  machineState().pageLocked.giveBack();
+}
+
 std::uint64_t generation() { return generationNumber.load(std::memory_order_acquire); }
 bool checking() { return checkingOn.load(std::memory_order_relaxed); }
 

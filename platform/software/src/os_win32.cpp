@@ -14,6 +14,7 @@ void* reserve(std::size_t bytes) { return VirtualAlloc(nullptr, bytes, MEM_RESER
 bool commit(void* p, std::size_t bytes) {
   return VirtualAlloc(p, bytes, MEM_COMMIT, PAGE_READWRITE) != nullptr;
 }
+void decommit(void* p, std::size_t bytes) { VirtualFree(p, bytes, MEM_DECOMMIT); }
 void release(void* p, std::size_t) { VirtualFree(p, 0, MEM_RELEASE); }
 
 namespace {
