@@ -5,6 +5,7 @@
 #include "cudalib/check.h"
 #include "cudalib/exceptions.h"
 #include "cudalib/hooks.h"
+#include "platform/host/work_buffers.h"
 #include "platform/runtime.h"
 
 namespace tovi::api {
@@ -91,6 +92,7 @@ toviStatus detail::run(Frame frame, toviStatus (*call)(void*), void* body) {
   setErrorInfo(0);
 
   toviStatus status = attempt([=] {
+    const host::WorkBufferLease buffers(hooked ? 1 : 0);
     if (hooked) CallHooks::run(callHooks().entry);
     const toviStatus result = call(body);
     if (result == toviNoError && frame != Frame::guarded) cudalib::completionCheck();

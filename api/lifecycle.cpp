@@ -9,6 +9,7 @@
 #include "cudalib/device_table.h"
 #include "cudalib/hooks.h"
 #include "platform/host/process.h"
+#include "platform/host/work_buffers.h"
 
 namespace tovi::api {
 namespace {
@@ -87,6 +88,7 @@ void toviShutdown() {
   if (lifecycle().registered.empty()) {
     static_cast<void>(platform::stopBlas());
     static_cast<void>(platform::pendingBlasStatus());
+    host::freeWorkBuffers();
     setInitialized(false);
   }
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "platform/host/per_process.h"
 #include "platform/host/process.h"
 
 extern "C" NTSYSAPI BOOLEAN NTAPI RtlDllShutdownInProgress(void);
@@ -21,5 +22,9 @@ void setEnvironment(const char* name, const char* value) {
 
 // ExitProcess ends all other threads before libraries hear of it.
 bool onlyThreadLeft() { return RtlDllShutdownInProgress() != 0; }
+
+// No process is a copy of another one on this system.
+void ForgottenByChildren::list() noexcept {}
+void ForgottenByChildren::forgetAll() noexcept {}
 
 }  // namespace platform

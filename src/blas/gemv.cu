@@ -35,7 +35,7 @@ __global__ void __launch_bounds__(BX* BY) gemvt_k(int m, int n, T alpha, int m_m
   constexpr int threads = BX * BY;
   constexpr std::make_integer_sequence<int, BX> columns{};
   static_assert(BX % BY == 0, "the columns are brought together BY at a time");
-  __shared__ T parts[BY][threads];
+  TOVI_SHARED(T, parts, [BY][threads]);
   const int tx = static_cast<int>(threadIdx.x), ty = static_cast<int>(threadIdx.y), thread = ty * BX + tx;
   const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(blockIdx.x) * BX;
   const int last = n - first < BX ? static_cast<int>(n - first) - 1 : BX - 1;

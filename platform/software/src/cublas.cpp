@@ -4,7 +4,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
+#include <new>
 
+#include "platform/host/per_process.h"
+#include "platform/host/work_buffers.h"
+#include "platform/software/src/blas_buffers.h"
 #include "platform/software/src/cublas_call.h"
 #include "platform/software/src/machine.h"
 #include "platform/software/src/pool.h"
@@ -19,6 +24,26 @@ std::atomic<int> status{CUBLAS_STATUS_SUCCESS};
 // The generation of the machine on which the BLAS was started; another one knows nothing of it.
 std::atomic<std::uint64_t> startedOn{0};
 std::atomic<bool> started{false};
+
+struct Buffers {
+  std::mutex mutex;
+  host::WorkBufferLease lease;
+};
+platform::PerProcess<Buffers> theBuffers;
+
+void extendLease() {
+  Buffers& buffers = theBuffers.get();
+  const std::lock_guard<std::mutex> lock(buffers.mutex);
+  buffers.lease.extend(static_cast<std::size_t>(workers()) + 1);
+}
+
+void endLease() {
+  if (Buffers* const buffers = theBuffers.peek()) {
+    const std::lock_guard<std::mutex> lock(buffers->mutex);
+    buffers->lease.end();
+  }
+  host::freeWorkBuffers();
+}
 
 std::size_t product(int a, int b) { return static_cast<std::size_t>(a) * static_cast<std::size_t>(b); }
 
@@ -47,6 +72,9 @@ cublasStatus_t copyVector(int n, int elemSize, const void* from, int incFrom, vo
 
 bool blasInitialized() { return started && startedOn == generation(); }
 void setBlasStatus(cublasStatus_t latest) { status = latest; }
+void leaseBlasBuffers() {
+  if (blasInitialized()) extendLease();
+}
 
 }  // namespace software_device
 
@@ -56,6 +84,11 @@ cublasStatus CUBLASWINAPI cublasInit(void) {
   const CallGuard guard(Entry::cublasInit);
   if (guard.failed()) return static_cast<cublasStatus>(guard.code());
   if (activate() != cudaSuccess) return CUBLAS_STATUS_NOT_INITIALIZED;
+  try {
+    extendLease();
+  } catch (const std::bad_alloc&) {
+    return CUBLAS_STATUS_ALLOC_FAILED;
+  }
   status = CUBLAS_STATUS_SUCCESS;
   startedOn = generation();
   started = true;
@@ -68,6 +101,7 @@ cublasStatus CUBLASWINAPI cublasShutdown(void) {
   started = false;
   restWorkers();
   queue().rest();
+  endLease();
   giveMemoryBack();
   if (guard.failed()) return static_cast<cublasStatus>(guard.code());
   return was ? CUBLAS_STATUS_SUCCESS : CUBLAS_STATUS_NOT_INITIALIZED;

@@ -15,6 +15,7 @@
 #include <sched.h>
 #endif
 
+#include "platform/software/src/blas_buffers.h"
 #include "platform/software/src/os.h"
 #include "platform/software/testing/software_device.h"
 
@@ -216,7 +217,10 @@ void parallelFor(std::size_t pieces, const std::function<void(std::size_t)>& run
   livePool().run(pieces, run);
 }
 int workers() { return livePool().workers(); }
-void setWorkers(int count) { livePool().setWorkers(count); }
+void setWorkers(int count) {
+  livePool().setWorkers(count);
+  leaseBlasBuffers();
+}
 void restWorkers() { livePool().rest(); }
 
 int usableProcessors() {

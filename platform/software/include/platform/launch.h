@@ -72,6 +72,7 @@ struct Launch<Kernel> {
     const dim3 grid = launch.grid, block = launch.block;
     gridDim = grid;
     blockDim = block;
+    const SharedVariables shared;
     range.kernel = &launch;
     range.runThread = &runThread<I...>;
     const std::size_t layer = std::size_t{grid.x} * grid.y;

@@ -1,0 +1,82 @@
+// What a process has one of. It is made when it is first needed and never destroyed, since calls may come
+// until the very last. A child that a fork has made starts with none: in its copy of the parent's, other
+// threads, which it does not have, may hold locks for ever.
+
+#ifndef TOVI_PLATFORM_HOST_PER_PROCESS_H
+#define TOVI_PLATFORM_HOST_PER_PROCESS_H
+
+#include <atomic>
+#include <memory>
+
+namespace platform {
+
+// Variables of this class have static storage.
+class ForgottenByChildren {
+ public:
+  ForgottenByChildren(const ForgottenByChildren&) = delete;
+  ForgottenByChildren& operator=(const ForgottenByChildren&) = delete;
+
+  // What a child does first.
+  static void forgetAll() noexcept;
+
+ protected:
+  constexpr ForgottenByChildren() = default;
+  ~ForgottenByChildren() = default;
+  // Has forget() called in each child. Any number of times, by any thread.
+  void list() noexcept;
+  // In a child, before anything else of the library runs there.
+  virtual void forget() noexcept = 0;
+
+ private:
+  std::atomic<bool> listed_{false};
+  ForgottenByChildren* next_ = nullptr;
+};
+
+// A number or a flag: in each child it is what it was at first.
+template <class T>
+class PerProcessValue final : public ForgottenByChildren {
+ public:
+  constexpr explicit PerProcessValue(T first) : first_(first), value_(first) {}
+
+  T get() const noexcept { return value_.load(std::memory_order_acquire); }
+  void set(T value) noexcept {
+    list();
+    value_.store(value, std::memory_order_release);
+  }
+
+ private:
+  void forget() noexcept override { value_.store(first_, std::memory_order_relaxed); }
+
+  const T first_;
+  std::atomic<T> value_;
+};
+
+// T's constructor may run in several threads at a time, of which all but one then destroy theirs again.
+template <class T>
+class PerProcess final : public ForgottenByChildren {
+ public:
+  constexpr PerProcess() = default;
+
+  T& get() {
+    T* const found = peek();
+    return found != nullptr ? *found : make();
+  }
+  // Null until it has been made.
+  T* peek() const noexcept { return instance_.load(std::memory_order_acquire); }
+
+ private:
+  T& make() {
+    auto made = std::make_unique<T>();
+    list();
+    T* other = nullptr;
+    if (!instance_.compare_exchange_strong(other, made.get(), std::memory_order_acq_rel)) return *other;
+    return *made.release();
+  }
+  void forget() noexcept override { instance_.store(nullptr, std::memory_order_relaxed); }
+
+  std::atomic<T*> instance_{nullptr};
+};
+
+}  // namespace platform
+
+#endif
