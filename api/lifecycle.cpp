@@ -86,6 +86,7 @@ void toviShutdown() {
   tovi::callHooks().clear();
   lifecycle().registered.erase(platform::currentThreadId());
   if (lifecycle().registered.empty()) {
+    cudalib::releaseAllBuffers();
     static_cast<void>(platform::stopBlas());
     static_cast<void>(platform::pendingBlasStatus());
     host::freeWorkBuffers();

@@ -58,7 +58,6 @@ TEST(Stack, OfSixtyFourKibibytesIsEnoughForEveryCall) {
         toviStatus status = toviRuntimeError;
         const std::size_t used = stackUsedBy([&] { status = call.run(); });
         EXPECT_EQ(call.fault(status, toviGetErrorInfo()), "") << call.text();
-        if (std::getenv("SHOW")) std::printf("%zu %s\n", used, call.text().c_str());
         EXPECT_LT(used, 64 * kibibyte) << call.text();
       }
   toviShutdown();
