@@ -32,10 +32,13 @@ class FailingNew {
 }  // namespace testing_support
 
 // Inlined, they would look to the compiler as if they did not belong together.
-[[gnu::noinline]] void* operator new(std::size_t bytes) {
+[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
   using namespace testing_support;
   const long call = ++newCalls;
-  void* const p = call >= newFailsFrom && call <= newFailsTo ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
+  return call >= newFailsFrom && call <= newFailsTo ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
+}
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
+  void* const p = operator new(bytes, std::nothrow);
   if (p == nullptr) throw std::bad_alloc();
   return p;
 }
