@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/device_scope.h"
 #include "cudalib/exceptions.h"
@@ -9,6 +10,7 @@
 #include "platform/host/floating_point.h"
 #include "platform/host/per_process.h"
 #include "platform/host/process.h"
+#include "platform/host/work_buffers.h"
 #include "platform/runtime.h"
 
 namespace tovi::api {
@@ -95,6 +97,7 @@ toviStatus detail::run(Frame frame, Callable check, Callable body) {
   setErrorInfo(0);
 
   toviStatus status = attempt([&] {
+    const host::WorkBufferLease buffers(hooked ? 1 : 0);
     if (hooked) CallHooks::run(callHooks().entry);
     check();
     if (onDevice) device.enter(cudalib::runtimeFlags().device);
@@ -111,6 +114,8 @@ toviStatus detail::run(Frame frame, Callable check, Callable body) {
   if (status != toviNoError && status != toviArgumentError) {
     if (onDevice) static_cast<void>(cudaThreadSynchronize());
     cudalib::discardPendingErrors();
+    // Also where it was CUBLAS or the host that had no memory: the next call may have more.
+    if (status == toviInsufficientMemory) cudalib::releaseAllBuffers();
   }
 
   if (hooked) {

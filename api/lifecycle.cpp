@@ -12,6 +12,7 @@
 #include "cudalib/runtime_flags.h"
 #include "platform/host/per_process.h"
 #include "platform/host/process.h"
+#include "platform/host/work_buffers.h"
 #include "platform/runtime.h"
 
 namespace tovi::api {
@@ -101,11 +102,7 @@ void onExecutingDevice(const Release& release) noexcept {
   const boost::mutex::scoped_lock lock(lifecycle().mutex);
   if (!initialized()) return;
   cudalib::DeviceScope device;
-  try {
-    device.enter(cudalib::runtimeFlags().device);
-  } catch (...) {
-    cudalib::discardPendingErrors();
-  }
+  device.tryEnter(cudalib::runtimeFlags().device);
   release();
 }
 
@@ -139,7 +136,9 @@ void toviShutdown() {
     tovi::callHooks().clear();
     lifecycle().registered.erase(platform::currentThreadId());
     if (!lifecycle().registered.empty()) return;
+    cudalib::releaseAllBuffers();
     static_cast<void>(cublasShutdown());
+    host::freeWorkBuffers();
     setInitialized(false);
   });
 }

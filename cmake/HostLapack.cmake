@@ -13,10 +13,22 @@ if(NOT TOVI_HOST_LAPACK AND TOVI_PLATFORM STREQUAL "software")
   find_library(TOVI_OPENBLAS_ARCHIVE NAMES libopenblas.a PATH_SUFFIXES openblas-pthread)
   find_library(TOVI_GFORTRAN NAMES libgfortran.so.5 gfortran)
   if(TOVI_OPENBLAS_ARCHIVE AND TOVI_GFORTRAN)
-    try_compile(tovi_embedding_works "${PROJECT_BINARY_DIR}/check_openblas"
+    set(tovi_replaced blas_thread_init gotoblas_dynamic_quit sgemv_thread_n dgemv_thread_n
+      cgemv_thread_n cgemv_thread_r cgemv_thread_o cgemv_thread_s zgemv_thread_n zgemv_thread_r zgemv_thread_o zgemv_thread_s)
+    list(TRANSFORM tovi_replaced PREPEND "LINKER:--wrap=")
+    set(tovi_check "${PROJECT_BINARY_DIR}/check_openblas")
+    try_compile(tovi_embedding_works "${tovi_check}"
       SOURCES "${PROJECT_SOURCE_DIR}/platform/host/serial_openblas.c" "${PROJECT_SOURCE_DIR}/cmake/check_openblas.c"
-      LINK_OPTIONS "LINKER:--wrap=blas_thread_init"
-      LINK_LIBRARIES "${TOVI_OPENBLAS_ARCHIVE}" "${TOVI_GFORTRAN}" m pthread)
+      LINK_OPTIONS ${tovi_replaced}
+      LINK_LIBRARIES "${TOVI_OPENBLAS_ARCHIVE}" "${TOVI_GFORTRAN}" m pthread ${CMAKE_DL_LIBS}
+      COPY_FILE "${tovi_check}/check_openblas")
+    if(tovi_embedding_works)
+      execute_process(COMMAND "${tovi_check}/check_openblas"
+        RESULT_VARIABLE tovi_check_failed OUTPUT_VARIABLE tovi_work_buffer_bytes)
+      if(tovi_check_failed)
+        set(tovi_embedding_works FALSE)
+      endif()
+    endif()
   endif()
 endif()
 
@@ -24,11 +36,17 @@ if(TOVI_HOST_LAPACK)
   target_link_libraries(tovi_host_lapack INTERFACE ${TOVI_HOST_LAPACK})
   set(tovi_host_lapack_found "${TOVI_HOST_LAPACK}")
 elseif(tovi_embedding_works)
-  add_library(tovi_serial_openblas STATIC "${PROJECT_SOURCE_DIR}/platform/host/serial_openblas.c")
+  set(tovi_host_folder "${PROJECT_SOURCE_DIR}/platform/host")
+  add_library(tovi_serial_openblas STATIC
+    "${tovi_host_folder}/serial_openblas.c" "${tovi_host_folder}/work_buffers.cpp" "${tovi_host_folder}/process_posix.cpp")
+  target_compile_definitions(tovi_serial_openblas PRIVATE
+    TOVI_EMBEDDED_OPENBLAS TOVI_WORK_BUFFER_BYTES=${tovi_work_buffer_bytes})
   target_link_libraries(tovi_serial_openblas PRIVATE tovi_options)
   target_link_libraries(tovi_host_lapack INTERFACE
     "${TOVI_OPENBLAS_ARCHIVE}" tovi_serial_openblas "${TOVI_GFORTRAN}" m pthread)
-  target_link_options(tovi_host_lapack INTERFACE "LINKER:--wrap=blas_thread_init,--exclude-libs,libopenblas.a")
+  target_link_options(tovi_host_lapack INTERFACE ${tovi_replaced}
+    "LINKER:--wrap=blas_memory_alloc,--wrap=blas_memory_free,--exclude-libs,libopenblas.a")
+  target_compile_definitions(tovi_host_lapack INTERFACE TOVI_EMBEDDED_OPENBLAS)
   set(tovi_host_lapack_found "${TOVI_OPENBLAS_ARCHIVE} (embedded)")
 else()
   if(NOT BLA_VENDOR)

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "cudalib/check.h"
+#include "cudalib/copy2d.h"
 #include "cudalib/device_table.h"
 #include "cudalib/runtime_flags.h"
 
@@ -36,7 +37,7 @@ struct RuntimeCopy {
   }
   cudaError_t rectangle(void* dst, std::size_t dstPitch, const void* src, std::size_t srcPitch,
                         std::size_t width, std::size_t height) const {
-    return check(cudaMemcpy2D(dst, dstPitch, src, srcPitch, width, height, kind));
+    return check(copy2D(dst, dstPitch, src, srcPitch, width, height, kind, false, nullptr));
   }
 };
 struct HostCopy {
@@ -77,13 +78,19 @@ cudaError_t copySlabs(const Copy& copy, Side<void*> dst, Side<const void*> src, 
   return status;
 }
 
-// The same with everything in elements.
+// The same with everything in elements. What there is but one of stands apart from nothing: then the pitch,
+// or the stride, may be anything.
 template <class T, class Copy>
 cudaError_t copyElements2D(const Copy& copy, T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
                            const T* src, std::size_t srcPitch, std::size_t srcSlabStride, std::size_t width,
                            std::size_t height, std::size_t depth) {
-  return copySlabs(copy, {dst, dstPitch * sizeof(T), dstSlabStride * sizeof(T)},
-                   {src, srcPitch * sizeof(T), srcSlabStride * sizeof(T)}, width * sizeof(T), height, depth);
+  const std::size_t run = width * sizeof(T);
+  const auto pitch = [=](std::size_t apart) { return height > 1 ? checkedProduct({apart, sizeof(T)}) : run; };
+  const auto stride = [=](std::size_t apart) {
+    return depth > 1 ? checkedProduct({apart, sizeof(T)}) : run * height;
+  };
+  return copySlabs(copy, {dst, pitch(dstPitch), stride(dstSlabStride)},
+                   {src, pitch(srcPitch), stride(srcSlabStride)}, run, height, depth);
 }
 
 // A piece of a range of consecutive elements of a column-major matrix: where it starts on the pitched device

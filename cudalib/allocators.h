@@ -34,8 +34,8 @@ class ManagedMemoryAllocatorInterface {
   // first of them: the offset applies to the device side only.
   virtual cudaError_t copyRangeToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
                                         std::size_t count, std::size_t offset, std::size_t n) = 0;
-  // `depth` matrices of width x height elements, with a pitch and a slab stride on either side. The unnamed
-  // arguments are ignored.
+  // `depth` matrices of width x height elements, with a pitch and a slab stride on either side, which matter
+  // only where there is more than one run, or slab. The unnamed arguments are ignored.
   virtual cudaError_t copyToDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride, std::size_t,
                                      const T* src, std::size_t srcPitch, std::size_t srcSlabStride,
                                      std::size_t, std::size_t width, std::size_t height,

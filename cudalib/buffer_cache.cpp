@@ -1,14 +1,14 @@
 #include "cudalib/buffer_cache.h"
 
 #include <boost/thread/mutex.hpp>
-#include <cstdint>
 #include <list>
 #include <map>
 #include <tuple>
 
-#include "cudalib/check.h"
+#include "cudalib/device_scope.h"
 #include "cudalib/device_table.h"
 #include "platform/host/complex.h"
+#include "platform/host/per_process.h"
 #include "platform/host/process.h"
 
 namespace cudalib {
@@ -16,6 +16,9 @@ namespace {
 
 // Buffers up to this size (bytes) serve any smaller need.
 constexpr std::size_t smallBuffer = std::size_t{1} << 20;
+
+// A thread, as long as it lives, by an address of its own.
+using Thread = const void*;
 
 // The buffers of one kind. Its users hold the lock.
 template <class T, class Allocator>
@@ -30,7 +33,7 @@ class BufferCache {
   };
   using Buffers = std::list<Buffer>;
 
-  Buffers& of(std::uint32_t thread) { return buffers_[thread]; }
+  Buffers& of(Thread thread) { return buffers_[thread]; }
 
   // The smallest free buffer that fits, or null.
   static const Memory* fitting(const Buffers& buffers, int device, std::size_t bytes) {
@@ -57,23 +60,25 @@ class BufferCache {
     return result;
   }
 
-  // Takes out all free buffers of a thread.
-  Buffers released(std::uint32_t thread) {
+  // Takes out all free buffers of a thread, or (null) of all threads.
+  Buffers released(Thread thread) {
     Buffers result;
-    const auto found = buffers_.find(thread);
-    if (found == buffers_.end()) return result;
-    Buffers& buffers = found->second;
-    for (auto buffer = buffers.begin(); buffer != buffers.end();) {
-      const auto next = std::next(buffer);
-      if (buffer->free()) result.splice(result.end(), buffers, buffer);
-      buffer = next;
+    const auto first = thread == nullptr ? buffers_.begin() : buffers_.find(thread);
+    const auto last = thread == nullptr || first == buffers_.end() ? buffers_.end() : std::next(first);
+    for (auto found = first; found != last;) {
+      Buffers& buffers = found->second;
+      for (auto buffer = buffers.begin(); buffer != buffers.end();) {
+        const auto next = std::next(buffer);
+        if (buffer->free()) result.splice(result.end(), buffers, buffer);
+        buffer = next;
+      }
+      found = buffers.empty() ? buffers_.erase(found) : std::next(found);
     }
-    if (buffers.empty()) buffers_.erase(found);
     return result;
   }
 
  private:
-  std::map<std::uint32_t, Buffers> buffers_;  // by thread
+  std::map<Thread, Buffers> buffers_;
 };
 
 template <class T>
@@ -93,53 +98,41 @@ struct Caches {
       kinds;
 };
 
-// Never destroyed: a thread may end, and release its buffers, while the process does.
-Caches& caches() {
-  static Caches& instance = *new Caches;
-  return instance;
-}
+platform::PerProcess<Caches> theCaches;
 
-// The calling thread's number, asked of the operating system once: that would cost more than all the rest.
-std::uint32_t thisThread() {
-  static thread_local const std::uint32_t number = platform::currentThreadId();
-  return number;
+Thread thisThread() {
+  static thread_local const char here = 0;
+  return &here;
 }
 
 thread_local bool threadEnds = false;
 
-// Frees what a thread leaves behind. There is nobody to tell of a failure.
-struct AtThreadEnd {
-  ~AtThreadEnd() {
-    threadEnds = true;
-    try {
-      if (!platform::onlyThreadLeft()) releaseThreadBuffers();
-    } catch (...) {
-    }
-  }
-};
-
-// Whether buffers of the calling thread are kept. They no longer are when its thread-local objects are being
-// destroyed: what one of those had allocated then, nobody would free.
-bool keepsBuffers() {
-  if (threadEnds) return false;
-  static thread_local const AtThreadEnd atThreadEnd;
-  static_cast<void>(&atThreadEnd);
-  return true;
+// Frees what a thread leaves behind.
+void endThread() {
+  threadEnds = true;
+  if (!platform::onlyThreadLeft()) releaseThreadBuffers();
 }
+platform::AtThreadEnd atThreadEnd(endThread);
 
-template <class T, class Allocator>
-ManagedMemory<T, Allocator> allocate(std::size_t rows, std::size_t cols, std::size_t count) {
-  using Memory = ManagedMemory<T, Allocator>;
-  // What was pending before is not ours to take back.
-  const bool failedBefore = cudaPeekAtLastError() != cudaSuccess;
-  try {
-    return Memory(rows, cols, count);
-  } catch (const CudaMemoryException&) {
-    if (failedBefore || releaseThreadBuffers() == 0) throw;
-  }
-  for (const cudaError_t error : {cudaErrorMemoryAllocation, cudaErrorMemoryValueTooLarge})
-    ignoreFailure(error);
-  return Memory(rows, cols, count);
+// Whether buffers of the calling thread are kept: not where nobody would free them.
+bool keepsBuffers() { return !threadEnds && atThreadEnd.ask(); }
+
+std::size_t release(Thread thread) {
+  Caches* const all = theCaches.peek();
+  if (all == nullptr) return 0;
+  const auto releaseKind = [&](auto& cache) {
+    DeviceScope device;
+    boost::mutex::scoped_lock lock(all->mutex);
+    const auto released = cache.released(thread);
+    lock.unlock();  // frees wait for the device: nobody else has to
+    if (released.empty()) return released.size();
+    // All are of the executing device, which need not be the current one of a thread that ends.
+    device.tryEnter(released.front().device);
+    // A call of another thread that has failed may have left copies under way to its page-locked memory.
+    if (thread == nullptr) ignoreFailure(cudaThreadSynchronize());
+    return released.size();
+  };
+  return std::apply([&](auto&... cache) { return (releaseKind(cache) + ...); }, all->kinds);
 }
 
 }  // namespace
@@ -148,13 +141,12 @@ template <class T, class Allocator>
 ManagedMemory<T, Allocator> CachedMemory<T, Allocator>::take(std::size_t rows, std::size_t cols,
                                                              std::size_t count) {
   using Cache = BufferCache<T, Allocator>;
-  if (rows == 0 || cols == 0 || count == 0 || !keepsBuffers())
-    return ManagedMemory<T, Allocator>(rows, cols, count);
+  if (rows == 0 || cols == 0 || count == 0 || !keepsBuffers()) return notKept(rows, cols, count);
   const std::size_t ld = Allocator::plannedLeadingDimension(rows);
   const std::size_t bytes = checkedProduct({ld, cols, count, sizeof(T)});
   const int device = currentDevice().ordinal;
-  const std::uint32_t thread = thisThread();
-  Caches& all = caches();
+  const Thread thread = thisThread();
+  Caches& all = theCaches.get();
   Cache& cache = std::get<Cache>(all.kinds);
   {
     typename Cache::Buffers replaced;  // freed when the lock has been given back
@@ -163,23 +155,14 @@ ManagedMemory<T, Allocator> CachedMemory<T, Allocator>::take(std::size_t rows, s
     if (const auto* const found = Cache::fitting(buffers, device, bytes)) return found->relaid(ld);
     replaced = Cache::replaced(buffers, device, bytes);
   }
-  ManagedMemory<T, Allocator> memory = allocate<T, Allocator>(rows, cols, count);
+  ManagedMemory<T, Allocator> memory = notKept(rows, cols, count);
   const boost::mutex::scoped_lock lock(all.mutex);
   cache.of(thread).push_back({memory, device});
   return memory;
 }
 
-std::size_t releaseThreadBuffers() {
-  Caches& all = caches();
-  const std::uint32_t thread = thisThread();
-  const auto release = [&](auto& cache) {
-    boost::mutex::scoped_lock lock(all.mutex);
-    const auto released = cache.released(thread);
-    lock.unlock();  // frees wait for the device: nobody else has to
-    return released.size();
-  };
-  return std::apply([&](auto&... cache) { return (release(cache) + ...); }, all.kinds);
-}
+std::size_t releaseThreadBuffers() { return release(thisThread()); }
+std::size_t releaseAllBuffers() { return release(nullptr); }
 
 template class CachedMemory<float, tovi::BlasAllocator<float>>;
 template class CachedMemory<double, tovi::BlasAllocator<double>>;

@@ -10,7 +10,7 @@
 //   holds what a large one lacks. Padded matrices are laid out anew, by the rule of padding.h.
 //   Where none fits, the largest free buffer that is too small is freed and a new one allocated.
 //   Where memory runs short, the thread's free buffers of all kinds are freed and the allocation tried once
-//   more.
+//   more, and after that those of all threads.
 //
 // A buffer keeps what its last user left in it. Device memory may be given back while work on it is queued:
 // drivers end with their private streams at rest, and the default stream is in order. Page-locked memory must
@@ -22,9 +22,32 @@
 #include <cstddef>
 
 #include "cudalib/allocators.h"
+#include "cudalib/check.h"
 #include "cudalib/managed_memory.h"
 
 namespace cudalib {
+
+// Frees the calling thread's free buffers, those of the other threads stay; returns how many there were. A
+// thread that ends frees its buffers by itself.
+std::size_t releaseThreadBuffers();
+// The same of all threads, when the device is at rest.
+std::size_t releaseAllBuffers();
+
+// make(), which asks the device for memory, and again when it has failed as long as there are free buffers.
+template <class Make>
+auto withBuffersFreed(const Make& make) {
+  // What was pending before is not ours to take back.
+  const bool failedBefore = cudaPeekAtLastError() != cudaSuccess;
+  while (true) {
+    try {
+      return make();
+    } catch (const CudaMemoryException&) {
+      if (failedBefore || (releaseThreadBuffers() == 0 && releaseAllBuffers() == 0)) throw;
+    }
+    for (const cudaError_t error : {cudaErrorMemoryAllocation, cudaErrorMemoryValueTooLarge})
+      ignoreFailure(error);
+  }
+}
 
 // A handle whose memory is taken from, and goes back to, the buffers of the thread that makes it. Goes with
 // that thread: handles are neither handed to other threads nor kept from call to call.
@@ -36,6 +59,11 @@ class CachedMemory : public ManagedMemory<T, Allocator> {
   CachedMemory(std::size_t rows, std::size_t cols, std::size_t count = 1)
       : ManagedMemory<T, Allocator>(take(rows, cols, count)) {}
 
+  // Memory that goes when its handles do.
+  static ManagedMemory<T, Allocator> notKept(std::size_t rows, std::size_t cols, std::size_t count = 1) {
+    return withBuffersFreed([=] { return ManagedMemory<T, Allocator>(rows, cols, count); });
+  }
+
  private:
   static ManagedMemory<T, Allocator> take(std::size_t rows, std::size_t cols, std::size_t count);
 };
@@ -46,10 +74,6 @@ template <class T>
 using LinearMemory = CachedMemory<T, CudaAllocator<T>>;
 template <class T>
 using PageLockedMemory = CachedMemory<T, PageLockedAllocator<T>>;
-
-// Frees the calling thread's free buffers, those of the other threads stay; returns how many there were. A
-// thread that ends frees its buffers by itself.
-std::size_t releaseThreadBuffers();
 
 }  // namespace cudalib
 

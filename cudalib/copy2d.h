@@ -7,6 +7,7 @@
 
 #include <cstddef>
 
+#include "cudalib/allocators.h"
 #include "cudalib/check.h"
 #include "cudalib/matrix_view.h"
 
@@ -24,8 +25,11 @@ template <class T>
 void copyMatrix(T* dst, int ldDst, const T* src, int ldSrc, int rows, int cols, cudaMemcpyKind kind,
                 bool async, cudaStream_t stream) {
   if (rows == 0 || cols == 0) return;
-  const auto bytes = [](int elements) { return static_cast<std::size_t>(elements) * sizeof(T); };
-  check(copy2D(dst, bytes(ldDst), src, bytes(ldSrc), bytes(rows), static_cast<std::size_t>(cols), kind, async,
+  const auto bytes = [](int elements) {
+    return checkedProduct({static_cast<std::size_t>(elements), sizeof(T)});
+  };
+  const auto pitch = [=](int ld) { return bytes(cols > 1 ? ld : rows); };  // a single column has none
+  check(copy2D(dst, pitch(ldDst), src, pitch(ldSrc), bytes(rows), static_cast<std::size_t>(cols), kind, async,
                stream));
 }
 

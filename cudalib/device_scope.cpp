@@ -12,6 +12,14 @@ void DeviceScope::enter(int device) {
   before_ = current;
 }
 
+void DeviceScope::tryEnter(int device) noexcept {
+  try {
+    enter(device);
+  } catch (...) {
+    discardPendingErrors();
+  }
+}
+
 DeviceScope::~DeviceScope() {
   if (before_ >= 0) ignoreFailure(cudaSetDevice(before_));
 }

@@ -13,8 +13,9 @@ class DeviceScope {
   DeviceScope(const DeviceScope&) = delete;
   DeviceScope& operator=(const DeviceScope&) = delete;
 
-  // Once.
+  // Once, either of them.
   void enter(int device);
+  void tryEnter(int device) noexcept;  // for a caller that has nobody to tell of a failure
 
  private:
   int before_ = -1;  // where it was another one

@@ -1,12 +1,13 @@
 #include "cudalib/stream.h"
 
+#include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
 
 namespace cudalib {
 
 Stream::Stream() {
-  if (currentDevice().overlapsCopies()) check(cudaStreamCreate(&handle_));
+  if (currentDevice().overlapsCopies()) withBuffersFreed([this] { check(cudaStreamCreate(&handle_)); });
 }
 
 Stream::~Stream() {

@@ -554,7 +554,10 @@ TOVI_API toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloa
  * A matrix whose largest element is not between 1e-12 and 1e12 is scaled before, and the values back after.
  *
  * Up to lda * n + k * k elements of device memory are needed beside A, u and vt. The host interface reserves
- * vt, n x n, also where jobvt is 'O' or 'N'.
+ * vt, n x n, also where jobvt is 'O' or 'N', until the call returns. For a wide matrix that is most of the
+ * memory, 1.6 GB for a 64 x 20000 one of 5 MB, and toviInsufficientMemory where there is not so much. The
+ * device interface reserves nothing; nor is there much to reserve for the transpose, whose singular values are
+ * the same.
  *
  * toviDataError, error info i: the iteration has not converged; i elements beside the diagonal of the
  * bidiagonal form have not become zero, the first one not counted. With 'N' for both jobs i is the info of

@@ -19,7 +19,7 @@ constexpr int tileSize = 16;
 // waits in shared memory, whose columns are one element longer to keep a row of it out of a single bank.
 template <class T, bool conj>
 __global__ void Transpose_k(T* B, int ldb, const T* A, int lda, int rows, int cols) {
-  __shared__ T tile[tileSize][tileSize + 1];
+  TOVI_SHARED(T, tile, [tileSize][tileSize + 1]);
   const auto x = static_cast<std::ptrdiff_t>(threadIdx.x), y = static_cast<std::ptrdiff_t>(threadIdx.y);
   const std::ptrdiff_t row = cudalib::Map2D::row() - x, col = cudalib::Map2D::col() - y;  // of the tile in A
   if (row + x < rows && col + y < cols) tile[y][x] = conjugateIf<conj>(element(A, lda, row + x, col + y));

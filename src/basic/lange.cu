@@ -89,7 +89,7 @@ __global__ void LANHE_O_k(bool upper, int n, const T* A, int lda, Real<T>* work)
 // threads have found.
 template <class Map, class R>
 __global__ void findSum_k(int n, const R* x, R* result) {
-  __shared__ R parts[Map::threads];
+  TOVI_SHARED(R, parts, [Map::threads]);
   const std::ptrdiff_t thread = Map::index();
   R sum = 0;
   for (std::ptrdiff_t i = thread; i < n; i += Map::threads) sum += x[i];
@@ -102,7 +102,7 @@ __global__ void findSum_k(int n, const R* x, R* result) {
 
 template <class Map, class R>
 __global__ void findMaxValue_k(int n, const R* x, R* result) {
-  __shared__ R parts[Map::threads];
+  TOVI_SHARED(R, parts, [Map::threads]);
   const std::ptrdiff_t thread = Map::index();
   R greatest = 0;
   for (std::ptrdiff_t i = thread; i < n; i += Map::threads) greatest = greaterOf(greatest, x[i]);

@@ -66,7 +66,7 @@ struct BlockTeam {
 // The threads of the one block are a team. Most vectors need a single barrier.
 template <class Map, class T>
 __global__ void LARFG_k(int n, T* alpha, T* x, int incx, T* tau) {
-  __shared__ Real<T> parts[Map::threads];
+  TOVI_SHARED(Real<T>, parts, [Map::threads]);
   makeReflector(BlockTeam<Map, Real<T>>{parts}, n, alpha, x, incx, tau);
 }
 

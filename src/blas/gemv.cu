@@ -36,7 +36,7 @@ __global__ void __launch_bounds__(BX* BY, 2) gemvt_k(int m, int n, T alpha, int 
   constexpr int threads = BX * BY, together = BY < 8 ? BY : 8;
   constexpr std::make_integer_sequence<int, together> columns{};
   static_assert(BX % BY == 0 && BY % together == 0, "the columns are brought together BY at a time");
-  __shared__ T parts[BY][threads];
+  TOVI_SHARED(T, parts, [BY][threads]);
   const int tx = static_cast<int>(threadIdx.x), ty = static_cast<int>(threadIdx.y), thread = ty * BX + tx;
   const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(blockIdx.x) * BX;
   const int last = n - first < BX ? static_cast<int>(n - first) - 1 : BX - 1;

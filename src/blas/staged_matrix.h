@@ -1,5 +1,6 @@
 // Device copies of host operands, for the host interface: uploaded when they are built, copied back when the
-// routine has succeeded. Their memory comes from the buffers of the calling thread.
+// routine has succeeded. Their memory comes from the buffers of the calling thread, but for what is only
+// room.
 
 #ifndef TOVI_BLAS_STAGED_MATRIX_H
 #define TOVI_BLAS_STAGED_MATRIX_H
@@ -8,7 +9,6 @@
 #include <type_traits>
 
 #include "cudalib/buffer_cache.h"
-#include "cudalib/device_table.h"
 #include "cudalib/matrix_view.h"
 #include "platform/host/fortran.h"
 
@@ -30,14 +30,14 @@ class Staged {
   void copyBack() {
     static_assert(!std::is_const_v<T>, "operands that are only read are never copied back");
     if ((flags_ & StageOut) == 0) return;
-    const Slabs s = slabs();
-    memory_.allocator().copyFromDevice2D(host_, s.hostPitch, s.hostStride, 0, memory_.get(), s.devicePitch,
-                                         s.deviceStride, 0, width_, s.height, s.depth);
+    memory_.allocator().copyFromDevice2D(host_, hostPitch_, 0, 0, memory_.get(), devicePitch_, 0, 0, width_,
+                                         height_, 1);
   }
 
  protected:
   using Element = std::remove_const_t<T>;
-  using Memory = cudalib::PaddedMemory<Element>;
+  using Kept = cudalib::PaddedMemory<Element>;
+  using Memory = cudalib::ManagedMemory<Element, BlasAllocator<Element>>;
 
   Staged(T* host, std::size_t width, std::size_t height, std::size_t hostPitch, unsigned flags)
       : host_(host),
@@ -47,29 +47,20 @@ class Staged {
         flags_(width != 0 && height != 0 && (host != nullptr || flags == StageRoom) ? flags : 0) {}
 
   bool needed() const { return flags_ != 0; }
+  // Room that nobody may ever use is not kept for the next call.
+  Memory allocate(std::size_t rows, std::size_t cols) const {
+    return flags_ == StageRoom ? Kept::notKept(rows, cols) : Memory(Kept(rows, cols));
+  }
   // Takes the device memory, in which the runs start devicePitch elements apart, and uploads.
   void place(const Memory& memory, std::size_t devicePitch) {
     memory_ = memory;
     devicePitch_ = devicePitch;
     if ((flags_ & StageIn) == 0) return;
-    const Slabs s = slabs();
-    memory_.allocator().copyToDevice2D(memory_.get(), s.devicePitch, s.deviceStride, 0, host_, s.hostPitch,
-                                       s.hostStride, 0, width_, s.height, s.depth);
+    memory_.allocator().copyToDevice2D(memory_.get(), devicePitch_, 0, 0, host_, hostPitch_, 0, 0, width_,
+                                       height_, 1);
   }
 
  private:
-  // The operand as the allocator's copies take it: one slab, or a slab for every run where a pitch is beyond
-  // what a two-dimensional copy accepts.
-  struct Slabs {
-    std::size_t hostPitch, hostStride, devicePitch, deviceStride, height, depth;
-  };
-  Slabs slabs() const {
-    const std::size_t limit = cudalib::currentDevice().pitchLimit() / sizeof(T);
-    if (hostPitch_ < limit && devicePitch_ < limit)
-      return {hostPitch_, width_ * height_, devicePitch_, width_ * height_, height_, 1};
-    return {width_, hostPitch_, width_, devicePitch_, 1, height_};
-  }
-
   Memory memory_;
   T* host_;
   std::size_t width_, height_, hostPitch_, devicePitch_ = 0;
@@ -87,7 +78,7 @@ class StagedMatrix : public Staged<T> {
         cols_(cols),
         ld_(rows > 0 ? rows : 1) {
     if (!this->needed()) return;
-    const typename Staged<T>::Memory memory(static_cast<std::size_t>(rows), static_cast<std::size_t>(cols));
+    const auto memory = this->allocate(static_cast<std::size_t>(rows), static_cast<std::size_t>(cols));
     ld_ = memory.ld();
     this->place(memory, memory.leadingDimension());
   }
@@ -108,7 +99,7 @@ class StagedVector : public Staged<T> {
   StagedVector(T* hX, int n, int increment, unsigned flags)
       : Staged<T>(hX, 1, static_cast<std::size_t>(n), host::distance(increment), flags),
         increment_(increment < 0 ? -1 : 1) {
-    if (this->needed()) this->place(typename Staged<T>::Memory(static_cast<std::size_t>(n), 1), 1);
+    if (this->needed()) this->place(this->allocate(static_cast<std::size_t>(n), 1), 1);
   }
 
   // Of the device copy: backwards where the host's runs backwards.

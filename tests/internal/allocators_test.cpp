@@ -113,6 +113,25 @@ TYPED_TEST(Allocators, PitchedSlabsKeepWhatLiesBetween) {
   EXPECT_TRUE(back == expected);
 }
 
+// What stands so far apart that its bytes cannot be counted is not there, unless it is alone.
+TYPED_TEST(Allocators, PitchesBeyondAllMemory) {
+  using T = typename ElementOf<TypeParam>::type;
+  const std::size_t far = std::numeric_limits<std::size_t>::max() / sizeof(T) + 1;
+  const std::vector<T> host = numbered<T>(3);
+  std::vector<T> back(3);
+  const ManagedMemory<T, TypeParam> own(3, 1);
+  T* const memory = own.get();
+  TypeParam& allocator = own.allocator();
+  EXPECT_EQ(allocator.copyToDevice2D(memory, 3, 3, 0, host.data(), far, far, 0, 3, 1, 1), cudaSuccess);
+  EXPECT_EQ(allocator.copyFromDevice2D(back.data(), far, far, 0, memory, 3, 3, 0, 3, 1, 1), cudaSuccess);
+  EXPECT_TRUE(back == host);
+  const auto upload = [&](std::size_t pitch, std::size_t stride, std::size_t height, std::size_t depth) {
+    allocator.copyToDevice2D(memory, 1, 1, 0, host.data(), pitch, stride, 0, 1, height, depth);
+  };
+  EXPECT_THROW(upload(far, 1, 2, 1), cudalib::CudaMemoryException);
+  EXPECT_THROW(upload(1, far, 1, 2), cudalib::CudaMemoryException);
+}
+
 TYPED_TEST(Allocators, SizesThatCannotBeHadThrow) {
   using T = typename ElementOf<TypeParam>::type;
   const auto most = std::numeric_limits<std::size_t>::max();

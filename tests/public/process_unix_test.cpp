@@ -114,22 +114,6 @@ TEST_F(Process, AChildOfAForkInTheMidstOfCallsWorks) {
   for (std::thread& thread : crew) thread.join();
 }
 
-TEST(ProcessEnd, InTheMidstOfCallsIsOrderly) {
-  for (int i = 0; i < 40 && !testing::Test::HasFailure(); ++i)
-    EXPECT_EQ(inChild([i] {
-                setenv("TOVI_DEVICE_THREADS", "4", 1);
-                if (toviInitialize() != toviNoError) return 0;  // no device
-                for (const int n : {3, 40, 200, 300})
-                  std::thread([n] {
-                    while (true) solve(n);
-                  }).detach();
-                std::this_thread::sleep_for(std::chrono::microseconds(500 * i));
-                return 0;
-              }),
-              0)
-        << i;
-}
-
 // As the ranks of a parallel program do.
 TEST(Processes, ShareADevice) {
   std::vector<pid_t> ranks;

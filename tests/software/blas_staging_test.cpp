@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "platform/software/src/sanitizer.h"
 #include "platform/software/testing/software_device.h"
 #include "tests/support/calls.h"
 #include "tests/support/machines.h"
@@ -89,6 +90,23 @@ TEST(BlasStaging, OfFarApartColumns) {
   EXPECT_EQ(x[0], 40);
   EXPECT_EQ(x[far], 60);
   std::free(x);
+}
+
+// A column of two gibibytes has more bytes than a pitch may have, but is copied all the same.
+TEST(BlasStaging, OfALongColumn) {
+  if (software_device::sanitizerBuild || sizeof(void*) < 8) GTEST_SKIP() << "needs its time and memory";
+  if (software_device::defaultMachine().devices[0].memory < std::size_t{3} << 30)
+    GTEST_SKIP() << "needs more memory";
+  const int k = 1 << 29;
+  float* const a = static_cast<float*>(std::calloc(k, sizeof(float)));  // never touched, but for its ends
+  ASSERT_NE(a, nullptr);
+  ASSERT_EQ(toviInitialize(), toviNoError);
+  a[0] = 3, a[k - 1] = 4;
+  float c = 1;
+  EXPECT_EQ(syrk(Memory::host, 'U', 'T', 1, k, 1.0f, a, k, 0.0f, &c, 1), toviNoError) << toviGetErrorInfo();
+  EXPECT_EQ(c, 25);
+  std::free(a);
+  toviShutdown();
 }
 
 // One call of every export of double precision.

@@ -3,12 +3,15 @@
 
 #include "cudalib/buffer_cache.h"
 
+#include <atomic>
+#include <functional>
 #include <future>
 #include <set>
 #include <thread>
 #include <vector>
 
 #include "cudalib/hooks.h"
+#include "cudalib/stream.h"
 #include "platform/software/testing/software_device.h"
 #include "tests/support/calls.h"
 #include "tests/support/lu_checks.h"
@@ -188,7 +191,11 @@ TEST(BufferCacheOfRoutines, NoWarmRoutineAllocates) {
       }
       software_device::resetCounts();
       EXPECT_EQ(warm.run(), toviNoError) << call.text();
-      EXPECT_EQ(allocationCalls(), 0u) << call.text();
+      // But for the room of vectors that gesvd does not return, which is had and freed in each call.
+      std::uint64_t rooms = 0;
+      if (std::string_view(call.family().name) == "gesvd")
+        for (const char* const job : {"jobu", "jobvt"}) rooms += !call.arguments().is(job, "AS");
+      EXPECT_EQ(allocationCalls(), 2 * rooms) << call.text();
     }
 }
 
@@ -306,32 +313,102 @@ TEST(BufferCacheThreads, NothingIsKeptWhileAThreadEnds) {
   EXPECT_EQ(everythingAlive(), 0u);
 }
 
+// Another thread that has run something, and then waits, its buffers in its hands, until this one lets it go
+// on.
+class IdleThread {
+ public:
+  explicit IdleThread(
+      const std::function<void()>& run, const std::function<void()>& after = [] {})
+      : thread_([=] {
+          run();
+          idle_.set_value();
+          goOn_.get_future().wait();
+          after();
+        }) {
+    idle_.get_future().wait();
+  }
+  ~IdleThread() {
+    goOn_.set_value();
+    thread_.join();
+  }
+  IdleThread(const IdleThread&) = delete;
+  IdleThread& operator=(const IdleThread&) = delete;
+
+ private:
+  std::promise<void> idle_, goOn_;
+  std::thread thread_;
+};
+
 TEST(BufferCacheThreads, EachThreadFreesItsOwn) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
   solveOneSystem();
   const std::size_t ours = everythingAlive();
   EXPECT_GT(ours, 0u);
-  std::promise<void> used, goOn;
-  std::thread other([&] {
-    solveOneSystem();
-    used.set_value();
-    goOn.get_future().wait();
-    software_device::resetCounts();
-    solveOneSystem();
-    EXPECT_EQ(allocationCalls(), 0u) << "its buffers still are there";
-  });
-  used.get_future().wait();
-  EXPECT_EQ(everythingAlive(), 2 * ours);
-  toviFreeBuffers();
-  EXPECT_EQ(everythingAlive(), ours);
-  toviFreeBuffers();
-  EXPECT_EQ(everythingAlive(), ours);
-  goOn.set_value();
-  other.join();
+  {
+    const IdleThread other(solveOneSystem, [] {
+      software_device::resetCounts();
+      solveOneSystem();
+      EXPECT_EQ(allocationCalls(), 0u) << "its buffers still are there";
+    });
+    EXPECT_EQ(everythingAlive(), 2 * ours);
+    toviFreeBuffers();
+    EXPECT_EQ(everythingAlive(), ours);
+    toviFreeBuffers();
+    EXPECT_EQ(everythingAlive(), ours);
+  }
   EXPECT_EQ(everythingAlive(), 0u);
 
   solveOneSystem();
   toviShutdown();
+  EXPECT_EQ(everythingAlive(), 0u);
+}
+
+// A product with a result of n x n and little else.
+toviStatus product(int n) {
+  const std::vector<float> a(static_cast<std::size_t>(n), 1);
+  std::vector<float> c(static_cast<std::size_t>(n) * static_cast<std::size_t>(n));
+  const toviStatus status = toviSgemm('N', 'N', n, n, 1, 1, a.data(), n, a.data(), 1, 0, c.data(), n);
+  EXPECT_TRUE(status != toviNoError || c == std::vector<float>(c.size(), 1));
+  return status;
+}
+
+TEST(BufferCacheThreads, WhatNobodyUsesIsFreedBeforeACallFails) {
+  ASSERT_EQ(pretendMemory(64 * mebibyte), toviNoError);
+  const auto another = [] { EXPECT_EQ(product(2500), toviNoError); };
+  const IdleThread idle(another, another);
+  EXPECT_GT(software_device::live().deviceBytes, 24 * mebibyte);
+  EXPECT_EQ(product(3400), toviNoError);  // 45 MiB
+  EXPECT_EQ(product(4200), toviInsufficientMemory) << "more than there is";
+
+  toviFreeBuffers();
+  const IdleThread second(another);
+  software_device::failCall(Entry::streamCreate, 1, cudaErrorMemoryAllocation);
+  EXPECT_NO_THROW(cudalib::Stream());
+  EXPECT_EQ(everythingAlive(), 0u);
+  EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+}
+
+TEST(BufferCacheThreads, TheLastShutdownFreesEverybodys) {
+  ASSERT_EQ(pretend(1, 3), toviNoError);
+  const IdleThread one(solveOneSystem), two(solveOneSystem);
+  solveOneSystem();
+  toviShutdown();
+  EXPECT_EQ(everythingAlive(), 0u);
+}
+
+TEST(BufferCacheThreads, BuffersThatAreBeingUsedStay) {
+  ASSERT_EQ(pretend(1, 3), toviNoError);
+  std::atomic<int> running{3};
+  std::vector<std::thread> users;
+  for (int i = 0; i < 3; ++i)
+    users.emplace_back([&] {
+      for (int round = 0; round < 20; ++round) solveOneSystem();
+      --running;
+    });
+  std::size_t released = 0;
+  while (running != 0) released += cudalib::releaseAllBuffers();
+  for (std::thread& user : users) user.join();
+  EXPECT_GT(released, 0u);
   EXPECT_EQ(everythingAlive(), 0u);
 }
 

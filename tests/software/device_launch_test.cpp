@@ -98,7 +98,7 @@ TEST(DeviceLaunch, ArgumentsAreTakenAtTheLaunch) {
 // One sum a block, by halving. Without working barriers a thread adds what its neighbour has not written yet.
 template <unsigned size>
 __global__ void sum_k(const int* in, int* out) {
-  __shared__ int part[size];
+  TOVI_SHARED(int, part, [size]);
   part[threadIdx.x] = in[blockIdx.x * size + threadIdx.x];
   __syncthreads();
   for (unsigned half = size / 2; half > 0; half /= 2) {
@@ -111,7 +111,7 @@ __global__ void sum_k(const int* in, int* out) {
 // The same upside down: thread 0, which runs first, reads what the last ones write.
 template <unsigned size>
 __global__ void reverse_k(int* p) {
-  __shared__ int tile[size];
+  TOVI_SHARED(int, tile, [size]);
   tile[threadIdx.x] = p[blockIdx.x * size + threadIdx.x];
   __syncthreads();
   p[blockIdx.x * size + threadIdx.x] = tile[size - 1 - threadIdx.x];
@@ -158,7 +158,7 @@ TEST(DeviceLaunch, AThreadThatEndsStillRunsBarriers) {
 // Threads below `first` and every third one return before the barrier; those that are left hand a number
 // round.
 __global__ void ring_k(int* p, unsigned first) {
-  __shared__ int slots[2][64];
+  TOVI_SHARED(int, slots, [2][64]);
   const unsigned linear = threadIdx.y * blockDim.x + threadIdx.x;
   if (linear < first || linear % 3 == 0) {
     p[linear] = -1;
@@ -198,14 +198,14 @@ TEST(DeviceLaunch, ThreadsThatHaveEndedDoNotHoldABarrier) {
 // it.
 template <unsigned size>
 __global__ void noBarrier_k(int* p, int start) {
-  __shared__ int sums[size];
+  TOVI_SHARED(int, sums, [size]);
   sums[threadIdx.x] = threadIdx.x == 0 ? start : sums[threadIdx.x - 1] + 1;
   __syncthreads();
   p[threadIdx.x] = sums[threadIdx.x];
 }
 template <unsigned size>
 __global__ void noSecondBarrier_k(int* p, int start) {
-  __shared__ int sums[size];
+  TOVI_SHARED(int, sums, [size]);
   sums[threadIdx.x] = start;
   __syncthreads();
   if (threadIdx.x != 0) sums[threadIdx.x] = sums[threadIdx.x - 1] + 1;

@@ -1,6 +1,7 @@
 // Memory of the software device: allocation and its accounts, copies and what they refuse, and the checks
 // that catch a kernel or a host program that touches what it must not.
 
+#include <cublas.h>
 #include <cuda_runtime.h>
 #include <gtest/gtest.h>
 
@@ -11,6 +12,7 @@
 
 #include "platform/launch.h"
 #include "platform/software/testing/software_device.h"
+#include "tests/support/failing_allocation.h"
 #include "tests/support/machines.h"
 
 namespace {
@@ -61,6 +63,50 @@ TEST(DeviceMemory, FreedNeighboursBecomeOneBlock) {
   char* const whole = allocate(64 * mebibyte);
   EXPECT_EQ(whole, p[0]);  // the same memory, in one piece
   EXPECT_EQ(cudaFree(whole), cudaSuccess);
+}
+
+// The device's own records are host memory. A free never needs any.
+TEST(DeviceMemory, HostMemoryThatRunsShortLosesNothing) {
+  using testing_support::FailingAllocation;
+  char *p = nullptr, *q = nullptr;
+  for (long call = 1, failures = 1; failures != 0; ++call) {
+    configureMemory(10 * mebibyte);
+    failures = 0;
+    for (char** const pointer : {&p, &q}) {
+      const FailingAllocation failing(call);
+      const cudaError_t error = cudaMalloc(pointer, mebibyte);
+      failures += failing.happened();
+      EXPECT_EQ(error, failing.happened() ? cudaErrorMemoryAllocation : cudaSuccess) << call;
+    }
+    EXPECT_EQ(cudaGetLastError(), failures != 0 ? cudaErrorMemoryAllocation : cudaSuccess);
+    char* const whole = p == nullptr && q == nullptr ? allocate(10 * mebibyte) : nullptr;
+    const FailingAllocation failing(1, FailingAllocation::forever);
+    for (char* const one : {p, whole, q}) EXPECT_EQ(cudaFree(one), cudaSuccess);
+    EXPECT_FALSE(failing.happened());
+  }
+}
+
+// What is free goes back to the system then.
+TEST(DeviceMemory, ShuttingDownTheBlasLeavesWhatIsInUse) {
+  configureMemory(64 * mebibyte);
+  ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
+  const std::size_t bytes = 5 * mebibyte + 1000;
+  char* p[4];
+  for (char*& block : p) {
+    block = allocate(bytes);
+    ASSERT_EQ(cudaMemset(block, 0x5A, bytes), cudaSuccess);
+  }
+  for (const int i : {0, 2}) ASSERT_EQ(cudaFree(p[i]), cudaSuccess);
+  ASSERT_EQ(cublasShutdown(), CUBLAS_STATUS_SUCCESS);
+  for (const int i : {0, 2}) {
+    EXPECT_EQ(allocate(bytes), p[i]);
+    EXPECT_EQ(cudaMemset(p[i], 0x5A, bytes), cudaSuccess);
+  }
+  for (const char* const block : p) {
+    std::vector<char> bytesOf(bytes);
+    ASSERT_EQ(cudaMemcpy(bytesOf.data(), block, bytes, cudaMemcpyDeviceToHost), cudaSuccess);
+    EXPECT_EQ(bytesOf, std::vector<char>(bytes, 0x5A));
+  }
 }
 
 TEST(DeviceMemory, EmptyAndUnknownPointers) {

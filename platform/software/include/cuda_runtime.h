@@ -3,8 +3,8 @@
    level every function carries a prefix of its own, so that this device and a real runtime can live in one
    process.
 
-   For C++ the header also supplies the words of kernels: __global__, __shared__, ... What kernels find while
-   they run, threadIdx and its like, is in platform/kernel.h. */
+   For C++ the header also supplies the words of kernels: __global__, __device__, ... What kernels find while
+   they run, threadIdx and its like, and what stands for __shared__ are in platform/kernel.h. */
 
 #ifndef TOVI_SOFTWARE_CUDA_RUNTIME_H
 #define TOVI_SOFTWARE_CUDA_RUNTIME_H
@@ -250,8 +250,6 @@ struct dim3 {
 #define __device__ TOVI_DEVICE_CODE
 #define __host__
 #define __launch_bounds__(...)
-/* One block runs on one host thread. */
-#define __shared__ static thread_local
 #if defined(_MSC_VER)
 #define __restrict__ __restrict
 #endif

@@ -3,9 +3,14 @@
 #include <cublas.h>
 
 #include <cstdint>
+#include <mutex>
+#include <new>
 
 #include "platform/host/per_process.h"
+#include "platform/host/work_buffers.h"
+#include "platform/software/src/blas_buffers.h"
 #include "platform/software/src/cublas_call.h"
+#include "platform/software/src/machine.h"
 #include "platform/software/src/pool.h"
 #include "platform/software/src/queue.h"
 
@@ -18,6 +23,26 @@ platform::PerProcessValue<int> status(CUBLAS_STATUS_SUCCESS);
 // The generations of the machine on which the BLAS was started, and on which it has a context; another one
 // knows nothing of it.
 platform::PerProcessValue<std::uint64_t> startedOn(0), contextOn(0);
+
+struct Buffers {
+  std::mutex mutex;
+  host::WorkBufferLease lease;
+};
+platform::PerProcess<Buffers> theBuffers;
+
+void extendLease() {
+  Buffers& buffers = theBuffers.get();
+  const std::lock_guard<std::mutex> lock(buffers.mutex);
+  buffers.lease.extend(static_cast<std::size_t>(workers()) + 1);
+}
+
+void endLease() {
+  if (Buffers* const buffers = theBuffers.peek()) {
+    const std::lock_guard<std::mutex> lock(buffers->mutex);
+    buffers->lease.end();
+  }
+  host::freeWorkBuffers();
+}
 
 std::size_t product(int a, int b) { return static_cast<std::size_t>(a) * static_cast<std::size_t>(b); }
 
@@ -47,6 +72,9 @@ cublasStatus_t copyVector(int n, int elemSize, const void* from, int incFrom, vo
 bool blasInitialized() { return startedOn.get() == generation(); }
 std::size_t blasHandles() { return contextOn.get() == generation() ? 1 : 0; }
 void setBlasStatus(cublasStatus_t latest) { status.set(latest); }
+void leaseBlasBuffers() {
+  if (blasInitialized()) extendLease();
+}
 
 }  // namespace software_device
 
@@ -58,6 +86,7 @@ cublasStatus CUBLASWINAPI cublasInit(void) {
   try {
     Device* device = nullptr;
     if (useDevice(&device) != cudaSuccess) return CUBLAS_STATUS_NOT_INITIALIZED;
+    extendLease();
   } catch (const std::bad_alloc&) {
     return CUBLAS_STATUS_ALLOC_FAILED;
   }
@@ -74,6 +103,8 @@ cublasStatus CUBLASWINAPI cublasShutdown(void) {
   contextOn.set(0);
   restWorkers();
   queue().rest();
+  endLease();
+  giveMemoryBack();
   if (guard.failed()) return static_cast<cublasStatus>(guard.code());
   return was ? CUBLAS_STATUS_SUCCESS : CUBLAS_STATUS_NOT_INITIALIZED;
 }

@@ -131,10 +131,7 @@ Device* acceptLaunch(dim3 grid, dim3 block, std::size_t sharedBytes, cudaStream_
                        sharedBytes <= limit.sharedMemory;
     if (!valid) return cudaErrorInvalidConfiguration;
     // The end of a piece of memory is what a vector without elements may begin with.
-    const auto wild = [&](const void* p) {
-      return p != nullptr && !deviceRange(*device, p, 0) &&
-             !deviceRange(*device, static_cast<const char*>(p) - 1, 0);
-    };
+    const auto wild = [&](const void* p) { return p != nullptr && !device->memory.holds(p); };
     if (std::any_of(pointers, pointers + pointerCount, wild)) {
       enqueue(*device, stream, [lost = device] { loseDevice(*lost, cudaErrorLaunchFailure); });
       device = nullptr;

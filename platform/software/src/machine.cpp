@@ -49,6 +49,11 @@ MachineState::MachineState(Machine given)
 
 MachineState& machineState() { return *theState.get().machine; }
 
+void giveMemoryBack() {
+  for (Device& device : machineState().devices) device.memory.giveBack();
+  machineState().pageLocked.giveBack();
+}
+
 std::uint64_t generation() { return generationNumber.load(std::memory_order_acquire); }
 bool checking() { return checkingOn.load(std::memory_order_relaxed); }
 std::uint64_t checkingSeed() { return seed.load(std::memory_order_relaxed); }
@@ -130,7 +135,7 @@ Machine defaultMachine() {
   device.name = os::processorName();
   if (device.name.empty()) device.name = "Software device";
   device.memory = std::min(os::memory() / 2, os::addressSpace() / 8 * 3);  // the host program needs some, too
-  device.multiprocessors = usableProcessors();
+  device.multiprocessors = os::processors();
   if (const int clock = os::processorClockKHz(); clock > 0) device.clockRateKHz = clock;
   Machine machine;
   machine.devices.push_back(std::move(device));

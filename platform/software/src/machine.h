@@ -44,6 +44,8 @@ struct MachineState {
 };
 
 MachineState& machineState();
+// Gives the memory that nobody uses back to the system.
+void giveMemoryBack();
 
 // The device's limits, which follow from its capability.
 struct Limits {

@@ -15,13 +15,17 @@ namespace software_device::os {
 void* reserve(std::size_t bytes);
 // Puts memory behind a part of it (page boundaries). False: refused.
 bool commit(void* p, std::size_t bytes);
+// Gives that memory back, and loses what is in it.
+void decommit(void* p, std::size_t bytes);
 // Gives the whole reservation back.
 void release(void* p, std::size_t bytes);
-// What there is of addresses, in bytes.
+// What there is of addresses, in bytes; where the process has a limit, what that leaves.
 std::size_t addressSpace();
 
 // Memory of this machine, or of the container that the process runs in, in bytes.
 std::size_t memory();
+// Processors that this process may use, by affinity and by its containers' quotas; at least 1.
+int processors();
 // The processor's name and clock; empty and 0 where unknown.
 std::string processorName();
 int processorClockKHz();

@@ -1,15 +1,20 @@
+#include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <limits>
 #include <utility>
 
+#include "platform/software/src/control_groups.h"
 #include "platform/software/src/os.h"
 
 namespace software_device::os {
@@ -27,11 +32,26 @@ bool commit(void* p, std::size_t bytes) {
   return true;
 }
 
+void decommit(void* p, std::size_t bytes) {
+  static_cast<void>(madvise(p, bytes, MADV_DONTNEED));
+  static_cast<void>(mprotect(p, bytes, PROT_NONE));
+}
+
 void release(void* p, std::size_t bytes) { munmap(p, bytes); }
 
-std::size_t addressSpace() { return std::numeric_limits<std::size_t>::max(); }
-
 namespace {
+
+std::uint64_t pageBytes() { return static_cast<std::uint64_t>(std::max(0L, sysconf(_SC_PAGESIZE))); }
+
+// What the process has of addresses. Asked where memory may be short: nothing is allocated.
+std::uint64_t addressesInUse() {
+  std::array<char, 32> text{};
+  const int file = open("/proc/self/statm", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return 0;
+  static_cast<void>(read(file, text.data(), text.size() - 1));
+  close(file);
+  return std::strtoull(text.data(), nullptr, 10) * pageBytes();
+}
 
 // The value behind "key : value" in /proc/cpuinfo, of the first processor.
 std::string processorField(const std::string& key) {
@@ -47,14 +67,29 @@ std::string processorField(const std::string& key) {
 
 }  // namespace
 
+std::size_t addressSpace() {
+  constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
+  rlimit limit{};
+  if (getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return all;
+  const std::uint64_t used = addressesInUse();
+  return static_cast<std::size_t>(
+      std::min<std::uint64_t>(all, limit.rlim_cur > used ? limit.rlim_cur - used : 0));
+}
+
 std::size_t memory() {
   const std::uint64_t pages = static_cast<std::uint64_t>(std::max(0L, sysconf(_SC_PHYS_PAGES)));
-  std::uint64_t bytes = pages * static_cast<std::uint64_t>(std::max(0L, sysconf(_SC_PAGESIZE)));
-  for (const char* limit : {"/sys/fs/cgroup/memory.max", "/sys/fs/cgroup/memory/memory.limit_in_bytes"}) {
-    std::uint64_t value = 0;  // the first file says "max" where there is no limit
-    if (std::ifstream(limit) >> value && value > 0) bytes = std::min(bytes, value);
-  }
+  const std::uint64_t bytes = std::min(pages * pageBytes(), controlGroupMemory());
   return static_cast<std::size_t>(std::min<std::uint64_t>(bytes, std::numeric_limits<std::size_t>::max()));
+}
+
+int processors() {
+  int count = static_cast<int>(std::thread::hardware_concurrency());
+#if defined(__linux__)
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  if (sched_getaffinity(0, sizeof set, &set) == 0) count = CPU_COUNT(&set);
+#endif
+  return std::max(std::min(count, controlGroupProcessors()), 1);
 }
 
 std::string processorName() { return processorField("model name"); }

@@ -15,6 +15,7 @@ void* reserve(std::size_t bytes) { return VirtualAlloc(nullptr, bytes, MEM_RESER
 bool commit(void* p, std::size_t bytes) {
   return VirtualAlloc(p, bytes, MEM_COMMIT, PAGE_READWRITE) != nullptr;
 }
+void decommit(void* p, std::size_t bytes) { VirtualFree(p, bytes, MEM_DECOMMIT); }
 void release(void* p, std::size_t) { VirtualFree(p, 0, MEM_RELEASE); }
 
 namespace {
@@ -36,6 +37,8 @@ constexpr const char* processorKey = "HARDWARE\\DESCRIPTION\\System\\CentralProc
 
 std::size_t addressSpace() { return inSize(memoryStatus().ullTotalVirtual); }
 std::size_t memory() { return inSize(memoryStatus().ullTotalPhys); }
+
+int processors() { return std::max(static_cast<int>(std::thread::hardware_concurrency()), 1); }
 
 std::string processorName() {
   std::array<char, 256> name{};

@@ -12,12 +12,9 @@
 #include <thread>
 #include <vector>
 
-#if defined(__linux__)
-#include <sched.h>
-#endif
-
 #include "platform/host/floating_point.h"
 #include "platform/host/per_process.h"
+#include "platform/software/src/blas_buffers.h"
 #include "platform/software/src/os.h"
 #include "platform/software/testing/software_device.h"
 
@@ -34,7 +31,7 @@ constexpr int spins = 400;
 constexpr int threadsPerProcessor = 4;
 
 int defaultWorkers() {
-  const int processors = usableProcessors(), most = threadsPerProcessor * processors;
+  const int processors = os::processors(), most = threadsPerProcessor * processors;
   const char* const wanted = std::getenv("TOVI_DEVICE_THREADS");
   if (wanted == nullptr) return processors - 1;
   char* end = nullptr;
@@ -235,23 +232,10 @@ void parallelFor(std::size_t pieces, void (*run)(const void* body, std::size_t p
   thePool.get().run({run, body, pieces});
 }
 int workers() { return thePool.get().workers(); }
-void setWorkers(int count) { thePool.get().setWorkers(count); }
-void restWorkers() { thePool.get().rest(); }
-
-int usableProcessors() {
-  int count = static_cast<int>(std::thread::hardware_concurrency());
-#if defined(__linux__)
-  cpu_set_t set;
-  CPU_ZERO(&set);
-  if (sched_getaffinity(0, sizeof set, &set) == 0) count = CPU_COUNT(&set);
-  if (std::FILE* quotaFile = std::fopen("/sys/fs/cgroup/cpu.max", "r")) {
-    long quota = 0, period = 0;  // microseconds; the quota may be the word "max"
-    if (std::fscanf(quotaFile, "%ld %ld", &quota, &period) == 2 && quota > 0 && period > 0)
-      count = std::min(count, static_cast<int>((quota + period - 1) / period));
-    std::fclose(quotaFile);
-  }
-#endif
-  return std::max(count, 1);
+void setWorkers(int count) {
+  thePool.get().setWorkers(count);
+  leaseBlasBuffers();
 }
+void restWorkers() { thePool.get().rest(); }
 
 }  // namespace software_device

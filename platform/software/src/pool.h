@@ -27,9 +27,6 @@ void restWorkers();
 // total.
 int workers();
 
-// Processors that this process may use, by affinity and by the container's quota; at least 1.
-int usableProcessors();
-
 // In a loop that waits for another processor.
 inline void relaxProcessor() {
 #if defined(__x86_64__) || defined(__i386__)

@@ -43,7 +43,7 @@ cudaError_t attempt(Work& work) noexcept {
 
 // Some microseconds, about what waking a sleeper costs. Longer would take the processor from the pool's
 // workers, and from a host thread that factors a panel meanwhile.
-Queue::Queue() : spins_(usableProcessors() > 1 ? 200 : 0) {}
+Queue::Queue() : spins_(os::processors() > 1 ? 200 : 0) {}
 
 // Only of one that another thread has made at the same time, or that never was at work.
 Queue::~Queue() = default;

@@ -9,6 +9,9 @@
 
 #include "platform/runtime.h"
 
+// An array that the threads of a block share: TOVI_SHARED(float, tile, [16][17]).
+#define TOVI_SHARED(type, name, extents) __shared__ type name extents
+
 namespace platform {
 
 template <auto Kernel, class... Args>

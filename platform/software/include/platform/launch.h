@@ -106,6 +106,7 @@ class Launch<Kernel> final : public Work {
     const dim3 grid = launch.grid_, block = launch.block_;
     gridDim = grid;
     blockDim = block;
+    const SharedVariables shared;
     range.kernel = &launch;
     range.runThread = &runThread<I...>;
     const auto place = [layer = std::size_t{grid.x} * grid.y, x = grid.x](std::size_t number) {
