@@ -133,7 +133,7 @@ void toviShutdown() {
   if (platform::onlyThreadLeft()) return;  // from the destructor of another library
   onExecutingDevice([] {
     cudalib::releaseThreadBuffers();
-    tovi::callHooks().clear();
+    if (tovi::theCallHooks.peek() != nullptr) tovi::callHooks().clear();
     lifecycle().registered.erase(platform::currentThreadId());
     if (!lifecycle().registered.empty()) return;
     cudalib::releaseAllBuffers();

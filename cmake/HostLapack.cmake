@@ -45,7 +45,7 @@ elseif(tovi_embedding_works)
   target_link_libraries(tovi_host_lapack INTERFACE
     "${TOVI_OPENBLAS_ARCHIVE}" tovi_serial_openblas "${TOVI_GFORTRAN}" m pthread)
   target_link_options(tovi_host_lapack INTERFACE ${tovi_replaced}
-    "LINKER:--wrap=blas_memory_alloc,--wrap=blas_memory_free,--exclude-libs,libopenblas.a")
+    "LINKER:--wrap=blas_memory_alloc,--wrap=blas_memory_free,--wrap=malloc,--wrap=free,--exclude-libs,libopenblas.a")
   target_compile_definitions(tovi_host_lapack INTERFACE TOVI_EMBEDDED_OPENBLAS)
   set(tovi_host_lapack_found "${TOVI_OPENBLAS_ARCHIVE} (embedded)")
 else()

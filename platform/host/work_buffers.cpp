@@ -1,10 +1,14 @@
 // In place of OpenBLAS's own table of buffers (--wrap), which tries for ever where the system gives it no
-// memory, and which it takes from under threads that are computing when the process ends.
+// memory, and which it takes from under threads that are computing when the process ends. Its products of
+// small matrices take no work buffer, but some kernels call malloc, and do not look whether that had memory:
+// then they have the buffer.
 
 #include "platform/host/work_buffers.h"
 
 #include <sys/mman.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -38,6 +42,26 @@ class WorkBuffers {
     const std::lock_guard<std::mutex> lock(mutex_);
     idle_.push_back(buffer);
   }
+  // An idle one for so many bytes, or null.
+  void* lend(std::size_t wanted) noexcept {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (wanted > bytes || idle_.empty()) return nullptr;
+    lent_.push_back(idle_.back());
+    idle_.pop_back();
+    lentCount_.store(lent_.size(), std::memory_order_relaxed);
+    return lent_.back();
+  }
+  // False: it is not one that has been lent.
+  bool takeBack(void* p) noexcept {
+    if (lentCount_.load(std::memory_order_relaxed) == 0) return false;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = std::find(lent_.begin(), lent_.end(), p);
+    if (found == lent_.end()) return false;
+    idle_.push_back(p);
+    lent_.erase(found);
+    lentCount_.store(lent_.size(), std::memory_order_relaxed);
+    return true;
+  }
   void freeIdle() noexcept {
     const std::lock_guard<std::mutex> lock(mutex_);
     for (; !idle_.empty() && mapped_ > leased_; --mapped_) {
@@ -51,6 +75,7 @@ class WorkBuffers {
 
   void* map() {
     idle_.reserve(mapped_ + 1);
+    lent_.reserve(mapped_ + 1);
     void* const buffer = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (buffer == MAP_FAILED) throw std::bad_alloc();
     ++mapped_;
@@ -58,7 +83,8 @@ class WorkBuffers {
   }
 
   std::mutex mutex_;
-  std::vector<void*> idle_;  // with room for all: those used last are taken first
+  std::vector<void*> idle_, lent_;  // with room for all; of those idle the one used last is taken first
+  std::atomic<std::size_t> lentCount_{0};
   std::size_t mapped_ = 0, leased_ = 0;
 };
 
@@ -101,5 +127,18 @@ void* __wrap_blas_memory_alloc(int) {
 }
 
 void __wrap_blas_memory_free(void* buffer) { host::theBuffers.get().giveBack(buffer); }
+
+void* __real_malloc(std::size_t bytes);
+void __real_free(void* p);
+
+void* __wrap_malloc(std::size_t bytes) {
+  void* const p = __real_malloc(bytes);
+  if (p != nullptr || host::theBuffers.peek() == nullptr) return p;
+  return host::theBuffers.peek()->lend(bytes);
+}
+
+void __wrap_free(void* p) {
+  if (host::theBuffers.peek() == nullptr || !host::theBuffers.peek()->takeBack(p)) __real_free(p);
+}
 
 }  // extern "C"

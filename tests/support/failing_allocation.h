@@ -33,7 +33,9 @@ class FailingAllocation {
 
 inline bool allocationFails() {
   const long number = ++allocations;
-  return number >= failsFrom && number <= failsTo;
+  const bool fails = number >= failsFrom && number <= failsTo;
+  if (fails) errno = ENOMEM;
+  return fails;
 }
 
 }  // namespace testing_support

@@ -86,6 +86,7 @@ cublasStatus CUBLASWINAPI cublasInit(void) {
   try {
     Device* device = nullptr;
     if (useDevice(&device) != cudaSuccess) return CUBLAS_STATUS_NOT_INITIALIZED;
+    queue();
     extendLease();
   } catch (const std::bad_alloc&) {
     return CUBLAS_STATUS_ALLOC_FAILED;
@@ -101,10 +102,12 @@ cublasStatus CUBLASWINAPI cublasShutdown(void) {
   const bool was = blasInitialized();
   startedOn.set(0);
   contextOn.set(0);
-  restWorkers();
-  queue().rest();
-  endLease();
-  giveMemoryBack();
+  if (was) {  // needs no memory: all of these are there
+    restWorkers();
+    queue().rest();
+    endLease();
+    giveMemoryBack();
+  }
   if (guard.failed()) return static_cast<cublasStatus>(guard.code());
   return was ? CUBLAS_STATUS_SUCCESS : CUBLAS_STATUS_NOT_INITIALIZED;
 }
