@@ -22,6 +22,17 @@ if(NOT TOVI_HOST_LAPACK AND TOVI_PLATFORM STREQUAL "software")
       LINK_OPTIONS ${tovi_replaced}
       LINK_LIBRARIES "${TOVI_OPENBLAS_ARCHIVE}" "${TOVI_GFORTRAN}" m pthread ${CMAKE_DL_LIBS}
       COPY_FILE "${tovi_check}/check_openblas")
+    # Its own name for the malloc that its kernels call: not all of a program is to be linked with another one.
+    set(tovi_own_openblas "${PROJECT_BINARY_DIR}/openblas/libopenblas.a")
+    if(tovi_embedding_works AND "${TOVI_OPENBLAS_ARCHIVE}" IS_NEWER_THAN "${tovi_own_openblas}")
+      file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/openblas")
+      execute_process(COMMAND "${CMAKE_OBJCOPY}" --redefine-sym malloc=tovi_openblas_malloc
+        --redefine-sym free=tovi_openblas_free "${TOVI_OPENBLAS_ARCHIVE}" "${tovi_own_openblas}"
+        RESULT_VARIABLE tovi_check_failed)
+      if(tovi_check_failed)
+        set(tovi_embedding_works FALSE)
+      endif()
+    endif()
     if(tovi_embedding_works)
       execute_process(COMMAND "${tovi_check}/check_openblas"
         RESULT_VARIABLE tovi_check_failed OUTPUT_VARIABLE tovi_work_buffer_bytes)
@@ -43,9 +54,9 @@ elseif(tovi_embedding_works)
     TOVI_EMBEDDED_OPENBLAS TOVI_WORK_BUFFER_BYTES=${tovi_work_buffer_bytes})
   target_link_libraries(tovi_serial_openblas PRIVATE tovi_options)
   target_link_libraries(tovi_host_lapack INTERFACE
-    "${TOVI_OPENBLAS_ARCHIVE}" tovi_serial_openblas "${TOVI_GFORTRAN}" m pthread)
+    "${tovi_own_openblas}" tovi_serial_openblas "${TOVI_GFORTRAN}" m pthread)
   target_link_options(tovi_host_lapack INTERFACE ${tovi_replaced}
-    "LINKER:--wrap=blas_memory_alloc,--wrap=blas_memory_free,--wrap=malloc,--wrap=free,--exclude-libs,libopenblas.a")
+    "LINKER:--wrap=blas_memory_alloc,--wrap=blas_memory_free,--exclude-libs,libopenblas.a")
   target_compile_definitions(tovi_host_lapack INTERFACE TOVI_EMBEDDED_OPENBLAS)
   set(tovi_host_lapack_found "${TOVI_OPENBLAS_ARCHIVE} (embedded)")
 else()

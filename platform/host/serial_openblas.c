@@ -13,7 +13,7 @@
  * The ?gemv_thread_? are for several threads alone. Each brings a thread-local array, which every thread of
  * the process would have on its stack.
  *
- * blas_memory_alloc, blas_memory_free, malloc, free: work_buffers.cpp.
+ * blas_memory_alloc, blas_memory_free, and what stands for malloc and free: work_buffers.cpp.
  */
 
 #include <stdlib.h>

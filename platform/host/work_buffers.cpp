@@ -128,17 +128,13 @@ void* __wrap_blas_memory_alloc(int) {
 
 void __wrap_blas_memory_free(void* buffer) { host::theBuffers.get().giveBack(buffer); }
 
-void* __real_malloc(std::size_t bytes);
-void __real_free(void* p);
-
-void* __wrap_malloc(std::size_t bytes) {
-  void* const p = __real_malloc(bytes);
-  if (p != nullptr || host::theBuffers.peek() == nullptr) return p;
-  return host::theBuffers.peek()->lend(bytes);
+void* tovi_openblas_malloc(std::size_t bytes) {
+  void* const p = std::malloc(bytes);
+  return p != nullptr ? p : host::theBuffers.get().lend(bytes);
 }
 
-void __wrap_free(void* p) {
-  if (host::theBuffers.peek() == nullptr || !host::theBuffers.peek()->takeBack(p)) __real_free(p);
+void tovi_openblas_free(void* p) {
+  if (!host::theBuffers.get().takeBack(p)) std::free(p);
 }
 
 }  // extern "C"

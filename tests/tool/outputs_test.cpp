@@ -17,7 +17,7 @@ class Outputs : public Tool {
     Tool::SetUp();
     write("A.mtx", real + "2 2\n4\n1\n1\n3\n");
     write("b.mtx", real + "2 1\n6\n7\n");
-    write("B.mtx", real + "1 2\n1\n1\n");
+    write("C.mtx", real + "1 2\n1\n1\n");
     write("d.mtx", real + "1 1\n5\n");
     write("t.csv", "a,y\n1,2\n2,5\n4,8\n");
     write("p.pgm", "P2 2 2 9 9 0 0 5\n");
@@ -47,8 +47,8 @@ TEST_F(Outputs, NoInputIsOverwritten) {
       {"solve A.mtx --csv A.mtx", "A.mtx: would overwrite the input A.mtx"},
       {"lstsq A.mtx b.mtx -o A.mtx", "A.mtx: would overwrite the input A.mtx"},
       {"lstsq t.csv --response y --csv t.csv", "t.csv: would overwrite the input t.csv"},
-      {"lstsq A.mtx b.mtx --constraint B.mtx d.mtx -o B.mtx", "B.mtx: would overwrite the input B.mtx"},
-      {"lstsq A.mtx b.mtx --constraint B.mtx d.mtx --csv d.mtx", "d.mtx: would overwrite the input d.mtx"},
+      {"lstsq A.mtx b.mtx --constraint C.mtx d.mtx -o C.mtx", "C.mtx: would overwrite the input C.mtx"},
+      {"lstsq A.mtx b.mtx --constraint C.mtx d.mtx --csv d.mtx", "d.mtx: would overwrite the input d.mtx"},
       {"svd t.csv -o t", "t.csv: would overwrite the input t.csv"},
       {"svd q.svg -o q", "q.svg: would overwrite the input q.svg"},
       {"svd p.pgm --csv p.pgm", "p.pgm: would overwrite the input p.pgm"},

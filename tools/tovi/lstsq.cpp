@@ -284,7 +284,7 @@ Solution<T> solveFromHost(const Problem<T>& problem, double& time) {
     time = seconds([&] { status = gels(m, n, b.columns, a, m, b.values.data(), b.rows); });
     solution.x = resized(b, n);
   }
-  if (status == toviDataError)
+  if (status == toviDataError || (status == toviNoError && !isFinite(solution.x)))
     for (const Factor<Wide<T>>& factor : factorsOf(problem, solution))
       if (!conditionOf(problem, factor).isResolved()) warn(dependences(problem, factor));
   check(status, problem.path);

@@ -95,6 +95,7 @@ void addDevice(CLI::App* command, int& device) {
 
 int run(int argc, char** argv) {
   CLI::App app("Dense linear algebra on the device");
+  app.allow_windows_style_options(false);  // a path may begin with a slash
   app.set_version_flag("--version", "tovi " TOVI_VERSION);
   app.require_subcommand(1);
 

@@ -4,6 +4,7 @@
 #ifndef TOVI_TOOLS_REPORT_H
 #define TOVI_TOOLS_REPORT_H
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <string>
@@ -39,9 +40,12 @@ struct Speed {
 void checkMemory(const std::string& what, double operandBytes);
 
 template <class T>
+bool isFinite(const Matrix<T>& a) {
+  return std::all_of(a.values.begin(), a.values.end(), [](const T& x) { return std::isfinite(std::abs(x)); });
+}
+template <class T>
 void checkFinite(const std::string& path, const Matrix<T>& solution) {
-  for (const T& value : solution.values)
-    if (!std::isfinite(std::abs(value))) throw Failure(path + ": the solution overflows single precision");
+  if (!isFinite(solution)) throw Failure(path + ": the solution overflows single precision");
 }
 
 // To standard error.

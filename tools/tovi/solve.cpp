@@ -61,7 +61,8 @@ Solution<T> solveFromHost(const std::string& what, const Matrix<T>& a, const Mat
     status = gesv(a.rows, b.columns, solution.factors.values.data(), a.rows, pivots.data(),
                   solution.x.values.data(), b.rows);
   });
-  if (status == toviDataError) warn(dependences(what, solution.factors));
+  if (status == toviDataError || (status == toviNoError && !isFinite(solution.x)))
+    warn(dependences(what, solution.factors));
   check(status, what);
   return solution;
 }

@@ -93,7 +93,7 @@ void runRound() {
   auto& waiting = worker.fibers->waiting;
   if (worker.range->shuffled)
     for (std::size_t left = waiting.size(); left > 1; --left)
-      std::swap(waiting[left - 1], waiting[draw(worker.drawn) % left]);
+      std::swap(waiting[left - 1], waiting[static_cast<std::size_t>(draw(worker.drawn) % left)]);
   const auto ended = std::remove_if(waiting.begin(), waiting.end(), [](Fiber* fiber) {
     worker.current = fiber;
     return !fiber->resume();
@@ -105,12 +105,12 @@ void runRound() {
 }  // namespace
 
 Order::Order(std::size_t count, std::uint64_t seed) : count_(count) {
+  constexpr std::uint64_t most = std::uint64_t{1} << 31;  // beyond, products would overflow
   if (seed == 0 || count < 2) return;
   start_ = draw(seed) % count;
-  // Steps without a common factor visit all. Beyond that size they would overflow.
-  if (count <= std::size_t{1} << 31 || sizeof(std::size_t) > 4) do
-      step_ = 1 + draw(seed) % (std::min<std::size_t>(count, std::size_t{1} << 31) - 1);
-    while (std::gcd(step_, count) != 1);
+  if (count <= most) do  // steps without a common factor visit all
+      step_ = 1 + draw(seed) % (count_ - 1);
+    while (std::gcd(step_, count_) != 1);
 }
 
 Device* acceptLaunch(dim3 grid, dim3 block, std::size_t sharedBytes, cudaStream_t stream,

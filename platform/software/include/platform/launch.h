@@ -30,10 +30,12 @@ class Order {
  public:
   Order() = default;
   Order(std::size_t count, std::uint64_t seed);
-  std::size_t at(std::size_t place) const { return (start_ + step_ * place) % count_; }
+  std::size_t at(std::size_t place) const {
+    return static_cast<std::size_t>((start_ + step_ * place) % count_);
+  }
 
  private:
-  std::size_t count_ = 1, start_ = 0, step_ = 1;
+  std::uint64_t count_ = 1, start_ = 0, step_ = 1;
 };
 
 // The blocks of one launch that one worker runs, and the threads of the block that it is at.
