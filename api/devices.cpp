@@ -1,6 +1,5 @@
 #include "api/devices.h"
 
-#include <atomic>
 #include <cstdio>
 #include <string>
 
@@ -9,11 +8,12 @@
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
 #include "cudalib/runtime_flags.h"
+#include "platform/host/per_process.h"
 
 namespace tovi::api {
 namespace {
 
-std::atomic<int> theSelectedDevice{-1};
+platform::PerProcessValue<int> theSelectedDevice(-1);
 
 void checkOrdinal(int device) {
   if (device < 0 || device >= cudalib::deviceCount()) argumentError(-1);
@@ -32,7 +32,7 @@ std::string memoryText(std::size_t bytes) {
 
 }  // namespace
 
-int selectedDevice() { return theSelectedDevice.load(std::memory_order_relaxed); }
+int selectedDevice() { return theSelectedDevice.get(); }
 
 }  // namespace tovi::api
 
@@ -63,7 +63,7 @@ toviStatus toviSelectDevice(int dev) {
     }
     const cudaError_t status = cudaSetDevice(dev);
     if (status != cudaSuccess) throw cudalib::CudaRuntimeException(static_cast<int>(status));
-    theSelectedDevice.store(dev, std::memory_order_relaxed);
+    theSelectedDevice.set(dev);
   });
 }
 

@@ -1,7 +1,5 @@
 #include "api/frame.h"
 
-#include <atomic>
-
 #include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/device_scope.h"
@@ -16,16 +14,14 @@
 namespace tovi::api {
 namespace {
 
-// Two variables for the whole process: a thread may read what another one's call has left. Atomic only so
-// that this is no data race.
-std::atomic<int> theLastStatus{toviNoError};
-std::atomic<int> theErrorInfo{0};
+// Two variables for the whole process: a thread may read what another one's call has left.
+platform::PerProcessValue<int> theLastStatus(toviNoError), theErrorInfo(0);
 
 // Its setting publishes what initialization has recorded. A child of a fork is not initialized: its parent's
 // device is not its own.
 platform::PerProcessValue<bool> theInitializedFlag(false);
 
-void setErrorInfo(int info) { theErrorInfo.store(info, std::memory_order_relaxed); }
+void setErrorInfo(int info) { theErrorInfo.set(info); }
 
 toviStatus fail(toviStatus status, int info) {
   setErrorInfo(info);
@@ -78,11 +74,11 @@ class Nesting {
 bool initialized() { return theInitializedFlag.get(); }
 void setInitialized(bool value) { theInitializedFlag.set(value); }
 
-toviStatus lastStatus() { return static_cast<toviStatus>(theLastStatus.load(std::memory_order_relaxed)); }
-int errorInfo() { return theErrorInfo.load(std::memory_order_relaxed); }
+toviStatus lastStatus() { return static_cast<toviStatus>(theLastStatus.get()); }
+int errorInfo() { return theErrorInfo.get(); }
 
 toviStatus store(toviStatus status) {
-  theLastStatus.store(status, std::memory_order_relaxed);
+  theLastStatus.set(status);
   return status;
 }
 

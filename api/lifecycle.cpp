@@ -98,6 +98,7 @@ class Start {
 // Where the library is initialized; what fails has nobody to be told.
 template <class Release>
 void onExecutingDevice(const Release& release) noexcept {
+  const platform::NotCancellable notCancellable;
   if (!initialized()) return;  // there may be no memory for the lock
   const boost::mutex::scoped_lock lock(lifecycle().mutex);
   if (!initialized()) return;

@@ -36,7 +36,7 @@ std::atomic<ForgottenByChildren*> firstListed{nullptr};
 }  // namespace
 
 void ForgottenByChildren::list() noexcept {
-  if (listed_.exchange(true)) return;
+  if (listed_.load(std::memory_order_relaxed) || listed_.exchange(true)) return;
   next_ = firstListed.load();
   while (!firstListed.compare_exchange_weak(next_, this)) {
   }

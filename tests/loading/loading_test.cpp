@@ -43,6 +43,7 @@ TEST(Loading, WhileTheProcessRuns) {
   older.join();
   shutdown();
   EXPECT_EQ(dlclose(library), 0);
+  EXPECT_NE(dlopen(TOVI_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr) << "other threads may be inside of it";
 }
 
 }  // namespace

@@ -289,7 +289,7 @@ TEST(DeviceQueueDeathTest, AProcessMayEndWithWorkQueued) {
         testing::ExitedWithCode(0), "");
 }
 
-// Many threads, each with a stream and memory of its own, and much more queued than the queue holds at first.
+// Many threads, each with a stream and memory of its own, and much queued.
 void hammer(int threads, int rounds) {
   std::vector<std::thread> crew;
   std::vector<int> results(static_cast<std::size_t>(threads), 0);

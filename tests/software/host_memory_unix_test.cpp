@@ -48,6 +48,7 @@ void failEveryAllocation(const Call& problem, bool warm, Times times) {
       EXPECT_EQ(software_device::pending(), 0u);
       if (!warm) {
         EXPECT_EQ(liveBesideBuffers().allocations, placed);
+        EXPECT_EQ(software_device::live().pageLockedBlocks, 0u);
       }
       EXPECT_EQ(software_device::live().streams, 0u);
     };

@@ -338,6 +338,24 @@ TEST(Promises, SameBitsInEveryFloatingPointMode) {
     }
 }
 
+#if defined(__GLIBC__)
+// Exceptions that the program traps, and those that it will look for.
+TEST(Promises, TheCallersFloatingPointExceptionsStayTheirs) {
+  ASSERT_EQ(toviInitialize(), toviNoError);
+  float a[] = {3, 1, 1, 7}, b[] = {1, 1};
+  int pivots[2];
+  std::feclearexcept(FE_ALL_EXCEPT);
+  std::feraiseexcept(FE_OVERFLOW);
+  feenableexcept(FE_INEXACT);
+  const toviStatus status = toviSgesv(2, 1, a, 2, pivots, b, 2);
+  const int enabled = fegetexcept(), raised = std::fetestexcept(FE_ALL_EXCEPT);
+  fedisableexcept(FE_ALL_EXCEPT);
+  EXPECT_EQ(status, toviNoError);
+  EXPECT_EQ(enabled, FE_INEXACT);
+  EXPECT_EQ(raised, FE_OVERFLOW);
+}
+#endif
+
 // What TOVI_DEVICE_THREADS may be: 1 to 4 times the processors. Anything else is told, once, and not done.
 TEST(Promises, AMeaninglessNumberOfThreadsIsTold) {
   constexpr const char* onlyCalls = "TOVI_TEST_ONLY_CALLS";
@@ -352,20 +370,24 @@ TEST(Promises, AMeaninglessNumberOfThreadsIsTold) {
   }
   platform::setEnvironment(onlyCalls, "1");
   const std::filesystem::path folder = newFolder();
-  for (const char* threads : {"1", "0", "-3", "4000000000", "two", "2x", ""}) {
-    platform::setEnvironment("TOVI_DEVICE_THREADS", threads);
+  const int most = 4 * software_device::defaultMachine().devices[0].multiprocessors;
+  const std::string accepted[] = {"1", std::to_string(most)};
+  for (const std::string& threads : {accepted[0], accepted[1], std::to_string(most + 1), std::string("0"),
+                                     std::string("-3"), std::string("4000000000"), std::string("two"),
+                                     std::string("2x"), std::string()}) {
+    platform::setEnvironment("TOVI_DEVICE_THREADS", threads.c_str());
     EXPECT_EQ(
         runProgram({thisProgram().string(), "--gtest_filter=Promises.AMeaninglessNumberOfThreadsIsTold"},
                    folder, "out", "err"),
         0);
     std::ifstream messages(folder / "err");
     const std::string text((std::istreambuf_iterator<char>(messages)), {});
-    if (std::string_view(threads) == "1")
+    if (threads == accepted[0] || threads == accepted[1])
       EXPECT_EQ(text, "");
     else
-      EXPECT_EQ(
-          text.find("tovi: TOVI_DEVICE_THREADS is \"" + std::string(threads) + "\", not a number from 1 to "),
-          0U)
+      EXPECT_EQ(text.find("tovi: TOVI_DEVICE_THREADS is \"" + threads + "\", not a number from 1 to " +
+                          std::to_string(most) + ';'),
+                0U)
           << text;
     EXPECT_LE(std::count(text.begin(), text.end(), '\n'), 1);
   }

@@ -102,11 +102,13 @@ cublasStatus CUBLASWINAPI cublasShutdown(void) {
   const bool was = blasInitialized();
   startedOn.set(0);
   contextOn.set(0);
-  if (was) {  // needs no memory: all of these are there
+  try {
     restWorkers();
     queue().rest();
     endLease();
     giveMemoryBack();
+  } catch (const std::bad_alloc&) {
+    // What would have to be made now has nothing to rest from.
   }
   if (guard.failed()) return static_cast<cublasStatus>(guard.code());
   return was ? CUBLAS_STATUS_SUCCESS : CUBLAS_STATUS_NOT_INITIALIZED;
