@@ -25,19 +25,25 @@ using testing_support::quietNaN;
 using testing_support::Random;
 using tovi::Complex;
 
-// A result of one kernel's body, then of the other's, from the same start.
+// Results of a kernel's body, with its threads in their order and in others, and of the native one, from the
+// same start.
 template <class T, class Run>
 void expectSameBits(const HostMatrix<T>& before, const Run& run) {
-  HostMatrix<T> results[2] = {before, before};
-  for (const bool native : {false, true}) {
+  std::vector<HostMatrix<T>> results;
+  const auto compute = [&](bool native, std::uint64_t seed) {
     software_device::useNativeBodies(native);
+    software_device::setChecking(seed != 0, seed);
     const DeviceArray<T> device(before);
     run(device.data());
-    device.download(results[native]);
-  }
+    results.push_back(before);
+    device.download(results.back());
+  };
+  compute(false, 0);
+  for (const std::uint64_t seed : {1U, 2U}) compute(false, seed);
+  compute(true, 0);
   EXPECT_EQ(cudaGetLastError(), cudaSuccess);
   EXPECT_TRUE(results[0].paddingIntact());
-  EXPECT_TRUE(results[1].sameBits(results[0]));
+  for (const HostMatrix<T>& result : results) EXPECT_TRUE(result.sameBits(results[0]));
   EXPECT_FALSE(results[0].sameBits(before)) << "the kernel has done nothing";
 }
 

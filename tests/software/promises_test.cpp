@@ -212,19 +212,21 @@ INSTANTIATE_TEST_SUITE_P(Capability, PromisesInAnyOrder, ::testing::Values(1, 2)
 TEST_P(PromisesInAnyOrder, KernelsGiveTheSameBits) {
   ASSERT_EQ(GetParam() == 1 ? pretend(1, 3) : pretend(2, 0), toviNoError);
   software_device::useNativeBodies(false);
-  for (const Export& routine : allExports()) {
-    if (routine.where == Memory::host) continue;
-    Random random(8);
-    Call inOrder = drawCall(routine, random, {sizesBetween(60, 140)});
-    software_device::setChecking(false);
-    ASSERT_EQ(inOrder.run(), toviNoError) << inOrder.text();
-    for (const std::uint64_t seed : {1U, 2U, 3U}) {
-      software_device::setChecking(true, seed);
-      Call call = inOrder;
-      EXPECT_EQ(call.run(), toviNoError) << call.text();
-      EXPECT_TRUE(call.sameBits(inOrder)) << seed << ": " << call.text();
+  for (const Export& routine : allExports())
+    for (const Data data : {Data::regular, Data::extreme}) {
+      if (routine.where == Memory::host) continue;
+      Random random(8);
+      Call inOrder = drawCall(routine, random, {sizesBetween(60, 140), true, data});
+      software_device::setChecking(false);
+      const toviStatus status = inOrder.run();
+      ASSERT_EQ(inOrder.fault(status, toviGetErrorInfo()), "") << inOrder.text();
+      for (const std::uint64_t seed : {1U, 2U, 3U}) {
+        software_device::setChecking(true, seed);
+        Call call = inOrder;
+        EXPECT_EQ(call.run(), status) << call.text();
+        EXPECT_TRUE(call.sameBits(inOrder)) << seed << ": " << call.text();
+      }
     }
-  }
 }
 
 // Work that nobody waits for has not run when it is needed. With and without a stream of its own for what
@@ -372,9 +374,9 @@ TEST(Promises, AMeaninglessNumberOfThreadsIsTold) {
   const std::filesystem::path folder = newFolder();
   const int most = 4 * software_device::defaultMachine().devices[0].multiprocessors;
   const std::string accepted[] = {"1", std::to_string(most)};
-  for (const std::string& threads : {accepted[0], accepted[1], std::to_string(most + 1), std::string("0"),
-                                     std::string("-3"), std::string("4000000000"), std::string("two"),
-                                     std::string("2x"), std::string()}) {
+  for (const std::string& threads :
+       {accepted[0], accepted[1], std::to_string(most + 1), std::string("0"), std::string("-3"),
+        std::string("4000000000"), std::string("two"), std::string("2x"), std::string()}) {
     platform::setEnvironment("TOVI_DEVICE_THREADS", threads.c_str());
     EXPECT_EQ(
         runProgram({thisProgram().string(), "--gtest_filter=Promises.AMeaninglessNumberOfThreadsIsTold"},
