@@ -31,7 +31,7 @@ struct Known {
     std::uintptr_t begin, bytes;
   };
   std::array<Range, 6> ranges{};
-  unsigned next = 0;
+  std::size_t next = 0;
 };
 thread_local Known known;
 std::atomic<std::uint64_t> changes{1};
