@@ -21,6 +21,9 @@ target_compile_options(tovi_options INTERFACE
   "$<$<COMPILE_LANGUAGE:CUDA>:-Xcompiler=-Wall,-Wextra;--Werror=all-warnings>")
 target_include_directories(tovi_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
+if(UNIX) # also of libraries that are loaded late: first use of another model's allocates, and ends the process if it cannot
+  target_compile_options(tovi_options INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:-ftls-model=initial-exec>")
+endif()
 if(TOVI_SANITIZE) # between whose checks GCC takes the value of an optional for uninitialized
   target_compile_options(tovi_options INTERFACE -Wno-maybe-uninitialized
     -fsanitize=${TOVI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1) # their reports name lines only

@@ -40,12 +40,13 @@
  * - toviRuntimeError: the CUDA runtime failed, and the error info is its error number; or something else did,
  *   and the error info is the negative info of a host LAPACK routine, or -1. After an illegal address, as of
  *   an array in host memory where one on the device is wanted, every call ends so, in all threads, until the
- *   process does: the runtime says that the device is lost.
+ *   process does: the runtime says that the device is lost. An error that the calling thread's own use of the
+ *   runtime has left for cudaGetLastError counts as one of this call.
  *
  * Threads. Several threads may call routines at the same time, each on its own operands. toviInitialize and
  * toviShutdown count threads. toviShutdown must not run while another thread is inside a routine. A thread
- * that is cancelled leaves the library after its call, not in the midst of it. The library's own threads
- * block all signals.
+ * that is cancelled, in the deferred way that is the default, leaves the library after its call, not in the
+ * midst of it. The library's own threads block all signals.
  *
  * Devices. The library runs on one device, the executing device, whichever device the calling thread has made
  * current with cudaSetDevice; that is current again when a routine returns. Where there are several devices, a

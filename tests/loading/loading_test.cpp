@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "include/tovi.h"
+#include "tests/support/failing_allocation.h"
 
 namespace {
 
@@ -39,6 +40,14 @@ TEST(Loading, WhileTheProcessRuns) {
     EXPECT_EQ(status, toviNoError);
     solve(gesv);
   }
+  // A thread's first use of what is its own in the library.
+  if (device)
+    std::thread([&] {
+      const testing_support::FailingAllocation failing(1, testing_support::FailingAllocation::forever);
+      float a = 2, b = 4;
+      int pivot = 0;
+      EXPECT_EQ(gesv(1, 1, &a, 1, &pivot, &b, 1), toviInsufficientMemory);
+    }).join();
   found.set_value(device ? gesv : nullptr);
   older.join();
   shutdown();

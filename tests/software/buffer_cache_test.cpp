@@ -388,6 +388,21 @@ TEST(BufferCacheThreads, WhatNobodyUsesIsFreedBeforeACallFails) {
   EXPECT_EQ(cudaGetLastError(), cudaSuccess);
 }
 
+// Where CUBLAS has no memory the call cannot be made again: what it has changed is not known.
+TEST(BufferCacheThreads, NothingIsKeptAfterACallThatHadNoMemory) {
+  ASSERT_EQ(pretend(2, 0), toviNoError);
+  std::vector<float> a(10000, 1), c(10000);
+  const auto multiply = [&] {
+    return toviSgemm('N', 'N', 100, 100, 100, 1, a.data(), 100, a.data(), 100, 0, c.data(), 100);
+  };
+  ASSERT_EQ(multiply(), toviNoError);
+  EXPECT_GT(software_device::live().allocations, 0u);
+  software_device::failCall(Entry::gemm, 1, CUBLAS_STATUS_ALLOC_FAILED);
+  EXPECT_EQ(multiply(), toviInsufficientMemory);
+  software_device::clearFaults();
+  EXPECT_EQ(software_device::live().allocations, 0u);
+}
+
 TEST(BufferCacheThreads, TheLastShutdownFreesEverybodys) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
   const IdleThread one(solveOneSystem), two(solveOneSystem);

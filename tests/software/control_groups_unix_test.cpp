@@ -3,13 +3,17 @@
 #include "platform/software/src/control_groups.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <map>
 #include <string>
 
+#include "platform/software/src/sanitizer.h"
+#include "platform/software/testing/software_device.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -87,6 +91,22 @@ TEST(ControlGroups, AsSeenFromInside) {
   EXPECT_EQ(limitOf({{"mnt/control groups/a/memory.max", "9\n"}}, "0::/a\n",
                     "30 23 0:26 / /mnt/control\\040groups rw - cgroup2 cgroup2 rw\n"),
             9u);
+}
+
+// A device is not to have all the addresses that a process may have, nor more memory than those.
+TEST(AddressLimit, LeavesAShareToTheDevice) {
+  if (software_device::sanitizerBuild) GTEST_SKIP() << "sanitizers need most addresses themselves";
+  constexpr rlim_t gibibyte = rlim_t{1} << 30;
+  const std::size_t before = software_device::defaultMachine().devices[0].memory;
+  for (const rlim_t limit : {gibibyte / 2, gibibyte, 2 * gibibyte}) {
+    const rlimit addresses = {limit, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &addresses), 0);
+    const std::size_t share = software_device::defaultMachine().devices[0].memory;
+    const rlimit all = {RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &all), 0);
+    EXPECT_LE(share, limit / 2);
+    EXPECT_GE(share, std::min<std::size_t>(before, limit / 8));
+  }
 }
 
 TEST(ControlGroups, ProcessorTimeCountsAsWholeProcessors) {

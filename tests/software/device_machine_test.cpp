@@ -183,6 +183,10 @@ TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
     ASSERT_EQ(cudaMalloc(&value, sizeof *value), cudaSuccess);
     cudaStream_t stream = nullptr;
     ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+    int* copied = nullptr;
+    ASSERT_EQ(cudaMallocHost(reinterpret_cast<void**>(&copied), sizeof *copied), cudaSuccess);
+    *copied = 7;
+    ASSERT_EQ(cudaMemset(value, 0, sizeof *value), cudaSuccess);
     software_device::setSchedule(software_device::Schedule::lazy);
     const auto multiply = [&](float* c, int n) {
       cublasSgemm('N', 'N', n, n, 1, 1.0f, own, n, own, 1, 0.0f, c, n);
@@ -196,7 +200,9 @@ TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
     if (wild == 4) multiply(own, 3);
     platform::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, value);
     EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+    EXPECT_EQ(cudaMemcpyAsync(copied, value, sizeof *copied, cudaMemcpyDeviceToHost, nullptr), cudaSuccess);
     EXPECT_EQ(cudaThreadSynchronize(), cudaErrorLaunchFailure);
+    EXPECT_EQ(*copied, 7) << "what is queued behind it does not run";
 
     const auto expectAllFails = [&] {
       void* p = nullptr;
@@ -228,6 +234,7 @@ TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
     }).join();
     EXPECT_EQ(cudaFree(own), cudaErrorLaunchFailure);  // and frees
     EXPECT_EQ(cudaFree(value), cudaErrorLaunchFailure);
+    EXPECT_EQ(cudaFreeHost(copied), cudaErrorLaunchFailure);
     EXPECT_EQ(cudaStreamDestroy(stream), cudaErrorLaunchFailure);
     EXPECT_EQ(cudaFree(other), cudaErrorLaunchFailure);
     EXPECT_EQ(software_device::live().allocations, 0u);

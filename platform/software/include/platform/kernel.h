@@ -21,8 +21,7 @@ struct KernelPlace {
 
 // That of the host thread that runs the kernel. The loop over the threads of a block stands in the module
 // that holds the kernel, and so does this storage. Its address is constant: the compiler asks for it once,
-// outside of that loop. Thread-local variables of the model that is as fast, initial-exec, could keep the
-// module from being loaded while a process runs.
+// outside of that loop.
 #if defined(__ELF__)
 __attribute__((const, noinline, visibility("hidden")))
 #elif defined(__GNUC__)
