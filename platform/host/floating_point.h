@@ -23,7 +23,9 @@ class StatedFloatingPointMode {
   StatedFloatingPointMode() : before_(_mm_getcsr()) {
     if (before_ != initial) _mm_setcsr(initial);
   }
-  ~StatedFloatingPointMode() { _mm_setcsr(before_); }
+  ~StatedFloatingPointMode() {
+    if (_mm_getcsr() != before_) _mm_setcsr(before_);
+  }
 
  private:
   static constexpr unsigned initial = 0x1F80;  // as a program starts: all exceptions masked, no flag set

@@ -65,6 +65,9 @@ class PerProcess final : public ForgottenByChildren {
   T* peek() const noexcept { return instance_.load(std::memory_order_acquire); }
 
  private:
+#if defined(__GNUC__)
+  [[gnu::noinline]]
+#endif
   T& make() {
     auto made = std::make_unique<T>();
     list();

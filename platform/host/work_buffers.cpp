@@ -21,15 +21,19 @@ namespace host {
 
 class WorkBuffers {
  public:
+  // Mostly there are enough, and no lock is taken: what is leased is counted before it is held against what
+  // is mapped, and freeIdle() does it the other way round.
   void reserve(std::size_t count) {
+    if ((leased_ += count) <= mapped_) return;
     const std::lock_guard<std::mutex> lock(mutex_);
-    while (mapped_ < leased_ + count) idle_.push_back(map());
-    leased_ += count;
+    try {
+      while (mapped_ < leased_) idle_.push_back(map());
+    } catch (...) {
+      leased_ -= count;
+      throw;
+    }
   }
-  void release(std::size_t count) noexcept {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    leased_ -= count;
-  }
+  void release(std::size_t count) noexcept { leased_ -= count; }
   // Beyond what is leased, too, if the system has more.
   void* take() {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -64,7 +68,11 @@ class WorkBuffers {
   }
   void freeIdle() noexcept {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (; !idle_.empty() && mapped_ > leased_; --mapped_) {
+    while (!idle_.empty()) {
+      if (--mapped_ < leased_) {
+        ++mapped_;
+        return;
+      }
       munmap(idle_.back(), bytes);
       idle_.pop_back();
     }
@@ -85,7 +93,7 @@ class WorkBuffers {
   std::mutex mutex_;
   std::vector<void*> idle_, lent_;  // with room for all; of those idle the one used last is taken first
   std::atomic<std::size_t> lentCount_{0};
-  std::size_t mapped_ = 0, leased_ = 0;
+  std::atomic<std::size_t> mapped_{0}, leased_{0};
 };
 
 namespace {
