@@ -500,7 +500,7 @@ void all(Bench& bench, int n) {
 int main(int argc, char** argv) {
   const auto [quick, json] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
-  Bench bench(quick ? 60 : 330);
+  Bench bench(quick ? 60 : 280);
   for (int n = 512; n <= (quick ? 1024 : 16384); n *= 2) {
     all<float>(bench, n);
     all<toviFloatComplex>(bench, n);

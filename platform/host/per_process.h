@@ -62,22 +62,36 @@ class PerProcess final : public ForgottenByChildren {
     return found != nullptr ? *found : make();
   }
   // Null until it has been made.
-  T* peek() const noexcept { return instance_.load(std::memory_order_acquire); }
+  T* peek() const noexcept {
+    Instance* const instance = instance_.load(std::memory_order_acquire);
+    return instance != nullptr ? &instance->value : nullptr;
+  }
 
  private:
+  struct Instance {
+    T value{};
+    Instance* ofParents = nullptr;
+  };
+
 #if defined(__GNUC__)
   [[gnu::noinline]]
 #endif
   T& make() {
-    auto made = std::make_unique<T>();
+    auto made = std::make_unique<Instance>();
     list();
-    T* other = nullptr;
-    if (!instance_.compare_exchange_strong(other, made.get(), std::memory_order_acq_rel)) return *other;
-    return *made.release();
+    Instance* other = nullptr;
+    if (!instance_.compare_exchange_strong(other, made.get(), std::memory_order_acq_rel)) return other->value;
+    return made.release()->value;
   }
-  void forget() noexcept override { instance_.store(nullptr, std::memory_order_relaxed); }
+  void forget() noexcept override {
+    Instance* const instance = instance_.exchange(nullptr, std::memory_order_relaxed);
+    if (instance == nullptr) return;
+    instance->ofParents = ofParents_;
+    ofParents_ = instance;
+  }
 
-  std::atomic<T*> instance_{nullptr};
+  std::atomic<Instance*> instance_{nullptr};
+  Instance* ofParents_ = nullptr;  // so that who looks for leaks finds what a child cannot free
 };
 
 }  // namespace platform

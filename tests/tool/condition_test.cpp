@@ -173,6 +173,22 @@ TEST_F(Condition, ColumnsThatDependAreNamed) {
   condition("lstsq T.mtx --constraint U.mtx v.mtx", 0, result);
 }
 
+// Columns that single precision tells apart, but not beside a residual a hundred times A x.
+TEST_F(Condition, ALargeResidualCounts) {
+  write("t.csv",
+        "a,b,y\n-0.0504791625,-0.0504542254,34.4937973\n0.215064779,0.214990661,86.739151\n"
+        "0.282541186,0.282721668,25.8601017\n0.933471739,0.9334355,-24.8747349\n");
+  Result result;
+  EXPECT_NEAR(condition("lstsq t.csv --response y", notResolved, result), 1e4, 1e3);
+  EXPECT_EQ(lines(result.err), 1) << result.err;
+  expectParts(result.err, {"with this residual", "no digit of x can be trusted"});
+  // With the residual that the coefficients 1 and 2 leave of what they make.
+  write("u.csv",
+        "a,b,y\n-0.0504791625,-0.0504542254,-0.1514\n0.215064779,0.214990661,0.6451\n"
+        "0.282541186,0.282721668,0.8480\n0.933471739,0.9334355,2.8003\n");
+  condition("lstsq u.csv --response y", 0, result);
+}
+
 TEST_F(Condition, ZeroPivotsAreExplained) {
   write("t.csv", "a,b,c,y\n1,0,2,1\n0,0,1,2\n2,0,5,3\n");
   write("S.mtx", real + "2 2\n1\n2\n2\n4\n");

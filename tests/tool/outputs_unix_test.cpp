@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "tests/tool/tool_fixture.h"
@@ -25,6 +29,45 @@ class UnixOutputs : public Tool {
     return {exitCode, contents(path("out")), contents(path("err"))};
   }
 };
+
+// The program waits for somebody to read its table, and has written x by then.
+TEST_F(UnixOutputs, ASignalLeavesNothing) {
+  write("x.mtx", "old");
+  const std::filesystem::path elsewhere = testing_support::newFolder(), table = elsewhere / "table";
+  ASSERT_EQ(mkfifo(table.c_str(), 0600), 0);
+  const auto before = files();
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    const pid_t program = fork();
+    if (program == 0) {
+      alarm(20);
+      if (chdir(path("").c_str()) == 0)
+        execl(TOVI_TOOL, "tovi", "solve", "A.mtx", "-o", "x.mtx", "--csv", table.c_str(), nullptr);
+      std::_Exit(99);
+    }
+    int status = 0;
+    while (files() == before && waitpid(program, &status, WNOHANG) == 0) usleep(1000);
+    usleep(100000);
+    kill(program, signal);
+    ASSERT_EQ(waitpid(program, &status, 0), program);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+    EXPECT_TRUE(files() == before);
+  }
+  std::filesystem::remove_all(elsewhere);
+}
+
+// Names of files are shown, too.
+TEST_F(UnixOutputs, NoNameReachesTheTerminalWhole) {
+  const std::string name =
+      "a\x1B[31m\xC2\x9B"
+      "b\n.mtx";
+  write(name, real + "2 2\n4\n1\n1\n3\n");
+  const Result good = run("solve '" + name + "'"), bad = run("svd '" + name + "' -o 'no\x1B/x'");
+  EXPECT_EQ(good.exitCode, 0);
+  expectParts(good.out, {"a?[31m??b"});
+  EXPECT_EQ(bad.exitCode, 1);
+  for (const std::string& text : {good.out, good.err, bad.out, bad.err})
+    EXPECT_EQ(text.find_first_of("\x1B\x9B"), std::string::npos) << text;
+}
 
 TEST_F(UnixOutputs, AFailedWriteLeavesWhatStoodThere) {
   std::string b = real + "2 2000\n";

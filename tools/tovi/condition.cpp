@@ -4,14 +4,26 @@
 
 namespace tool {
 
+namespace {
+
+std::string valueText(const Condition& condition) {
+  constexpr double worthSaying = 1.5;
+  std::string text = number("%.3g", condition.value);
+  if (condition.sensitivity > worthSaying * condition.value)
+    text += number(" (%.3g with this residual)", condition.sensitivity);
+  return text;
+}
+
+}  // namespace
+
 std::string Condition::text() const {
-  return "condition       " + number("%.3g: ", value) +
+  return "condition       " + valueText(*this) + ": " +
          (isResolved() ? number("about %.1f digits of x can be trusted\n", digits())
                        : "no digit of x can be trusted\n");
 }
 
 std::string Condition::warning() const {
-  return number("condition %.3g, ", value) + number("single precision resolves %.3g: ", resolved) +
+  return "condition " + valueText(*this) + number(", single precision resolves %.3g: ", resolved) +
          "no digit of x can be trusted";
 }
 

@@ -26,16 +26,27 @@ inline double resolvedCondition(int m, int n) {
 }
 
 struct Condition {
-  double value = 0.0, resolved = 0.0;
+  // sensitivity: of the solution, which is that to A and more where the residual is large
+  double value = 0.0, sensitivity = 0.0, resolved = 0.0;
 
   Condition() = default;
   Condition(double estimate, int m, int n)
       : value(std::isnan(estimate) ? INFINITY : estimate),  // an overflow on the way
+        sensitivity(value),
         resolved(resolvedCondition(m, n)) {}
 
-  bool isResolved() const { return value <= resolved; }
+  // ratio: ||r|| / ||A x||, the tangent of the angle between b and A x. A change of A by a share e of it
+  // moves the solution of least squares by up to e (K / cos + K^2 tan). Of the second term a factorization's
+  // errors, one an element, make that over the root of their number.
+  void addResidual(double ratio, int m, int n) {
+    const double moved =
+        value * std::sqrt(1.0 + ratio * ratio) + value * value * ratio / std::sqrt(std::max({m, n, 1}));
+    sensitivity = std::max(sensitivity, std::isnan(moved) ? INFINITY : moved);
+  }
+
+  bool isResolved() const { return sensitivity <= resolved; }
   // How many decimal digits it leaves the solution
-  double digits() const { return isResolved() ? std::log10(resolved / value) : 0.0; }
+  double digits() const { return isResolved() ? std::log10(resolved / sensitivity) : 0.0; }
 
   std::string text() const;     // one line of a report
   std::string warning() const;  // of one that is not resolved

@@ -1,7 +1,11 @@
 #include "tools/tovi/files.h"
 
+#include <array>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -56,6 +60,34 @@ void checkWritable(const std::string& path, bool isReplaced) {
   if (!isThere || isReplaced) const TemporaryFile writable(path);
 }
 
+// The names of the temporary files that are there, for a signal that ends the program.
+std::array<std::atomic<const char*>, 8> temporaryNames{};
+
+void removeAndEnd(int signal) {
+  for (const auto& name : temporaryNames)
+    if (const char* const file = name.load()) std::remove(file);
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
+void listTemporary(const char* name) {
+#if defined(SIGHUP)
+  constexpr int signals[] = {SIGINT, SIGTERM, SIGHUP};
+#else
+  constexpr int signals[] = {SIGINT, SIGTERM};
+#endif
+  for (const int signal : signals)
+    if (const auto before = std::signal(signal, removeAndEnd); before == SIG_IGN)
+      std::signal(signal, SIG_IGN);
+  for (auto& place : temporaryNames)
+    if (const char* none = nullptr; place.compare_exchange_strong(none, name)) return;
+}
+
+void unlistTemporary(const char* name) {
+  for (auto& place : temporaryNames)
+    if (const char* listed = name; place.compare_exchange_strong(listed, nullptr)) return;
+}
+
 }  // namespace
 
 bool hasEnding(const std::string& path, const std::string& ending) {
@@ -75,8 +107,15 @@ bool isStream(const std::string& path) {
 TemporaryFile::TemporaryFile(std::string path) : path_(std::move(path)), place_(placeOf(path_)) {
   std::random_device random;
   name_ = folderOf(place_) / (".tovi-" + std::to_string(random()) + std::to_string(random()));
+  nameText_ = name_.string();
+  listTemporary(nameText_.c_str());
   errno = 0;
-  if (!std::ofstream(name_, std::ios::binary)) failToWrite(path_);
+  if (!std::ofstream(name_, std::ios::binary)) {
+    const int error = errno;
+    unlistTemporary(nameText_.c_str());
+    errno = error;
+    failToWrite(path_);
+  }
   std::error_code none;
   if (const fs::file_status status = fs::status(place_, none); fs::exists(status))
     fs::permissions(name_, status.permissions(), none);
@@ -85,6 +124,7 @@ TemporaryFile::TemporaryFile(std::string path) : path_(std::move(path)), place_(
 TemporaryFile::~TemporaryFile() {
   std::error_code none;
   fs::remove(name_, none);
+  unlistTemporary(nameText_.c_str());
 }
 
 void TemporaryFile::takePlace() const {

@@ -20,7 +20,7 @@ bool hasEnding(const std::string& path, const std::string& ending);
 bool isStream(const std::string& path);
 
 // An empty file in the folder of another one, with that one's permissions if it is there. It is removed with
-// the object, unless it has been moved.
+// the object, unless it has been moved, and where Ctrl-C or the like ends the program.
 class TemporaryFile {
  public:
   explicit TemporaryFile(std::string path);
@@ -34,6 +34,7 @@ class TemporaryFile {
  private:
   std::string path_;  // of the other one, as messages call it
   std::filesystem::path place_, name_;
+  std::string nameText_;  // where a signal handler can read it
 };
 
 // Files that appear whole or not at all, and all of them together: each is written under another name in its

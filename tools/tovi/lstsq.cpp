@@ -373,6 +373,19 @@ void judge(const Problem<T>& problem, const Solution<T>& solution, Report& repor
   }
 }
 
+// Of one solution to its residual, which may leave no digit where the condition does.
+template <class T>
+void addSensitivity(const Problem<T>& problem, const Matrix<Wide<T>>& a, const Matrix<Wide<T>>& x,
+                    const Matrix<Wide<T>>& b, Report& report) {
+  const bool wasResolved = report.condition.isResolved();
+  const Matrix<Wide<T>> r = residual(a, x, b);
+  Matrix<Wide<T>> image = b;
+  for (std::size_t k = 0; k < image.values.size(); ++k) image.values[k] -= r.values[k];
+  report.condition.addResidual(norm(r) / norm(image), a.rows, a.columns);
+  if (wasResolved && !report.condition.isResolved())
+    report.warnings.push_back(problem.path + ": " + report.condition.warning());
+}
+
 template <class T>
 void measure(const Problem<T>& problem, const Matrix<T>& solution, Report& report) {
   using W = Wide<T>;
@@ -391,6 +404,7 @@ void measure(const Problem<T>& problem, const Matrix<T>& solution, Report& repor
       if (!report.optimality) report.optimality = 0.0;
       keepLargest(*report.optimality, optimalityRatio(a, x, b, constraint));
     }
+    if (!leastNorm && !isRoundingError(a, x, b)) addSensitivity(problem, a, x, b, report);
     if (constraint) report.constraint = residualRatio(*constraint, x, converted<W>(*problem.d));
   }
 }
@@ -479,7 +493,7 @@ bool lstsqAs(const LstsqOptions& options, Sources& sources, Outputs& outputs) {
   const Session session(options.device);
   report.device = deviceText(session.device());
   std::cout << "device          " << report.device << '\n'
-            << "matrix          " << matrixText(options, sources) << '\n'
+            << "matrix          " << printable(matrixText(options, sources)) << '\n'
             << "problem         " << report.problem << '\n'
             << std::flush;
   const double m = report.rows, n = report.columns, p = sources.p();

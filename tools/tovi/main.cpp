@@ -10,6 +10,7 @@
 #include "tools/tovi/devices.h"
 #include "tools/tovi/failure.h"
 #include "tools/tovi/lstsq.h"
+#include "tools/tovi/numbers.h"
 #include "tools/tovi/solve.h"
 #include "tools/tovi/svd.h"
 
@@ -64,7 +65,9 @@ constexpr const char* lstsqNotes =
     "               a constraint the larger one of B, its rows scaled, and of A on what B\n"
     "               leaves free, not scaled. Single precision resolves up to\n"
     "               K = 1 / (eps sqrt(max(m,n))); about log10 (K / condition) decimal digits\n"
-    "               of x can be trusted\n\n"
+    "               of x can be trusted. Beside a residual r of t = ||r|| / ||A x|| x is more\n"
+    "               sensitive: K / condition is taken of\n"
+    "               condition sqrt(1 + t^2) + condition^2 t / sqrt(max(m,n))\n\n"
     "All in double precision, from A and b as rounded, the largest of the columns of b;\n"
     "2-norms, Frobenius norms of matrices, eps = 2^-24.\n\n"
     "Where the condition is not resolved a warning on standard error says so, and which\n"
@@ -174,7 +177,7 @@ int main(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     std::cerr << "tovi: not enough memory\n";
   } catch (const std::exception& e) {
-    std::cerr << "tovi: " << e.what() << '\n';
+    std::cerr << "tovi: " << tool::printable(e.what()) << '\n';
   }
   return failed;
 }

@@ -79,6 +79,16 @@ bool hasControls(std::string_view text) {
   return false;
 }
 
+std::string printable(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t length = characterLength(text), taken = length == 0 ? 1 : length;
+    result += length == 0 && text[0] != '\n' ? "?" : text.substr(0, taken);
+    text.remove_prefix(taken);
+  }
+  return result;
+}
+
 std::string shown(std::string_view word) {
   constexpr std::size_t longest = 40;
   std::string result(word.substr(0, longest));

@@ -30,6 +30,9 @@ std::size_t characterLength(std::string_view text);
 // taken for a character.
 bool hasControls(std::string_view text);
 
+// A text with nothing in it that a terminal would obey; lines stay lines.
+std::string printable(std::string_view text);
+
 // A word of a file as messages show it: in quotes, short, and nothing in it that a terminal would obey.
 std::string shown(std::string_view word);
 

@@ -81,7 +81,7 @@ void checkMemory(const std::string& what, double operandBytes) {
 }
 
 void warn(const std::vector<std::string>& warnings) {
-  for (const std::string& warning : warnings) std::cerr << "tovi: warning: " << warning << '\n';
+  for (const std::string& warning : warnings) std::cerr << "tovi: warning: " << printable(warning) << '\n';
 }
 
 std::string rightHandSides(int count) { return counted(count, "right-hand side", "right-hand sides"); }

@@ -109,8 +109,9 @@ bool solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
   const Session session(options.device);
   report.device = deviceText(session.device());
   std::cout << "device          " << report.device << '\n'
-            << "matrix          " << options.matrix << ": order " << n << ", " << report.kind << ", "
-            << counted(matrix.header().entries, "entry", "entries") << "; " << rightHandSides(nrhs) << '\n'
+            << "matrix          " << printable(options.matrix) << ": order " << n << ", " << report.kind
+            << ", " << counted(matrix.header().entries, "entry", "entries") << "; " << rightHandSides(nrhs)
+            << '\n'
             << std::flush;
   checkMemory(options.matrix + ": too large: order " + std::to_string(n) +
                   (nrhs > 1 ? " with " + rightHandSides(nrhs) : ""),

@@ -183,7 +183,7 @@ std::string percent(double part) { return number("%.4g %%", 100.0 * part); }
 
 std::string matrixText(const Request& request) {
   const Source& source = request.source;
-  std::string text = request.options.matrix + ": " + std::to_string(source.m()) + " x " +
+  std::string text = printable(request.options.matrix) + ": " + std::to_string(source.m()) + " x " +
                      std::to_string(source.n()) + ", " + source.kind();
   if (source.matrix) text += ", " + std::to_string(source.matrix->header().entries) + " entries";
   if (source.picture) text += ", white is " + std::to_string(source.picture->white());
