@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/software/src/sanitizer.h"
 #include "tests/support/calls.h"
 #include "tests/support/failing_allocation.h"
 #include "tests/support/machines.h"
@@ -29,7 +30,8 @@ void failEveryAllocation(const Call& problem, bool warm, Times times) {
   long failed = 0;
   bool done = false;
   // Large problems queue hundreds of pieces of work that are all alike.
-  for (long which = 1; !done; which += 1 + which / 60) {
+  constexpr long oneByOne = software_device::sanitizerBuild ? 5 : 60;
+  for (long which = 1; !done; which += 1 + which / oneByOne) {
     SCOPED_TRACE("allocation " + std::to_string(which) +
                  (times == Times::forever ? " and all after it" : "") + (warm ? ", warm" : ""));
     std::optional<FailingAllocation> failing;
