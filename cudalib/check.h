@@ -14,12 +14,12 @@ namespace cudalib {
 // Returns cudaSuccess, throws for everything else.
 cudaError_t check(cudaError_t status);
 
-// Waits for the device; throws what was pending in the calling thread, or what the wait brought to light. What
-// is pending is cleared.
+// Waits for the device; throws what was pending in the calling thread, or what the wait brought to light.
+// What is pending is cleared.
 void completionCheck();
 
-// The same before initialization, when there is nothing to wait for. Without a device, or a driver for it, the
-// runtime says so whatever it is asked, and a routine that needs none has succeeded.
+// The same before initialization, when there is nothing to wait for. Without a device, or a driver for it,
+// the runtime says so whatever it is asked, and a routine that needs none has succeeded.
 void checkWithoutDevice();
 
 // Clears it without looking, so that what comes after a failure starts clean.

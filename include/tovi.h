@@ -49,16 +49,16 @@
  * midst of it. The library's own threads block all signals.
  *
  * Devices. The library runs on one device, the executing device, whichever device the calling thread has made
- * current with cudaSetDevice; that is current again when a routine returns. Where there are several devices, a
- * thread that allocates memory for the device interface makes the executing device current first.
+ * current with cudaSetDevice; that is current again when a routine returns. Where there are several devices,
+ * a thread that allocates memory for the device interface makes the executing device current first.
  *
  * Processes. In a child that a fork has made the library is as it is before toviInitialize, also when another
  * thread was inside a routine; memory of the parent's device is not the child's. A software device starts
- * afresh there. A CUDA runtime that the parent has used does not: toviInitialize returns toviRuntimeError with
- * the runtime's cudaErrorInitializationError (3). A process may end while threads are inside routines.
+ * afresh there. A CUDA runtime that the parent has used does not: toviInitialize returns toviRuntimeError
+ * with the runtime's cudaErrorInitializationError (3). A process may end while threads are inside routines.
  *
- * Floating-point mode. Routines round to the nearest, keep subnormal numbers and mask all exceptions, whatever
- * mode the caller computes in; that mode, and its flags, are as before when they return.
+ * Floating-point mode. Routines round to the nearest, keep subnormal numbers and mask all exceptions,
+ * whatever mode the caller computes in; that mode, and its flags, are as before when they return.
  */
 
 #ifndef TOVI_H
@@ -116,11 +116,11 @@ typedef struct toviDoubleComplex {
 
 /*
  * Makes the library usable and registers the calling thread: checks the CUDA runtime and driver (3.2 or
- * later, the driver not older than the runtime), chooses the executing device, makes it current in the calling
- * thread and starts CUBLAS. It is the device that toviSelectDevice has selected; or else that of an earlier
- * initialization; or else the calling thread's current device, if the process is using that already; or else a
- * device whose name contains "Tesla", and among equals the one with more memory and speed. May be called
- * again, by any thread, which keeps its current device then. Sets the environment variable
+ * later, the driver not older than the runtime), chooses the executing device, makes it current in the
+ * calling thread and starts CUBLAS. It is the device that toviSelectDevice has selected; or else that of an
+ * earlier initialization; or else the calling thread's current device, if the process is using that already;
+ * or else a device whose name contains "Tesla", and among equals the one with more memory and speed. May be
+ * called again, by any thread, which keeps its current device then. Sets the environment variable
  * KMP_DUPLICATE_LIB_OK to TRUE in the process.
  *
  * Status: toviNoHardware, toviInsufficientRuntime, toviInsufficientMemory (CUBLAS could not start),
@@ -557,8 +557,8 @@ TOVI_API toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloa
  * Up to lda * n + k * k elements of device memory are needed beside A, u and vt. The host interface reserves
  * vt, n x n, also where jobvt is 'O' or 'N', until the call returns. For a wide matrix that is most of the
  * memory, 1.6 GB for a 64 x 20000 one of 5 MB, and toviInsufficientMemory where there is not so much. The
- * device interface reserves nothing; nor is there much to reserve for the transpose, whose singular values are
- * the same.
+ * device interface reserves nothing; nor is there much to reserve for the transpose, whose singular values
+ * are the same.
  *
  * toviDataError, error info i: the iteration has not converged; i elements beside the diagonal of the
  * bidiagonal form have not become zero, the first one not counted. With 'N' for both jobs i is the info of
