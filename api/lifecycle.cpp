@@ -95,8 +95,9 @@ class Start {
   bool blasStarted_ = false, complete_ = false;
 };
 
-// Where the library is initialized; what fails has nobody to be told.
-template <class Release>
+// Where the library is initialized; what fails has nobody to be told. A lock that is no lock ends the
+// process.
+template <class Release>  // NOLINTNEXTLINE(bugprone-exception-escape)
 void onExecutingDevice(const Release& release) noexcept {
   const platform::NotCancellable notCancellable;
   if (!initialized()) return;  // there may be no memory for the lock

@@ -81,9 +81,11 @@ class SharedVariables {
 
 // An array that the threads of a block share: TOVI_SHARED(float, tile, [16][17]). Stands in front of what
 // might return.
+// NOLINTBEGIN(bugprone-macro-parentheses): the name is declared
 #define TOVI_SHARED(type, name, extents) \
   static char name##Declaration;         \
   auto& name = software_device::sharedVariable<type extents>(&name##Declaration)
+// NOLINTEND(bugprone-macro-parentheses)
 
 #define threadIdx (software_device::kernelPlace().threadIdx)
 #define blockIdx (software_device::kernelPlace().blockIdx)
