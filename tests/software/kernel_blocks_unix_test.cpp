@@ -76,11 +76,11 @@ template <class T>
 void launchEveryKernel() {
   using namespace tovi::basic;
   constexpr int n = 40, wide = std::numeric_limits<std::int16_t>::max() + 2;
-  const DeviceArray<T> memory(wide);
+  const DeviceArray<T> memory(wide), other(wide);
   const DeviceArray<OtherPrecision<T>> converted(n * n);
-  T* const p = memory.data();
-  Real<T>* const real = reinterpret_cast<Real<T>*>(p);
-  const tovi::MatrixView<T> a(p, n, n, n);
+  T *const p = memory.data(), *const q = other.data();
+  Real<T>* const real = reinterpret_cast<Real<T>*>(q);
+  const tovi::MatrixView<T> a(p, n, n, n), b(q, n, n, n);
 
   for (const Fill fill : {Fill::zero, Fill::one}) {
     setVector(fill, n, p, 1), setMatrix(fill, a), setSingle(fill, p);
@@ -88,17 +88,17 @@ void launchEveryKernel() {
   }
   laset('F', T(0), T(1), a);
   conjugateVector(n, p, 1), conjugateMatrix(a), conjugateMatrixLower(a);
-  copyVector(n, p, 1, p, 1), copyMatrix(a, a), copySingle(p, p);
+  copyVector(n, q, 1, p, 1), copyMatrix(b, a), copySingle(q, p);
   copyVectorRealToComplex(n, real, 1, p, 1), copyRealToComplex(real, p), copyComplexToReal(p, real);
-  for (const char uplo : {'G', 'L', 'U'}) lacpy(uplo, a, a);
+  for (const char uplo : {'G', 'L', 'U'}) lacpy(uplo, b, a);
   for (const char transa : {'N', 'T'})
     for (const char transb : {'N', 'T'}) {
-      madd(transa, transb, 1, a, 1, a, a);
-      subtractMatrix(transa, transb, a, a);
+      madd(transa, transb, 1, b, 1, b, a);
+      subtractMatrix(transa, transb, b, a);
     }
   for (const bool yes : {false, true}) {
-    transpose(a, a, yes), transposeInplace(a, yes);
-    scaleVector(n, p, p, 1, yes);
+    transpose(b, a, yes), transposeInplace(a, yes);
+    scaleVector(n, q, p, 1, yes);
   }
   convertPrecision<T>({converted.data(), n, n, n}, a);
   convertPrecisionTriangular<T>('U', {converted.data(), n, n, n}, a);
@@ -109,11 +109,11 @@ void launchEveryKernel() {
   }
   for (const char side : {'L', 'R'})
     for (const char direct : {'F', 'B'}) lasr(side, 'V', direct, n, n, real, real, p, n);
-  larfg(n, p, p + 1, 1, p);
+  larfg(n, p, p + 1, 1, q);
   setMatrix(Fill::one, a);  // of NaN the Frobenius norm is known early
   for (const char norm : {'M', 'O', 'I', 'F'}) lange<T>(norm, a);
   lanhe<T>('O', 'U', a);
-  for (const char trans : {'T', 'C'}) tovi::blas::gemv<T>(trans, T(1), a, p, 1, T(0), p, 1);
+  for (const char trans : {'T', 'C'}) tovi::blas::gemv<T>(trans, T(1), a, q, 1, T(0), q + n, 1);
   for (const char uplo : {'L', 'U'}) tovi::brd::orgbrCopy(uplo, n, p, n);
 }
 
