@@ -5,7 +5,7 @@
 #ifndef TOVI_CUDALIB_ALLOCATORS_H
 #define TOVI_CUDALIB_ALLOCATORS_H
 
-#include <platform/runtime.h>
+#include <device/runtime.h>
 
 #include <cstddef>
 #include <initializer_list>

@@ -11,11 +11,11 @@
 #include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/copy2d.h"
-#include "cudalib/exceptions.h"
 #include "cudalib/stream.h"
-#include "lapack/phase.h"
+#include "ground/outcomes.h"
+#include "ground/phase.h"
+#include "host/lapack.h"
 #include "lapack/transfers.h"
-#include "platform/host/lapack.h"
 #include "src/basic/LASWP.h"
 #include "src/basic/Scale.h"
 #include "src/basic/Transpose.h"
@@ -410,7 +410,7 @@ template <class T>
 int iterate(char uplo, std::vector<Real<T>>& d, std::vector<Real<T>>& e, MatrixView<T> dV, MatrixView<T> dU,
             MatrixView<T> dC) {
   Vectors<T> vectors(static_cast<int>(d.size()), dV, dU, dC);
-  if (host::isOption(uplo, 'L')) turnUpper(d, e, vectors);
+  if (isOption(uplo, 'L')) turnUpper(d, e, vectors);
   const bool converged = diagonalize(d, e, vectors);
   if (converged) {
     makePositive(d, vectors);

@@ -7,8 +7,8 @@
 
 #include <cstdint>
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::lapack {
 

@@ -4,7 +4,7 @@
 #define TOVI_LAPACK_BLOCK_SIZE_H
 
 #include "cudalib/device_table.h"
-#include "platform/host/complex.h"
+#include "ground/complex.h"
 
 namespace tovi::lapack {
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "ground/complex.h"
+#include "host/blas.h"
+#include "host/lapack.h"
 #include "lapack/host_call.h"
-#include "platform/host/blas.h"
-#include "platform/host/complex.h"
-#include "platform/host/lapack.h"
 
 namespace tovi::lapack {
 namespace {

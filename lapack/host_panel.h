@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::lapack {
 

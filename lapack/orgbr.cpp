@@ -1,7 +1,7 @@
 #include "lapack/orgbr.h"
 
+#include "ground/complex.h"
 #include "lapack/reflectors.h"
-#include "platform/host/complex.h"
 #include "src/basic/Set.h"
 #include "src/brd/brd.h"
 

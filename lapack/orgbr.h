@@ -4,7 +4,7 @@
 #ifndef TOVI_LAPACK_ORGBR_H
 #define TOVI_LAPACK_ORGBR_H
 
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::lapack {
 

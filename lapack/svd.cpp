@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include "cudalib/buffer_cache.h"
+#include "ground/phase.h"
 #include "lapack/bdsqr.h"
 #include "lapack/orgbr.h"
-#include "lapack/phase.h"
 #include "lapack/qr.h"
 #include "lapack/reflectors.h"
 #include "src/basic/LACPY.h"
@@ -189,7 +189,7 @@ void scale(Real<T> factor, MatrixView<T> dA) {
 }  // namespace
 
 template <class T>
-void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, T* dU, int ldu, T* dVt, int ldvt) {
+void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> dU, MatrixView<T> dVt) {
   if (dA.empty()) return;
   const int m = dA.rows, n = dA.cols, k = std::min(m, n);
   const Real<T> factor = safeFactor(basic::lange<T>('M', dA));
@@ -197,13 +197,13 @@ void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, T* dU, int ldu,
 
   const bool nearlySquare = std::max(m, n) < std::trunc(k * 1.6);
   (nearlySquare ? decomposeDirectly<T> : decomposeTriangle<T>)(jobu, jobvt, dA, dS,
-                                                               {dU, m, jobu == 'A' ? m : k, ldu},
-                                                               {dVt, jobvt == 'A' ? n : k, n, ldvt});
+                                                               {dU.data, m, jobu == 'A' ? m : k, dU.ld},
+                                                               {dVt.data, jobvt == 'A' ? n : k, n, dVt.ld});
   scale(1 / factor, MatrixView<Real<T>>(dS, k, 1, k));
 }
 
-template void gesvd(char, char, MatrixView<float>, float*, float*, int, float*, int);
-template void gesvd(char, char, MatrixView<Complex<float>>, float*, Complex<float>*, int, Complex<float>*,
-                    int);
+template void gesvd(char, char, MatrixView<float>, float*, MatrixView<float>, MatrixView<float>);
+template void gesvd(char, char, MatrixView<Complex<float>>, float*, MatrixView<Complex<float>>,
+                    MatrixView<Complex<float>>);
 
 }  // namespace tovi::lapack

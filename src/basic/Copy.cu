@@ -72,8 +72,8 @@ void copyMatrix(ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
   checkPointer(dA.data, 3);
   checkOperand(dB, dA.rows, dA.cols, 5);
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<&CopyMatrix_k<T>>(cudalib::Map2D(m, n), stream, m, n, dA.at(i, j), dA.ld, dB.at(i, j),
-                                      dB.ld);
+    cudalib::launch<&CopyMatrix_k<T>, native::CopyMatrix<T>>(cudalib::Map2D(m, n), stream, m, n, dA.at(i, j),
+                                                             dA.ld, dB.at(i, j), dB.ld);
   });
 }
 

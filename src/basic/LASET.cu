@@ -21,8 +21,7 @@ __global__ void LASET_k(char uplo, int m, int n, T alpha, T beta, T* A, int lda)
 namespace basic {
 
 template <class T>
-void laset(char uplo, typename Identity<T>::type alpha, typename Identity<T>::type beta, MatrixView<T> dA,
-           cudaStream_t stream) {
+void laset(char uplo, Identity<T> alpha, Identity<T> beta, MatrixView<T> dA, cudaStream_t stream) {
   checkShape(dA, 2);
   if (dA.empty()) return;
   checkPointer(dA.data, 6);

@@ -2,7 +2,7 @@
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/scalars.h"
+#include "ground/scalars.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 

@@ -3,8 +3,8 @@
 #ifndef TOVI_BASIC_SCALE_H
 #define TOVI_BASIC_SCALE_H
 
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
 
 namespace tovi {
 

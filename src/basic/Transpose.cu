@@ -2,7 +2,7 @@
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/scalars.h"
+#include "ground/scalars.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 
@@ -51,9 +51,11 @@ void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate, cudaStream_t s
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     const cudalib::Map2D map(m, n);
     if (conjugate && isComplex<T>)
-      cudalib::launch<&Transpose_k<T, true>>(map, stream, dB.at(j, i), dB.ld, dA.at(i, j), dA.ld, m, n);
+      cudalib::launch<&Transpose_k<T, true>, native::Transpose<T, true>>(map, stream, dB.at(j, i), dB.ld,
+                                                                         dA.at(i, j), dA.ld, m, n);
     else
-      cudalib::launch<&Transpose_k<T, false>>(map, stream, dB.at(j, i), dB.ld, dA.at(i, j), dA.ld, m, n);
+      cudalib::launch<&Transpose_k<T, false>, native::Transpose<T, false>>(map, stream, dB.at(j, i), dB.ld,
+                                                                           dA.at(i, j), dA.ld, m, n);
   });
 }
 
@@ -65,9 +67,11 @@ void transposeInplace(MatrixView<T> dA, bool conjugate, cudaStream_t stream) {
   checkPointer(dA.data, 1);
   const cudalib::Map2D map(dA.rows, dA.cols);
   if (conjugate && isComplex<T>)
-    cudalib::launch<&TransposeInplace_k<T, true>>(map, stream, dA.data, dA.ld, dA.rows);
+    cudalib::launch<&TransposeInplace_k<T, true>, native::TransposeInplace<T, true>>(map, stream, dA.data,
+                                                                                     dA.ld, dA.rows);
   else
-    cudalib::launch<&TransposeInplace_k<T, false>>(map, stream, dA.data, dA.ld, dA.rows);
+    cudalib::launch<&TransposeInplace_k<T, false>, native::TransposeInplace<T, false>>(map, stream, dA.data,
+                                                                                       dA.ld, dA.rows);
 }
 
 template void transpose(ConstView<float>, MatrixView<float>, bool, cudaStream_t);

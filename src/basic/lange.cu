@@ -7,7 +7,7 @@
 #include "cudalib/copy2d.h"
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/scalars.h"
+#include "ground/scalars.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 

@@ -3,9 +3,9 @@
 #ifndef TOVI_BASIC_LANGE_H
 #define TOVI_BASIC_LANGE_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 

@@ -2,7 +2,7 @@
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/reflector.h"
+#include "ground/reflector.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 
@@ -80,7 +80,7 @@ void larfg(int n, T* dAlpha, T* dX, int incx, T* dTau, cudaStream_t stream) {
   if (n > 1) checkPointer(dX, 3);
   checkSize(incx, 4);
   checkPointer(dTau, 5);
-  cudalib::launch<&LARFG_k<Map, T>>(Map(), stream, n, dAlpha, dX, incx, dTau);
+  cudalib::launch<&LARFG_k<Map, T>, native::MakeReflector<T>>(Map(), stream, n, dAlpha, dX, incx, dTau);
 }
 
 template void larfg(int, float*, float*, int, float*, cudaStream_t);

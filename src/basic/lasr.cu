@@ -1,6 +1,7 @@
 #include "src/basic/lasr.h"
 
 #include <algorithm>
+#include <type_traits>
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
@@ -70,13 +71,17 @@ namespace basic {
 
 namespace {
 
+template <class Map, char side, char direct, class T>
+void launchLasr(int lines, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA, int lda,
+                cudaStream_t stream) {
+  using Native = std::conditional_t<side == 'R', native::RotateColumns<T, direct>, native::None>;
+  cudalib::launch<&LASR_k<Map, side, 'V', direct, T>, Native>(Map(lines), stream, m, n, dC, dS, dA, lda);
+}
 template <class Map, char side, class T>
 void launchLasr(char direct, int lines, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA, int lda,
                 cudaStream_t stream) {
-  if (direct == 'F')
-    cudalib::launch<&LASR_k<Map, side, 'V', 'F', T>>(Map(lines), stream, m, n, dC, dS, dA, lda);
-  else
-    cudalib::launch<&LASR_k<Map, side, 'V', 'B', T>>(Map(lines), stream, m, n, dC, dS, dA, lda);
+  (direct == 'F' ? launchLasr<Map, side, 'F', T> : launchLasr<Map, side, 'B', T>)(lines, m, n, dC, dS, dA,
+                                                                                  lda, stream);
 }
 
 }  // namespace

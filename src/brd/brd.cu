@@ -4,7 +4,7 @@
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/complex.h"
+#include "ground/complex.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 

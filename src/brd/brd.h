@@ -4,7 +4,7 @@
 #ifndef TOVI_SRC_BRD_BRD_H
 #define TOVI_SRC_BRD_BRD_H
 
-#include "platform/runtime.h"
+#include "device/runtime.h"
 
 namespace tovi {
 

@@ -7,7 +7,7 @@
 #include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/device_table.h"
-#include "platform/host/lapack.h"
+#include "host/lapack.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
 #include "src/basic/Scale.h"

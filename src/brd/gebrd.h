@@ -4,8 +4,8 @@
 #ifndef TOVI_SRC_BRD_GEBRD_H
 #define TOVI_SRC_BRD_GEBRD_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::brd {
 

@@ -3,7 +3,7 @@
 #include <functional>
 #include <string>
 
-#include "cudalib/exceptions.h"
+#include "ground/outcomes.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
 #include "src/basic/LACPY.h"

@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "cudalib/exceptions.h"
+#include "ground/outcomes.h"
 #include "src/basic/LASWP.h"
 #include "tests/support/matrix.h"
 

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "platform/host/blas.h"
+#include "host/blas.h"
 #include "src/blas/gemm_split.h"
 #include "tests/support/matrix.h"
 

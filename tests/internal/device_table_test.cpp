@@ -23,7 +23,7 @@ struct Candidate {
 int chosenOf(const std::vector<Candidate>& candidates) {
   std::vector<DeviceRecord> devices;
   for (const Candidate& c : candidates) {
-    platform::DeviceProperties properties = {};
+    device::DeviceProperties properties = {};
     std::strcpy(properties.name, c.name);
     properties.major = 2;
     properties.totalGlobalMem = c.memory;
@@ -70,8 +70,8 @@ TEST(DeviceTable, RecordsDescribeTheDevices) {
   ASSERT_GT(count, 0);
   for (int i = 0; i < count; ++i) {
     const DeviceRecord& record = cudalib::deviceRecord(i);
-    platform::DeviceProperties properties = {};
-    ASSERT_EQ(platform::getDeviceProperties(&properties, i), cudaSuccess);
+    device::DeviceProperties properties = {};
+    ASSERT_EQ(device::getDeviceProperties(&properties, i), cudaSuccess);
     EXPECT_EQ(record.ordinal, i);
     EXPECT_EQ(record.name, properties.name);
     EXPECT_EQ(record.code, 10 * properties.major + properties.minor);
@@ -89,7 +89,7 @@ TEST(DeviceTable, RecordsDescribeTheDevices) {
 }
 
 TEST(DeviceTable, Predicates) {
-  platform::DeviceProperties properties = {};
+  device::DeviceProperties properties = {};
   properties.major = 1;
   properties.minor = 2;
   std::strcpy(properties.name, "Quadro FX");

@@ -100,10 +100,10 @@ class MapsOnDevice : public ::testing::Test {
 TEST_F(MapsOnDevice, EveryElementOfAFoldedGridHasOneThread) {
   const int n = 1000;
   DeviceCounters dynamic(n), fixed(n);
-  platform::launch<&CountVisits_k<Map1D>>(cudalib::foldedGrid(n, 16, 5), dim3(16), 0, nullptr, n,
-                                          dynamic.get());
-  platform::launch<&CountVisits_k<cudalib::StaticMap1D<64>>>(dim3(2, 3, 3), dim3(64), 0, nullptr, n,
-                                                             fixed.get());
+  device::launch<&CountVisits_k<Map1D>>(cudalib::foldedGrid(n, 16, 5), dim3(16), 0, nullptr, n,
+                                        dynamic.get());
+  device::launch<&CountVisits_k<cudalib::StaticMap1D<64>>>(dim3(2, 3, 3), dim3(64), 0, nullptr, n,
+                                                           fixed.get());
   const std::vector<int>& a = dynamic.read();
   const std::vector<int>& b = fixed.read();
   for (int i = 0; i < n; ++i) {

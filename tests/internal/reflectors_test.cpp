@@ -1,6 +1,6 @@
 // Products with Q against the host LAPACK, with reflectors from the host LAPACK. Q itself: SvdTest.
 
-#include "cudalib/exceptions.h"
+#include "ground/outcomes.h"
 #include "tests/support/reflector_checks.h"
 
 namespace testing_support {

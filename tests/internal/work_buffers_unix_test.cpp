@@ -1,6 +1,6 @@
 // The work buffers of the host BLAS, where it is the embedded one.
 
-#include "platform/host/work_buffers.h"
+#include "host/work_buffers.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/host/blas.h"
+#include "host/blas.h"
 
 namespace {
 

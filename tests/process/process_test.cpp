@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/software/src/sanitizer.h"
+#include "device/software/src/sanitizer.h"
 #include "tests/support/program.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <functional>
 
-#include "platform/software/src/sanitizer.h"
-#include "platform/software/testing/software_device.h"
+#include "device/software/src/sanitizer.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/calls.h"
 
 namespace testing_support {

@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/runtime.h"
+#include "device/runtime.h"
 
 namespace {
 

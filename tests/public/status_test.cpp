@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/runtime.h"
+#include "device/runtime.h"
 
 namespace {
 

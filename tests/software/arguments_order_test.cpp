@@ -1,6 +1,6 @@
 // A bad argument ends a call before anything is asked of the device.
 
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/odd_arguments.h"
 
 namespace testing_support {

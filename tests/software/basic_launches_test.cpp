@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
 #include "src/basic/LACPY.h"

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "platform/software/src/sanitizer.h"
-#include "platform/software/testing/software_device.h"
+#include "device/software/src/sanitizer.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/calls.h"
 #include "tests/support/machines.h"
 

@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
-#include "cudalib/hooks.h"
 #include "cudalib/stream.h"
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
+#include "ground/hooks.h"
 #include "tests/support/calls.h"
 #include "tests/support/lu_checks.h"
 #include "tests/support/machines.h"

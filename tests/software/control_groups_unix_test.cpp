@@ -1,6 +1,6 @@
 // Limits of containers, read from made-up systems.
 
-#include "platform/software/src/control_groups.h"
+#include "device/software/src/control_groups.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -12,8 +12,8 @@
 #include <map>
 #include <string>
 
-#include "platform/software/src/sanitizer.h"
-#include "platform/software/testing/software_device.h"
+#include "device/software/src/sanitizer.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/program.h"
 
 namespace {

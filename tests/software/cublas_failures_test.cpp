@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/runtime.h"
-#include "platform/software/testing/software_device.h"
+#include "device/runtime.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/machines.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include "cudalib/copy2d.h"
 #include "cudalib/managed_memory.h"
 #include "cudalib/stream.h"
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
 
 namespace {
 

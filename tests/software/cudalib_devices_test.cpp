@@ -8,7 +8,7 @@
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
 #include "cudalib/maps.h"
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "cudalib/check.h"
 #include "cudalib/managed_memory.h"
 #include "cudalib/runtime_flags.h"
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/host/blas.h"
-#include "platform/host/lapack.h"
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
+#include "host/blas.h"
+#include "host/lapack.h"
 #include "tests/support/machines.h"
 #include "tests/support/ratios.h"
 

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/launch.h"
-#include "platform/software/testing/software_device.h"
+#include "device/launch.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/machines.h"
 #include "tests/support/matrix.h"
 
@@ -43,7 +43,7 @@ TEST(DeviceLaunch, EveryThreadRunsOnce) {
   for (const auto& [grid, block] : shapes) {
     const std::size_t threads = std::size_t{grid.x} * grid.y * grid.z * block.x * block.y * block.z;
     Numbers hits(threads);
-    platform::launch<&count_k>(grid, block, 0, nullptr, hits.data(), 2);  // an int for a double
+    device::launch<&count_k>(grid, block, 0, nullptr, hits.data(), 2);  // an int for a double
     ASSERT_EQ(cudaGetLastError(), cudaSuccess);
     EXPECT_EQ(hits.read(), std::vector<int>(threads, 2));
   }
@@ -71,7 +71,7 @@ TEST(DeviceLaunch, LimitsFollowTheCapability) {
     Numbers hits(70000);
     for (const Case& c : cases) {
       EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
-      platform::launch<&count_k>(c.grid, c.block, c.shared, nullptr, hits.data(), 1);
+      device::launch<&count_k>(c.grid, c.block, c.shared, nullptr, hits.data(), 1);
       const bool accepted = current ? c.current : c.old;
       EXPECT_EQ(software_device::pending(), accepted ? 1u : 0u) << &c - cases << current;
       EXPECT_EQ(cudaGetLastError(), accepted ? cudaSuccess : cudaErrorInvalidConfiguration)
@@ -90,7 +90,7 @@ TEST(DeviceLaunch, ArgumentsAreTakenAtTheLaunch) {
   software_device::setSchedule(software_device::Schedule::lazy);
   Numbers p(5);
   Weights weights = {{5, 4, 3, 2, 1}};
-  platform::launch<&weigh_k>(dim3(1), dim3(5), 0, nullptr, p.data(), weights);
+  device::launch<&weigh_k>(dim3(1), dim3(5), 0, nullptr, p.data(), weights);
   weights = Weights{};
   EXPECT_EQ(p.read(), (std::vector<int>{5, 4, 3, 2, 1}));
 }
@@ -122,8 +122,8 @@ TEST(DeviceLaunch, BarriersHoldABlockTogether) {
   std::vector<int> in(size * blocks);
   std::iota(in.begin(), in.end(), 1);
   const Numbers dIn(in), dOut(blocks);
-  platform::launch<&sum_k<size>>(dim3(blocks), dim3(size), 0, nullptr, dIn.data(), dOut.data());
-  platform::launch<&reverse_k<size>>(dim3(blocks), dim3(size), 0, nullptr, dIn.data());
+  device::launch<&sum_k<size>>(dim3(blocks), dim3(size), 0, nullptr, dIn.data(), dOut.data());
+  device::launch<&reverse_k<size>>(dim3(blocks), dim3(size), 0, nullptr, dIn.data());
   ASSERT_EQ(cudaGetLastError(), cudaSuccess);
   const std::vector<int> sums = dOut.read(), reversed = dIn.read();
   for (unsigned b = 0; b < blocks; ++b) {
@@ -142,7 +142,7 @@ TEST(DeviceLaunch, AThreadThatEndsStillRunsBarriers) {
   std::vector<int> numbers(64);
   std::iota(numbers.begin(), numbers.end(), 0);
   const Numbers p(numbers);
-  const auto reverse = [&] { platform::launch<&reverse_k<64>>(dim3(1), dim3(64), 0, nullptr, p.data()); };
+  const auto reverse = [&] { device::launch<&reverse_k<64>>(dim3(1), dim3(64), 0, nullptr, p.data()); };
   std::thread([&] {
     static thread_local const SynchronizesAtThreadEnd atThreadEnd;
     static_cast<void>(&atThreadEnd);
@@ -179,7 +179,7 @@ __global__ void ring_k(int* p, unsigned first) {
 TEST(DeviceLaunch, ThreadsThatHaveEndedDoNotHoldABarrier) {
   for (const unsigned first : {0u, 2u, 62u, 63u, 64u}) {
     Numbers p(64);
-    platform::launch<&ring_k>(dim3(1), dim3(8, 8), 0, nullptr, p.data(), first);
+    device::launch<&ring_k>(dim3(1), dim3(8, 8), 0, nullptr, p.data(), first);
     ASSERT_EQ(cudaGetLastError(), cudaSuccess);
     const std::vector<int> result = p.read();
     for (unsigned i = 0; i < 64; ++i) {
@@ -221,7 +221,7 @@ template <auto Kernel>
 std::vector<int> result(int start) {
   const Numbers p(64);
   constexpr bool blocks = Kernel == &blockAfterBlock_k;
-  platform::launch<Kernel>(dim3(blocks ? 64 : 1), dim3(blocks ? 1 : 64), 0, nullptr, p.data(), start);
+  device::launch<Kernel>(dim3(blocks ? 64 : 1), dim3(blocks ? 1 : 64), 0, nullptr, p.data(), start);
   return p.read();
 }
 

@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
-#include "platform/launch.h"
-#include "platform/runtime.h"
-#include "platform/software/testing/software_device.h"
+#include "device/launch.h"
+#include "device/runtime.h"
+#include "device/software/testing/software_device.h"
 
 namespace {
 
@@ -50,15 +50,15 @@ TEST(DeviceMachine, ReportsTheProfiles) {
   EXPECT_EQ(value, 3020);
   EXPECT_EQ(cudaDriverGetVersion(&value), cudaSuccess);
   EXPECT_EQ(value, 4000);
-  platform::DeviceProperties p = {};
-  ASSERT_EQ(platform::getDeviceProperties(&p, 0), cudaSuccess);
+  device::DeviceProperties p = {};
+  ASSERT_EQ(device::getDeviceProperties(&p, 0), cudaSuccess);
   EXPECT_STREQ(p.name, "First");
   EXPECT_EQ(p.major * 10 + p.minor, 11);
   EXPECT_EQ(p.totalGlobalMem, 1000000u);
   EXPECT_EQ(p.overlapsCopies, 0);
   EXPECT_EQ(p.maxThreadsPerBlock, 512);
   EXPECT_EQ(p.maxGridSize[2], 1);
-  ASSERT_EQ(platform::getDeviceProperties(&p, 1), cudaSuccess);
+  ASSERT_EQ(device::getDeviceProperties(&p, 1), cudaSuccess);
   EXPECT_EQ(std::strlen(p.name), 255u);
   EXPECT_EQ(p.clockRateKHz, 1150000);
   EXPECT_EQ(p.multiProcessorCount, 14);
@@ -72,8 +72,8 @@ TEST(DeviceMachine, DefaultDescribesTheProcessor) {
   int count = 0;
   ASSERT_EQ(cudaGetDeviceCount(&count), cudaSuccess);
   EXPECT_EQ(count, 1);
-  platform::DeviceProperties p = {};
-  ASSERT_EQ(platform::getDeviceProperties(&p, 0), cudaSuccess);
+  device::DeviceProperties p = {};
+  ASSERT_EQ(device::getDeviceProperties(&p, 0), cudaSuccess);
   EXPECT_EQ(p.major * 10 + p.minor, 20);
   EXPECT_NE(std::string(p.name), "");
   EXPECT_GT(p.totalGlobalMem, std::size_t{64} << 20);
@@ -101,7 +101,7 @@ TEST(DeviceMachine, PlaceholderAndNoDevice) {
   EXPECT_EQ(cudaSetDevice(0), cudaErrorNoDevice);
   void* d = nullptr;
   EXPECT_EQ(cudaMalloc(&d, 1), cudaErrorNoDevice);
-  platform::launch<&nothing_k>(dim3(1), dim3(1), 0, nullptr);
+  device::launch<&nothing_k>(dim3(1), dim3(1), 0, nullptr);
   EXPECT_EQ(cudaGetLastError(), cudaErrorNoDevice);
   EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
 }
@@ -120,8 +120,8 @@ TEST(DeviceMachine, OneDevicePerProcessHoldsOnceItIsActive) {
   void* d = nullptr;
   ASSERT_EQ(cudaMalloc(&d, 1500000), cudaSuccess);  // more than the first device has
   EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidDevice);
-  EXPECT_EQ(cudaSetDevice(0), platform::errorSetOnActiveProcess);
-  EXPECT_EQ(cudaSetDevice(1), platform::errorSetOnActiveProcess);
+  EXPECT_EQ(cudaSetDevice(0), device::errorSetOnActiveProcess);
+  EXPECT_EQ(cudaSetDevice(1), device::errorSetOnActiveProcess);
   EXPECT_EQ(static_cast<int>(cudaGetLastError()), 36);
   EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
   EXPECT_EQ(device, 1);
@@ -130,7 +130,7 @@ TEST(DeviceMachine, OneDevicePerProcessHoldsOnceItIsActive) {
   EXPECT_EQ(software_device::live().allocations, 0u);
   EXPECT_EQ(cudaSetDevice(1), cudaSuccess);
   EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);  // makes the chosen device active
-  EXPECT_EQ(cudaSetDevice(0), platform::errorSetOnActiveProcess);
+  EXPECT_EQ(cudaSetDevice(0), device::errorSetOnActiveProcess);
 }
 
 __global__ void store_k(int* p) { *p = 5; }
@@ -155,9 +155,9 @@ TEST(DeviceMachine, EveryThreadHasACurrentDevice) {
   // A stream belongs to a device, an address may be copied from anywhere.
   int* onSecond = nullptr;
   ASSERT_EQ(cudaMalloc(&onSecond, 1500000), cudaSuccess);
-  platform::launch<&store_k>(dim3(1), dim3(1), 0, ofFirst, onSecond);
+  device::launch<&store_k>(dim3(1), dim3(1), 0, ofFirst, onSecond);
   EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
-  platform::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, onSecond);
+  device::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, onSecond);
   ASSERT_EQ(cudaMemcpy(onFirst, onSecond, sizeof *onFirst, cudaMemcpyDeviceToDevice), cudaSuccess);
   int value = 0;
   ASSERT_EQ(cudaMemcpy(&value, onFirst, sizeof value, cudaMemcpyDeviceToHost), cudaSuccess);
@@ -192,13 +192,13 @@ TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
       cublasSgemm('N', 'N', n, n, 1, 1.0f, own, n, own, 1, 0.0f, c, n);
       EXPECT_EQ(cublasGetError(), 0U);  // as long as nobody waits
     };
-    if (wild == 0) platform::launch<&store_k>(dim3(1), dim3(1), 0, stream, reinterpret_cast<int*>(other));
+    if (wild == 0) device::launch<&store_k>(dim3(1), dim3(1), 0, stream, reinterpret_cast<int*>(other));
     if (wild == 1)
-      platform::launch<&store_k>(dim3(1), dim3(1), 0, stream, reinterpret_cast<int*>(onHost.data()));
+      device::launch<&store_k>(dim3(1), dim3(1), 0, stream, reinterpret_cast<int*>(onHost.data()));
     if (wild == 2) multiply(other, 1);
     if (wild == 3) multiply(onHost.data(), 1);
     if (wild == 4) multiply(own, 3);
-    platform::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, value);
+    device::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, value);
     EXPECT_EQ(cudaGetLastError(), cudaSuccess);
     EXPECT_EQ(cudaMemcpyAsync(copied, value, sizeof *copied, cudaMemcpyDeviceToHost, nullptr), cudaSuccess);
     EXPECT_EQ(cudaThreadSynchronize(), cudaErrorLaunchFailure);
@@ -218,7 +218,7 @@ TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
       EXPECT_EQ(cudaStreamQuery(stream), cudaErrorLaunchFailure);
       EXPECT_EQ(cudaThreadSynchronize(), cudaErrorLaunchFailure);
       EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
-      platform::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, value);
+      device::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, value);
       EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
       cublasSgemm('N', 'N', 1, 1, 1, 1.0f, own, 1, own, 1, 0.0f, own, 1);
       EXPECT_EQ(cublasGetError(), static_cast<cublasStatus>(CUBLAS_STATUS_NOT_INITIALIZED));
@@ -288,7 +288,7 @@ TEST(DeviceMachine, FaultsStrikeTheCallThatWasNamed) {
   software_device::failCall(Entry::launch, 1, cudaErrorLaunchFailure);
   software_device::setSchedule(software_device::Schedule::lazy);
   static_cast<void>(cudaGetLastError());
-  platform::launch<&nothing_k>(dim3(1), dim3(1), 0, nullptr);
+  device::launch<&nothing_k>(dim3(1), dim3(1), 0, nullptr);
   EXPECT_EQ(software_device::pending(), 0u);
   EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
 
@@ -315,7 +315,7 @@ TEST(DeviceMachine, CallsAreCountedAndRecorded) {
   ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
   software_device::startRecording();
   ASSERT_EQ(cudaMemcpy2DAsync(d, 16, h, 32, 8, 2, cudaMemcpyHostToDevice, stream), cudaSuccess);
-  platform::launch<&nothing_k>(dim3(1), dim3(3, 4), 0, stream);
+  device::launch<&nothing_k>(dim3(1), dim3(3, 4), 0, stream);
   ASSERT_EQ(cudaFree(d), cudaSuccess);
   const auto recorded = software_device::stopRecording();
   ASSERT_EQ(cudaStreamDestroy(stream), cudaSuccess);

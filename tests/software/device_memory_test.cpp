@@ -10,8 +10,8 @@
 #include <numeric>
 #include <vector>
 
-#include "platform/launch.h"
-#include "platform/software/testing/software_device.h"
+#include "device/launch.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/failing_allocation.h"
 #include "tests/support/machines.h"
 
@@ -227,14 +227,14 @@ TEST(DeviceMemoryDeathTest, GuardsCatchAKernelThatWritesBehindItsMemory) {
   configureMemory(mebibyte);
   software_device::setChecking(true);
   char* const d = allocate(1001);
-  platform::launch<&writeByte_k>(dim3(1), dim3(1), 0, nullptr, d, std::size_t{1000});
+  device::launch<&writeByte_k>(dim3(1), dim3(1), 0, nullptr, d, std::size_t{1000});
   ASSERT_EQ(cudaGetLastError(), cudaSuccess);
   EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(
       {
         char* const other = allocate(1001);
-        platform::launch<&writeByte_k>(dim3(1), dim3(1), 0, nullptr, other, std::size_t{1001});
+        device::launch<&writeByte_k>(dim3(1), dim3(1), 0, nullptr, other, std::size_t{1001});
         cudaThreadSynchronize();
       },
       "wrote behind an allocation");

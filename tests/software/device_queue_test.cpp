@@ -17,8 +17,8 @@
 #include <xmmintrin.h>
 #endif
 
-#include "platform/launch.h"
-#include "platform/software/testing/software_device.h"
+#include "device/launch.h"
+#include "device/software/testing/software_device.h"
 
 namespace {
 
@@ -44,7 +44,7 @@ class DeviceQueue : public testing::Test {
     EXPECT_EQ(cudaFree(dX), cudaSuccess);
     EXPECT_EQ(cudaGetLastError(), cudaSuccess);
   }
-  void add(int value, cudaStream_t where) { platform::launch<&add_k>(dim3(1), dim3(1), 0, where, dX, value); }
+  void add(int value, cudaStream_t where) { device::launch<&add_k>(dim3(1), dim3(1), 0, where, dX, value); }
   cudaError_t downloadLater(int* h, cudaStream_t where) {
     return cudaMemcpyAsync(h, dX, sizeof(int), cudaMemcpyDeviceToHost, where);
   }
@@ -137,7 +137,7 @@ __global__ void slow_k(Flag running) {
 TEST_F(DeviceQueue, WhoOnlyAsksLeavesNobodyAsleep) {
   software_device::setSchedule(Schedule::lazy);
   std::atomic<bool> running{false};
-  platform::launch<&slow_k>(dim3(1), dim3(1), 0, stream, Flag{&running});
+  device::launch<&slow_k>(dim3(1), dim3(1), 0, stream, Flag{&running});
   add(1, stream);
   std::future<void> waiting = std::async(std::launch::async, [&] {
     while (!running) std::this_thread::yield();
@@ -152,9 +152,9 @@ TEST_F(DeviceQueue, StreamsRunInOrderOfIssueAgainstTheDefaultStream) {
   for (int round = 0; round < 200; ++round) {
     ASSERT_EQ(cudaMemset(dX, 0, sizeof(int)), cudaSuccess);
     add(1, stream);
-    platform::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, dX, 10);
+    device::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, dX, 10);
     add(2, stream);
-    platform::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, dX, 10);
+    device::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, dX, 10);
     ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
     ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
     ASSERT_EQ(*hX, 120);
@@ -210,7 +210,7 @@ TEST_F(DeviceQueue, WorkThatFailsIsToldToWhoIssuedIt) {
     for (const int blocks : {1, 4000}) {  // in one piece, on several threads
       software_device::setSchedule(schedule);
       std::thread([&] {
-        platform::launch<&failing_k>(dim3(blocks), dim3(64), 0, stream, dX, blocks / 2);
+        device::launch<&failing_k>(dim3(blocks), dim3(64), 0, stream, dX, blocks / 2);
         EXPECT_EQ(cudaGetLastError(), cudaSuccess);
         std::thread([&] { EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess); }).join();
         EXPECT_EQ(cudaThreadSynchronize(), cudaErrorMemoryAllocation);
@@ -220,7 +220,7 @@ TEST_F(DeviceQueue, WorkThatFailsIsToldToWhoIssuedIt) {
                  [&] { return cudaStreamSynchronize(stream); },
                  [&] { return cudaStreamSynchronize(nullptr); },
                  [&] { return cudaMemcpy(hX, dX, sizeof(int), cudaMemcpyDeviceToHost); }}) {
-          platform::launch<&failing_k>(dim3(blocks), dim3(64), 0, stream, dX, blocks / 2);
+          device::launch<&failing_k>(dim3(blocks), dim3(64), 0, stream, dX, blocks / 2);
           EXPECT_EQ(wait(), cudaErrorMemoryAllocation);
           EXPECT_EQ(wait(), cudaSuccess);
         }
@@ -252,7 +252,7 @@ TEST_F(DeviceQueue, WorkComputesInOneModeWhateverTheCallersIs) {
       _mm_setcsr((_mm_getcsr() & ~_MM_ROUND_MASK) | _MM_ROUND_UP | _MM_FLUSH_ZERO_ON);
 #endif
       std::fesetround(FE_UPWARD);
-      platform::launch<&round_k>(dim3(blocks), dim3(1), 0, nullptr, results, 1.0f, 0x1p-126f);
+      device::launch<&round_k>(dim3(blocks), dim3(1), 0, nullptr, results, 1.0f, 0x1p-126f);
       cudaMemcpy(host.data(), results, host.size() * sizeof(float), cudaMemcpyDeviceToHost);
       EXPECT_EQ(std::fegetround(), FE_UPWARD) << "the caller's own stays";
     }).join();
@@ -283,7 +283,7 @@ TEST(DeviceQueueDeathTest, AProcessMayEndWithWorkQueued) {
           software_device::setSchedule(schedule);
           int* d = nullptr;
           cudaMalloc(&d, sizeof *d);
-          for (int i = 0; i < 100000; ++i) platform::launch<&add_k>(dim3(1), dim3(1), 0, nullptr, d, 1);
+          for (int i = 0; i < 100000; ++i) device::launch<&add_k>(dim3(1), dim3(1), 0, nullptr, d, 1);
           std::exit(0);
         },
         testing::ExitedWithCode(0), "");
@@ -303,7 +303,7 @@ void hammer(int threads, int rounds) {
           return;
         *h = t;
         cudaMemcpyAsync(d, h, 4, cudaMemcpyHostToDevice, stream);
-        for (int i = 0; i < 200; ++i) platform::launch<&add_k>(dim3(1), dim3(1), 0, stream, d, 1);
+        for (int i = 0; i < 200; ++i) device::launch<&add_k>(dim3(1), dim3(1), 0, stream, d, 1);
         cudaMemcpyAsync(h, d, 4, cudaMemcpyDeviceToHost, stream);
         if (round % 2 == 0)
           cudaStreamSynchronize(stream);

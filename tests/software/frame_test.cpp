@@ -14,9 +14,10 @@
 
 #include "cudalib/check.h"
 #include "cudalib/exceptions.h"
-#include "cudalib/hooks.h"
-#include "platform/runtime.h"
-#include "platform/software/testing/software_device.h"
+#include "device/runtime.h"
+#include "device/software/testing/software_device.h"
+#include "ground/hooks.h"
+#include "ground/outcomes.h"
 
 namespace {
 
@@ -34,10 +35,14 @@ void leaveCudaError() { EXPECT_NE(cudaFree(reinterpret_cast<void*>(8)), cudaSucc
 
 void expectNothingPending() { EXPECT_EQ(cudaGetLastError(), cudaSuccess); }
 
-// Its arguments need no check.
+// Their arguments need no check.
 template <class Body>
 toviStatus hostRoutine(const Body& body) {
-  return tovi::api::hostRoutine([] {}, body);
+  return routine<OnHost, float>([] {}, body);
+}
+template <class T, class Body>
+toviStatus deviceRoutine(const Body& body) {
+  return routine<OnDevice, T>([] {}, body);
 }
 
 TEST(Frame, MapsEveryException) {
@@ -91,22 +96,13 @@ TEST(Frame, CompletionCheckFindsWhatIsPending) {
 
 TEST(Frame, AFailureLeavesNothingPending) {
   ASSERT_EQ(toviInitialize(), toviNoError);
-  for (const bool nested : {false, true}) {
-    const auto work = [] {
-      leaveCudaError();
-      throw tovi::FeatNotImplException();
-    };
-    const toviStatus status = nested ? hostRoutine([&] {
-      // What fails while the host routine unwinds, after its device routine has already failed.
-      const toviStatus inner = deviceRoutine<float>(work);
-      leaveCudaError();
-      return inner;
-    })
-                                     : deviceRoutine<float>(work);
-    EXPECT_EQ(status, toviFeatureNotImplemented);
-    expectNothingPending();
-    EXPECT_EQ(software_device::pending(), 0U);
-  }
+  EXPECT_EQ(hostRoutine([] {
+              leaveCudaError();
+              throw tovi::FeatNotImplException();
+            }),
+            toviFeatureNotImplemented);
+  expectNothingPending();
+  EXPECT_EQ(software_device::pending(), 0U);
 }
 
 TEST(Frame, BeforeInitializationNothingRuns) {
@@ -122,17 +118,25 @@ TEST(Frame, BeforeInitializationNothingRuns) {
   EXPECT_EQ(toviGetErrorInfo(), -2);
 }
 
-TEST(Frame, AHostRoutinePassesItsDeviceRoutinesStatusOn) {
+// What it has computed comes back after a data error, too; a way back that fails is told in its place.
+TEST(Frame, ADataErrorLeavesResults) {
   ASSERT_EQ(toviInitialize(), toviNoError);
-  EXPECT_EQ(hostRoutine([] { return deviceRoutine<float>([] { tovi::dataError(5); }); }), toviDataError);
+  int back = 0;
+  const auto dataError = [] {
+    leaveCudaError();  // not the next call's
+    tovi::dataError(5);
+  };
+  EXPECT_EQ(hostRoutine([&] { compute<OnHost, float>(dataError, [&] { ++back; }); }), toviDataError);
   EXPECT_EQ(toviGetErrorInfo(), 5);
-  EXPECT_EQ(hostRoutine([] {
-              const toviStatus status = deviceRoutine<float>([] {});
-              throw cudalib::CudaRuntimeException(11);  // the results' way back fails
-              return status;
-            }),
+  EXPECT_EQ(back, 1);
+  expectNothingPending();
+  EXPECT_EQ(hostRoutine(
+                [&] { compute<OnHost, float>(dataError, [] { throw cudalib::CudaRuntimeException(11); }); }),
             toviRuntimeError);
   EXPECT_EQ(toviGetErrorInfo(), 11);
+  EXPECT_EQ(hostRoutine([&] { compute<OnHost, float>([] { tovi::argumentError(-2); }, [&] { ++back; }); }),
+            toviArgumentError);
+  EXPECT_EQ(back, 1);
 }
 
 TEST(Frame, HooksRunOnceAroundACallFromOutside) {
@@ -157,8 +161,12 @@ TEST(Frame, HooksRunOnceAroundACallFromOutside) {
 
   log.clear();
   tovi::callHooks().exit = [&] { log += ")"; };
-  EXPECT_EQ(hostRoutine([&] { return device(); }), toviNoError);
-  EXPECT_EQ(log, "(d)");
+  tovi::callHooks().entry = [&] {
+    log += "(";
+    EXPECT_EQ(device(), toviNoError);  // a hook's own calls run no hooks
+  };
+  EXPECT_EQ(hostRoutine([&] { log += "h"; }), toviNoError);
+  EXPECT_EQ(log, "(dh)");
 
   log.clear();
   EXPECT_EQ(toviInitialize(), toviNoError);
@@ -195,8 +203,7 @@ TEST(Frame, ThreadsShareTheTwoVariables) {
   for (int t = 1; t <= 4; ++t)
     threads.emplace_back([t] {
       for (int i = 0; i < 200; ++i) {
-        EXPECT_EQ(hostRoutine([&] { return deviceRoutine<float>([&] { tovi::dataError(t); }); }),
-                  toviDataError);
+        EXPECT_EQ(hostRoutine([&] { tovi::dataError(t); }), toviDataError);
         const int info = toviGetErrorInfo();  // anybody's
         EXPECT_TRUE(0 <= info && info <= 4) << info;
       }

@@ -11,7 +11,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/software/src/sanitizer.h"
+#include "device/software/src/sanitizer.h"
 #include "tests/support/calls.h"
 #include "tests/support/failing_allocation.h"
 #include "tests/support/machines.h"

@@ -15,7 +15,7 @@
 #include <typeinfo>
 #include <vector>
 
-#include "platform/launch.h"
+#include "device/launch.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
 #include "src/basic/LACPY.h"
@@ -39,7 +39,7 @@ namespace {
 unsigned threadsOfLaunch = 0;
 std::map<std::string, std::set<unsigned>> blocksOf;  // threads, by kernel
 
-// tovi::Scale_k<cudalib::Map1D, float, true>, of the work that platform::launch queues.
+// tovi::Scale_k<cudalib::Map1D, float, true>, of the work that device::launch queues.
 std::string kernelOf(const std::type_info& launch) {
   const std::unique_ptr<char, void (*)(void*)> text(
       abi::__cxa_demangle(launch.name(), nullptr, nullptr, nullptr), std::free);

@@ -1,7 +1,7 @@
 // Least squares with and without constraints on pretended machines: the small blocks of the first device
 // generation, and failures beside errors of the data.
 
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/least_squares_checks.h"
 #include "tests/support/machines.h"
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <thread>
 
-#include "platform/runtime.h"
-#include "platform/software/testing/software_device.h"
+#include "device/runtime.h"
+#include "device/software/testing/software_device.h"
 
 namespace {
 
@@ -114,7 +114,7 @@ TEST(LifecycleMachines, ADeviceInUseStays) {
     ASSERT_EQ(cudaMalloc(&memory, 256), cudaSuccess);  // device 0 becomes active in the process
     if (onePerProcess) {
       EXPECT_EQ(toviSelectDevice(1), toviRuntimeError);
-      EXPECT_EQ(toviGetErrorInfo(), platform::errorSetOnActiveProcess);
+      EXPECT_EQ(toviGetErrorInfo(), device::errorSetOnActiveProcess);
     }
     expectInitialize(toviNoError, 0);
     EXPECT_EQ(executingDevice(), 0);
@@ -133,7 +133,7 @@ TEST(LifecycleMachines, TheLatestSelectionBeforeInitializationCounts) {
     // Afterwards there is only the one.
     EXPECT_EQ(toviSelectDevice(0), toviNoError);
     EXPECT_EQ(toviSelectDevice(1), toviRuntimeError);
-    EXPECT_EQ(toviGetErrorInfo(), platform::errorSetOnActiveProcess);
+    EXPECT_EQ(toviGetErrorInfo(), device::errorSetOnActiveProcess);
     EXPECT_EQ(executingDevice(), 0);
     toviShutdown();
     if (onePerProcess) continue;

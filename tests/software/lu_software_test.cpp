@@ -3,8 +3,8 @@
 
 #include <new>
 
-#include "cudalib/hooks.h"
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
+#include "ground/hooks.h"
 #include "tests/support/lu_checks.h"
 #include "tests/support/machines.h"
 

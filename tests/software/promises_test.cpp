@@ -18,7 +18,7 @@
 #include <pmmintrin.h>
 #endif
 
-#include "platform/host/process.h"
+#include "host/process.h"
 #include "tests/support/faults.h"
 #include "tests/support/machines.h"
 #include "tests/support/program.h"
@@ -288,8 +288,8 @@ std::string digests(bool past) {
 // This test again in a process of its own, on so many processors, where it only prints.
 constexpr const char* printsOnly = "TOVI_TEST_PRINTS_DIGESTS";
 std::string digestsOfAnotherProcess(int threads) {
-  platform::setEnvironment(printsOnly, "1");
-  platform::setEnvironment("TOVI_DEVICE_THREADS", std::to_string(threads).c_str());
+  host::setEnvironment(printsOnly, "1");
+  host::setEnvironment("TOVI_DEVICE_THREADS", std::to_string(threads).c_str());
   const std::filesystem::path folder = newFolder();
   EXPECT_EQ(runProgram({thisProgram().string(), "--gtest_filter=Promises.SameBitsInEveryProcess"}, folder,
                        "out", "err"),
@@ -370,14 +370,14 @@ TEST(Promises, AMeaninglessNumberOfThreadsIsTold) {
     runAll(calls);
     return;
   }
-  platform::setEnvironment(onlyCalls, "1");
+  host::setEnvironment(onlyCalls, "1");
   const std::filesystem::path folder = newFolder();
   const int most = 4 * software_device::defaultMachine().devices[0].multiprocessors;
   const std::string accepted[] = {"1", std::to_string(most)};
   for (const std::string& threads :
        {accepted[0], accepted[1], std::to_string(most + 1), std::string("0"), std::string("-3"),
         std::string("4000000000"), std::string("two"), std::string("2x"), std::string()}) {
-    platform::setEnvironment("TOVI_DEVICE_THREADS", threads.c_str());
+    host::setEnvironment("TOVI_DEVICE_THREADS", threads.c_str());
     EXPECT_EQ(
         runProgram({thisProgram().string(), "--gtest_filter=Promises.AMeaninglessNumberOfThreadsIsTold"},
                    folder, "out", "err"),

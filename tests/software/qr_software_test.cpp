@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/machines.h"
 #include "tests/support/qr_checks.h"
 

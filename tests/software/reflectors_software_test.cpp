@@ -1,6 +1,6 @@
 // Reflectors on a pretended machine: how panels travel.
 
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
 
 #include "tests/support/machines.h"
 #include "tests/support/reflector_checks.h"

@@ -4,9 +4,9 @@
 #include <map>
 #include <string>
 
-#include "cudalib/hooks.h"
+#include "device/software/testing/software_device.h"
+#include "ground/hooks.h"
 #include "lapack/bdsqr.h"
-#include "platform/software/testing/software_device.h"
 #include "src/brd/gebrd.h"
 #include "tests/support/machines.h"
 #include "tests/support/svd_checks.h"

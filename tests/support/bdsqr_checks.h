@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "cudalib/exceptions.h"
+#include "ground/outcomes.h"
 #include "lapack/bdsqr.h"
 #include "tests/support/interface.h"
 #include "tests/support/ratios.h"

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/software/testing/software_device.h"
+#include "device/software/testing/software_device.h"
 #include "tests/support/calls.h"
 #include "tests/support/machines.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/host/lapack.h"
+#include "host/lapack.h"
 #include "tests/support/interface.h"
 #include "tests/support/ratios.h"
 
