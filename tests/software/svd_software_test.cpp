@@ -7,7 +7,7 @@
 #include "device/software/testing/software_device.h"
 #include "ground/hooks.h"
 #include "lapack/bdsqr.h"
-#include "src/brd/gebrd.h"
+#include "lapack/bidiagonal.h"
 #include "tests/support/machines.h"
 #include "tests/support/svd_checks.h"
 
@@ -41,7 +41,7 @@ TYPED_TEST(SvdSoftwareTest, PanelsStayOnTheDevice) {
     const DeviceArray<Real<TypeParam>> dD(288), dE(287);
     toviFreeBuffers();
     software_device::startRecording();
-    tovi::brd::gebrd(dA.view, dD.data(), dE.data(), dTauq.data(), dTaup.data());
+    tovi::lapack::gebrd(dA.view, dD.data(), dE.data(), dTauq.data(), dTaup.data());
     std::string order;
     const std::map<Entry, char> letters = {
         {Entry::malloc, 'm'},   {Entry::free, 'f'},          {Entry::gemm, 'g'},
@@ -52,7 +52,7 @@ TYPED_TEST(SvdSoftwareTest, PanelsStayOnTheDevice) {
     // The last block is copied to the host and back, with d, e and the scalar factors.
     EXPECT_EQ(order, "mmmggggcccccc");
   }
-  tovi::brd::gebrd<TypeParam>({nullptr, 5, 0, 5}, nullptr, nullptr, nullptr, nullptr);  // needs nothing
+  tovi::lapack::gebrd<TypeParam>({nullptr, 5, 0, 5}, nullptr, nullptr, nullptr, nullptr);  // needs nothing
 }
 
 // No rotation allowed: all elements beside the diagonal are left, of which the first is not counted.

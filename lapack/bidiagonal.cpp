@@ -1,4 +1,4 @@
-#include "src/brd/gebrd.h"
+#include "lapack/bidiagonal.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -7,15 +7,18 @@
 #include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/device_table.h"
+#include "ground/phase.h"
 #include "host/lapack.h"
+#include "lapack/reflectors.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
 #include "src/basic/Scale.h"
 #include "src/basic/Set.h"
 #include "src/basic/larfg.h"
 #include "src/blas/blas.h"
+#include "src/brd/brd.h"
 
-namespace tovi::brd {
+namespace tovi::lapack {
 namespace {
 
 std::size_t size(int n) { return static_cast<std::size_t>(n); }
@@ -139,6 +142,7 @@ void labrd(MatrixView<T> dA, int nb, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTau
 template <class T>
 void gebrd(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup) {
   if (dA.empty()) return;
+  const Phase phase;
   const int m = dA.rows, n = dA.cols, k = std::min(m, n), nb = panelWidth();
   const int blocked = (k - 1) / nb * nb;  // the last 1 to nb rows and columns are left to the host
 
@@ -158,6 +162,23 @@ void gebrd(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup) {
                dTauq + blocked, dTaup + blocked);
 }
 
+template <class T>
+void orgbr(char vect, MatrixView<T> dA, int k, const T* dTau) {
+  if (dA.empty()) return;
+  const bool left = vect == 'Q';
+  const int m = dA.rows, n = dA.cols;
+  const Reflectors kind = left ? Reflectors::qr : Reflectors::lq;
+  if (left ? m >= k : k < n) return generateQ(kind, k, dA, dTau);
+
+  // The first vector of the factor is the identity's: the reflectors begin one element behind the diagonal.
+  // They move to where generateQ looks for them in the matrix without its first row and column.
+  brd::orgbrCopy(left ? 'L' : 'U', n, dA.data, dA.ld);
+  basic::setSingle(basic::Fill::one, dA.data);
+  basic::setVector(basic::Fill::zero, m - 1, dA.at(1, 0), 1);
+  basic::setVector(basic::Fill::zero, n - 1, dA.at(0, 1), dA.ld);
+  generateQ(kind, n - 1, dA.block(1, 1, m - 1, n - 1), dTau);
+}
+
 template void labrd(MatrixView<float>, int, float*, float*, float*, float*, MatrixView<float>,
                     MatrixView<float>, float*);
 template void labrd(MatrixView<Complex<float>>, int, float*, float*, Complex<float>*, Complex<float>*,
@@ -165,4 +186,7 @@ template void labrd(MatrixView<Complex<float>>, int, float*, float*, Complex<flo
 template void gebrd(MatrixView<float>, float*, float*, float*, float*);
 template void gebrd(MatrixView<Complex<float>>, float*, float*, Complex<float>*, Complex<float>*);
 
-}  // namespace tovi::brd
+template void orgbr(char, MatrixView<float>, int, const float*);
+template void orgbr(char, MatrixView<Complex<float>>, int, const Complex<float>*);
+
+}  // namespace tovi::lapack

@@ -1,13 +1,14 @@
-// Reduction to bidiagonal form on device memory, with the outputs and the storage of LAPACK's gebrd.
-// Arguments have been checked by the caller; failures are exceptions.
+// The bidiagonal form A = Q B P^H on device memory: the reduction, with the outputs and the storage of
+// LAPACK's gebrd, and the factors that its reflectors make. Arguments have been checked by the caller;
+// failures are exceptions.
 
-#ifndef TOVI_SRC_BRD_GEBRD_H
-#define TOVI_SRC_BRD_GEBRD_H
+#ifndef TOVI_LAPACK_BIDIAGONAL_H
+#define TOVI_LAPACK_BIDIAGONAL_H
 
 #include "ground/complex.h"
 #include "ground/matrix_view.h"
 
-namespace tovi::brd {
+namespace tovi::lapack {
 
 // A = Q B P^H, B upper bidiagonal for m >= n, lower for m < n. dD takes the min(m, n) diagonal elements of B,
 // dE the min(m, n) - 1 beside it, both real. A keeps B and the reflectors of Q, below the (sub)diagonal, and
@@ -23,6 +24,14 @@ template <class T>
 void labrd(MatrixView<T> dA, int nb, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup, MatrixView<T> dX,
            MatrixView<T> dY, T* dRow);
 
-}  // namespace tovi::brd
+// dA, m x n, holds the reflectors that gebrd left there. Of a matrix A = Q B P^H:
+//   vect "Q", A of k columns: dA := the first n columns of Q; m >= n >= min(m, k). Where m < k the order of A
+//     was m x k, and Q is square: m = n.
+//   vect "P", A of k rows: dA := the first m rows of P^H; n >= m >= min(n, k). Where n <= k, P is square.
+// dTau has min(m, k) ("Q") or min(n, k) ("P") scalar factors.
+template <class T>
+void orgbr(char vect, MatrixView<T> dA, int k, const T* dTau);
+
+}  // namespace tovi::lapack
 
 #endif
