@@ -32,7 +32,8 @@ struct Shape {
 // Vectors that are the columns of a matrix.
 struct AsColumns {
   static constexpr char storev = 'C';
-  static constexpr char plain = 'N', adjoint = 'C';  // the letters of V and V^H
+  // The letters with which what is stored stands for V and for V^H.
+  static constexpr char plain = 'N', adjoint = 'C';
 
   static Shape shape(int count, int length) { return {length, count}; }
   template <class T>

@@ -54,6 +54,7 @@ class Columns {
  public:
   Columns(MatrixView<T> dA, int /*nb*/) : dA_(dA) {}
 
+  // How V stands in A, and how on the host.
   using Block = QrBlock;
   using HostBlock = QrBlock;
 
@@ -185,6 +186,7 @@ int factorPanels(const Form& form, int k, int nb, T* hTau, std::vector<T>& hWork
     const MatrixView<T> dW(dWeights.get(), dV.cols, dV.rows, dV.cols);
     form.formW(dV, dT, dW);
 
+    // C := H^H C (QR) or C H (LQ, RQ), C being all lines that are left, those of the next panel first.
     const int left = form.lines() - i - nb;
     const int next = std::min(left, nb), rest = left - next;
     form.update(dV, dW, dY.get(), form.part(i, i + nb, next));

@@ -32,8 +32,7 @@ using cudalib::PaddedMemory;
 std::size_t size(int n) { return static_cast<std::size_t>(n); }
 
 // The three forms of Q: a product of the blocks H or H^H (opOfBlock "N" or "C"), in ascending order or the
-// other way round. The vectors of Q that generateQ is asked for come about when the blocks are applied from
-// `side` to those of the identity.
+// other way round. To generate Q's first vectors they are applied to those of the identity, from `side`.
 
 // Q = H1 H2 ...
 struct Qr : QrBlock {
@@ -63,7 +62,7 @@ struct Rq : RqBlock {
   static constexpr auto multiplyOnHost = &host::ormrq<T>;
 };
 
-// What visit makes of the form that kind names.
+// visit(form), with a form of the type that kind names.
 template <class Visit>
 void withForm(Reflectors kind, const Visit& visit) {
   switch (kind) {
@@ -99,7 +98,8 @@ void addProduct(char transV, MatrixView<const T> dV2, MatrixView<T> dC2, MatrixV
   blas::gemm('C', transV, T(1), dAligned, dV2, T(1), dW);
 }
 
-// C := op(H) C = C - V op(T) V^H C. W has as many rows as C has columns, and k columns.
+// C := op(H) C = C - V op(T) V^H C. W has as many rows as C has columns, and k columns. dV holds V or V^H,
+// and the letters of the form say which.
 template <class Form, class T>
 void applyLeft(char op, ConstView<T> dV, ConstView<T> dT, MatrixView<T> dC, MatrixView<T> dW) {
   const auto [dV1, dV2] = Form::split(dV);
