@@ -25,7 +25,7 @@ std::size_t size(int n) { return static_cast<std::size_t>(n); }
 
 // Rows and columns that are reduced before the rest of the matrix is updated; the first generation of devices
 // (capability 1.0 to 1.3) takes fewer.
-int panelWidth() { return cudalib::smallBlocks() ? 32 : 96; }
+int bidiagonalPanelWidth() { return cudalib::smallBlocks() ? 32 : 96; }
 
 // The reduction of the leading rows and columns. Of the matrix as it was, A, only they are brought up to
 // date: what A has become is A - V Y^H - X U, where V holds the reflectors of Q so far as columns and U those
@@ -142,8 +142,12 @@ void labrd(MatrixView<T> dA, int nb, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTau
 template <class T>
 void gebrd(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup) {
   if (dA.empty()) return;
+<<<<<<< HEAD:lapack/bidiagonal.cpp
   const Phase phase;
   const int m = dA.rows, n = dA.cols, k = std::min(m, n), nb = panelWidth();
+=======
+  const int m = dA.rows, n = dA.cols, k = std::min(m, n), nb = bidiagonalPanelWidth();
+>>>>>>> h13a:src/brd/gebrd.cpp
   const int blocked = (k - 1) / nb * nb;  // the last 1 to nb rows and columns are left to the host
 
   const cudalib::LinearMemory<T> dX(size(m), size(nb)), dY(size(n), size(nb)), dRow(size(n), 1);
