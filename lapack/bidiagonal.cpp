@@ -142,12 +142,8 @@ void labrd(MatrixView<T> dA, int nb, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTau
 template <class T>
 void gebrd(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup) {
   if (dA.empty()) return;
-<<<<<<< HEAD:lapack/bidiagonal.cpp
   const Phase phase;
-  const int m = dA.rows, n = dA.cols, k = std::min(m, n), nb = panelWidth();
-=======
   const int m = dA.rows, n = dA.cols, k = std::min(m, n), nb = bidiagonalPanelWidth();
->>>>>>> h13a:src/brd/gebrd.cpp
   const int blocked = (k - 1) / nb * nb;  // the last 1 to nb rows and columns are left to the host
 
   const cudalib::LinearMemory<T> dX(size(m), size(nb)), dY(size(n), size(nb)), dRow(size(n), 1);
