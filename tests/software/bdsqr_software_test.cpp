@@ -1,5 +1,6 @@
 // The bidiagonal iteration on pretended machines: how its rotations travel, and failures.
 
+#include "cudalib/exceptions.h"
 #include "device/software/testing/software_device.h"
 #include "tests/support/bdsqr_checks.h"
 #include "tests/support/machines.h"
