@@ -1,5 +1,6 @@
-// Four optional callables that whoever embeds the library in a program of his own can set: around every
-// exported routine, and around the phases inside the drivers. All start empty; an empty one is skipped.
+// Four optional callables that a program which is linked with the library's objects can set: around every
+// exported routine that computes, and around the phases inside the drivers. All start empty; an empty one is
+// skipped. A hook may call exported routines; around those no entry and exit hook runs.
 
 #ifndef TOVI_GROUND_HOOKS_H
 #define TOVI_GROUND_HOOKS_H
@@ -13,8 +14,10 @@ namespace tovi {
 struct CallHooks {
   using Hook = boost::function<void()>;
 
-  Hook entry, exit;           // before the work of an exported routine; on every way out of it
-  Hook phaseBegin, phaseEnd;  // around a phase of a driver
+  // When the library has proved to be initialized, before the arguments are checked; on every way out from
+  // there.
+  Hook entry, exit;
+  Hook phaseBegin, phaseEnd;  // around a phase of a driver (ground/phase.h)
 
   static void run(const Hook& hook) {
     if (hook) hook();
@@ -27,7 +30,8 @@ struct CallHooks {
   }
 };
 
-// The hooks of the process. Not guarded: they are set before, and emptied after, the calls that run them.
+// The hooks of the process. Not guarded: they are set and cleared while no other thread is in a routine.
+// toviShutdown clears them, also where other threads stay registered.
 inline tovi::PerProcess<CallHooks> theCallHooks;
 inline CallHooks& callHooks() { return theCallHooks.get(); }
 

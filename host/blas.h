@@ -5,10 +5,6 @@
 #ifndef TOVI_HOST_BLAS_H
 #define TOVI_HOST_BLAS_H
 
-#include <limits>
-#include <type_traits>
-#include <vector>
-
 #include "ground/scalars.h"
 #include "host/fortran.h"
 
@@ -17,7 +13,6 @@ namespace host {
 namespace fortran {
 
 using tovi::Complex;
-using tovi::Real;
 
 // --- Level 3
 template <class T>
@@ -84,69 +79,13 @@ extern "C" Gemv<double> dgemv_;
 extern "C" Gemv<Complex<float>> cgemv_;
 extern "C" Gemv<Complex<double>> zgemv_;
 
-template <class T>
-using Ger = void(const int* m, const int* n, const T* alpha, const T* x, const int* incx, const T* y,
-                 const int* incy, T* a, const int* lda);
-extern "C" Ger<float> sger_;
-extern "C" Ger<double> dger_;
-extern "C" Ger<Complex<float>> cgeru_;
-extern "C" Ger<Complex<float>> cgerc_;
-extern "C" Ger<Complex<double>> zgeru_;
-extern "C" Ger<Complex<double>> zgerc_;
-
 // --- Level 1
-template <class T>
-using Norm = Real<T>(const int* n, const T* x, const int* incx);
-extern "C" Norm<float> snrm2_;
-extern "C" Norm<float> sasum_;
-extern "C" Norm<double> dnrm2_;
-extern "C" Norm<double> dasum_;
-extern "C" Norm<Complex<float>> scnrm2_;
-extern "C" Norm<Complex<float>> scasum_;
-extern "C" Norm<Complex<double>> dznrm2_;
-extern "C" Norm<Complex<double>> dzasum_;
-
-template <class T>
-using Iamax = int(const int* n, const T* x, const int* incx);
-extern "C" Iamax<float> isamax_;
-extern "C" Iamax<double> idamax_;
-extern "C" Iamax<Complex<float>> icamax_;
-extern "C" Iamax<Complex<double>> izamax_;
-
-template <class T, class Factor>
-using Scal = void(const int* n, const Factor* alpha, T* x, const int* incx);
-extern "C" Scal<float, float> sscal_;
-extern "C" Scal<double, double> dscal_;
-extern "C" Scal<Complex<float>, Complex<float>> cscal_;
-extern "C" Scal<Complex<double>, Complex<double>> zscal_;
-extern "C" Scal<Complex<float>, float> csscal_;
-extern "C" Scal<Complex<double>, double> zdscal_;
-
-template <class T>
-using Axpy = void(const int* n, const T* alpha, const T* x, const int* incx, T* y, const int* incy);
-extern "C" Axpy<float> saxpy_;
-extern "C" Axpy<double> daxpy_;
-extern "C" Axpy<Complex<float>> caxpy_;
-extern "C" Axpy<Complex<double>> zaxpy_;
-
 template <class T>
 using Copy = void(const int* n, const T* x, const int* incx, T* y, const int* incy);
 extern "C" Copy<float> scopy_;
 extern "C" Copy<double> dcopy_;
 extern "C" Copy<Complex<float>> ccopy_;
 extern "C" Copy<Complex<double>> zcopy_;
-
-template <class T>
-using Swap = void(const int* n, T* x, const int* incx, T* y, const int* incy);
-extern "C" Swap<float> sswap_;
-extern "C" Swap<double> dswap_;
-extern "C" Swap<Complex<float>> cswap_;
-extern "C" Swap<Complex<double>> zswap_;
-
-template <class T>
-using Dot = T(const int* n, const T* x, const int* incx, const T* y, const int* incy);
-extern "C" Dot<float> sdot_;
-extern "C" Dot<double> ddot_;
 
 }  // namespace fortran
 
@@ -365,83 +304,6 @@ void gemv(char trans, int m, int n, Scalar<T> alpha, const T* a, int lda, const 
                                                      &incy, 1);
 }
 
-namespace detail {
-
-template <class T, class Routine>
-void ger(Routine routine, int m, int n, T alpha, const T* x, int incx, const T* y, int incy, T* a, int lda) {
-  readsVector(m, x, incx);
-  readsVector(n, y, incy);
-  writes(m, n, a, lda);
-  routine(&m, &n, &alpha, x, &incx, y, &incy, a, &lda);
-}
-
-}  // namespace detail
-
-// A := A + alpha x y^T
-template <class T>
-void geru(int m, int n, Scalar<T> alpha, const T* x, int incx, const T* y, int incy, T* a, int lda) {
-  using namespace fortran;
-  detail::ger<T>(detail::routine<T>(sger_, dger_, cgeru_, zgeru_), m, n, alpha, x, incx, y, incy, a, lda);
-}
-// A := A + alpha x y^H
-template <class T>
-void gerc(int m, int n, Scalar<T> alpha, const T* x, int incx, const T* y, int incy, T* a, int lda) {
-  using namespace fortran;
-  detail::ger<T>(detail::routine<T>(sger_, dger_, cgerc_, zgerc_), m, n, alpha, x, incx, y, incy, a, lda);
-}
-
-// The Euclidean norm of x
-template <class T>
-tovi::Real<T> nrm2(int n, const T* x, int incx) {
-  using namespace fortran;
-  detail::readsVector(n, x, incx);
-  return detail::routine<T>(snrm2_, dnrm2_, scnrm2_, dznrm2_)(&n, x, &incx);
-}
-// The sum of |re| + |im| over x
-template <class T>
-tovi::Real<T> asum(int n, const T* x, int incx) {
-  using namespace fortran;
-  detail::readsVector(n, x, incx);
-  // As real numbers where they are neighbours: scasum of OpenBLAS 0.3.21 is wrong on processors with AVX-512
-  // and bfloat16.
-  if constexpr (std::is_same_v<T, Complex<float>>) {
-    if (incx == 1 && n <= std::numeric_limits<int>::max() / 2) {
-      const int parts = 2 * n;
-      return sasum_(&parts, reinterpret_cast<const float*>(x), &incx);
-    }
-  }
-  return detail::routine<T>(sasum_, dasum_, scasum_, dzasum_)(&n, x, &incx);
-}
-// The 1-based position of the first element with the largest |re| + |im|; 0 when there is none
-template <class T>
-int iamax(int n, const T* x, int incx) {
-  using namespace fortran;
-  detail::readsVector(n, x, incx);
-  return detail::routine<T>(isamax_, idamax_, icamax_, izamax_)(&n, x, &incx);
-}
-
-// x := alpha x
-template <class T>
-void scal(int n, Scalar<T> alpha, T* x, int incx) {
-  using namespace fortran;
-  detail::writesVector(n, x, incx);
-  detail::routine<T>(sscal_, dscal_, cscal_, zscal_)(&n, &alpha, x, &incx);
-}
-// x := alpha x, alpha real
-template <class T>
-void scalReal(int n, RealScalar<T> alpha, T* x, int incx) {
-  using namespace fortran;
-  detail::writesVector(n, x, incx);
-  detail::routine<T>(sscal_, dscal_, csscal_, zdscal_)(&n, &alpha, x, &incx);
-}
-// y := alpha x + y
-template <class T>
-void axpy(int n, Scalar<T> alpha, const T* x, int incx, T* y, int incy) {
-  using namespace fortran;
-  detail::readsVector(n, x, incx);
-  detail::writesVector(n, y, incy);
-  detail::routine<T>(saxpy_, daxpy_, caxpy_, zaxpy_)(&n, &alpha, x, &incx, y, &incy);
-}
 // y := x
 template <class T>
 void copy(int n, const T* x, int incx, T* y, int incy) {
@@ -450,55 +312,6 @@ void copy(int n, const T* x, int incx, T* y, int incy) {
   detail::writesVector(n, y, incy);
   detail::routine<T>(scopy_, dcopy_, ccopy_, zcopy_)(&n, x, &incx, y, &incy);
 }
-// x and y exchanged
-template <class T>
-void swap(int n, T* x, int incx, T* y, int incy) {
-  using namespace fortran;
-  detail::writesVector(n, x, incx);
-  detail::writesVector(n, y, incy);
-  detail::routine<T>(sswap_, dswap_, cswap_, zswap_)(&n, x, &incx, y, &incy);
-}
-
-namespace detail {
-
-// Fortran compilers do not agree on how a function returns a complex number, so the complex products are
-// asked for as a matrix-vector product with the n x 1 matrix x, whose result goes through memory.
-template <class T>
-T dot(char trans, int n, const T* x, int incx, const T* y, int incy) {
-  T result(0);
-  if (n <= 0) return result;
-  std::vector<T> packed;
-  if (incx != 1) {
-    packed.resize(static_cast<std::size_t>(n));
-    host::copy(n, x, incx, packed.data(), 1);
-    x = packed.data();
-  }
-  host::gemv<T>(trans, n, 1, T(1), x, n, y, incy, T(0), &result, 1);
-  return result;
-}
-
-}  // namespace detail
-
-// x^T y
-template <class T>
-T dotu(int n, const T* x, int incx, const T* y, int incy) {
-  if constexpr (tovi::isComplex<T>) {
-    return detail::dot('T', n, x, incx, y, incy);
-  } else {
-    detail::readsVector(n, x, incx);
-    detail::readsVector(n, y, incy);
-    return detail::routine<T>(fortran::sdot_, fortran::ddot_, nullptr, nullptr)(&n, x, &incx, y, &incy);
-  }
-}
-// x^H y
-template <class T>
-T dotc(int n, const T* x, int incx, const T* y, int incy) {
-  if constexpr (tovi::isComplex<T>)
-    return detail::dot('C', n, x, incx, y, incy);
-  else
-    return dotu(n, x, incx, y, incy);
-}
-
 }  // namespace host
 
 #endif

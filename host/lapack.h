@@ -30,22 +30,6 @@ extern "C" Getrf<double> dgetrf2_;
 extern "C" Getrf<Complex<float>> cgetrf2_;
 extern "C" Getrf<Complex<double>> zgetrf2_;
 
-template <class T>
-using Getrs = void(const char* trans, const int* n, const int* nrhs, const T* a, const int* lda,
-                   const int* ipiv, T* b, const int* ldb, int* info, std::size_t);
-extern "C" Getrs<float> sgetrs_;
-extern "C" Getrs<double> dgetrs_;
-extern "C" Getrs<Complex<float>> cgetrs_;
-extern "C" Getrs<Complex<double>> zgetrs_;
-
-template <class T>
-using Gesv = void(const int* n, const int* nrhs, T* a, const int* lda, int* ipiv, T* b, const int* ldb,
-                  int* info);
-extern "C" Gesv<float> sgesv_;
-extern "C" Gesv<double> dgesv_;
-extern "C" Gesv<Complex<float>> cgesv_;
-extern "C" Gesv<Complex<double>> zgesv_;
-
 // Factorizations by reflectors: geqrf, geqlf, gelqf, gerqf
 template <class T>
 using Geqrf = void(const int* m, const int* n, T* a, const int* lda, T* tau, T* work, const int* lwork,
@@ -125,14 +109,6 @@ extern "C" Gebd2<double> dgebd2_;
 extern "C" Gebd2<Complex<float>> cgebd2_;
 extern "C" Gebd2<Complex<double>> zgebd2_;
 
-template <class T>
-using Lange = Real<T>(const char* norm, const int* m, const int* n, const T* a, const int* lda, Real<T>* work,
-                      std::size_t);
-extern "C" Lange<float> slange_;
-extern "C" Lange<double> dlange_;
-extern "C" Lange<Complex<float>> clange_;
-extern "C" Lange<Complex<double>> zlange_;
-
 // Of real elements only
 template <class R>
 using Lartg = void(const R* f, const R* g, R* cs, R* sn, R* r);
@@ -181,30 +157,6 @@ template <class T>
 int getrf2(int m, int n, T* a, int lda, int* ipiv) {
   using namespace fortran;
   return detail::factorize(detail::routine<T>(sgetrf2_, dgetrf2_, cgetrf2_, zgetrf2_), m, n, a, lda, ipiv);
-}
-
-// B := inv(op(A)) B from getrf's factors
-template <class T>
-int getrs(char trans, int n, int nrhs, const T* a, int lda, const int* ipiv, T* b, int ldb) {
-  using namespace fortran;
-  detail::reads(n, n, a, lda);
-  detail::readsVector(n, ipiv, 1);
-  detail::writes(n, nrhs, b, ldb);
-  int info = 0;
-  detail::routine<T>(sgetrs_, dgetrs_, cgetrs_, zgetrs_)(&trans, &n, &nrhs, a, &lda, ipiv, b, &ldb, &info, 1);
-  return info;
-}
-
-// getrf, then getrs
-template <class T>
-int gesv(int n, int nrhs, T* a, int lda, int* ipiv, T* b, int ldb) {
-  using namespace fortran;
-  detail::writes(n, n, a, lda);
-  detail::writesVector(n, ipiv, 1);
-  detail::writes(n, nrhs, b, ldb);
-  int info = 0;
-  detail::routine<T>(sgesv_, dgesv_, cgesv_, zgesv_)(&n, &nrhs, a, &lda, ipiv, b, &ldb, &info);
-  return info;
 }
 
 // With lwork = -1 the routines that take work only say, in work[0], how much of it they want.
@@ -369,14 +321,6 @@ int gebd2(int m, int n, T* a, int lda, tovi::Real<T>* d, tovi::Real<T>* e, T* ta
   int info = 0;
   detail::routine<T>(sgebd2_, dgebd2_, cgebd2_, zgebd2_)(&m, &n, a, &lda, d, e, tauq, taup, work, &info);
   return info;
-}
-
-// A norm of A: '1', 'I', 'F', or 'M' for the largest element; work takes m reals for 'I', else it may be null
-template <class T>
-tovi::Real<T> lange(char norm, int m, int n, const T* a, int lda, tovi::Real<T>* work = nullptr) {
-  using namespace fortran;
-  detail::reads(m, n, a, lda);
-  return detail::routine<T>(slange_, dlange_, clange_, zlange_)(&norm, &m, &n, a, &lda, work, 1);
 }
 
 // A plane rotation: x := c x + s y, y := c y - s x.

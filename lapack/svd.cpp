@@ -241,6 +241,8 @@ void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> d
 
   dU = {dU.data, m, jobu == 'A' ? m : k, dU.ld};
   dVt = {dVt.data, jobvt == 'A' ? n : k, n, dVt.ld};
+  // From this ratio on the QR (LQ) factorization before the reduction pays; LAPACK's crossover (ilaenv, ispec 6)
+  // is the same.
   if (std::max(m, n) < std::trunc(k * 1.6))
     decomposeDirectly(jobu, jobvt, dA, dS, dU, dVt);
   else if (m >= n)

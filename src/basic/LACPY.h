@@ -22,7 +22,7 @@ namespace basic {
 
 // uplo "L": the lower triangle, "U": the upper one, any other letter: everything. dB has the shape of dA.
 template <class T>
-void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream = nullptr);
+void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB);
 
 }  // namespace basic
 }  // namespace tovi

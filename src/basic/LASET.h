@@ -17,7 +17,7 @@ namespace basic {
 // The elements above the diagonal (uplo "U"), below it ("L") or on both sides of it (any other letter) become
 // alpha, the diagonal becomes beta.
 template <class T>
-void laset(char uplo, Identity<T> alpha, Identity<T> beta, MatrixView<T> dA, cudaStream_t stream = nullptr);
+void laset(char uplo, Identity<T> alpha, Identity<T> beta, MatrixView<T> dA);
 
 }  // namespace basic
 }  // namespace tovi

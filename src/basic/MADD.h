@@ -30,7 +30,7 @@ namespace basic {
 // is, never one that is transposed.
 template <class T>
 void madd(char transa, char transb, Real<T> alpha, ConstView<T> dA, Real<T> beta, ConstView<T> dB,
-          MatrixView<T> dC, cudaStream_t stream = nullptr);
+          MatrixView<T> dC);
 
 }  // namespace basic
 }  // namespace tovi

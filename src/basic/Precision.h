@@ -41,12 +41,11 @@ using OtherPrecision = typename ToOtherPrecision<T>::type;
 // dB := dA, rounded to nearest where dB's elements are the narrower ones: numbers beyond their range become
 // infinite, NaN stays NaN.
 template <class T>
-void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB, cudaStream_t stream = nullptr);
+void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB);
 
 // The triangle uplo (U or L) of square matrices.
 template <class T>
-void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB,
-                                cudaStream_t stream = nullptr);
+void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB);
 
 }  // namespace basic
 }  // namespace tovi

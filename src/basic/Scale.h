@@ -16,8 +16,7 @@ namespace basic {
 
 // dAlpha must not point into dX.
 template <class T>
-void scaleVector(int n, T* dX, const T* dAlpha, int incx, bool reciprocal = false,
-                 cudaStream_t stream = nullptr);
+void scaleVector(int n, T* dX, const T* dAlpha, int incx, bool reciprocal = false);
 
 }  // namespace basic
 }  // namespace tovi

@@ -25,8 +25,7 @@ namespace basic {
 
 // op(dB) := op(dB) - op(dA), transa and transb "N" or "T": "T", "N" is dB := dB - dA^T.
 template <class T>
-void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB,
-                    cudaStream_t stream = nullptr);
+void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB);
 
 }  // namespace basic
 }  // namespace tovi

@@ -21,11 +21,11 @@ namespace basic {
 
 // dB := dA^T (dA^H); dB has as many rows as dA has columns and the other way round.
 template <class T>
-void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate = false, cudaStream_t stream = nullptr);
+void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate = false);
 
 // dA := dA^T (dA^H); dA is square.
 template <class T>
-void transposeInplace(MatrixView<T> dA, bool conjugate = false, cudaStream_t stream = nullptr);
+void transposeInplace(MatrixView<T> dA, bool conjugate = false);
 
 }  // namespace basic
 }  // namespace tovi

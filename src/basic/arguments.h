@@ -1,5 +1,5 @@
 // What the wrappers of this floor share: argument checks in the manner of LAPACK. Positions count in the
-// argument list of the wrapper's kernel.
+// argument list of the wrapper's kernel, which is launched on the default stream.
 
 #ifndef TOVI_BASIC_ARGUMENTS_H
 #define TOVI_BASIC_ARGUMENTS_H

@@ -22,7 +22,7 @@ namespace basic {
 // are accepted and apply nothing: every caller rotates neighbours, pivot "V".
 template <class T>
 void lasr(char side, char pivot, char direct, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA,
-          int lda, cudaStream_t stream = nullptr);
+          int lda);
 
 }  // namespace basic
 }  // namespace tovi

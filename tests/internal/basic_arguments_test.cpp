@@ -31,7 +31,7 @@ int infoOf(const std::function<void()>& call) {
   try {
     call();
   } catch (const tovi::InfoException& e) {
-    EXPECT_EQ(e.status(), 7);
+    EXPECT_EQ(e.status(), tovi::Outcome::argumentError);
     return e.info();
   }
   return 0;

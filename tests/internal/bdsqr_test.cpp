@@ -4,18 +4,13 @@
 #include <limits>
 
 #include "tests/support/bdsqr_checks.h"
+#include "tests/support/rotation_limit.h"
 
 namespace testing_support {
 namespace {
 
 template <class T>
-class BdsqrTest : public LibraryTest {
- protected:
-  void TearDown() override {
-    tovi::lapack::limitBdsqrRotations(-1);
-    LibraryTest::TearDown();
-  }
-};
+class BdsqrTest : public LibraryTest {};
 using Elements = ::testing::Types<float, Complex<float>>;
 TYPED_TEST_SUITE(BdsqrTest, Elements);
 using BdsqrValues = LibraryTest;
@@ -64,7 +59,7 @@ TYPED_TEST(BdsqrTest, GradedMatricesAreSweptTheShortWay) {
   for (const char uplo : {'U', 'L'})
     for (const int largeEnd : {0, 35}) {
       const auto grade = [&](int i) { return std::pow(10.0, -0.5 * std::abs(i - largeEnd)); };
-      tovi::lapack::limitBdsqrRotations(10 * 36);
+      const RotationLimit limit(10 * 36);
       checkDecomposition<TypeParam>(made(uplo, 36, grade, [&](int i) { return 0.7 * grade(i); }));
     }
 }
@@ -119,16 +114,18 @@ TYPED_TEST(BdsqrTest, AnOrderOfZeroTouchesNothing) {
 TYPED_TEST(BdsqrTest, TheLimitLeavesABidiagonalMatrix) {
   const int n = 60;
   for (const char uplo : {'U', 'L'})
-    for (const int limit : {0, 1, 200, 2000}) {
-      SCOPED_TRACE(std::string(1, uplo) + ", limit " + std::to_string(limit));
+    for (const int most : {0, 1, 200, 2000}) {
+      SCOPED_TRACE(std::string(1, uplo) + ", limit " + std::to_string(most));
       const Bidiagonal b = randomBidiagonal(uplo, n);
-      tovi::lapack::limitBdsqrRotations(limit);
-      const Decomposition<TypeParam> found = decompose<TypeParam>(b);
+      const Decomposition<TypeParam> found = [&] {
+        const RotationLimit limit(most);
+        return decompose<TypeParam>(b);
+      }();
       const auto& e = found.result.e;
       EXPECT_EQ(found.info,
                 static_cast<int>(e.size() - 1) - static_cast<int>(std::count(e.begin() + 1, e.end(), 0.0f)));
       // Nothing has been swept: every element but the first counts.
-      if (limit == 0) {
+      if (most == 0) {
         EXPECT_EQ(found.info, n - 2);
       }
       expectSimilar(b, found);
@@ -136,11 +133,10 @@ TYPED_TEST(BdsqrTest, TheLimitLeavesABidiagonalMatrix) {
       for (std::size_t i = 0; i < left.size(); ++i)
         EXPECT_NEAR(left[i], exact[i], bdsqrBound * n * epsilon<float>() * exact[0]);
 
-      tovi::lapack::limitBdsqrRotations(-1);
       checkDecomposition<TypeParam>(b);
     }
   // Blocks of order 2 need no sweep.
-  tovi::lapack::limitBdsqrRotations(0);
+  const RotationLimit limit(0);
   Bidiagonal b = randomBidiagonal('U', 50);
   for (std::size_t i = 1; i < 49; i += 2) b.e[i] = 0;
   checkDecomposition<TypeParam>(b);

@@ -1,8 +1,10 @@
 // The bidiagonal iteration on pretended machines: how its rotations travel, and failures.
 
+#include "cudalib/exceptions.h"
 #include "device/software/testing/software_device.h"
 #include "tests/support/bdsqr_checks.h"
 #include "tests/support/machines.h"
+#include "tests/support/rotation_limit.h"
 
 namespace testing_support {
 namespace {
@@ -70,7 +72,7 @@ TYPED_TEST(BdsqrSoftwareTest, ValuesAloneNeedNoDeviceMemory) {
 // Not even a lack of convergence hides a device that failed.
 TEST(BdsqrSoftwareLimit, ADeviceErrorComesFirst) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
-  tovi::lapack::limitBdsqrRotations(20);
+  const RotationLimit limit(20);
   const Bidiagonal b = randomBidiagonal('U', 12);
   const HostMatrix<float> square = identity<float>(12);
   const DeviceArray<float> dD(b.d.data(), b.d.size()), dE(b.e.data(), b.e.size());

@@ -6,9 +6,9 @@
 
 #include "device/software/testing/software_device.h"
 #include "ground/hooks.h"
-#include "lapack/bdsqr.h"
 #include "lapack/bidiagonal.h"
 #include "tests/support/machines.h"
+#include "tests/support/rotation_limit.h"
 #include "tests/support/svd_checks.h"
 
 namespace testing_support {
@@ -58,19 +58,20 @@ TYPED_TEST(SvdSoftwareTest, PanelsStayOnTheDevice) {
 // No rotation allowed: all elements beside the diagonal are left, of which the first is not counted.
 TYPED_TEST(SvdSoftwareTest, ReportsAnIterationThatDoesNotConverge) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
-  tovi::lapack::limitBdsqrRotations(0);
-  for (const Memory where : bothInterfaces)
-    for (const auto& [m, n] : {std::pair{10, 10}, {30, 10}, {10, 30}, {12, 10}, {10, 12}})
-      for (const Jobs jobs : everyPairOfJobs) {
-        if (jobs.u == 'N' && jobs.vt == 'N') continue;  // values alone are computed in another way
-        const Svd<TypeParam> problem = randomSvdProblem<TypeParam>(jobs, m, n);
-        Svd<TypeParam> failing = problem;
-        EXPECT_EQ(failing.run(where), toviDataError);
-        EXPECT_EQ(toviGetErrorInfo(), 8) << m << " x " << n;
-        EXPECT_TRUE(where == Memory::host ? failing.sameBits(problem) : failing.paddingIntact());
-        EXPECT_EQ(liveBesideBuffers().allocations, 0u);
-      }
-  tovi::lapack::limitBdsqrRotations(-1);
+  {
+    const RotationLimit limit(0);
+    for (const Memory where : bothInterfaces)
+      for (const auto& [m, n] : {std::pair{10, 10}, {30, 10}, {10, 30}, {12, 10}, {10, 12}})
+        for (const Jobs jobs : everyPairOfJobs) {
+          if (jobs.u == 'N' && jobs.vt == 'N') continue;  // values alone are computed in another way
+          const Svd<TypeParam> problem = randomSvdProblem<TypeParam>(jobs, m, n);
+          Svd<TypeParam> failing = problem;
+          EXPECT_EQ(failing.run(where), toviDataError);
+          EXPECT_EQ(toviGetErrorInfo(), 8) << m << " x " << n;
+          EXPECT_TRUE(where == Memory::host ? failing.sameBits(problem) : failing.paddingIntact());
+          EXPECT_EQ(liveBesideBuffers().allocations, 0u);
+        }
+  }
   checkSvd(Memory::host, randomSvdProblem<TypeParam>({'S', 'S'}, 10, 10));
 }
 
@@ -94,9 +95,8 @@ TYPED_TEST(SvdSoftwareTest, PhasesDoNotNest) {
   expectPhases(70, 40, {'N', 'N'}, 3);  // a triangle first
   expectPhases(70, 40, {'S', 'S'}, 7);  // its Q, and the product with that
   expectPhases(40, 70, {'N', 'A'}, 6);
-  tovi::lapack::limitBdsqrRotations(0);
+  const RotationLimit limit(0);
   expectPhases(40, 40, {'S', 'S'}, 4, toviDataError);
-  tovi::lapack::limitBdsqrRotations(-1);
   toviShutdown();  // empties the hooks
 }
 

@@ -1,7 +1,8 @@
-/* The legacy BLAS interface of the software device, for C and C++. Matrices are column-major in device
- * memory, scalars travel by value. Calls that return nothing come back before they have run; what went wrong
- * with one is told by cublasGetError, whose status stays until it is read. In the linked program the names
- * carry a prefix, so that this library and the toolkit's may live in one process. */
+/* The legacy BLAS interface of the software device, for C and C++: allocation and copies, gemv, and level 3.
+ * Matrices are column-major in device memory, scalars travel by value. Calls that return nothing come back
+ * before they have run; what went wrong with one is told by cublasGetError, whose status stays until it is
+ * read. In the linked program the names carry a prefix, so that this library and the toolkit's may live in
+ * one process. */
 
 #ifndef TOVI_SOFTWARE_CUBLAS_H
 #define TOVI_SOFTWARE_CUBLAS_H
@@ -19,52 +20,10 @@
 #define cublasGetVector toviSw_cublasGetVector
 #define cublasSetMatrix toviSw_cublasSetMatrix
 #define cublasGetMatrix toviSw_cublasGetMatrix
-#define cublasSnrm2 toviSw_cublasSnrm2
-#define cublasDnrm2 toviSw_cublasDnrm2
-#define cublasScnrm2 toviSw_cublasScnrm2
-#define cublasDznrm2 toviSw_cublasDznrm2
-#define cublasSasum toviSw_cublasSasum
-#define cublasDasum toviSw_cublasDasum
-#define cublasScasum toviSw_cublasScasum
-#define cublasDzasum toviSw_cublasDzasum
-#define cublasIsamax toviSw_cublasIsamax
-#define cublasIdamax toviSw_cublasIdamax
-#define cublasIcamax toviSw_cublasIcamax
-#define cublasIzamax toviSw_cublasIzamax
-#define cublasSdot toviSw_cublasSdot
-#define cublasDdot toviSw_cublasDdot
-#define cublasCdotu toviSw_cublasCdotu
-#define cublasCdotc toviSw_cublasCdotc
-#define cublasZdotu toviSw_cublasZdotu
-#define cublasZdotc toviSw_cublasZdotc
-#define cublasSscal toviSw_cublasSscal
-#define cublasDscal toviSw_cublasDscal
-#define cublasCscal toviSw_cublasCscal
-#define cublasZscal toviSw_cublasZscal
-#define cublasCsscal toviSw_cublasCsscal
-#define cublasZdscal toviSw_cublasZdscal
-#define cublasSaxpy toviSw_cublasSaxpy
-#define cublasDaxpy toviSw_cublasDaxpy
-#define cublasCaxpy toviSw_cublasCaxpy
-#define cublasZaxpy toviSw_cublasZaxpy
-#define cublasScopy toviSw_cublasScopy
-#define cublasDcopy toviSw_cublasDcopy
-#define cublasCcopy toviSw_cublasCcopy
-#define cublasZcopy toviSw_cublasZcopy
-#define cublasSswap toviSw_cublasSswap
-#define cublasDswap toviSw_cublasDswap
-#define cublasCswap toviSw_cublasCswap
-#define cublasZswap toviSw_cublasZswap
 #define cublasSgemv toviSw_cublasSgemv
 #define cublasDgemv toviSw_cublasDgemv
 #define cublasCgemv toviSw_cublasCgemv
 #define cublasZgemv toviSw_cublasZgemv
-#define cublasSger toviSw_cublasSger
-#define cublasDger toviSw_cublasDger
-#define cublasCgeru toviSw_cublasCgeru
-#define cublasCgerc toviSw_cublasCgerc
-#define cublasZgeru toviSw_cublasZgeru
-#define cublasZgerc toviSw_cublasZgerc
 #define cublasSgemm toviSw_cublasSgemm
 #define cublasDgemm toviSw_cublasDgemm
 #define cublasCgemm toviSw_cublasCgemm
@@ -107,7 +66,7 @@ typedef enum cublasStatus_t {
   CUBLAS_STATUS_INVALID_VALUE = 7,
   CUBLAS_STATUS_ARCH_MISMATCH = 8, /* double precision on a device without it */
   CUBLAS_STATUS_MAPPING_ERROR = 11,
-  CUBLAS_STATUS_EXECUTION_FAILED = 13, /* an operand that is not device memory, too */
+  CUBLAS_STATUS_EXECUTION_FAILED = 13,
   CUBLAS_STATUS_INTERNAL_ERROR = 14
 } cublasStatus_t;
 typedef cublasStatus_t cublasStatus;
@@ -138,54 +97,6 @@ TOVI_SOFTWARE_API cublasStatus CUBLASWINAPI cublasSetMatrix(int rows, int cols, 
 TOVI_SOFTWARE_API cublasStatus CUBLASWINAPI cublasGetMatrix(int rows, int cols, int elemSize, const void* A,
                                                             int lda, void* B, int ldb);
 
-/* Level 1. Functions that return a value wait for it. */
-TOVI_SOFTWARE_API float CUBLASWINAPI cublasSnrm2(int n, const float* x, int incx);
-TOVI_SOFTWARE_API double CUBLASWINAPI cublasDnrm2(int n, const double* x, int incx);
-TOVI_SOFTWARE_API float CUBLASWINAPI cublasScnrm2(int n, const cuComplex* x, int incx);
-TOVI_SOFTWARE_API double CUBLASWINAPI cublasDznrm2(int n, const cuDoubleComplex* x, int incx);
-TOVI_SOFTWARE_API float CUBLASWINAPI cublasSasum(int n, const float* x, int incx);
-TOVI_SOFTWARE_API double CUBLASWINAPI cublasDasum(int n, const double* x, int incx);
-TOVI_SOFTWARE_API float CUBLASWINAPI cublasScasum(int n, const cuComplex* x, int incx);
-TOVI_SOFTWARE_API double CUBLASWINAPI cublasDzasum(int n, const cuDoubleComplex* x, int incx);
-TOVI_SOFTWARE_API int CUBLASWINAPI cublasIsamax(int n, const float* x, int incx);
-TOVI_SOFTWARE_API int CUBLASWINAPI cublasIdamax(int n, const double* x, int incx);
-TOVI_SOFTWARE_API int CUBLASWINAPI cublasIcamax(int n, const cuComplex* x, int incx);
-TOVI_SOFTWARE_API int CUBLASWINAPI cublasIzamax(int n, const cuDoubleComplex* x, int incx);
-TOVI_SOFTWARE_API float CUBLASWINAPI cublasSdot(int n, const float* x, int incx, const float* y, int incy);
-TOVI_SOFTWARE_API double CUBLASWINAPI cublasDdot(int n, const double* x, int incx, const double* y, int incy);
-TOVI_SOFTWARE_API cuComplex CUBLASWINAPI cublasCdotu(int n, const cuComplex* x, int incx, const cuComplex* y,
-                                                     int incy);
-TOVI_SOFTWARE_API cuComplex CUBLASWINAPI cublasCdotc(int n, const cuComplex* x, int incx, const cuComplex* y,
-                                                     int incy);
-TOVI_SOFTWARE_API cuDoubleComplex CUBLASWINAPI cublasZdotu(int n, const cuDoubleComplex* x, int incx,
-                                                           const cuDoubleComplex* y, int incy);
-TOVI_SOFTWARE_API cuDoubleComplex CUBLASWINAPI cublasZdotc(int n, const cuDoubleComplex* x, int incx,
-                                                           const cuDoubleComplex* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasSscal(int n, float alpha, float* x, int incx);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasDscal(int n, double alpha, double* x, int incx);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasCscal(int n, cuComplex alpha, cuComplex* x, int incx);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZscal(int n, cuDoubleComplex alpha, cuDoubleComplex* x, int incx);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasCsscal(int n, float alpha, cuComplex* x, int incx);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZdscal(int n, double alpha, cuDoubleComplex* x, int incx);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasSaxpy(int n, float alpha, const float* x, int incx, float* y,
-                                                int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasDaxpy(int n, double alpha, const double* x, int incx, double* y,
-                                                int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasCaxpy(int n, cuComplex alpha, const cuComplex* x, int incx,
-                                                cuComplex* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZaxpy(int n, cuDoubleComplex alpha, const cuDoubleComplex* x,
-                                                int incx, cuDoubleComplex* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasScopy(int n, const float* x, int incx, float* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasDcopy(int n, const double* x, int incx, double* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasCcopy(int n, const cuComplex* x, int incx, cuComplex* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZcopy(int n, const cuDoubleComplex* x, int incx, cuDoubleComplex* y,
-                                                int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasSswap(int n, float* x, int incx, float* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasDswap(int n, double* x, int incx, double* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasCswap(int n, cuComplex* x, int incx, cuComplex* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZswap(int n, cuDoubleComplex* x, int incx, cuDoubleComplex* y,
-                                                int incy);
-
 /* Level 2 */
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasSgemv(char trans, int m, int n, float alpha, const float* A,
                                                 int lda, const float* x, int incx, float beta, float* y,
@@ -199,20 +110,6 @@ TOVI_SOFTWARE_API void CUBLASWINAPI cublasCgemv(char trans, int m, int n, cuComp
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasZgemv(char trans, int m, int n, cuDoubleComplex alpha,
                                                 const cuDoubleComplex* A, int lda, const cuDoubleComplex* x,
                                                 int incx, cuDoubleComplex beta, cuDoubleComplex* y, int incy);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasSger(int m, int n, float alpha, const float* x, int incx,
-                                               const float* y, int incy, float* A, int lda);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasDger(int m, int n, double alpha, const double* x, int incx,
-                                               const double* y, int incy, double* A, int lda);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasCgeru(int m, int n, cuComplex alpha, const cuComplex* x, int incx,
-                                                const cuComplex* y, int incy, cuComplex* A, int lda);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasCgerc(int m, int n, cuComplex alpha, const cuComplex* x, int incx,
-                                                const cuComplex* y, int incy, cuComplex* A, int lda);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZgeru(int m, int n, cuDoubleComplex alpha, const cuDoubleComplex* x,
-                                                int incx, const cuDoubleComplex* y, int incy,
-                                                cuDoubleComplex* A, int lda);
-TOVI_SOFTWARE_API void CUBLASWINAPI cublasZgerc(int m, int n, cuDoubleComplex alpha, const cuDoubleComplex* x,
-                                                int incx, const cuDoubleComplex* y, int incy,
-                                                cuDoubleComplex* A, int lda);
 
 /* Level 3 */
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasSgemm(char transa, char transb, int m, int n, int k, float alpha,

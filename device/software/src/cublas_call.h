@@ -75,15 +75,6 @@ class BlasCall {
       refuse(CUBLAS_STATUS_ALLOC_FAILED);
     }
   }
-  // For routines that return a value: work's result, or zero from a call that failed
-  template <class Value, class Work>
-  Value get(const Work& work) {
-    Value value(0);
-    if (wild_) loseDevice(*device_, cudaErrorLaunchFailure);
-    if (!refused_ && runNow(*device_, nullptr, onOperands([&] { value = work(); })) != cudaSuccess)
-      refuse(CUBLAS_STATUS_EXECUTION_FAILED);
-    return value;
-  }
   // Room for the work, which cannot get any when its turn has come.
   template <class T>
   std::unique_ptr<T[]> room(std::size_t elements) {
@@ -145,9 +136,6 @@ template <class Z, class = decltype(Z::x)>
 auto as(Z* p) {
   return tovi::recast<tovi::Complex<decltype(Z::x)>>(p);
 }
-// ... and back
-inline cuComplex back(tovi::Complex<float> z) { return {z.re, z.im}; }
-inline cuDoubleComplex back(tovi::Complex<double> z) { return {z.re, z.im}; }
 
 }  // namespace software_device
 

@@ -276,24 +276,6 @@ void gemv(char trans, int m, int n, T alpha, const T* dA, int lda, const T* dx, 
           });
 }
 
-// A_j := A_j + alpha x y_j, y conjugated or not, by columns
-template <bool conjugated, class T>
-void ger(int m, int n, T alpha, const T* dx, int incx, const T* dy, int incy, T* dA, int lda) {
-  forEach(strips(n, m, leastTraffic, 1), [&](int first, int count) {
-    const T* y = piece(dy, incy, n, first, count);
-    if constexpr (conjugated)
-      host::gerc(m, count, alpha, dx, incx, y, incy, at(dA, 0, first, lda), lda);
-    else
-      host::geru(m, count, alpha, dx, incx, y, incy, at(dA, 0, first, lda), lda);
-  });
-}
-
-// A vector operation element by element: routine(first, count)
-template <class Routine>
-void elementwise(int n, const Routine& routine) {
-  forEach(strips(n, 1, leastTraffic, 1), routine);
-}
-
 }  // namespace tiles
 }  // namespace software_device
 

@@ -82,7 +82,6 @@ enum class Entry : int {
   herk,
   syr2k,
   her2k,
-  otherBlas,  // level 1 and the level-2 routines but gemv
   count_
 };
 
