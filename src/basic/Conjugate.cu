@@ -36,8 +36,8 @@ void conjugateVector(int n, T* dX, int incx) {
   if (n == 0) return;
   checkPointer(dX, 2);
   if (!isComplex<T>) return;
-  cudalib::launch<&ConjugateVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), nullptr, n,
-                                                         firstElement(n, dX, incx), incx);
+  cudalib::launch<&ConjugateVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), n, firstElement(n, dX, incx),
+                                                         incx);
 }
 
 template <class T>
@@ -47,8 +47,7 @@ void conjugateMatrix(MatrixView<T> dA) {
   checkPointer(dA.data, 3);
   if (!isComplex<T>) return;
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(cudalib::Map2D(m, n), nullptr, m, n, dA.at(i, j),
-                                                           dA.ld);
+    cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(cudalib::Map2D(m, n), m, n, dA.at(i, j), dA.ld);
   });
 }
 
@@ -61,9 +60,9 @@ void conjugateMatrixLower(MatrixView<T> dA) {
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     const cudalib::Map2D map(m, n);
     if (i == j)
-      cudalib::launch<&ConjugateMatrixLower_k<cudalib::Map2D, T>>(map, nullptr, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&ConjugateMatrixLower_k<cudalib::Map2D, T>>(map, m, n, dA.at(i, j), dA.ld);
     else if (i > j)
-      cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(map, nullptr, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(map, m, n, dA.at(i, j), dA.ld);
   });
 }
 

@@ -51,8 +51,8 @@ void copyVector(int n, const T* dX, int incx, T* dY, int incy) {
   if (n == 0) return;
   checkPointer(dX, 2);
   checkPointer(dY, 4);
-  cudalib::launch<&CopyVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), nullptr, n, firstElement(n, dX, incx),
-                                                    incx, firstElement(n, dY, incy), incy);
+  cudalib::launch<&CopyVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), n, firstElement(n, dX, incx), incx,
+                                                    firstElement(n, dY, incy), incy);
 }
 
 template <class T>
@@ -62,7 +62,7 @@ void copyVectorRealToComplex(int n, const Real<T>* dX, int incx, T* dY, int incy
   checkPointer(dY, 2);
   checkPointer(dX, 4);
   cudalib::launch<&CopyVectorRealToComplex_k<cudalib::Map1D, T>>(
-      cudalib::Map1D(n), nullptr, n, firstElement(n, dY, incy), incy, firstElement(n, dX, incx), incx);
+      cudalib::Map1D(n), n, firstElement(n, dY, incy), incy, firstElement(n, dX, incx), incx);
 }
 
 template <class T>
@@ -72,8 +72,8 @@ void copyMatrix(ConstView<T> dA, MatrixView<T> dB) {
   checkPointer(dA.data, 3);
   checkOperand(dB, dA.rows, dA.cols, 5);
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<&CopyMatrix_k<T>, native::CopyMatrix<T>>(cudalib::Map2D(m, n), nullptr, m, n, dA.at(i, j),
-                                                             dA.ld, dB.at(i, j), dB.ld);
+    cudalib::launch<&CopyMatrix_k<T>, native::CopyMatrix<T>>(cudalib::Map2D(m, n), m, n, dA.at(i, j), dA.ld,
+                                                             dB.at(i, j), dB.ld);
   });
 }
 
@@ -81,21 +81,21 @@ template <class T>
 void copySingle(const T* dX, T* dY) {
   checkPointer(dY, 1);
   checkPointer(dX, 2);
-  cudalib::launch<&CopySingle_k<T>>(cudalib::Map1D(1, 1, 1), nullptr, dY, dX);
+  cudalib::launch<&CopySingle_k<T>>(cudalib::Map1D(1, 1, 1), dY, dX);
 }
 
 template <class T>
 void copyRealToComplex(const Real<T>* dX, T* dY) {
   checkPointer(dY, 1);
   checkPointer(dX, 2);
-  cudalib::launch<&CopyRealToComplex_k<T>>(cudalib::Map1D(1, 1, 1), nullptr, dY, dX);
+  cudalib::launch<&CopyRealToComplex_k<T>>(cudalib::Map1D(1, 1, 1), dY, dX);
 }
 
 template <class T>
 void copyComplexToReal(const T* dX, Real<T>* dY) {
   checkPointer(dY, 1);
   checkPointer(dX, 2);
-  cudalib::launch<&CopyComplexToReal_k<T>>(cudalib::Map1D(1, 1, 1), nullptr, dY, dX);
+  cudalib::launch<&CopyComplexToReal_k<T>>(cudalib::Map1D(1, 1, 1), dY, dX);
 }
 
 template void copyVector(int, const float*, int, float*, int);

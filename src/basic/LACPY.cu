@@ -40,11 +40,11 @@ void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB) {
     if ((triangle == 'L' && i < j) || (triangle == 'U' && i > j)) return;
     const cudalib::Map2D map(m, n);
     if (triangle == 'L' && i == j)
-      cudalib::launch<&LACPY_L_Kernel<T>>(map, nullptr, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
+      cudalib::launch<&LACPY_L_Kernel<T>>(map, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
     else if (triangle == 'U' && i == j)
-      cudalib::launch<&LACPY_U_Kernel<T>>(map, nullptr, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
+      cudalib::launch<&LACPY_U_Kernel<T>>(map, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
     else
-      cudalib::launch<&LACPY_G_Kernel<T>>(map, nullptr, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
+      cudalib::launch<&LACPY_G_Kernel<T>>(map, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
   });
 }
 

@@ -29,7 +29,7 @@ void laset(char uplo, Identity<T> alpha, Identity<T> beta, MatrixView<T> dA) {
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     if ((uplo == 'L' && i < j) || (uplo == 'U' && i > j)) return;
     const bool diagonal = i == j;
-    cudalib::launch<&LASET_k<T>>(cudalib::Map2D(m, n), nullptr, diagonal ? uplo : 'F', m, n, alpha,
+    cudalib::launch<&LASET_k<T>>(cudalib::Map2D(m, n), diagonal ? uplo : 'F', m, n, alpha,
                                  diagonal ? beta : alpha, dA.at(i, j), dA.ld);
   });
 }

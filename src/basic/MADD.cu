@@ -66,8 +66,8 @@ namespace {
 template <auto Kernel, bool transA, bool transB, class T>
 void launchMADD(Real<T> alpha, ConstView<T> dA, Real<T> beta, ConstView<T> dB, MatrixView<T> dC) {
   cudalib::forEachPart(dC.rows, dC.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<Kernel>(cudalib::Map2D(m, n), nullptr, m, n, alpha, transA ? dA.at(j, i) : dA.at(i, j),
-                            dA.ld, beta, transB ? dB.at(j, i) : dB.at(i, j), dB.ld, dC.at(i, j), dC.ld);
+    cudalib::launch<Kernel>(cudalib::Map2D(m, n), m, n, alpha, transA ? dA.at(j, i) : dA.at(i, j), dA.ld,
+                            beta, transB ? dB.at(j, i) : dB.at(i, j), dB.ld, dC.at(i, j), dC.ld);
   });
 }
 

@@ -45,8 +45,8 @@ void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB) {
   checkOperand(dB, dA.rows, dA.cols, 5);
   using Map = cudalib::Map2D;
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<&PrecisionConvert_k<Map, OtherPrecision<T>, T>>(Map(m, n), nullptr, m, n, dA.at(i, j),
-                                                                    dA.ld, dB.at(i, j), dB.ld);
+    cudalib::launch<&PrecisionConvert_k<Map, OtherPrecision<T>, T>>(Map(m, n), m, n, dA.at(i, j), dA.ld,
+                                                                    dB.at(i, j), dB.ld);
   });
 }
 
@@ -60,7 +60,7 @@ void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, Matr
   checkOperand(dB, dA.rows, dA.cols, 5);
   using Map = cudalib::TriangularMap2D;
   cudalib::launch<&PrecisionConvertTriangular_k<Map, OtherPrecision<T>, T>>(
-      Map(dA.rows), nullptr, uplo == 'U', dA.rows, dA.data, dA.ld, dB.data, dB.ld);
+      Map(dA.rows), uplo == 'U', dA.rows, dA.data, dA.ld, dB.data, dB.ld);
 }
 
 template void convertPrecision(ConstView<double>, MatrixView<float>);

@@ -25,11 +25,9 @@ void scaleVector(int n, T* dX, const T* dAlpha, int incx, bool reciprocal) {
   checkPointer(dAlpha, 3);
   const cudalib::Map1D map(n);
   if (reciprocal)
-    cudalib::launch<&Scale_k<cudalib::Map1D, T, true>>(map, nullptr, n, firstElement(n, dX, incx), dAlpha,
-                                                       incx);
+    cudalib::launch<&Scale_k<cudalib::Map1D, T, true>>(map, n, firstElement(n, dX, incx), dAlpha, incx);
   else
-    cudalib::launch<&Scale_k<cudalib::Map1D, T, false>>(map, nullptr, n, firstElement(n, dX, incx), dAlpha,
-                                                        incx);
+    cudalib::launch<&Scale_k<cudalib::Map1D, T, false>>(map, n, firstElement(n, dX, incx), dAlpha, incx);
 }
 
 template void scaleVector(int, float*, const float*, int, bool);

@@ -48,10 +48,10 @@ void launchTriangular(char uplo, char diag, MatrixView<T> dA) {
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     const cudalib::Map2D map(m, n);
     if (i == j)
-      cudalib::launch<&SetTriangularMatrix_k<V, T>>(map, nullptr, upper, diag != 'N', m, n, dA.at(i, j),
-                                                    dA.ld, T(diag == 'U' ? 1 : 0));
+      cudalib::launch<&SetTriangularMatrix_k<V, T>>(map, upper, diag != 'N', m, n, dA.at(i, j), dA.ld,
+                                                    T(diag == 'U' ? 1 : 0));
     else if ((i > j) == upper)
-      cudalib::launch<&SetMatrix_k<cudalib::Map2D, V, T>>(map, nullptr, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&SetMatrix_k<cudalib::Map2D, V, T>>(map, m, n, dA.at(i, j), dA.ld);
   });
 }
 
@@ -64,9 +64,9 @@ void setVector(Fill fill, int n, T* dX, int incx) {
   checkPointer(dX, 2);
   const cudalib::Map1D map(n);
   if (fill == Fill::one)
-    cudalib::launch<&SetVector_k<cudalib::Map1D, 1, T>>(map, nullptr, n, firstElement(n, dX, incx), incx);
+    cudalib::launch<&SetVector_k<cudalib::Map1D, 1, T>>(map, n, firstElement(n, dX, incx), incx);
   else
-    cudalib::launch<&SetVector_k<cudalib::Map1D, 0, T>>(map, nullptr, n, firstElement(n, dX, incx), incx);
+    cudalib::launch<&SetVector_k<cudalib::Map1D, 0, T>>(map, n, firstElement(n, dX, incx), incx);
 }
 
 template <class T>
@@ -77,9 +77,9 @@ void setMatrix(Fill fill, MatrixView<T> dA) {
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     const cudalib::Map2D map(m, n);
     if (fill == Fill::one)
-      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 1, T>>(map, nullptr, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 1, T>>(map, m, n, dA.at(i, j), dA.ld);
     else
-      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 0, T>>(map, nullptr, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 0, T>>(map, m, n, dA.at(i, j), dA.ld);
   });
 }
 
@@ -87,9 +87,9 @@ template <class T>
 void setSingle(Fill fill, T* dP) {
   checkPointer(dP, 1);
   if (fill == Fill::one)
-    cudalib::launch<&SetSingle_k<1, T>>(cudalib::Map1D(1, 1, 1), nullptr, dP);
+    cudalib::launch<&SetSingle_k<1, T>>(cudalib::Map1D(1, 1, 1), dP);
   else
-    cudalib::launch<&SetSingle_k<0, T>>(cudalib::Map1D(1, 1, 1), nullptr, dP);
+    cudalib::launch<&SetSingle_k<0, T>>(cudalib::Map1D(1, 1, 1), dP);
 }
 
 template <class T>

@@ -46,7 +46,7 @@ namespace {
 template <auto Kernel, bool transA, bool transB, class T>
 void launchSubtract(int rows, int cols, ConstView<T> dA, MatrixView<T> dB) {
   cudalib::forEachPart(rows, cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<Kernel>(cudalib::Map2D(m, n), nullptr, m, n, transA ? dA.at(j, i) : dA.at(i, j), dA.ld,
+    cudalib::launch<Kernel>(cudalib::Map2D(m, n), m, n, transA ? dA.at(j, i) : dA.at(i, j), dA.ld,
                             transB ? dB.at(j, i) : dB.at(i, j), dB.ld);
   });
 }

@@ -51,10 +51,10 @@ void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate) {
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     const cudalib::Map2D map(m, n);
     if (conjugate && isComplex<T>)
-      cudalib::launch<&Transpose_k<T, true>, native::Transpose<T, true>>(map, nullptr, dB.at(j, i), dB.ld,
-                                                                         dA.at(i, j), dA.ld, m, n);
+      cudalib::launch<&Transpose_k<T, true>, native::Transpose<T, true>>(map, dB.at(j, i), dB.ld, dA.at(i, j),
+                                                                         dA.ld, m, n);
     else
-      cudalib::launch<&Transpose_k<T, false>, native::Transpose<T, false>>(map, nullptr, dB.at(j, i), dB.ld,
+      cudalib::launch<&Transpose_k<T, false>, native::Transpose<T, false>>(map, dB.at(j, i), dB.ld,
                                                                            dA.at(i, j), dA.ld, m, n);
   });
 }
@@ -67,11 +67,11 @@ void transposeInplace(MatrixView<T> dA, bool conjugate) {
   checkPointer(dA.data, 1);
   const cudalib::Map2D map(dA.rows, dA.cols);
   if (conjugate && isComplex<T>)
-    cudalib::launch<&TransposeInplace_k<T, true>, native::TransposeInplace<T, true>>(map, nullptr, dA.data,
-                                                                                     dA.ld, dA.rows);
+    cudalib::launch<&TransposeInplace_k<T, true>, native::TransposeInplace<T, true>>(map, dA.data, dA.ld,
+                                                                                     dA.rows);
   else
-    cudalib::launch<&TransposeInplace_k<T, false>, native::TransposeInplace<T, false>>(map, nullptr, dA.data,
-                                                                                       dA.ld, dA.rows);
+    cudalib::launch<&TransposeInplace_k<T, false>, native::TransposeInplace<T, false>>(map, dA.data, dA.ld,
+                                                                                       dA.rows);
 }
 
 template void transpose(ConstView<float>, MatrixView<float>, bool);

@@ -80,7 +80,7 @@ void larfg(int n, T* dAlpha, T* dX, int incx, T* dTau) {
   if (n > 1) checkPointer(dX, 3);
   checkSize(incx, 4);
   checkPointer(dTau, 5);
-  cudalib::launch<&LARFG_k<Map, T>, native::MakeReflector<T>>(Map(), nullptr, n, dAlpha, dX, incx, dTau);
+  cudalib::launch<&LARFG_k<Map, T>, native::MakeReflector<T>>(Map(), n, dAlpha, dX, incx, dTau);
 }
 
 template void larfg(int, float*, float*, int, float*);

@@ -74,7 +74,7 @@ namespace {
 template <class Map, char side, char direct, class T>
 void launchLasr(int lines, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA, int lda) {
   using Native = std::conditional_t<side == 'R', native::RotateColumns<T, direct>, native::None>;
-  cudalib::launch<&LASR_k<Map, side, 'V', direct, T>, Native>(Map(lines), nullptr, m, n, dC, dS, dA, lda);
+  cudalib::launch<&LASR_k<Map, side, 'V', direct, T>, Native>(Map(lines), m, n, dC, dS, dA, lda);
 }
 template <class Map, char side, class T>
 void launchLasr(char direct, int lines, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA, int lda) {

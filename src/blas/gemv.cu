@@ -83,8 +83,8 @@ void launchTransposed(T alpha, MatrixView<const T> dA, const T* dX, int incx, T 
   constexpr int bx = GemvBlock<T>::x, by = GemvBlock<T>::y;
   const cudalib::StaticMap2D<bx, by> map(dA.cols, 1);  // BX entries of y a block, made by all its threads
   cudalib::launch<&gemvt_k<T, bx, by, conj>, native::MultiplyTransposed<T, conj>>(
-      map, nullptr, dA.rows, dA.cols, alpha, dA.rows / (bx * by) * (bx * by), dA.data, dA.ld, beta, dX, incx,
-      dY, incy);
+      map, dA.rows, dA.cols, alpha, dA.rows / (bx * by) * (bx * by), dA.data, dA.ld, beta, dX, incx, dY,
+      incy);
 }
 
 // Whether the current device takes a grid with blocks for so many columns.
