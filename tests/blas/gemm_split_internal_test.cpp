@@ -1,6 +1,7 @@
 // The splitting of long products, on small matrices with a small threshold. Integer data, so that every order
 // of the sums gives the same bits.
 
+#include <string>
 #include <vector>
 
 #include "host/blas.h"
@@ -27,96 +28,78 @@ HostMatrix<T> integers(int rows, int cols, int ld, std::uint64_t seed) {
   return a;
 }
 
-// Splits, compares with the product in one piece, and returns the pieces.
+// Splits, and expects so many pieces, the first of which is this one, and the product in one piece.
 template <class T>
-std::vector<Piece> pieces(const GemmSplit& split, char ta, char tb, int m, int n, int k, int lda, int ldb,
-                          T beta) {
+void expectPieces(const GemmSplit& split, char ta, char tb, int m, int n, int k, int lda, int ldb, T beta,
+                  std::size_t count, Piece first) {
+  SCOPED_TRACE(testing::Message() << ta << tb << m << 'x' << n << 'x' << k << ", " << lda << ", " << ldb);
   const HostMatrix<T> a = integers<T>(ta == 'N' ? m : k, ta == 'N' ? k : m, lda, 1);
   const HostMatrix<T> b = integers<T>(tb == 'N' ? k : n, tb == 'N' ? n : k, ldb, 2);
   HostMatrix<T> c = integers<T>(m, n, m + 3, 3);
   if (beta == T(0)) c.fill(quietNaN<T>());
   HostMatrix<T> whole = c;
   const T alpha = makeElement<T>(2, -1);
-  std::vector<Piece> result;
+  std::vector<Piece> pieces;
   const auto leaf = [&](char pa, char pb, T factor, tovi::MatrixView<const T> x, tovi::MatrixView<const T> y,
                         T add, tovi::MatrixView<T> z) {
     const int inner = pa == 'N' ? x.cols : x.rows;
     EXPECT_EQ(inner, pb == 'N' ? y.rows : y.cols);
-    result.push_back({z.rows, z.cols, inner});
+    pieces.push_back({z.rows, z.cols, inner});
     host::gemm(pa, pb, z.rows, z.cols, inner, factor, x.data, x.ld, y.data, y.ld, add, z.data, z.ld);
   };
   tovi::blas::splitGemm<T>(split, ta, tb, alpha, a.view(), b.view(), beta, c.view(), leaf);
   host::gemm(ta, tb, m, n, k, alpha, a.data(), lda, b.data(), ldb, beta, whole.data(), whole.ld());
-  EXPECT_TRUE(c.sameBits(whole)) << ta << tb;
-  return result;
+  EXPECT_TRUE(c.sameBits(whole));
+  EXPECT_EQ(pieces.size(), count);
+  EXPECT_EQ(pieces.front(), first);
 }
-
-constexpr GemmSplit small{512, 4};
-using Pieces = std::vector<Piece>;
 
 template <class T>
 class GemmSplitTest : public ::testing::Test {};
 using Elements = ::testing::Types<float, Complex<double>>;
 TYPED_TEST_SUITE(GemmSplitTest, Elements);
 
-TYPED_TEST(GemmSplitTest, CutsTheInnerDimensionWhereTheLeadingDimensionDivides) {
-  using T = TypeParam;
-  for (const T beta : {T(0), T(1), T(3)}) {
-    for (const char other : {'N', 'T', 'C'}) {
-      const int ld = other == 'N' ? 45 : 7;
-      EXPECT_EQ(pieces<T>(small, 'N', other, 13, 6, 41, 16, ld, beta), (Pieces{{13, 6, 20}, {13, 6, 21}}));
-      EXPECT_EQ(pieces<T>(small, 'N', other, 13, 6, 33, 64, ld, beta), (Pieces{{13, 6, 4},
-                                                                               {13, 6, 4},
-                                                                               {13, 6, 4},
-                                                                               {13, 6, 4},
-                                                                               {13, 6, 4},
-                                                                               {13, 6, 4},
-                                                                               {13, 6, 4},
-                                                                               {13, 6, 5}}));
-      EXPECT_EQ(pieces<T>(small, 'N', other, 13, 6, 31, 16, ld, beta).size(), 1u);  // 16 * 31 < 512
-      EXPECT_EQ(pieces<T>(small, 'N', other, 13, 6, 32, 16, ld, beta).size(), 2u);
-      EXPECT_EQ(pieces<T>(small, 'N', other, 13, 6, 41, 15, ld, beta).size(), 1u);  // 512 mod 15
-    }
-    for (const char tb : {'T', 'C'})  // by B, when nothing before applies
-      EXPECT_EQ(pieces<T>(small, 'T', tb, 13, 6, 41, 41, 16, beta), (Pieces{{13, 6, 20}, {13, 6, 21}}));
-  }
-}
-
-TYPED_TEST(GemmSplitTest, CutsTheResultWhereItsDimensionDivides) {
-  using T = TypeParam;
-  for (const T beta : {T(0), T(1), T(3)}) {
-    for (const char ta : {'N', 'T'}) {
-      const int lda = ta == 'N' ? 5 : 9;
-      EXPECT_EQ(pieces<T>(small, ta, 'N', 5, 64, 8, lda, 9, beta), (Pieces{{5, 32, 8}, {5, 32, 8}}));
-      EXPECT_EQ(pieces<T>(small, ta, 'N', 5, 56, 8, lda, 10, beta).size(), 1u);  // 512 mod 56
-      EXPECT_EQ(pieces<T>(small, ta, 'N', 5, 2, 8, lda, 256, beta).size(), 1u);  // not a multiple of 4
-      EXPECT_EQ(pieces<T>(small, ta, 'N', 5, 4, 8, lda, 128, beta).size(), 2u);  // halves are not
-      EXPECT_EQ(pieces<T>(small, ta, 'N', 5, 64, 6, lda, 7, beta).size(), 1u);   // 7 * 64 < 512
-    }
-    for (const char ta : {'T', 'C'})
-      for (const char tb : {'N', 'T'}) {
-        const int ldb = tb == 'N' ? 9 : 5;
-        EXPECT_EQ(pieces<T>(small, ta, tb, 64, 5, 8, 9, ldb, beta), (Pieces{{32, 5, 8}, {32, 5, 8}}));
-        EXPECT_EQ(pieces<T>(small, ta, tb, 56, 5, 8, 10, ldb, beta).size(), 1u);
-      }
-  }
-}
-
 TYPED_TEST(GemmSplitTest, TheFirstRuleThatAppliesWinsAndHalvesAreCutAgain) {
-  using T = TypeParam;
-  EXPECT_EQ(pieces<T>(small, 'N', 'N', 5, 64, 40, 16, 40, T(2)).size(), 2u * 8u);  // k, then n down to 40 * 8
-  EXPECT_EQ(pieces<T>(small, 'N', 'N', 5, 64, 40, 16, 40, T(2)).front(), (Piece{5, 8, 20}));
-  // With a transposed A, B's columns go before A's, and A's before the inner dimension.
-  EXPECT_EQ(pieces<T>(small, 'T', 'N', 64, 64, 8, 9, 9, T(2)),
-            (Pieces{{32, 32, 8}, {32, 32, 8}, {32, 32, 8}, {32, 32, 8}}));
-  EXPECT_EQ(pieces<T>(small, 'T', 'T', 64, 6, 41, 41, 16, T(0)).front(), (Piece{8, 6, 20}));
-}
-
-TEST(GemmSplit, EndsWhereAHalfWouldBeEmpty) {
-  EXPECT_EQ(pieces<float>(small, 'N', 'N', 5, 6, 1, 512, 6, 0).size(), 1u);
-  EXPECT_EQ(pieces<float>(small, 'N', 'T', 5, 6, 3, 512, 512, 0).size(), 3u);
-  EXPECT_EQ(pieces<float>(GemmSplit{512, 1}, 'T', 'N', 1, 1, 5, 512, 512, 0).size(), 1u);
-  EXPECT_EQ(pieces<float>(small, 'N', 'N', 5, 6, 0, 5, 1, 2).size(), 1u);
+  const struct {
+    const char *ta, *tb;  // any of these
+    int m, n, k, lda, ldb;
+    std::size_t pieces;
+    Piece first;
+  } rows[] = {
+      // The inner dimension, where the leading dimension divides: A's, or B's when nothing before applies.
+      {"N", "N", 13, 6, 41, 16, 45, 2, {13, 6, 20}},
+      {"N", "TC", 13, 6, 33, 64, 7, 8, {13, 6, 4}},
+      {"N", "TC", 13, 6, 31, 16, 7, 1, {13, 6, 31}},  // 16 * 31 < 512
+      {"N", "TC", 13, 6, 32, 16, 7, 2, {13, 6, 16}},
+      {"N", "TC", 13, 6, 41, 15, 7, 1, {13, 6, 41}},  // 512 mod 15
+      {"T", "TC", 13, 6, 41, 41, 16, 2, {13, 6, 20}},
+      // The result, where its dimension divides: columns
+      {"N", "N", 5, 64, 8, 5, 9, 2, {5, 32, 8}},
+      {"TC", "N", 5, 64, 8, 9, 9, 2, {5, 32, 8}},
+      {"T", "N", 5, 56, 8, 9, 10, 1, {5, 56, 8}},  // 512 mod 56
+      {"T", "N", 5, 2, 8, 9, 256, 1, {5, 2, 8}},   // not a multiple of 4
+      {"T", "N", 5, 4, 8, 9, 128, 2, {5, 2, 8}},   // halves are not
+      {"T", "N", 5, 64, 6, 9, 7, 1, {5, 64, 6}},   // 7 * 64 < 512
+      // and rows
+      {"TC", "N", 64, 5, 8, 9, 9, 2, {32, 5, 8}},
+      {"TC", "T", 64, 5, 8, 9, 5, 2, {32, 5, 8}},
+      {"TC", "N", 56, 5, 8, 10, 9, 1, {56, 5, 8}},
+      // k, then n down to 40 * 8; with a transposed A, B's columns before A's, and A's before k
+      {"N", "N", 5, 64, 40, 16, 40, 16, {5, 8, 20}},
+      {"T", "N", 64, 64, 8, 9, 9, 4, {32, 32, 8}},
+      {"T", "T", 64, 6, 41, 41, 16, 16, {8, 6, 20}},
+      // A half would be empty.
+      {"N", "N", 5, 6, 1, 512, 6, 1, {5, 6, 1}},
+      {"N", "T", 5, 6, 3, 512, 512, 3, {5, 6, 1}},
+      {"N", "N", 5, 6, 0, 5, 1, 1, {5, 6, 0}},
+  };
+  for (const auto& row : rows)
+    for (const char ta : std::string(row.ta))
+      for (const char tb : std::string(row.tb))
+        for (const double beta : {0, 1, 3})
+          expectPieces<TypeParam>({512, 4}, ta, tb, row.m, row.n, row.k, row.lda, row.ldb,
+                                  makeElement<TypeParam>(beta, 0), row.pieces, row.first);
+  expectPieces<TypeParam>({512, 1}, 'T', 'N', 1, 1, 5, 512, 512, TypeParam(0), 1, {1, 1, 5});
 }
 
 TEST(GemmSplit, TheLibrarysThresholdOnItsOwn) {

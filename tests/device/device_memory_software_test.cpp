@@ -53,6 +53,13 @@ TEST(DeviceMemory, AccountsForEveryByte) {
   EXPECT_EQ(cudaFree(rest), cudaSuccess);
   EXPECT_EQ(live().deviceBytes, 0u);
   EXPECT_EQ(live().peakDeviceBytes, 10 * mebibyte);
+
+  std::size_t pitch = 0;
+  ASSERT_EQ(cudaMallocPitch(&refused, &pitch, 513, 3), cudaSuccess);
+  EXPECT_EQ(pitch, 1024u);
+  EXPECT_EQ(live().deviceBytes, 3 * 1024u);
+  EXPECT_EQ(cudaFree(refused), cudaSuccess);
+  EXPECT_EQ(cudaMallocPitch(&refused, &pitch, mebibyte, ~std::size_t{0} >> 19), cudaErrorMemoryAllocation);
 }
 
 TEST(DeviceMemory, FreedNeighboursBecomeOneBlock) {
@@ -129,18 +136,6 @@ TEST(DeviceMemory, EmptyAndUnknownPointers) {
   EXPECT_FALSE(software_device::isDevicePointer(p));
 }
 
-TEST(DeviceMemory, PitchIsTheDevices) {
-  configureMemory(mebibyte);
-  char* p = nullptr;
-  std::size_t pitch = 0;
-  ASSERT_EQ(cudaMallocPitch(&p, &pitch, 513, 3), cudaSuccess);
-  EXPECT_EQ(pitch, 1024u);
-  EXPECT_EQ(live().deviceBytes, 3 * 1024u);
-  EXPECT_EQ(cudaFree(p), cudaSuccess);
-  EXPECT_EQ(cudaMallocPitch(&p, &pitch, std::size_t{1} << 20, ~std::size_t{0} >> 19),
-            cudaErrorMemoryAllocation);
-}
-
 // Sizes around the one from which copies are cut into pieces, there and back, with both directions pitched.
 TEST(DeviceMemory, CopiesArriveWhole) {
   configureMemory(64 * mebibyte);
@@ -170,30 +165,33 @@ TEST(DeviceMemory, CopiesArriveWhole) {
 
 TEST(DeviceMemory, CopiesRefuseWhatIsNotTheirs) {
   configureMemory(mebibyte);
-  char* const d = allocate(1000);
-  char* const neighbour = allocate(1000);
-  std::vector<char> h(2000);
-  const auto up = [&](void* to, std::size_t bytes) {
-    return cudaMemcpy(to, h.data(), bytes, cudaMemcpyHostToDevice);
+  char *const d = allocate(1000), *const neighbour = allocate(1000);
+  std::vector<char> host(2000);
+  char* const h = host.data();
+  const auto flat = [](void* to, const void* from, std::size_t bytes) {
+    return cudaMemcpy(to, from, bytes, cudaMemcpyHostToDevice);
   };
-  EXPECT_EQ(up(d, 1000), cudaSuccess);
-  EXPECT_EQ(up(d + 1, 1000), cudaErrorInvalidValue);
-  EXPECT_EQ(up(d, 2000), cudaErrorInvalidValue);  // although the neighbour's memory is there
-  EXPECT_EQ(up(h.data() + 1000, 10), cudaErrorInvalidDevicePointer);
-  EXPECT_EQ(up(nullptr, 10), cudaErrorInvalidValue);
-  EXPECT_EQ(up(nullptr, 0), cudaSuccess);
-  EXPECT_EQ(cudaMemcpy(h.data(), d, 10, cudaMemcpyHostToDevice), cudaErrorInvalidDevicePointer);
-  EXPECT_EQ(cudaMemcpy(d, neighbour, 10, cudaMemcpyHostToDevice),
-            cudaErrorInvalidValue);  // the source is no host memory
-  EXPECT_EQ(cudaMemcpy2D(d, 9, h.data(), 10, 10, 2, cudaMemcpyHostToDevice), cudaErrorInvalidPitchValue);
-  EXPECT_EQ(cudaMemcpy2D(d, 10, h.data(), std::size_t{1} << 31, 10, 2, cudaMemcpyHostToDevice),
-            cudaErrorInvalidPitchValue);
-  EXPECT_EQ(cudaMemcpy2D(d, 500, h.data(), 10, 10, 3, cudaMemcpyHostToDevice), cudaErrorInvalidValue);
-  EXPECT_EQ(cudaMemcpy2D(d, 495, h.data(), 10, 10, 3, cudaMemcpyHostToDevice), cudaSuccess);
-  EXPECT_EQ(cudaMemset(d, 0, 1001), cudaErrorInvalidValue);
-  EXPECT_EQ(cudaFree(d), cudaSuccess);
-  EXPECT_EQ(up(d, 10), cudaErrorInvalidDevicePointer);
-  EXPECT_EQ(cudaFree(neighbour), cudaSuccess);
+  const auto deep = [&](std::size_t dpitch, std::size_t spitch, std::size_t height) {
+    return cudaMemcpy2D(d, dpitch, h, spitch, 10, height, cudaMemcpyHostToDevice);
+  };
+  const std::pair<cudaError_t, cudaError_t> results[] = {
+      {flat(d, h, 1000), cudaSuccess},
+      {flat(d + 1, h, 1000), cudaErrorInvalidValue},
+      {flat(d, h, 2000), cudaErrorInvalidValue},  // although the neighbour's memory is there
+      {flat(h + 1000, h, 10), cudaErrorInvalidDevicePointer},
+      {flat(nullptr, h, 10), cudaErrorInvalidValue},
+      {flat(nullptr, h, 0), cudaSuccess},
+      {flat(h, d, 10), cudaErrorInvalidDevicePointer},
+      {flat(d, neighbour, 10), cudaErrorInvalidValue},  // the source is no host memory
+      {deep(9, 10, 2), cudaErrorInvalidPitchValue},
+      {deep(10, std::size_t{1} << 31, 2), cudaErrorInvalidPitchValue},
+      {deep(500, 10, 3), cudaErrorInvalidValue},
+      {deep(495, 10, 3), cudaSuccess},
+      {cudaMemset(d, 0, 1001), cudaErrorInvalidValue},
+      {cudaFree(d), cudaSuccess},
+      {flat(d, h, 10), cudaErrorInvalidDevicePointer},
+      {cudaFree(neighbour), cudaSuccess}};
+  for (const auto& [result, expected] : results) EXPECT_EQ(result, expected);
 }
 
 TEST(DeviceMemory, PageLockedMemoryIsTheHosts) {

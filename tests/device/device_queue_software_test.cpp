@@ -54,22 +54,15 @@ class DeviceQueue : public testing::Test {
   cudaStream_t stream = nullptr;
 };
 
-TEST_F(DeviceQueue, LazyWorkWaitsForSomebodyWhoWaits) {
+TEST_F(DeviceQueue, StreamSynchronizeWaitsForItsStreamAndWhatCameFirst) {
   software_device::setSchedule(Schedule::lazy);
   add(5, nullptr);
   ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
-  EXPECT_EQ(software_device::pending(), 2u);
+  add(2, nullptr);
+  EXPECT_EQ(software_device::pending(), 3u);
   EXPECT_EQ(*hX, -1);  // what a missing wait would read
   ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
-  EXPECT_EQ(*hX, 5);  // the default stream's work came first
-  EXPECT_EQ(software_device::pending(), 0u);
-}
-
-TEST_F(DeviceQueue, StreamSynchronizeLeavesLaterWorkAlone) {
-  software_device::setSchedule(Schedule::lazy);
-  add(1, stream);
-  add(2, nullptr);
-  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(*hX, 5);
   EXPECT_EQ(software_device::pending(), 1u);
   ASSERT_EQ(cudaStreamSynchronize(nullptr), cudaSuccess);
   EXPECT_EQ(software_device::pending(), 0u);
@@ -78,30 +71,15 @@ TEST_F(DeviceQueue, StreamSynchronizeLeavesLaterWorkAlone) {
 // Everything that has to wait for work before it does, in the lazy schedule where nothing else would.
 TEST_F(DeviceQueue, SynchronousCallsWait) {
   software_device::setSchedule(Schedule::lazy);
+  int x = 0;
+  void* p = nullptr;
   const std::vector<std::function<void()>> waits = {
       [&] { cudaThreadSynchronize(); },
-      [&] {
-        int x;
-        cudaMemcpy(&x, dX, sizeof x, cudaMemcpyDeviceToHost);
-      },
-      [&] {
-        int x;
-        cudaMemcpy2D(&x, 4, dX, 4, 4, 1, cudaMemcpyDeviceToHost);
-      },
-      [&] {
-        int x;
-        cudaMemcpyAsync(&x, dX, sizeof x, cudaMemcpyDeviceToHost, stream);
-      },  // pageable
-      [&] {
-        void* p;
-        cudaMalloc(&p, 1);
-        cudaFree(p);
-      },
-      [&] {
-        void* p;
-        cudaMallocHost(&p, 1);
-        cudaFreeHost(p);
-      },
+      [&] { cudaMemcpy(&x, dX, sizeof x, cudaMemcpyDeviceToHost); },
+      [&] { cudaMemcpy2D(&x, 4, dX, 4, 4, 1, cudaMemcpyDeviceToHost); },
+      [&] { cudaMemcpyAsync(&x, dX, sizeof x, cudaMemcpyDeviceToHost, stream); },  // pageable
+      [&] { cudaMalloc(&p, 1), cudaFree(p); },
+      [&] { cudaMallocHost(&p, 1), cudaFreeHost(p); },
       [&] { cublasShutdown(); },
   };
   int sum = 0;
@@ -112,6 +90,13 @@ TEST_F(DeviceQueue, SynchronousCallsWait) {
     wait();
     EXPECT_EQ(*hX, sum += 3);
   }
+  // A pageable upload is taken at once: its source may change when the call has returned.
+  x = 4;
+  ASSERT_EQ(cudaMemcpyAsync(dX, &x, sizeof x, cudaMemcpyHostToDevice, stream), cudaSuccess);
+  x = 9;
+  ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
+  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(*hX, 4);
 }
 
 TEST_F(DeviceQueue, QueryAnswersNotReadyWithoutAnError) {
@@ -146,19 +131,6 @@ TEST_F(DeviceQueue, WhoOnlyAsksLeavesNobodyAsleep) {
   EXPECT_EQ(cudaStreamQuery(stream), cudaErrorNotReady);
   EXPECT_EQ(waiting.wait_for(std::chrono::seconds(20)), std::future_status::ready);
   while (cudaStreamQuery(stream) == cudaErrorNotReady) std::this_thread::yield();
-}
-
-TEST_F(DeviceQueue, StreamsRunInOrderOfIssueAgainstTheDefaultStream) {
-  for (int round = 0; round < 200; ++round) {
-    ASSERT_EQ(cudaMemset(dX, 0, sizeof(int)), cudaSuccess);
-    add(1, stream);
-    device::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, dX, 10);
-    add(2, stream);
-    device::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, dX, 10);
-    ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
-    ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
-    ASSERT_EQ(*hX, 120);
-  }
 }
 
 // With the BLAS the device's threads end; work that comes later has new ones.
@@ -264,16 +236,6 @@ TEST_F(DeviceQueue, WorkComputesInOneModeWhateverTheCallersIs) {
   EXPECT_EQ(cudaFree(results), cudaSuccess);
 }
 
-TEST_F(DeviceQueue, PageableUploadsAreTakenAtOnce) {
-  software_device::setSchedule(Schedule::lazy);
-  int x = 4;
-  ASSERT_EQ(cudaMemcpyAsync(dX, &x, sizeof x, cudaMemcpyHostToDevice, stream), cudaSuccess);
-  x = 9;  // allowed: the call has returned
-  ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
-  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
-  EXPECT_EQ(*hX, 4);
-}
-
 // The device's threads are ended before the process is, whatever is still queued.
 TEST(DeviceQueueDeathTest, AProcessMayEndWithWorkQueued) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
@@ -289,42 +251,38 @@ TEST(DeviceQueueDeathTest, AProcessMayEndWithWorkQueued) {
         testing::ExitedWithCode(0), "");
 }
 
-// Many threads, each with a stream and memory of its own, and much queued.
-void hammer(int threads, int rounds) {
-  std::vector<std::thread> crew;
-  std::vector<int> results(static_cast<std::size_t>(threads), 0);
-  for (int t = 0; t < threads; ++t)
-    crew.emplace_back([t, rounds, &results] {
-      for (int round = 0; round < rounds; ++round) {
-        cudaStream_t stream = nullptr;
-        int *d = nullptr, *h = nullptr;
-        if (cudaStreamCreate(&stream) != cudaSuccess || cudaMalloc(&d, 4) != cudaSuccess ||
-            cudaMallocHost(&h, 4) != cudaSuccess)
-          return;
-        *h = t;
-        cudaMemcpyAsync(d, h, 4, cudaMemcpyHostToDevice, stream);
-        for (int i = 0; i < 200; ++i) device::launch<&add_k>(dim3(1), dim3(1), 0, stream, d, 1);
-        cudaMemcpyAsync(h, d, 4, cudaMemcpyDeviceToHost, stream);
-        if (round % 2 == 0)
-          cudaStreamSynchronize(stream);
-        else
-          while (cudaStreamQuery(stream) == cudaErrorNotReady) std::this_thread::yield();
-        results[static_cast<std::size_t>(t)] += *h == t + 200;
-        cudaFreeHost(h);
-        cudaFree(d);
-        cudaStreamDestroy(stream);
-      }
-    });
-  for (std::thread& thread : crew) thread.join();
-  for (const int good : results) EXPECT_EQ(good, rounds);
-  EXPECT_EQ(software_device::live().allocations, 0u);
-  EXPECT_EQ(software_device::live().streams, 0u);
-}
-
-TEST(DeviceQueueThreads, ManyThreadsShareTheDeviceEagerly) { hammer(6, 20); }
-TEST(DeviceQueueThreads, ManyThreadsShareTheDeviceLazily) {
-  software_device::setSchedule(Schedule::lazy);
-  hammer(6, 20);
+// Many threads, each with a stream and memory of its own, and much queued: work of a stream in the order of
+// its issue, also against the default stream.
+TEST(DeviceQueueThreads, ManyThreadsShareTheDevice) {
+  for (const Schedule schedule : {Schedule::eager, Schedule::lazy}) {
+    software_device::setSchedule(schedule);
+    std::vector<std::thread> crew;
+    for (int t = 0; t < 6; ++t)
+      crew.emplace_back([t] {
+        for (int round = 0; round < 20; ++round) {
+          cudaStream_t stream = nullptr;
+          int *d = nullptr, *h = nullptr;
+          ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+          ASSERT_EQ(cudaMalloc(&d, 4), cudaSuccess);
+          ASSERT_EQ(cudaMallocHost(&h, 4), cudaSuccess);
+          *h = t;
+          cudaMemcpyAsync(d, h, 4, cudaMemcpyHostToDevice, stream);
+          for (int i = 0; i < 200; ++i) device::launch<&add_k>(dim3(1), dim3(1), 0, stream, d, 1);
+          device::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, d, 10);
+          device::launch<&add_k>(dim3(1), dim3(1), 0, stream, d, 1);
+          cudaMemcpyAsync(h, d, 4, cudaMemcpyDeviceToHost, stream);
+          if (round % 2 == 0)
+            cudaStreamSynchronize(stream);
+          else
+            while (cudaStreamQuery(stream) == cudaErrorNotReady) std::this_thread::yield();
+          EXPECT_EQ(*h, (t + 200) * 10 + 1);
+          cudaFreeHost(h), cudaFree(d), cudaStreamDestroy(stream);
+        }
+      });
+    for (std::thread& thread : crew) thread.join();
+    EXPECT_EQ(software_device::live().allocations, 0u);
+    EXPECT_EQ(software_device::live().streams, 0u);
+  }
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ struct Decomposition {
             b.uplo, b.n(), dD.data(), dE.data(), {dVt.data(), vt.rows(), vt.cols(), vt.ld()},
             {dU.data(), u.rows(), u.cols(), u.ld()}, {dC.data(), c.rows(), c.cols(), c.ld()});
       } catch (const tovi::InfoException& failure) {
-        EXPECT_EQ(failure.status(), 8);
+        EXPECT_EQ(failure.status(), tovi::Outcome::dataError);
         EXPECT_GT(failure.info(), 0);
         info = failure.info();
       }

@@ -1,6 +1,7 @@
 // Which calls of the device BLAS a routine makes: where families begin to work by blocks, how the blocks are
-// cut on either generation of devices, and where products are split.
+// cut on either generation of devices, and where products are split; and the kernel of gemv.
 
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -56,108 +57,72 @@ class Zeros {
 
 constexpr Memory device = Memory::device;
 
+// How symm begins, on a matrix of this order.
 template <class T>
-std::string symmCalls(char side, char uplo, int m, int n) {
+std::string symmCalls(char side, char uplo, int m, int n, std::size_t length = std::string::npos) {
   const int order = side == 'L' ? m : n;
   const Zeros<T> a(order, order), b(m, n), c(m, n);
-  return callsOf(
-      [&] { return symm(device, side, uplo, m, n, T(1), a.data(), order, b.data(), m, T(2), c.data(), m); });
+  return callsOf([&] {
+           return symm(device, side, uplo, m, n, T(1), a.data(), order, b.data(), m, T(2), c.data(), m);
+         })
+      .substr(0, length);
 }
 
 TEST(BlasDispatch, SymmByBlocks) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
   // NB = 192: 1024 = 576 + 448; 576 = 384 + 192, 384 = 192 + 192, 448 = 192 + 256, 256 = 192 + 64
-  const std::string lower = symmCalls<float>('L', 'L', 1024, 5);
-  EXPECT_EQ(lower,
+  EXPECT_EQ(symmCalls<float>('L', 'L', 1024, 5),
             "symm LL 192 5; gemm NN 192 5 192; gemm TN 192 5 192; symm LL 192 5; "
             "gemm NN 192 5 384; gemm TN 384 5 192; symm LL 192 5; "
             "gemm NN 448 5 576; gemm TN 576 5 448; "
             "symm LL 192 5; gemm NN 256 5 192; gemm TN 192 5 256; "
             "symm LL 192 5; gemm NN 64 5 192; gemm TN 192 5 64; symm LL 64 5; ");
-  EXPECT_EQ(symmCalls<float>('L', 'U', 1024, 5).substr(0, 52),
-            "symm LU 192 5; gemm NN 192 5 192; gemm TN 192 5 192;");
-  const std::string right = symmCalls<Complex<float>>('R', 'L', 5, 1024);
-  EXPECT_EQ(right.substr(0, 52), "hemm RL 5 192; gemm NN 5 192 192; gemm NC 5 192 192;");
-  EXPECT_EQ(symmCalls<float>('L', 'L', 1023, 1023), "symm LL 1023 1023; ");
+  EXPECT_EQ(symmCalls<Complex<float>>('R', 'L', 5, 1024, 52),
+            "hemm RL 5 192; gemm NN 5 192 192; gemm NC 5 192 192;");
   EXPECT_EQ(symmCalls<double>('R', 'U', 1024, 5), "symm RU 1024 5; ");  // order 5: nothing to cut
-  EXPECT_NE(symmCalls<Complex<double>>('R', 'U', 3, 1024), "hemm RU 3 1024; ");
 }
 
 TEST(BlasDispatch, BlockUnitsOfTheFirstGeneration) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
-  EXPECT_EQ(symmCalls<float>('L', 'L', 1024, 1).substr(0, 33), "symm LL 128 1; gemm NN 128 1 128;");
-  EXPECT_EQ(symmCalls<double>('L', 'L', 1024, 1).substr(0, 33), "symm LL 192 1; gemm NN 192 1 192;");
-  EXPECT_EQ(symmCalls<Complex<float>>('L', 'L', 1024, 1).substr(0, 33), "hemm LL 128 1; gemm NN 128 1 128;");
-  EXPECT_EQ(symmCalls<Complex<double>>('L', 'L', 1024, 1).substr(0, 33), "hemm LL 192 1; gemm NN 192 1 192;");
+  EXPECT_EQ(symmCalls<float>('L', 'L', 1024, 1, 33), "symm LL 128 1; gemm NN 128 1 128;");
+  EXPECT_EQ(symmCalls<double>('L', 'L', 1024, 1, 33), "symm LL 192 1; gemm NN 192 1 192;");
+  EXPECT_EQ(symmCalls<Complex<float>>('L', 'L', 1024, 1, 33), "hemm LL 128 1; gemm NN 128 1 128;");
+  EXPECT_EQ(symmCalls<Complex<double>>('L', 'L', 1024, 1, 33), "hemm LL 192 1; gemm NN 192 1 192;");
 }
 
 TEST(BlasDispatch, WhereBlocksBegin) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
   using C = Complex<float>;
-  const int most = 1024;
-  const Zeros<C> a(most, most), b(most, most), c(most, most);
-  const auto isOneCall = [&](auto work) {
-    const std::string calls = callsOf(work);
+  const int ld = 1024;
+  const Zeros<C> dA(ld, ld), dB(ld, ld), dC(ld, ld);
+  C *const a = dA.data(), *const b = dB.data(), *const c = dC.data();
+  const C one(1), none(0);
+  using Routine = std::function<toviStatus(int, int)>;
+  const Routine
+      solve = [&](int m, int n) { return trsm(device, 'L', 'L', 'N', 'U', m, n, one, a, ld, b, ld); },
+      left = [&](int m, int n) { return trmm(device, 'L', 'L', 'N', 'U', m, n, one, a, ld, b, ld); },
+      right = [&](int m, int n) { return trmm(device, 'R', 'L', 'N', 'U', m, n, one, a, ld, b, ld); },
+      hemms = [&](int m, int n) { return hemm(device, 'L', 'L', m, n, one, a, ld, b, ld, none, c, ld); },
+      syrks = [&](int n, int k) { return syrk(device, 'L', 'N', n, k, one, a, ld, none, c, ld); },
+      herks = [&](int n, int k) { return herk(device, 'L', 'C', n, k, 1.0f, a, ld, 0.0f, c, ld); },
+      her2ks = [&](int n, int k) { return her2k(device, 'L', 'N', n, k, one, a, ld, b, ld, 0.0f, c, ld); };
+  const struct {
+    const Routine& routine;
+    int m, n;
+    bool byBlocks;
+  } rows[] = {{solve, 511, 512, false},   {solve, 512, 511, false},  {solve, 512, 512, true},
+              {left, 1023, 1, false},     {left, 1024, 1, true},     {left, 300, 1024, true},
+              {right, 1, 1023, false},    {right, 1, 1024, true},    {hemms, 1024, 1, false},
+              {hemms, 1023, 1024, false}, {hemms, 1024, 1024, true}, {syrks, 1023, 1024, false},
+              {syrks, 1024, 1023, false}, {syrks, 1024, 1024, true}, {herks, 1023, 1024, false},
+              {herks, 3, 1024, false},    {herks, 1024, 1024, true}, {her2ks, 1024, 1023, false},
+              {her2ks, 1024, 1024, true}};
+  for (const auto& row : rows) {
+    const std::string calls = callsOf([&] { return row.routine(row.m, row.n); });
     EXPECT_NE(calls, "");
-    return calls.find(';') == calls.size() - 2;
-  };
-  const auto trsmIsOneCall = [&](int m, int n) {
-    return isOneCall(
-        [&] { return trsm(device, 'L', 'L', 'N', 'U', m, n, C(1), a.data(), most, b.data(), most); });
-  };
-  EXPECT_TRUE(trsmIsOneCall(511, 512));
-  EXPECT_TRUE(trsmIsOneCall(512, 511));
-  EXPECT_FALSE(trsmIsOneCall(512, 512));
-  const auto trmmIsOneCall = [&](char side, int m, int n) {
-    return isOneCall(
-        [&] { return trmm(device, side, 'L', 'N', 'U', m, n, C(1), a.data(), most, b.data(), most); });
-  };
-  EXPECT_TRUE(trmmIsOneCall('L', 1023, 1));
-  EXPECT_FALSE(trmmIsOneCall('L', 1024, 1));
-  EXPECT_FALSE(trmmIsOneCall('R', 1, 1024));
-  EXPECT_FALSE(trmmIsOneCall('L', 300, 1024));  // either dimension
-  const auto hemmIsOneCall = [&](int m, int n) {
-    return isOneCall([&] {
-      return hemm(device, 'L', 'L', m, n, C(1), a.data(), most, b.data(), most, C(0), c.data(), most);
-    });
-  };
-  EXPECT_TRUE(hemmIsOneCall(1024, 1));
-  EXPECT_TRUE(hemmIsOneCall(1023, 1024));
-  EXPECT_FALSE(hemmIsOneCall(1024, 1024));
-  const auto updatesAreOneCall = [&](char trans, int n, int k) {
-    const bool syrkIs = isOneCall([&] {
-      return syrk(device, 'L', trans == 'C' ? 'T' : trans, n, k, C(1), a.data(), most, C(0), c.data(), most);
-    });
-    const bool herkIs =
-        isOneCall([&] { return herk(device, 'L', trans, n, k, 1.0f, a.data(), most, 0.0f, c.data(), most); });
-    const bool her2kIs = isOneCall([&] {
-      return her2k(device, 'L', trans, n, k, C(1), a.data(), most, b.data(), most, 0.0f, c.data(), most);
-    });
-    EXPECT_TRUE(syrkIs == herkIs && herkIs == her2kIs);
-    return herkIs;
-  };
-  EXPECT_TRUE(updatesAreOneCall('N', 1024, 1));
-  EXPECT_TRUE(updatesAreOneCall('C', 3, 1024));
-  EXPECT_TRUE(updatesAreOneCall('N', 1023, 1024));
-  EXPECT_TRUE(updatesAreOneCall('C', 1024, 1023));
-  EXPECT_FALSE(updatesAreOneCall('C', 1024, 1024));
-}
-
-// The Hermitian update has no transposed form: CUBLAS says so, at every size, and nothing is written.
-TEST(BlasDispatch, ComplexSyr2kTransposedIsLeftToCublas) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  using C = Complex<float>;
-  for (const int n : {3, 1024}) {
-    const HostMatrix<C> a = HostMatrix<C>::random(n, n, 0, 1);
-    HostMatrix<C> c = a;
-    EXPECT_EQ(syr2k(Memory::host, 'L', 'T', n, n, C(1), a.data(), n, a.data(), n, C(1), c.data(), n),
-              toviBlasError);
-    EXPECT_EQ(toviGetErrorInfo(), 7);
-    EXPECT_TRUE(c.sameBits(a));
+    EXPECT_EQ(calls.find(';') + 2 < calls.size(), row.byBlocks) << &row - rows << ": " << calls;
   }
 }
-
-constexpr const char* tooLong = "needs half a gibibyte in one piece";
 
 // lda k = 134,217,216: the shortest A of this height that is split. Only its first row takes part.
 std::string longProduct(int k) {
@@ -168,14 +133,13 @@ std::string longProduct(int k) {
 }
 
 TEST(BlasDispatch, LongProductsAreSplitOnNewerDevices) {
-  if (sizeof(void*) < 8) GTEST_SKIP() << tooLong;
+  if (sizeof(void*) < 8) GTEST_SKIP() << "needs half a gibibyte in one piece";
   ASSERT_EQ(pretend(2, 0), toviNoError);
   EXPECT_EQ(longProduct(3591), "gemm NN 1 1 1795; gemm NN 1 1 1796; ");
   EXPECT_EQ(longProduct(3590), "gemm NN 1 1 3590; ");
 }
-
 TEST(BlasDispatch, LongProductsAreOneCallOnTheFirstGeneration) {
-  if (sizeof(void*) < 8) GTEST_SKIP() << tooLong;
+  if (sizeof(void*) < 8) GTEST_SKIP() << "needs half a gibibyte in one piece";
   ASSERT_EQ(pretend(1, 3), toviNoError);
   EXPECT_EQ(longProduct(3591), "gemm NN 1 1 3591; ");
 }
@@ -202,6 +166,46 @@ TYPED_TEST(BlasFirstGenerationTest, GivesTheSameResults) {
   }
   checkBlas<T>("syrk", Memory::host, "LN", {1025, 1024}, nonTrivial, 0);
   checkBlas<T>("syr2k", Memory::host, "UN", {1025, 1024}, nonTrivial, 2);
+}
+
+// --- The transposed matrix-vector product: its kernel, which otherwise gives way to the native body
+
+template <class T>
+class GemvTest : public LibraryTest {};
+using AllElements = ::testing::Types<float, double, Complex<float>, Complex<double>>;
+TYPED_TEST_SUITE(GemvTest, AllElements);
+
+// The tests of the exported routine with the kernel.
+TYPED_TEST(GemvTest, TheKernelItself) {
+  using T = TypeParam;
+  const auto native = software_device::nativeLaunches();
+  checkGemvWithoutFactor<T>(Memory::device);
+  checkGemvNaN<T>(Memory::device);
+  EXPECT_GT(software_device::nativeLaunches(), native);
+  software_device::useNativeBodies(false);
+  checkGemvBlocks<T>();
+  checkGemvNaN<T>(Memory::host);
+  checkGemvWithoutFactor<T>(Memory::device);
+}
+
+// More columns than the blocks of one grid produce: two launches, one for each half.
+TEST(GemvColumns, BeyondOneGrid) {
+  ASSERT_EQ(pretend(2, 0), toviNoError);
+  const int most = 65535 * 16;
+  for (const int n : {most, most + 3})
+    for (const int incy : {1, -1}) {
+      HostMatrix<double> a(1, n), y(n, 1);
+      for (int j = 0; j < n; ++j) a(0, j) = j;
+      const double two = 2;
+      const DeviceArray<double> dA(a), dX(&two, 1), dY(y);
+      const auto launches = software_device::calls(Entry::launch);
+      ASSERT_EQ(gemv(device, 'T', 1, n, 1.0, dA.data(), 1, dX.data(), 1, 0.0, dY.data(), incy), toviNoError);
+      EXPECT_EQ(software_device::calls(Entry::launch) - launches, n == most ? 1u : 2u);
+      dY.download(y);
+      int wrong = 0;
+      for (int j = 0; j < n; ++j) wrong += y(incy < 0 ? n - 1 - j : j, 0) != 2.0 * j;
+      EXPECT_EQ(wrong, 0) << n << ' ' << incy;
+    }
 }
 
 }  // namespace
