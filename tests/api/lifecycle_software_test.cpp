@@ -66,18 +66,6 @@ TEST(LifecycleMachines, VersionsAreChecked) {
   }
 }
 
-TEST(LifecycleMachines, NoDevice) {
-  configure(Machine{});
-  int count = -1;
-  EXPECT_EQ(toviGetDeviceCount(&count), toviNoError);
-  EXPECT_EQ(count, 0);
-  expectInitialize(toviNoHardware, 0);
-  EXPECT_EQ(toviSelectDevice(0), toviArgumentError);
-  char text[16];
-  EXPECT_EQ(toviGetDeviceInfo(0, text, sizeof text), toviArgumentError);
-  EXPECT_EQ(toviGetErrorInfo(), -1);
-}
-
 TEST(LifecycleMachines, APreferredDeviceGoesFirst) {
   Machine machine;
   machine.devices = {profile("GeForce GTX 480", 256 * MiB), profile("Tesla C1060", 64 * MiB, 1, 3),
@@ -85,19 +73,6 @@ TEST(LifecycleMachines, APreferredDeviceGoesFirst) {
   configure(machine);
   expectInitialize(toviNoError, 0);
   EXPECT_EQ(executingDevice(), 2);
-}
-
-TEST(LifecycleMachines, ASelectedDeviceStays) {
-  Machine machine;
-  machine.devices = {profile("GeForce GTX 480", 64 * MiB), profile("Tesla C2050", 128 * MiB)};
-  configure(machine);
-  ASSERT_EQ(toviSelectDevice(0), toviNoError);
-  software_device::startRecording();
-  expectInitialize(toviNoError, 0);
-  // Also where the runtime would let the device be changed: no other one is asked for.
-  for (const software_device::Call& call : software_device::stopRecording())
-    EXPECT_TRUE(call.entry != Entry::setDevice || call.arguments[0] == 0);
-  EXPECT_EQ(executingDevice(), 0);
 }
 
 Machine twoDevices(bool oneDevicePerProcess) {
@@ -141,27 +116,6 @@ TEST(LifecycleMachines, TheLatestSelectionBeforeInitializationCounts) {
     expectInitialize(toviNoError, 0);
     EXPECT_EQ(executingDevice(), 1);
     toviShutdown();
-  }
-}
-
-TEST(LifecycleMachines, MemoryTexts) {
-  const struct {
-    std::size_t memory;
-    const char* text;
-  } rows[] = {{0, "A (0  B)"},
-              {1023, "A (1023  B)"},
-              {1024, "A (1 KB)"},
-              {1535, "A (1 KB)"},
-              {64 * MiB, "A (64 MB)"},
-              {1024 * MiB - 1, "A (1024 MB)"},
-              {std::size_t(4294705152U), "A (4 GB)"}};
-  Machine machine;
-  for (const auto& row : rows) machine.devices.push_back(profile("A", row.memory));
-  configure(machine);
-  for (int device = 0; device < static_cast<int>(machine.devices.size()); ++device) {
-    char text[32];
-    EXPECT_EQ(toviGetDeviceInfo(device, text, sizeof text), toviNoError);
-    EXPECT_STREQ(text, rows[device].text);
   }
 }
 
@@ -254,22 +208,6 @@ TEST(LifecycleMachines, ManagementRoutinesFailCleanly) {
   expectEveryFailureReported([&] { return toviSelectDevice(0); });
   expectEveryFailureReported([&] { return toviGetErrorInfoString(toviNoError, 0, text, sizeof text); });
   expectEveryFailureReported(toviInitialize);
-}
-
-TEST(LifecycleMachines, AFailedInitializationLeavesTheThreadRegistered) {
-  Machine machine = software_device::defaultMachine();
-  machine.driverVersion = 3000;
-  configure(machine);
-  EXPECT_EQ(toviInitialize(), toviInsufficientRuntime);
-  configure(software_device::defaultMachine());
-  std::thread([] {
-    EXPECT_EQ(toviInitialize(), toviNoError);
-    toviShutdown();
-  }).join();
-  EXPECT_EQ(executingDevice(), 0) << "this thread still is registered";
-  toviShutdown();
-  int device = -1;
-  EXPECT_EQ(toviGetExecutingDevice(&device), toviNotInitialized);
 }
 
 TEST(LifecycleMachines, CublasLivesFromFirstToLastThread) {

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <functional>
 #include <future>
-#include <set>
 #include <thread>
 #include <vector>
 
@@ -117,26 +116,6 @@ TEST(BufferCache, PaddedMatricesAreLaidOutAnew) {
   EXPECT_EQ(software_device::live().allocations, 1u);
 }
 
-template <class... Handles>
-std::size_t allocationsOfOneEach() {
-  for (int round = 0; round < 2; ++round) (static_cast<void>(Handles(3, 2)), ...);
-  return software_device::live().allocations + software_device::live().pageLockedBlocks;
-}
-
-TEST(BufferCache, KeepsTwelveKindsApart) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  EXPECT_EQ((allocationsOfOneEach<Padded<float>, Padded<double>, Padded<Complex<float>>,
-                                  Padded<Complex<double>>, Padded<int>, Linear<float>, Linear<double>,
-                                  Linear<Complex<float>>, Linear<Complex<double>>, Linear<int>,
-                                  PageLocked<float>, PageLocked<Complex<float>>>()),
-            12u);
-  const Linear<double> held(3, 2);
-  toviFreeBuffers();
-  EXPECT_EQ(software_device::live().allocations, 1u) << "a buffer in use stays";
-  EXPECT_EQ(software_device::live().pageLockedBlocks, 0u);
-  EXPECT_NE(addressOf<Linear<double>>(3, 1), held.get());
-}
-
 TEST(BufferCache, MemoryThatRunsShortEmptiesItOnce) {
   ASSERT_EQ(pretendMemory(32 * mebibyte), toviNoError);
   const std::size_t megabytes = mebibyte / sizeof(float);
@@ -239,30 +218,6 @@ TEST(BufferCacheOfRoutines, PeaksStayNearTheOperands) {
       EXPECT_LT(static_cast<double>(software_device::live().peakPageLockedBytes), row.pageLocked);
       EXPECT_EQ(liveBesideBuffers().allocations, 0u);
     }
-}
-
-// Where the next user of a page-locked buffer would meet a copy that is still under way.
-TEST(BufferCacheOfRoutines, StreamsAreAtRestWhenTheirBuffersAreGivenBack) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  std::vector<Call> calls = hostCalls(210, 230);
-  software_device::startRecording();
-  expectSuccess(calls);
-  std::size_t copies = 0, streams = 0;
-  std::set<std::size_t> busy;
-  for (const software_device::Call& call : software_device::stopRecording()) {
-    if (call.entry == Entry::memcpyAsync || call.entry == Entry::memcpy2DAsync) {
-      ++copies;
-      busy.insert(call.stream);
-    } else if (call.entry == Entry::streamSynchronize) {
-      busy.erase(call.stream);
-    } else if (call.entry == Entry::streamDestroy) {
-      ++streams;
-      EXPECT_EQ(busy.count(call.stream), 0u) << "stream " << streams;
-    }
-  }
-  EXPECT_GT(streams, 6u);
-  EXPECT_GT(copies, 2 * streams);
-  EXPECT_EQ(busy.count(0), 0u) << "copies belong on a stream of their own";
 }
 
 // A hook runs in the middle of a call, which keeps what it is using.

@@ -68,30 +68,6 @@ class DeviceBlas : public testing::Test {
 using Elements = testing::Types<float, double, Complex<float>, Complex<double>>;
 TYPED_TEST_SUITE(DeviceBlas, Elements);
 
-TYPED_TEST(DeviceBlas, MatrixVector) {
-  using T = TypeParam;
-  using W = Wide<T>;
-  const std::pair<int, int> shapes[] = {{5, 3}, {700, 400}, {3, 70000}, {70000, 3}};
-  for (const auto& [m, n] : shapes)
-    for (const char trans : std::string("NTC"))
-      for (const int incx : {1, -2})
-        for (const int incy : {1, -3}) {
-          SCOPED_TRACE(testing::Message() << trans << m << " x " << n << ", " << incx << ", " << incy);
-          const auto a = HostMatrix<T>::random(m, n, 3, 4);
-          const DeviceArray<T> dA(a);
-          const Vector<T> x(trans == 'N' ? n : m, incx, 5), y(trans == 'N' ? m : n, incy, 6);
-          choose<T>(cublasSgemv, cublasDgemv, cublasCgemv, cublasZgemv)(
-              trans, m, n, vendor(this->alpha), vendor(dA.data()), a.ld(), x.data(), incx, vendor(this->beta),
-              y.data(), incy);
-          const HostMatrix<W> wideA = widen(a), wideX = widen(x.elements);
-          HostMatrix<W> expected(1, y.elements.cols());
-          host::gemv(trans, m, n, widen(this->alpha), wideA.data(), wideA.ld(), wideX.data(),
-                     incx < 0 ? -1 : 1, W(0), expected.data(), 1);
-          y.expectOnDevice(x.elements.cols(),
-                           [&](int i) { return expected(0, i) + widen(this->beta) * widen(y[i]); });
-        }
-}
-
 TYPED_TEST(DeviceBlas, RankOneUpdate) {
   using T = TypeParam;
   const std::pair<int, int> shapes[] = {{5, 3}, {700, 400}};
@@ -312,45 +288,6 @@ TEST(BlasProfiles, DoublePrecisionNeedsCapability13) {
   }
 }
 
-TEST_F(Status, AnotherMachineKnowsNothingOfInit) {
-  ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
-  software_device::configure(software_device::defaultMachine());
-  cublasSscal(0, 1.f, nullptr, 1);
-  EXPECT_EQ(cublasGetError(), CUBLAS_STATUS_NOT_INITIALIZED);
-  software_device::Machine empty;
-  software_device::configure(empty);
-  EXPECT_EQ(cublasInit(), CUBLAS_STATUS_NOT_INITIALIZED);
-}
-
-TEST_F(Status, CallsAreCountedRecordedAndFail) {
-  using software_device::Entry;
-  ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
-  software_device::resetCounts();
-  software_device::startRecording();
-  gemm('t', 3, 4, 2);
-  cublasStrsm('R', 'U', 'N', 'U', 2, 3, 1.f, a(), 8, a(), 8);
-  const auto calls = software_device::stopRecording();
-  EXPECT_EQ(software_device::calls(Entry::gemm), 1u);
-  ASSERT_EQ(calls.size(), 2u);
-  EXPECT_EQ(calls[0].entry, Entry::gemm);
-  EXPECT_EQ(calls[0].arguments, (std::array<long long, 8>{'t', 'N', 3, 4, 2, 8, 8, 8}));
-  EXPECT_EQ(calls[1].arguments, (std::array<long long, 8>{'R', 'U', 'N', 'U', 2, 3, 0, 0}));
-  dA.upload(std::vector<float>(64, 1.f).data());
-
-  software_device::failCall(Entry::gemm, 2, CUBLAS_STATUS_INTERNAL_ERROR);
-  cublasSgemm('N', 'N', 0, 0, 0, 1.f, nullptr, 1, nullptr, 1, 0.f, nullptr, 1);
-  EXPECT_EQ(cublasGetError(), CUBLAS_STATUS_SUCCESS);
-  gemm();
-  EXPECT_TRUE(untouched());
-  EXPECT_EQ(cublasGetError(), CUBLAS_STATUS_INTERNAL_ERROR);
-  gemm();
-  EXPECT_EQ(cublasGetError(), CUBLAS_STATUS_SUCCESS);
-  EXPECT_FALSE(untouched());
-
-  software_device::failCall(Entry::cublasInit, 1, CUBLAS_STATUS_ALLOC_FAILED);
-  EXPECT_EQ(cublasInit(), CUBLAS_STATUS_ALLOC_FAILED);
-}
-
 // Calls come back before they have run; what returns a value waits.
 TEST_F(Status, CallsAreQueued) {
   ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
@@ -359,22 +296,6 @@ TEST_F(Status, CallsAreQueued) {
   EXPECT_EQ(software_device::pending(), 1u);
   EXPECT_EQ(cublasSasum(64, a(), 1), 192.f);
   EXPECT_EQ(software_device::pending(), 0u);
-}
-
-TEST_F(Status, BlockingCopies) {
-  ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
-  void* d = nullptr;
-  ASSERT_EQ(cublasAlloc(12, sizeof(float), &d), CUBLAS_STATUS_SUCCESS);
-  const float source[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
-  EXPECT_EQ(cublasSetMatrix(2, 3, sizeof(float), source, 4, d, 3), CUBLAS_STATUS_SUCCESS);
-  float back[6] = {};
-  EXPECT_EQ(cublasGetMatrix(2, 3, sizeof(float), d, 3, back, 2), CUBLAS_STATUS_SUCCESS);
-  EXPECT_EQ(std::vector<float>(back, back + 6), (std::vector<float>{1, 2, 5, 6, 9, 10}));
-  EXPECT_EQ(cublasSetVector(3, sizeof(float), source, 2, d, 4), CUBLAS_STATUS_SUCCESS);
-  EXPECT_EQ(cublasGetVector(3, sizeof(float), d, 4, back, 1), CUBLAS_STATUS_SUCCESS);
-  EXPECT_EQ(std::vector<float>(back, back + 3), (std::vector<float>{1, 3, 5}));
-  EXPECT_EQ(cublasSetMatrix(2, 3, sizeof(float), source, 1, d, 3), CUBLAS_STATUS_INVALID_VALUE);
-  EXPECT_EQ(cublasFree(d), CUBLAS_STATUS_SUCCESS);
 }
 
 // The host's own BLAS and LAPACK may not be given device memory, which a GPU would not let them read.

@@ -81,20 +81,6 @@ TEST(DeviceLaunch, LimitsFollowTheCapability) {
   }
 }
 
-struct Weights {
-  short w[5];
-};
-__global__ void weigh_k(int* p, Weights weights) { p[threadIdx.x] = weights.w[threadIdx.x]; }
-
-TEST(DeviceLaunch, ArgumentsAreTakenAtTheLaunch) {
-  software_device::setSchedule(software_device::Schedule::lazy);
-  Numbers p(5);
-  Weights weights = {{5, 4, 3, 2, 1}};
-  device::launch<&weigh_k>(dim3(1), dim3(5), 0, nullptr, p.data(), weights);
-  weights = Weights{};
-  EXPECT_EQ(p.read(), (std::vector<int>{5, 4, 3, 2, 1}));
-}
-
 // One sum a block, by halving. Without working barriers a thread adds what its neighbour has not written yet.
 template <unsigned size>
 __global__ void sum_k(const int* in, int* out) {

@@ -42,33 +42,6 @@ Machine twoDevices() {
 
 __global__ void nothing_k() {}
 
-TEST(DeviceMachine, ReportsTheProfiles) {
-  software_device::configure(twoDevices());
-  int value = 0;
-  EXPECT_EQ(cudaGetDeviceCount(&value), cudaSuccess);
-  EXPECT_EQ(value, 2);
-  EXPECT_EQ(cudaRuntimeGetVersion(&value), cudaSuccess);
-  EXPECT_EQ(value, 3020);
-  EXPECT_EQ(cudaDriverGetVersion(&value), cudaSuccess);
-  EXPECT_EQ(value, 4000);
-  device::DeviceProperties p = {};
-  ASSERT_EQ(device::getDeviceProperties(&p, 0), cudaSuccess);
-  EXPECT_STREQ(p.name, "First");
-  EXPECT_EQ(p.major * 10 + p.minor, 11);
-  EXPECT_EQ(p.totalGlobalMem, 1000000u);
-  EXPECT_EQ(p.overlapsCopies, 0);
-  EXPECT_EQ(p.maxThreadsPerBlock, 512);
-  EXPECT_EQ(p.maxGridSize[2], 1);
-  ASSERT_EQ(device::getDeviceProperties(&p, 1), cudaSuccess);
-  EXPECT_EQ(std::strlen(p.name), 255u);
-  EXPECT_EQ(p.clockRateKHz, 1150000);
-  EXPECT_EQ(p.multiProcessorCount, 14);
-  EXPECT_EQ(p.canMapHostMemory, 0);
-  EXPECT_EQ(p.maxThreadsPerBlock, 1024);
-  EXPECT_EQ(cudaGetDeviceProperties(&p, 2), cudaErrorInvalidDevice);
-  EXPECT_EQ(cudaGetDeviceProperties(&p, -1), cudaErrorInvalidDevice);
-}
-
 TEST(DeviceMachine, WithoutDeviceNothingWorks) {
   software_device::configure(Machine());
   int value = -1;
@@ -235,13 +208,6 @@ TEST(DeviceMachine, ErrorsStickToTheirThreadUntilRead) {
   EXPECT_EQ(cudaSetDevice(-1), cudaErrorInvalidDevice);
   software_device::configure(twoDevices());
   EXPECT_EQ(cudaPeekAtLastError(), cudaSuccess);
-}
-
-TEST(DeviceMachine, ErrorTexts) {
-  EXPECT_STREQ(cudaGetErrorString(cudaErrorMemoryAllocation), "out of memory");
-  EXPECT_STREQ(cudaGetErrorString(device::errorSetOnActiveProcess),
-               "cannot set while device is active in this process");
-  EXPECT_STREQ(cudaGetErrorString(static_cast<cudaError_t>(12345)), "unknown error");
 }
 
 TEST(DeviceMachine, FaultsStrikeTheCallThatWasNamed) {

@@ -62,16 +62,6 @@ TEST(DeviceMemory, AccountsForEveryByte) {
   EXPECT_EQ(cudaMallocPitch(&refused, &pitch, mebibyte, ~std::size_t{0} >> 19), cudaErrorMemoryAllocation);
 }
 
-TEST(DeviceMemory, FreedNeighboursBecomeOneBlock) {
-  configureMemory(64 * mebibyte);
-  char* p[4];
-  for (char*& block : p) block = allocate(16 * mebibyte);
-  for (const int i : {1, 3, 2, 0}) EXPECT_EQ(cudaFree(p[i]), cudaSuccess);
-  char* const whole = allocate(64 * mebibyte);
-  EXPECT_EQ(whole, p[0]);  // the same memory, in one piece
-  EXPECT_EQ(cudaFree(whole), cudaSuccess);
-}
-
 // The device's own records are host memory. A free never needs any.
 TEST(DeviceMemory, HostMemoryThatRunsShortLosesNothing) {
   using testing_support::FailingAllocation;

@@ -99,30 +99,6 @@ void checkProducts(int nq, int k, int other) {
   }
 }
 
-// One block of all reflectors, whose T comes from the host. The triangle of T that nobody needs is NaN.
-template <class T>
-void checkBlock(Kind kind, int nq, int k, int other) {
-  const Factored<T> q(kind, nq, k);
-  HostMatrix<T> t(k, k, 4);
-  t.fill(quietNaN<T>());
-  host::larft(kind == Kind::rq ? 'B' : 'F', kind == Kind::qr ? 'C' : 'R', nq, k, q.a.data(), q.a.ld(),
-              q.tau.data(), t.data(), t.ld());
-  const OnDevice<T> dV(q.a), dT(t);
-  for (const char side : {'L', 'R'})
-    for (const char trans : {'N', 'C'}) {
-      SCOPED_TRACE(name(kind) + " " + side + trans + " order " + std::to_string(nq) + ", k " +
-                   std::to_string(k));
-      const HostMatrix<T> c = operand(q, side, other);
-      const OnDevice<T> dC(c);
-      tovi::lapack::larfb<T>(kind, side, trans, dV.view, dT.view.data, t.ld(), dC.view);
-      const HostMatrix<T> result = dC.downloaded(c);
-      EXPECT_TRUE(result.paddingIntact());
-      // The block is Q itself for columns, its adjoint for rows.
-      const char transOfQ = (trans == 'N') == (kind == Kind::qr) ? 'N' : 'C';
-      CHECK_RATIO(differenceRatio(result, expectedProduct(q, side, transOfQ, c), nq), qrBound);
-    }
-}
-
 }  // namespace testing_support
 
 #endif

@@ -1,6 +1,5 @@
 // Products with Q against the host LAPACK, with reflectors from the host LAPACK. Q itself: SvdTest.
 
-#include "ground/outcomes.h"
 #include "tests/qr/reflector_checks.h"
 
 namespace testing_support {
@@ -41,24 +40,6 @@ TYPED_TEST(ReflectorsTest, OnlyTheLeadingReflectorsCount) {
   }
 }
 
-TYPED_TEST(ReflectorsTest, EmptyProductsTouchNothing) {
-  const Factored<TypeParam> q(Kind::qr, 10, 4);
-  const OnDevice<TypeParam> dA(q.a);
-  const DeviceArray<TypeParam> dTau(q.tau.data(), q.tau.size());
-  const HostMatrix<TypeParam> c = HostMatrix<TypeParam>::random(10, 3, 1, 1);
-  const OnDevice<TypeParam> dC(c);
-  tovi::lapack::applyReflectors(Kind::qr, 'L', 'N', 0, dA.view, dTau.data(), dC.view);
-  tovi::lapack::applyReflectors<TypeParam>(Kind::qr, 'L', 'N', 4, dA.view, dTau.data(), {nullptr, 10, 0, 10});
-  tovi::lapack::larfb<TypeParam>(Kind::qr, 'L', 'N', dA.view.columns(0, 0), nullptr, 1, dC.view);
-  EXPECT_TRUE(dC.downloaded(c).sameBits(c));
-}
-
-TYPED_TEST(ReflectorsTest, OneBlockIsTheProductOfItsReflectors) {
-  for (const int k : {1, 20, 130})
-    for (const int more : {0, 1, 50})
-      for (const Kind kind : {Kind::qr, Kind::lq, Kind::rq}) checkBlock<TypeParam>(kind, k + more, k, 23);
-}
-
 // H = I for reflectors whose scalar factor is zero.
 TYPED_TEST(ReflectorsTest, ZeroFactorsAreIdentities) {
   constexpr int width = nb<TypeParam>;
@@ -68,11 +49,6 @@ TYPED_TEST(ReflectorsTest, ZeroFactorsAreIdentities) {
     checkProduct(q, 'L', 'C', 5);
     checkProduct(q, 'R', 'N', 5);
   }
-}
-
-TYPED_TEST(ReflectorsTest, NoGenerationFromRQ) {
-  const OnDevice<TypeParam> dA(HostMatrix<TypeParam>(2, 2));
-  EXPECT_THROW(tovi::lapack::generateQ(Kind::rq, 1, dA.view, dA.view.data), tovi::FeatNotImplException);
 }
 
 }  // namespace

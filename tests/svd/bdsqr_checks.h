@@ -144,29 +144,6 @@ void checkDecomposition(const Bidiagonal& b) {
   expectValues(alone.result.d, b);
 }
 
-// VT := P^H VT0 and C := Q^H C0 of any width, with Q from U: U S VT = B VT0, U C = C0.
-template <class T>
-void checkWidths(const Bidiagonal& b, int ncvt, int ncc) {
-  SCOPED_TRACE(std::string(1, b.uplo) + " order " + std::to_string(b.n()) + ", " + std::to_string(ncvt) +
-               " columns of VT, " + std::to_string(ncc) + " of C");
-  using W = Wide<T>;
-  const HostMatrix<T> vt = HostMatrix<T>::random(b.n(), ncvt, 1, 5),
-                      c = HostMatrix<T>::random(b.n(), ncc, 2, 6);
-  const Decomposition<T> found(b, vt, identity<T>(b.n(), 1), c);
-  EXPECT_EQ(found.info, 0);
-  expectValues(found.result.d, b);
-  HostMatrix<W> us = widen(found.u);
-  for (int j = 0; j < b.n(); ++j)
-    for (int i = 0; i < b.n(); ++i)
-      us(i, j) *= W(static_cast<double>(found.result.d[static_cast<std::size_t>(j)]));
-  const HostMatrix<W> a = dense<W>(b), bvt = product(a, widen(vt));
-  const double unit = b.n() * epsilon<T>();
-  CHECK_RATIO(scaled(norm1(minus(product(us, widen(found.vt)), bvt)), norm1(a) * norm1(vt) * unit),
-              bdsqrBound);
-  CHECK_RATIO(scaled(norm1(minus(product(widen(found.u), widen(found.c)), widen(c))), norm1(c) * unit),
-              bdsqrBound);
-}
-
 }  // namespace testing_support
 
 #endif

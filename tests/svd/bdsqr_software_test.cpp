@@ -56,32 +56,5 @@ TYPED_TEST(BdsqrSoftwareTest, ASweepIsOneCopyAndOneLaunchForEachMatrix) {
   }
 }
 
-TYPED_TEST(BdsqrSoftwareTest, ValuesAloneNeedNoDeviceMemory) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  const Bidiagonal b = randomBidiagonal('L', 200);
-  const DeviceArray<float> dD(b.d.data(), b.d.size()), dE(b.e.data(), b.e.size());
-  software_device::resetCounts();
-  tovi::lapack::bdsqr<TypeParam>('L', 200, dD.data(), dE.data(), {}, {});
-  for (const Entry entry : {Entry::malloc, Entry::mallocHost, Entry::launch, Entry::streamCreate})
-    EXPECT_EQ(software_device::calls(entry), 0u);
-  EXPECT_EQ(software_device::calls(Entry::memcpy), 4u);
-}
-
-// Not even a lack of convergence hides a device that failed.
-TEST(BdsqrSoftwareLimit, ADeviceErrorComesFirst) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  tovi::lapack::limitBdsqrRotations(20);
-  const Bidiagonal b = randomBidiagonal('U', 12);
-  const HostMatrix<float> square = identity<float>(12);
-  const DeviceArray<float> dD(b.d.data(), b.d.size()), dE(b.e.data(), b.e.size());
-  const DeviceArray<float> dU(square);
-  software_device::failCall(Entry::launch, 2, cudaErrorUnknown);
-  EXPECT_THROW(tovi::lapack::bdsqr<float>('U', 12, dD.data(), dE.data(), {}, {dU.data(), 12, 12, 12}),
-               cudalib::CudaRuntimeException);
-  software_device::clearFaults();
-  EXPECT_THROW(tovi::lapack::bdsqr<float>('U', 12, dD.data(), dE.data(), {}, {dU.data(), 12, 12, 12}),
-               tovi::InfoException);
-}
-
 }  // namespace
 }  // namespace testing_support
