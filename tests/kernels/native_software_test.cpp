@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "device/software/testing/software_device.h"
@@ -20,6 +21,7 @@ namespace {
 
 using testing_support::DeviceArray;
 using testing_support::HostMatrix;
+using testing_support::OnDevice;
 using testing_support::quietNaN;
 using testing_support::Random;
 using tovi::Complex;
@@ -68,44 +70,30 @@ TYPED_TEST_SUITE(NativeBodies, Elements);
 // Around the tiles' edges (8 to 32 elements), and around the blocks' (64 to 256)
 const int sizes[] = {2, 7, 8, 31, 33, 64, 129, 255, 257, 300};
 
-TYPED_TEST(NativeBodies, MatrixCopy) {
+TYPED_TEST(NativeBodies, CopiesAndTransposes) {
   using T = TypeParam;
-  for (const int m : sizes)
-    for (const int n : {1, 40, 1100})
-      for (const int padding : {0, 3}) {
-        SCOPED_TRACE(testing::Message() << m << " x " << n << " + " << padding);
-        const HostMatrix<T> a = this->random(m, n, 5 * padding);
-        const DeviceArray<T> dA(a);
-        expectSameBits(HostMatrix<T>(m, n, padding), [&](T* dB) {
-          tovi::basic::copyMatrix<T>({dA.data(), m, n, a.ld()}, {dB, m, n, m + padding});
-        });
-      }
-}
-
-TYPED_TEST(NativeBodies, Transpose) {
-  using T = TypeParam;
-  for (const int m : sizes)
-    for (const int n : sizes)
-      for (const bool conjugate : {false, true}) {
-        SCOPED_TRACE(testing::Message() << m << " x " << n << (conjugate ? ", conjugate" : ""));
-        const HostMatrix<T> a = this->random(m, n, n % 3);
-        const DeviceArray<T> dA(a);
-        HostMatrix<T> b(n, m, m % 2);
-        b.fill(testing_support::makeElement<T>(7, 7));
-        expectSameBits(b, [&](T* dB) {
-          tovi::basic::transpose<T>({dA.data(), m, n, a.ld()}, {dB, n, m, b.ld()}, conjugate);
-        });
-      }
-}
-
-TYPED_TEST(NativeBodies, TransposeInplace) {
-  using T = TypeParam;
-  for (const int n : sizes)
-    for (const bool conjugate : {false, true}) {
-      SCOPED_TRACE(testing::Message() << n << (conjugate ? ", conjugate" : ""));
-      const HostMatrix<T> a = this->random(n, n, n % 3);
-      expectSameBits(a, [&](T* dA) { tovi::basic::transposeInplace<T>({dA, n, n, a.ld()}, conjugate); });
+  for (const int m : sizes) {
+    for (const int n : {1, 40, 1100}) {
+      SCOPED_TRACE(testing::Message() << m << " x " << n);
+      const HostMatrix<T> a = this->random(m, n, 5 * (n % 3));
+      const OnDevice<T> dA(a);
+      expectSameBits(HostMatrix<T>(m, n, m % 2), [&](T* dB) {
+        tovi::basic::copyMatrix<T>(dA.view, {dB, m, n, m + m % 2});
+      });
     }
+    for (const bool conjugate : {false, true}) {
+      for (const int n : sizes) {
+        SCOPED_TRACE(testing::Message() << m << " x " << n << (conjugate ? ", conjugate" : ""));
+        const OnDevice<T> dA(this->random(m, n, n % 3));
+        expectSameBits(HostMatrix<T>::random(n, m, m % 2, 7), [&](T* dB) {
+          tovi::basic::transpose<T>(dA.view, {dB, n, m, n + m % 2}, conjugate);
+        });
+      }
+      expectSameBits(this->random(m, m, m % 3), [&](T* dA) {
+        tovi::basic::transposeInplace<T>({dA, m, m, m + m % 3}, conjugate);
+      });
+    }
+  }
 }
 
 TYPED_TEST(NativeBodies, Interchanges) {
@@ -128,6 +116,17 @@ TYPED_TEST(NativeBodies, Interchanges) {
     expectSameBits(columns, [&](T* dA) {
       tovi::basic::laswpCol(c.across, dA, columns.ld(), c.k1, c.k2, pivots.data(), 1);
     });
+  }
+}
+
+// Sixteen interchanges a launch.
+TEST(Interchanges, TravelInBatches) {
+  const DeviceArray<float> memory(64 * 600);
+  const std::vector<int> pivots(64, 64);
+  for (const auto& [last, expected] : {std::pair{16, 1u}, {17, 2u}, {32, 2u}, {33, 3u}}) {
+    const auto before = software_device::calls(software_device::Entry::launch);
+    tovi::basic::laswp(600, memory.data(), 64, 1, last, pivots.data(), 1);
+    EXPECT_EQ(software_device::calls(software_device::Entry::launch) - before, expected) << last;
   }
 }
 

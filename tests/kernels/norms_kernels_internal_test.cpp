@@ -110,16 +110,7 @@ TYPED_TEST(Norms, NaNAndInfinity) {
   square(299, 1) = quietNaN<T>();
   EXPECT_TRUE(std::isnan(hermitianNormOf('1', 'L', square)));
   EXPECT_EQ(hermitianNormOf('1', 'U', square), 0);
-}
-
-TYPED_TEST(Norms, OfZeroAndEmptyMatrices) {
-  using T = TypeParam;
-  for (const char norm : {'M', 'O', 'I', 'F'}) {
-    EXPECT_EQ(normOf(norm, HostMatrix<T>(40, 50)), 0);
-    EXPECT_EQ((tovi::basic::lange<T>(norm, {nullptr, 0, 5, 1})), 0);
-    EXPECT_EQ((tovi::basic::lange<T>(norm, {nullptr, 5, 0, 5})), 0);
-  }
-  EXPECT_EQ((tovi::basic::lanhe<T>('O', 'U', {nullptr, 0, 0, 1})), 0);
+  for (const char norm : {'M', 'O', 'I', 'F'}) EXPECT_EQ(normOf(norm, HostMatrix<T>(40, 50)), 0);
 }
 
 }  // namespace
