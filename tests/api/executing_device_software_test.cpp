@@ -125,6 +125,10 @@ TEST(ExecutingDevice, IsTheOneThatTheProgramWorksWith) {
     ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
     void* memory = nullptr;
     ASSERT_EQ(cudaMalloc(&memory, 1), cudaSuccess);
+    if (onePerProcess) {
+      EXPECT_EQ(toviSelectDevice(0), toviRuntimeError);
+      EXPECT_EQ(toviGetErrorInfo(), device::errorSetOnActiveProcess);
+    }
     ASSERT_EQ(toviInitialize(), toviNoError);
     EXPECT_EQ(executingDevice(), 1);
     EXPECT_EQ(currentDevice(), 1);

@@ -82,22 +82,6 @@ Machine twoDevices(bool oneDevicePerProcess) {
   return machine;
 }
 
-TEST(LifecycleMachines, ADeviceInUseStays) {
-  for (const bool onePerProcess : {true, false}) {
-    configure(twoDevices(onePerProcess));
-    void* memory = nullptr;
-    ASSERT_EQ(cudaMalloc(&memory, 256), cudaSuccess);  // device 0 becomes active in the process
-    if (onePerProcess) {
-      EXPECT_EQ(toviSelectDevice(1), toviRuntimeError);
-      EXPECT_EQ(toviGetErrorInfo(), device::errorSetOnActiveProcess);
-    }
-    expectInitialize(toviNoError, 0);
-    EXPECT_EQ(executingDevice(), 0);
-    EXPECT_EQ(cudaFree(memory), cudaSuccess);
-    toviShutdown();
-  }
-}
-
 TEST(LifecycleMachines, TheLatestSelectionBeforeInitializationCounts) {
   for (const bool onePerProcess : {true, false}) {
     configure(twoDevices(onePerProcess));
@@ -116,6 +100,24 @@ TEST(LifecycleMachines, TheLatestSelectionBeforeInitializationCounts) {
     expectInitialize(toviNoError, 0);
     EXPECT_EQ(executingDevice(), 1);
     toviShutdown();
+  }
+}
+
+TEST(LifecycleMachines, MemoryTexts) {
+  const std::pair<std::size_t, const char*> rows[] = {{0, "A (0  B)"},
+                                                      {1023, "A (1023  B)"},
+                                                      {1024, "A (1 KB)"},
+                                                      {1535, "A (1 KB)"},
+                                                      {64 * MiB, "A (64 MB)"},
+                                                      {1024 * MiB - 1, "A (1024 MB)"},
+                                                      {std::size_t(4294705152U), "A (4 GB)"}};
+  Machine machine;
+  for (const auto& row : rows) machine.devices.push_back(profile("A", row.first));
+  configure(machine);
+  for (int device = 0; device < static_cast<int>(machine.devices.size()); ++device) {
+    char text[32];
+    EXPECT_EQ(toviGetDeviceInfo(device, text, sizeof text), toviNoError);
+    EXPECT_STREQ(text, rows[device].second);
   }
 }
 

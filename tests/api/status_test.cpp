@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "device/runtime.h"
 
@@ -48,21 +49,18 @@ TEST(Status, ErrorInfoTexts) {
   EXPECT_EQ(describe(8, INT_MIN),
             "Data error at pos 2147483648 (see the TOVI Reference Manual for more information)");
 
-  const struct {
-    int status;
-    const char* text;
-  } cublas[] = {{0, "call cudaGetErrorInfo() to determine this error with specificity"},
-                {1, "not initialized"},
-                {2, "unknown"},
-                {3, "allocation failure"},
-                {-7, "Invalid argument value"},
-                {8, "architecture mismatch"},
-                {11, "mapping error"},
-                {13, "execution failed"},
-                {14, "internal error"},
-                {15, "unknown"}};
-  for (const auto& row : cublas) EXPECT_EQ(describe(9, row.status), std::string("CUBLAS error: ") + row.text);
-
+  const std::pair<int, const char*> cublas[] = {
+      {0, "call cudaGetErrorInfo() to determine this error with specificity"},
+      {1, "not initialized"},
+      {2, "unknown"},
+      {3, "allocation failure"},
+      {-7, "Invalid argument value"},
+      {8, "architecture mismatch"},
+      {11, "mapping error"},
+      {13, "execution failed"},
+      {14, "internal error"}};
+  for (const auto& row : cublas)
+    EXPECT_EQ(describe(9, row.first), std::string("CUBLAS error: ") + row.second);
   for (const int error : {0, 2, 17, -17})
     EXPECT_EQ(describe(10, error),
               std::string("CUDA Error: ") +

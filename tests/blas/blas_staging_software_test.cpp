@@ -2,6 +2,7 @@
 // dimensions beyond the reach of a two-dimensional copy.
 
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 #include "device/software/src/sanitizer.h"
@@ -14,32 +15,21 @@ namespace {
 
 using software_device::Entry;
 
-struct Copies {
-  int linearUp = 0, linearDown = 0, rectangularUp = 0, rectangularDown = 0, allocations = 0;
-};
-bool operator==(const Copies& a, const Copies& b) {
-  return a.linearUp == b.linearUp && a.linearDown == b.linearDown && a.rectangularUp == b.rectangularUp &&
-         a.rectangularDown == b.rectangularDown && a.allocations == b.allocations;
-}
-std::ostream& operator<<(std::ostream& out, const Copies& c) {
-  return out << "linear " << c.linearUp << " up " << c.linearDown << " down, rectangular " << c.rectangularUp
-             << " up " << c.rectangularDown << " down, allocations " << c.allocations;
-}
-
+// What work copies up and down: "linear 3 1, rectangular 0 0, allocations 3".
 template <class Work>
-Copies copiesOf(Work work) {
+std::string copiesOf(Work work) {
   software_device::startRecording();
   work();
-  Copies copies;
+  int linear[2] = {}, rectangular[2] = {}, allocations = 0;
   for (const software_device::Call& call : software_device::stopRecording()) {
-    if (call.entry == Entry::memcpy)
-      ++(call.arguments[1] == cudaMemcpyHostToDevice ? copies.linearUp : copies.linearDown);
-    if (call.entry == Entry::memcpy2D)
-      ++(call.arguments[4] == cudaMemcpyHostToDevice ? copies.rectangularUp : copies.rectangularDown);
-    if (call.entry == Entry::malloc) ++copies.allocations;
+    if (call.entry == Entry::memcpy) ++linear[call.arguments[1] == cudaMemcpyDeviceToHost];
+    if (call.entry == Entry::memcpy2D) ++rectangular[call.arguments[4] == cudaMemcpyDeviceToHost];
+    if (call.entry == Entry::malloc) ++allocations;
   }
   EXPECT_EQ(liveBesideBuffers().allocations, 0u);
-  return copies;
+  return "linear " + std::to_string(linear[0]) + ' ' + std::to_string(linear[1]) + ", rectangular " +
+         std::to_string(rectangular[0]) + ' ' + std::to_string(rectangular[1]) + ", allocations " +
+         std::to_string(allocations);
 }
 
 TEST(BlasStaging, CopiesNoMoreThanIsNeeded) {
@@ -52,20 +42,17 @@ TEST(BlasStaging, CopiesNoMoreThanIsNeeded) {
       EXPECT_EQ(gemm(Memory::host, 'N', 'N', m, n, k, 1.0f, a, ld, a, ld, beta, a, ld), toviNoError);
     });
   };
-  EXPECT_EQ(product(96, 96, 96, 96, 1), (Copies{3, 1, 0, 0, 3}));
-  EXPECT_EQ(product(96, 96, 96, 96, 0), (Copies{2, 1, 0, 0, 3}));  // C is not uploaded
-  EXPECT_EQ(product(96, 96, 96, 100, 0), (Copies{0, 0, 2, 1, 3}));
-  EXPECT_EQ(product(95, 5, 7, 95, 1), (Copies{0, 0, 3, 1, 3}));
-  EXPECT_EQ(product(96, 96, 0, 96, 1), (Copies{1, 1, 0, 0, 1}));
-  EXPECT_EQ(product(0, 96, 96, 96, 1), (Copies{}));
-  EXPECT_EQ(product(96, 0, 96, 96, 0), (Copies{}));
-  EXPECT_EQ(copiesOf([&] { trsm(Memory::host, 'R', 'L', 'N', 'N', 0, 9, 1.0f, a, 9, a, 9); }), (Copies{}));
-  EXPECT_EQ(copiesOf([&] { symm(Memory::host, 'L', 'L', 9, 0, 1.0f, a, 9, a, 9, 0.0f, a, 9); }), (Copies{}));
-  EXPECT_EQ(copiesOf([&] { gemv(Memory::host, 'N', 0, 9, 1.0f, a, 1, a, 1, 0.0f, a, 1); }), (Copies{}));
-  EXPECT_EQ(copiesOf([&] { gemv(Memory::host, 'T', 0, 9, 1.0f, a, 1, a, 1, 0.0f, a, 1); }), (Copies{}));
+  EXPECT_EQ(product(96, 96, 96, 96, 1), "linear 3 1, rectangular 0 0, allocations 3");
+  EXPECT_EQ(product(96, 96, 96, 96, 0), "linear 2 1, rectangular 0 0, allocations 3");  // C is not uploaded
+  EXPECT_EQ(product(96, 96, 96, 100, 0), "linear 0 0, rectangular 2 1, allocations 3");
+  EXPECT_EQ(product(95, 5, 7, 95, 1), "linear 0 0, rectangular 3 1, allocations 3");
+  EXPECT_EQ(product(96, 96, 0, 96, 1), "linear 1 1, rectangular 0 0, allocations 1");
+  EXPECT_EQ(product(0, 96, 96, 96, 1), "linear 0 0, rectangular 0 0, allocations 0");
+  EXPECT_EQ(copiesOf([&] { gemv(Memory::host, 'N', 0, 9, 1.0f, a, 1, a, 1, 0.0f, a, 1); }),
+            "linear 0 0, rectangular 0 0, allocations 0");
   // The triangle that syrk does not write must come back as it was, so C travels even with beta = 0.
   EXPECT_EQ(copiesOf([&] { syrk(Memory::host, 'L', 'N', 96, 96, 1.0f, a, 96, 0.0f, a, 96); }),
-            (Copies{2, 1, 0, 0, 2}));
+            "linear 2 1, rectangular 0 0, allocations 2");
 }
 
 // A leading dimension may be anything above the number of rows.

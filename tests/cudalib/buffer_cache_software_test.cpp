@@ -12,8 +12,8 @@
 #include "cudalib/stream.h"
 #include "device/software/testing/software_device.h"
 #include "ground/hooks.h"
-#include "tests/support/calls.h"
 #include "tests/lu/lu_checks.h"
+#include "tests/support/calls.h"
 #include "tests/support/machines.h"
 
 namespace testing_support {
@@ -113,32 +113,6 @@ TEST(BufferCache, PaddedMatricesAreLaidOutAnew) {
   EXPECT_EQ(software_device::calls(Entry::malloc), 1u);
   Padded<float>(1, 61);  // 96 * 61
   EXPECT_EQ(software_device::calls(Entry::malloc), 2u);
-  EXPECT_EQ(software_device::live().allocations, 1u);
-}
-
-TEST(BufferCache, MemoryThatRunsShortEmptiesItOnce) {
-  ASSERT_EQ(pretendMemory(32 * mebibyte), toviNoError);
-  const std::size_t megabytes = mebibyte / sizeof(float);
-  const Linear<int> held(megabytes, 4);
-  Padded<float>(96, 5 * megabytes / 96);
-  PageLocked<float>(10, 10);
-  Linear<float>(megabytes, 4);
-  software_device::resetCounts();
-  {
-    const Linear<double> memory(megabytes, 13);
-    EXPECT_NE(memory.get(), nullptr);
-    EXPECT_EQ(software_device::calls(Entry::malloc), 2u);
-    EXPECT_EQ(software_device::calls(Entry::freeHost), 1u) << "of all kinds";
-    EXPECT_EQ(software_device::live().allocations, 2u);
-    EXPECT_EQ(cudaPeekAtLastError(), cudaSuccess);
-
-    EXPECT_THROW(Padded<float>(96, mebibyte), cudalib::CudaMemoryException);
-    EXPECT_EQ(software_device::calls(Entry::malloc), 3u) << "nothing was left to be freed";
-    EXPECT_EQ(cudaGetLastError(), cudaErrorMemoryAllocation);
-  }
-  EXPECT_THROW(Padded<float>(96, mebibyte), cudalib::CudaMemoryException);
-  EXPECT_EQ(software_device::calls(Entry::malloc), 5u);
-  EXPECT_EQ(cudaGetLastError(), cudaErrorMemoryAllocation);
   EXPECT_EQ(software_device::live().allocations, 1u);
 }
 

@@ -1,11 +1,14 @@
-// The choice among devices, padding on devices of every level, and launch geometry.
+// The choice among devices, copies of two dimensions, padding on devices of every level, and launch geometry.
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <vector>
 
+#include "cudalib/copy2d.h"
 #include "cudalib/device_table.h"
 #include "cudalib/launch.h"
 #include "cudalib/managed_memory.h"
@@ -109,6 +112,31 @@ TEST(Padding, FollowsTheDevice) {
   ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
   EXPECT_EQ(paddedRows<float>(1000), 1056U);
   EXPECT_EQ(paddedRows<double>(1), 48U);
+}
+
+// Dense runs travel in one linear copy; rows too far apart for a two-dimensional one each by itself, until
+// one fails. Most of the host range is never touched.
+TEST(Copy2D, TakesTheCheapestCall) {
+  using software_device::Entry;
+  const testing_support::DeviceArray<char> memory(40);
+  const std::size_t far = std::size_t{0x7FFFFFFF} + 5;
+  const std::unique_ptr<char, decltype(&std::free)> host(
+      static_cast<char*>(sizeof(void*) < 8 ? nullptr : std::calloc(2 * far + 40, 1)), std::free);
+  if (host == nullptr) GTEST_SKIP() << "needs more than 4 GiB of addresses";
+  const auto copy = [&](std::size_t dpitch, std::size_t spitch, std::size_t width, std::size_t height) {
+    software_device::resetCounts();
+    return cudalib::copy2D(memory.data(), dpitch, host.get(), spitch, width, height, cudaMemcpyHostToDevice,
+                           false, nullptr);
+  };
+  EXPECT_EQ(copy(8, 8, 8, 5), cudaSuccess);
+  EXPECT_EQ(software_device::calls(Entry::memcpy), 1U);
+  EXPECT_EQ(copy(8, 12, 8, 3), cudaSuccess);
+  EXPECT_EQ(software_device::calls(Entry::memcpy2D), 1U);
+  EXPECT_EQ(copy(2, far, 1, 3), cudaSuccess);
+  EXPECT_EQ(software_device::calls(Entry::memcpy), 3U);
+  software_device::failCall(Entry::memcpy, 2, cudaErrorInvalidValue);
+  EXPECT_EQ(copy(2, far, 1, 3), cudaErrorInvalidValue);
+  EXPECT_EQ(software_device::calls(Entry::memcpy), 2U);
 }
 
 template <class Map>

@@ -56,33 +56,6 @@ TEST(DeviceMachine, WithoutDeviceNothingWorks) {
   EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
 }
 
-TEST(DeviceMachine, OneDevicePerProcessHoldsOnceItIsActive) {
-  Machine machine = twoDevices();
-  machine.oneDevicePerProcess = true;
-  software_device::configure(machine);
-  int device = -1;
-  EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
-  EXPECT_EQ(device, 0);
-  EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);  // nothing was chosen: nothing becomes active
-  EXPECT_EQ(cudaSetDevice(2), cudaErrorInvalidDevice);
-  EXPECT_EQ(cudaSetDevice(0), cudaSuccess);
-  EXPECT_EQ(cudaSetDevice(1), cudaSuccess);
-  void* d = nullptr;
-  ASSERT_EQ(cudaMalloc(&d, 1500000), cudaSuccess);  // more than the first device has
-  EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidDevice);
-  EXPECT_EQ(cudaSetDevice(0), device::errorSetOnActiveProcess);
-  EXPECT_EQ(cudaSetDevice(1), device::errorSetOnActiveProcess);
-  EXPECT_EQ(static_cast<int>(cudaGetLastError()), 36);
-  EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
-  EXPECT_EQ(device, 1);
-
-  software_device::configure(machine);
-  EXPECT_EQ(software_device::live().allocations, 0u);
-  EXPECT_EQ(cudaSetDevice(1), cudaSuccess);
-  EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);  // makes the chosen device active
-  EXPECT_EQ(cudaSetDevice(0), device::errorSetOnActiveProcess);
-}
-
 __global__ void store_k(int* p) { *p = 5; }
 
 TEST(DeviceMachine, EveryThreadHasACurrentDevice) {
@@ -243,32 +216,6 @@ TEST(DeviceMachine, FaultsStrikeTheCallThatWasNamed) {
   software_device::clearFaults();
   EXPECT_EQ(cudaGetDevice(&value), cudaSuccess);
   EXPECT_EQ(cudaFree(d), cudaSuccess);
-}
-
-TEST(DeviceMachine, CallsAreCountedAndRecorded) {
-  software_device::configure(twoDevices());
-  EXPECT_EQ(software_device::allCalls(), 0u);
-  void* d = nullptr;
-  char h[64] = {};
-  cudaStream_t stream = nullptr;
-  ASSERT_EQ(cudaMalloc(&d, 64), cudaSuccess);
-  ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
-  software_device::startRecording();
-  ASSERT_EQ(cudaMemcpy2DAsync(d, 16, h, 32, 8, 2, cudaMemcpyHostToDevice, stream), cudaSuccess);
-  device::launch<&nothing_k>(dim3(1), dim3(3, 4), 0, stream);
-  ASSERT_EQ(cudaFree(d), cudaSuccess);
-  const auto recorded = software_device::stopRecording();
-  ASSERT_EQ(cudaStreamDestroy(stream), cudaSuccess);
-  EXPECT_EQ(calls(Entry::malloc), 1u);
-  EXPECT_EQ(calls(Entry::free), 1u);
-  EXPECT_EQ(calls(Entry::launch), 1u);
-  EXPECT_EQ(software_device::allCalls(), 6u);
-  ASSERT_EQ(recorded.size(), 3u);
-  EXPECT_EQ(recorded[0].entry, Entry::memcpy2DAsync);
-  EXPECT_EQ(recorded[0].arguments, (std::array<long long, 8>{16, 32, 8, 2, 1}));
-  EXPECT_NE(recorded[0].stream, 0u);
-  EXPECT_EQ(recorded[1].arguments, (std::array<long long, 8>{1, 1, 1, 3, 4, 1}));
-  EXPECT_EQ(recorded[2].stream, 0u);
 }
 
 }  // namespace

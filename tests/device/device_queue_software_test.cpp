@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cfenv>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
@@ -12,10 +11,6 @@
 #include <new>
 #include <thread>
 #include <vector>
-
-#if defined(__SSE2__)
-#include <xmmintrin.h>
-#endif
 
 #include "device/launch.h"
 #include "device/software/testing/software_device.h"
@@ -203,37 +198,6 @@ TEST_F(DeviceQueue, WorkThatFailsIsToldToWhoIssuedIt) {
       ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
       EXPECT_EQ(*hX, 3);
     }
-}
-
-// A third, rounded, and a number below the normal ones, of every thread that computes.
-__global__ void round_k(float* results, float one, float tiny) {
-  results[2 * blockIdx.x] = one / 3;
-  results[2 * blockIdx.x + 1] = tiny / 2;
-}
-
-TEST_F(DeviceQueue, WorkComputesInOneModeWhateverTheCallersIs) {
-  constexpr int blocks = 40000;  // several pieces, for all workers
-  float* results = nullptr;
-  ASSERT_EQ(cudaMalloc(&results, 2 * blocks * sizeof(float)), cudaSuccess);
-  std::vector<float> host(2 * blocks);
-  for (const Schedule schedule : {Schedule::lazy, Schedule::eager}) {
-    software_device::setSchedule(schedule);
-    software_device::setWorkers(2);  // which begin with the mode of who starts them
-    std::thread([&] {
-#if defined(__SSE2__)
-      _mm_setcsr((_mm_getcsr() & ~_MM_ROUND_MASK) | _MM_ROUND_UP | _MM_FLUSH_ZERO_ON);
-#endif
-      std::fesetround(FE_UPWARD);
-      device::launch<&round_k>(dim3(blocks), dim3(1), 0, nullptr, results, 1.0f, 0x1p-126f);
-      cudaMemcpy(host.data(), results, host.size() * sizeof(float), cudaMemcpyDeviceToHost);
-      EXPECT_EQ(std::fegetround(), FE_UPWARD) << "the caller's own stays";
-    }).join();
-    for (std::size_t i = 0; i < host.size(); i += 2) {
-      ASSERT_EQ(host[i], 0x1.555556p-2f) << i;
-      ASSERT_EQ(host[i + 1], 0x1p-127f) << i;
-    }
-  }
-  EXPECT_EQ(cudaFree(results), cudaSuccess);
 }
 
 // The device's threads are ended before the process is, whatever is still queued.

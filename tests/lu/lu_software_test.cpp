@@ -71,23 +71,5 @@ TEST(LuSoftwareSingular, AFailureComesBeforeTheDataError) {
       }
 }
 
-TEST(LuSoftwareHooks, AThrowingPhaseHookFailsTheCall) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  HostMatrix<float> a = HostMatrix<float>::random(30, 30, 0, 4);
-  std::vector<int> ipiv(30);
-  int begun = 0;
-  tovi::callHooks().phaseBegin = [&] { ++begun; };
-  tovi::callHooks().phaseEnd = [] { throw std::bad_alloc(); };
-  EXPECT_EQ(factor(Memory::host, a, ipiv), toviInsufficientMemory);
-  EXPECT_EQ(begun, 1);
-
-  HostMatrix<float> zero(30, 30);
-  EXPECT_EQ(factor(Memory::host, zero, ipiv), toviDataError) << "the first failure stands";
-  EXPECT_EQ(toviGetErrorInfo(), 1);
-  EXPECT_EQ(begun, 2);
-  EXPECT_EQ(liveBesideBuffers().allocations, 0u);
-  toviShutdown();  // empties the hooks
-}
-
 }  // namespace
 }  // namespace testing_support

@@ -21,6 +21,7 @@
 #include "host/process.h"
 #include "tests/promises/faults.h"
 #include "tests/support/machines.h"
+#include "tests/support/odd_arguments.h"
 #include "tests/support/program.h"
 
 namespace testing_support {
@@ -121,6 +122,18 @@ TEST_P(PromisesTest, NaNAndInfinityEnd) {
         const toviStatus status = call.run();
         EXPECT_EQ(call.fault(status, toviGetErrorInfo()), "") << call.text() << " gave " << status;
       }
+  });
+}
+
+// A bad argument ends a call before anything is asked of the device.
+TEST(Arguments, AreCheckedBeforeAnyCallOfTheDevice) {
+  ASSERT_EQ(toviInitialize(), toviNoError);
+  forEveryOddArgument(1, [](Call& call) {
+    if (call.expectedInfo() == 0) return;
+    Around counting;
+    counting.before = software_device::resetCounts;
+    counting.after = [&] { EXPECT_EQ(software_device::allCalls(), 0u) << call.text(); };
+    EXPECT_EQ(call.run(counting), toviArgumentError);
   });
 }
 
