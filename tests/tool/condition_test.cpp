@@ -97,21 +97,6 @@ TEST_F(Condition, BeyondSinglePrecisionIsNotSolved) {
   expectParts(result.err, {"tovi: warning: ", "fs_183_1.mtx: condition 2.19e+13",
                            "badly scaled: condition 320 ", "about 3.6 digits of x times"});
   EXPECT_EQ(results("r.csv")["digits"], "0");
-
-  // The inverse Hilbert matrix of order 8 has integers, and the condition 1.5e10.
-  std::string hilbert = "%%MatrixMarket matrix array integer symmetric\n8 8\n";
-  const auto binomial = [](int n, int k) {
-    return std::tgamma(n + 1) / (std::tgamma(k + 1) * std::tgamma(n - k + 1));
-  };
-  for (int j = 1; j <= 8; ++j)
-    for (int i = j; i <= 8; ++i)
-      hilbert +=
-          std::to_string(std::llround(((i + j) % 2 == 0 ? 1 : -1) * (i + j - 1.0) * binomial(7 + i, 8 - j) *
-                                      binomial(7 + j, 8 - i) * std::pow(binomial(i + j - 2, i - 1), 2))) +
-          '\n';
-  write("hilbert.mtx", hilbert);
-  EXPECT_GT(condition("solve hilbert.mtx", notResolved, result), 1e7);
-  expectParts(result.err, {"to single precision column "});
 }
 
 TEST_F(Condition, ColumnsThatDependAreNamed) {

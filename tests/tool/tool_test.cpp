@@ -113,16 +113,6 @@ TEST_F(Tool, ReadsEveryKindOfFile) {
   }
 }
 
-TEST_F(Tool, ReportsDeviceSizeTimeAndError) {
-  const Result result = solve("%%MatrixMarket matrix array real general\n2 2\n4\n1\n1\n3\n");
-  ASSERT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_EQ(result.err, "");
-  const std::string device = run("devices").out;  // "0: NAME (MEMORY)"
-  ASSERT_NE(device.find("B)\n"), std::string::npos) << device;
-  expectParts(result.out, {"order 2, array real general", "device  ", " with transfers", " without",
-                           "GFLOP/s", "backward error  "});
-}
-
 TEST_F(Tool, AddsEntriesForOnePlaceAndTakesOnesWithoutB) {
   const Result result = run("solve '" +
                             write("a.mtx",
