@@ -56,12 +56,12 @@ TEST(DeviceLaunch, LimitsFollowTheCapability) {
     bool old, current;  // accepted below 2.0; from 2.0 on
   };
   const Case cases[] = {
-      {1, 512, 0, true, true},          {1, 513, 0, false, true},        {1, 1024, 0, false, true},
-      {1, 1025, 0, false, false},       {1, {32, 33}, 0, false, false},  {1, {1, 1, 64}, 0, true, true},
-      {1, {1, 1, 65}, 0, false, false}, {65535, 1, 0, true, true},       {65536, 1, 0, false, false},
-      {{1, 65536}, 1, 0, false, false}, {{1, 1, 2}, 1, 0, false, true},  {{0, 1, 1}, 1, 0, false, false},
-      {{1, 0, 1}, 1, 0, false, false},  {1, {1, 0, 1}, 0, false, false}, {1, 1, 16384, true, true},
-      {1, 1, 16385, false, true},       {1, 1, 49153, false, false},
+      {1, 512, 0, true, true},         {1, 513, 0, false, true},         {1, 1024, 0, false, true},
+      {1, 1025, 0, false, false},      {1, {32, 32}, 0, false, true},    {1, {32, 33}, 0, false, false},
+      {1, {1, 1, 64}, 0, true, true},  {1, {1, 1, 65}, 0, false, false}, {65535, 1, 0, true, true},
+      {65536, 1, 0, false, false},     {{1, 65536}, 1, 0, false, false}, {{1, 1, 2}, 1, 0, false, true},
+      {{0, 1, 1}, 1, 0, false, false}, {{1, 0, 1}, 1, 0, false, false},  {1, {1, 0, 1}, 0, false, false},
+      {1, 1, 16384, true, true},       {1, 1, 16385, false, true},       {1, 1, 49153, false, false},
   };
   for (const bool current : {false, true}) {
     testing_support::configureDevice([&](software_device::Profile& device) {

@@ -42,6 +42,24 @@ Machine twoDevices() {
 
 __global__ void nothing_k() {}
 
+TEST(DeviceMachine, ReportsTheProfiles) {
+  software_device::configure(twoDevices());
+  int runtime = 0, driver = 0;
+  EXPECT_EQ(cudaRuntimeGetVersion(&runtime), cudaSuccess);
+  EXPECT_EQ(cudaDriverGetVersion(&driver), cudaSuccess);
+  EXPECT_TRUE(runtime == 3020 && driver == 4000);
+  device::DeviceProperties p = {};
+  ASSERT_EQ(device::getDeviceProperties(&p, 0), cudaSuccess);
+  EXPECT_STREQ(p.name, "First");
+  EXPECT_TRUE(p.major == 1 && p.minor == 1 && p.totalGlobalMem == 1000000 && p.overlapsCopies == 0);
+  EXPECT_TRUE(p.maxThreadsPerBlock == 512 && p.maxGridSize[2] == 1);
+  ASSERT_EQ(device::getDeviceProperties(&p, 1), cudaSuccess);
+  EXPECT_EQ(std::strlen(p.name), 255u);
+  EXPECT_TRUE(p.clockRateKHz == 1150000 && p.multiProcessorCount == 14 && p.canMapHostMemory == 0);
+  EXPECT_EQ(p.maxThreadsPerBlock, 1024);
+  for (const int none : {-1, 2}) EXPECT_EQ(cudaGetDeviceProperties(&p, none), cudaErrorInvalidDevice);
+}
+
 TEST(DeviceMachine, WithoutDeviceNothingWorks) {
   software_device::configure(Machine());
   int value = -1;

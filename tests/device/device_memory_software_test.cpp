@@ -62,6 +62,14 @@ TEST(DeviceMemory, AccountsForEveryByte) {
   EXPECT_EQ(cudaMallocPitch(&refused, &pitch, mebibyte, ~std::size_t{0} >> 19), cudaErrorMemoryAllocation);
 }
 
+TEST(DeviceMemory, FreedNeighboursBecomeOneBlock) {
+  configureMemory(64 * mebibyte);
+  char* p[4];
+  for (char*& block : p) block = allocate(16 * mebibyte);
+  for (const int i : {2, 1, 0, 3}) EXPECT_EQ(cudaFree(p[i]), cudaSuccess);  // joined from either side
+  EXPECT_EQ(allocate(64 * mebibyte), p[0]);
+}
+
 // The device's own records are host memory. A free never needs any.
 TEST(DeviceMemory, HostMemoryThatRunsShortLosesNothing) {
   using testing_support::FailingAllocation;

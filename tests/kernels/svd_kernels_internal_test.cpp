@@ -202,4 +202,21 @@ TYPED_TEST(SvdKernels, ReflectorsOfVerySmallAndVeryLargeVectors) {
     }
 }
 
+// A NaN anywhere wins over all other numbers; an infinity shows. Nothing to annihilate makes tau zero.
+TYPED_TEST(SvdKernels, ReflectorsOfVectorsWithNaN) {
+  using T = TypeParam;
+  for (const int at : {-1, 0, 44}) {
+    Vector<T> y(50, 1);
+    (at < 0 ? y.alpha : y.x(0, at)) = tovi::isComplex<T> ? makeElement<T>(1, std::nan("")) : quietNaN<T>();
+    const Reflector<T> r = reflectorOf(y);
+    EXPECT_TRUE(std::isnan(tovi::real(r.beta)) && std::isnan(tovi::real(r.tau))) << at;
+  }
+  Vector<T> y(50, 2);
+  y.x(0, 7) = makeElement<T>(HUGE_VAL, 0);
+  EXPECT_TRUE(std::isinf(tovi::real(reflectorOf(y).beta)));
+  y.x.fill(T(0));
+  y.alpha = makeElement<T>(-3, 0);
+  EXPECT_TRUE(reflectorOf(y).tau == T(0));
+}
+
 }  // namespace

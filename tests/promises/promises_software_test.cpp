@@ -340,6 +340,7 @@ TEST(Promises, SameBitsInEveryFloatingPointMode) {
 #if defined(__SSE2__)
         _mm_setcsr(_mm_getcsr() | _MM_FLUSH_ZERO_ON | _MM_DENORMALS_ZERO_ON | _MM_ROUND_UP);
 #endif
+        software_device::setWorkers(2);  // which begin with the mode of who starts them
       };
       mode.after = [] {
         EXPECT_EQ(std::fegetround(), FE_UPWARD) << "is the caller's again";

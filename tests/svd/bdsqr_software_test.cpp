@@ -1,8 +1,8 @@
 // The bidiagonal iteration on pretended machines: how its rotations travel, and failures.
 
 #include "device/software/testing/software_device.h"
-#include "tests/svd/bdsqr_checks.h"
 #include "tests/support/machines.h"
+#include "tests/svd/bdsqr_checks.h"
 
 namespace testing_support {
 namespace {

@@ -134,22 +134,5 @@ TYPED_TEST(SvdTest, NaNAndInfinityEndTheCall) {
         }
 }
 
-// Outputs that are not asked for may be null.
-TYPED_TEST(SvdTest, NullOutputsWithoutVectors) {
-  TypeParam* const none = nullptr;
-  for (const Memory where : bothInterfaces)
-    for (const auto& [m, n] : {std::pair{20, 9}, {9, 20}, {11, 10}}) {
-      Svd<TypeParam> problem = randomSvdProblem<TypeParam>({'N', 'O'}, m, n), full = problem;
-      const Placed<TypeParam> dA(where, problem.a);
-      const Placed<Real<TypeParam>> dS(where, problem.s);
-      ASSERT_EQ(gesvd(where, 'N', 'O', m, n, dA.data(), problem.a.ld(), dS.data(), none, 1, none, 1),
-                toviNoError);
-      dA.fetch();
-      dS.fetch();
-      ASSERT_EQ(full.run(where), toviNoError);
-      EXPECT_TRUE(problem.sameBits(full));
-    }
-}
-
 }  // namespace
 }  // namespace testing_support
