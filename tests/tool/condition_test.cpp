@@ -178,18 +178,26 @@ TEST_F(Condition, ZeroPivotsAreExplained) {
   write("t.csv", "a,b,c,y\n1,0,2,1\n0,0,1,2\n2,0,5,3\n");
   write("S.mtx", real + "2 2\n1\n2\n2\n4\n");
   write("A.mtx", real + "3 2\n1\n2\n3\n4\n5\n7\n");
+  write("W.mtx", real + "2 3\n1\n0\n2\n0\n3\n0\n");
   write("B.mtx", real + "1 2\n0\n0\n");
   write("d.mtx", real + "1 1\n1\n");
-  const std::pair<const char*, const char*> cases[] = {
-      {"lstsq t.csv --response y", "t.csv: column 'b' is zero"},
-      {"solve S.mtx", "S.mtx: to single precision column 2 depends on 1"},
-      {"lstsq A.mtx --constraint B.mtx d.mtx", "B.mtx: row 1 is zero"},
-  };
-  for (const auto& [arguments, warning] : cases) {
-    const Result result = run(arguments);
+  const struct {
+    const char *arguments, *warning;
+    int position;
+  } cases[] = {{"lstsq t.csv --response y", "t.csv: column 'b' is zero", 2},
+               {"solve S.mtx", "S.mtx: to single precision column 2 depends on 1", 2},
+               {"lstsq W.mtx", "W.mtx: row 2 is zero", 2},
+               {"lstsq A.mtx --constraint B.mtx d.mtx", "B.mtx: row 1 is zero", 1}};
+  for (const auto& row : cases) {
+    const Result result = run(row.arguments);
     EXPECT_EQ(result.exitCode, 1);
-    expectParts(result.err, {std::string("tovi: warning: ") + warning, "Data error at pos "});
+    expectParts(
+        result.err,
+        {std::string("tovi: warning: ") + row.warning, "Data error; see toviGetErrorInfo for error code\n",
+         "Data error at pos " + std::to_string(row.position) + " (see the TOVI Reference Manual"});
     EXPECT_EQ(lines(result.err), 3) << result.err;  // the error takes two
+    EXPECT_EQ(result.out.find("backward error"), std::string::npos);
+    EXPECT_EQ(result.out.find("residual"), std::string::npos);
   }
 }
 

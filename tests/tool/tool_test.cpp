@@ -139,16 +139,6 @@ TEST_F(Tool, WrittenSolutionComesBackBitForBit) {
   for (std::size_t k = 0; k < 4; ++k) EXPECT_EQ(static_cast<float>(x[k]), values[k]);
 }
 
-TEST_F(Tool, SingularMatrixIsADataError) {
-  const Result result = solve("%%MatrixMarket matrix coordinate real general\n3 3 2\n1 1 1\n3 3 1\n");
-  EXPECT_EQ(result.exitCode, 1);
-  expectParts(result.err, {"Data error; see toviGetErrorInfo for error code\n"});
-  EXPECT_NE(result.err.find("Data error at pos 2 (see the TOVI Reference Manual for more information)\n"),
-            std::string::npos)
-      << result.err;
-  EXPECT_EQ(result.out.find("backward error"), std::string::npos);
-}
-
 TEST_F(Tool, BadFilesGetOneLine) {
   const std::string real = "%%MatrixMarket matrix coordinate real general\n",
                     array = "%%MatrixMarket matrix array real general\n";
