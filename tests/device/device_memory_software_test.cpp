@@ -114,26 +114,6 @@ TEST(DeviceMemory, ShuttingDownTheBlasLeavesWhatIsInUse) {
   }
 }
 
-TEST(DeviceMemory, EmptyAndUnknownPointers) {
-  configureMemory(mebibyte);
-  char* p = reinterpret_cast<char*>(1);
-  EXPECT_EQ(cudaMalloc(&p, 0), cudaSuccess);
-  EXPECT_EQ(p, nullptr);
-  EXPECT_EQ(cudaFree(nullptr), cudaSuccess);
-  EXPECT_EQ(cudaFreeHost(nullptr), cudaSuccess);
-
-  p = allocate(1000);
-  EXPECT_TRUE(software_device::isDevicePointer(p + 999));
-  EXPECT_FALSE(software_device::isDevicePointer(p + 1000));
-  EXPECT_FALSE(software_device::isDevicePointer(&p));
-  EXPECT_EQ(cudaFree(p + 256), cudaErrorInvalidDevicePointer);
-  EXPECT_EQ(cudaFreeHost(p), cudaErrorInvalidHostPointer);
-  EXPECT_EQ(cudaFree(p), cudaSuccess);
-  EXPECT_EQ(cudaFree(p), cudaErrorInvalidDevicePointer);
-  EXPECT_EQ(cudaFree(&p), cudaErrorInvalidDevicePointer);
-  EXPECT_FALSE(software_device::isDevicePointer(p));
-}
-
 // Sizes around the one from which copies are cut into pieces, there and back, with both directions pitched.
 TEST(DeviceMemory, CopiesArriveWhole) {
   configureMemory(64 * mebibyte);
@@ -161,9 +141,9 @@ TEST(DeviceMemory, CopiesArriveWhole) {
   }
 }
 
-TEST(DeviceMemory, CopiesRefuseWhatIsNotTheirs) {
+TEST(DeviceMemory, CallsRefuseWhatIsNotTheirs) {
   configureMemory(mebibyte);
-  char *const d = allocate(1000), *const neighbour = allocate(1000);
+  char *const d = allocate(1000), *const neighbour = allocate(1000), *none = d, *locked = nullptr;
   std::vector<char> host(2000);
   char* const h = host.data();
   const auto flat = [](void* to, const void* from, std::size_t bytes) {
@@ -172,37 +152,43 @@ TEST(DeviceMemory, CopiesRefuseWhatIsNotTheirs) {
   const auto deep = [&](std::size_t dpitch, std::size_t spitch, std::size_t height) {
     return cudaMemcpy2D(d, dpitch, h, spitch, 10, height, cudaMemcpyHostToDevice);
   };
-  const std::pair<cudaError_t, cudaError_t> results[] = {
-      {flat(d, h, 1000), cudaSuccess},
-      {flat(d + 1, h, 1000), cudaErrorInvalidValue},
-      {flat(d, h, 2000), cudaErrorInvalidValue},  // although the neighbour's memory is there
-      {flat(h + 1000, h, 10), cudaErrorInvalidDevicePointer},
-      {flat(nullptr, h, 10), cudaErrorInvalidValue},
-      {flat(nullptr, h, 0), cudaSuccess},
-      {flat(h, d, 10), cudaErrorInvalidDevicePointer},
-      {flat(d, neighbour, 10), cudaErrorInvalidValue},  // the source is no host memory
-      {deep(9, 10, 2), cudaErrorInvalidPitchValue},
-      {deep(10, std::size_t{1} << 31, 2), cudaErrorInvalidPitchValue},
-      {deep(500, 10, 3), cudaErrorInvalidValue},
-      {deep(495, 10, 3), cudaSuccess},
-      {cudaMemset(d, 0, 1001), cudaErrorInvalidValue},
-      {cudaFree(d), cudaSuccess},
-      {flat(d, h, 10), cudaErrorInvalidDevicePointer},
-      {cudaFree(neighbour), cudaSuccess}};
-  for (const auto& [result, expected] : results) EXPECT_EQ(result, expected);
-}
-
-TEST(DeviceMemory, PageLockedMemoryIsTheHosts) {
-  configureMemory(mebibyte);
-  char* h = nullptr;
-  ASSERT_EQ(cudaMallocHost(&h, 3 * mebibyte), cudaSuccess);  // not out of the device's memory
-  std::memset(h, 1, 3 * mebibyte);
-  EXPECT_EQ(live().pageLockedBlocks, 1u);
+  const auto expectResults = [](const std::vector<std::pair<cudaError_t, cudaError_t>>& results) {
+    for (const auto& row : results) EXPECT_EQ(row.first, row.second) << &row - results.data();
+  };
+  expectResults({{flat(d, h, 1000), cudaSuccess},
+                 {flat(d + 1, h, 1000), cudaErrorInvalidValue},
+                 {flat(d, h, 2000), cudaErrorInvalidValue},  // although the neighbour's memory is there
+                 {flat(h + 1000, h, 10), cudaErrorInvalidDevicePointer},
+                 {flat(nullptr, h, 10), cudaErrorInvalidValue},
+                 {flat(nullptr, h, 0), cudaSuccess},
+                 {flat(h, d, 10), cudaErrorInvalidDevicePointer},
+                 {flat(d, neighbour, 10), cudaErrorInvalidValue},  // the source is no host memory
+                 {deep(9, 10, 2), cudaErrorInvalidPitchValue},
+                 {deep(10, std::size_t{1} << 31, 2), cudaErrorInvalidPitchValue},
+                 {deep(500, 10, 3), cudaErrorInvalidValue},
+                 {deep(495, 10, 3), cudaSuccess},
+                 {cudaMemset(d, 0, 1001), cudaErrorInvalidValue}});
+  EXPECT_TRUE(software_device::isDevicePointer(d + 999));
+  for (const char* const p : {d + 1000, h}) EXPECT_FALSE(software_device::isDevicePointer(p));
+  expectResults({{cudaMalloc(&none, 0), cudaSuccess},
+                 {cudaFree(nullptr), cudaSuccess},
+                 {cudaFreeHost(nullptr), cudaSuccess},
+                 {cudaFree(d + 256), cudaErrorInvalidDevicePointer},
+                 {cudaFreeHost(d), cudaErrorInvalidHostPointer},
+                 {cudaFree(d), cudaSuccess},
+                 {cudaFree(d), cudaErrorInvalidDevicePointer},
+                 {cudaFree(h), cudaErrorInvalidDevicePointer},
+                 {flat(d, h, 10), cudaErrorInvalidDevicePointer},
+                 {cudaFree(neighbour), cudaSuccess}});
+  EXPECT_EQ(none, nullptr);
+  // Page-locked memory is the host's.
+  ASSERT_EQ(cudaMallocHost(&locked, 3 * mebibyte), cudaSuccess);  // not out of the device's memory
+  std::memset(locked, 1, 3 * mebibyte);
   EXPECT_EQ(live().pageLockedBytes, 3 * mebibyte);
   EXPECT_EQ(live().deviceBytes, 0u);
-  EXPECT_EQ(cudaFree(h), cudaErrorInvalidDevicePointer);
-  EXPECT_EQ(cudaFreeHost(h), cudaSuccess);
-  EXPECT_EQ(cudaFreeHost(h), cudaErrorInvalidHostPointer);
+  expectResults({{cudaFree(locked), cudaErrorInvalidDevicePointer},
+                 {cudaFreeHost(locked), cudaSuccess},
+                 {cudaFreeHost(locked), cudaErrorInvalidHostPointer}});
   EXPECT_EQ(live().pageLockedBlocks, 0u);
 }
 
