@@ -1,6 +1,6 @@
-// The device's BLAS where the library's own tests do not lead: the vector routines and the products that it
-// leaves to its kernels; and what the device does with bad calls. The other products, cut into tiles and not,
-// are those of the exported routines (tests/blas/blas_test.cpp).
+// The device's BLAS where the library's own tests do not lead: the vector routines, and what the device does
+// with bad calls. The products, cut into tiles and not, are those of the exported routines
+// (tests/blas/blas_test.cpp).
 
 #include <gtest/gtest.h>
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "device/software/testing/software_device.h"
-#include "tests/support/machines.h"
 #include "tests/qr/qr_checks.h"
+#include "tests/support/machines.h"
 
 namespace testing_support {
 namespace {

@@ -2,8 +2,8 @@
 
 #include "device/software/testing/software_device.h"
 
-#include "tests/support/machines.h"
 #include "tests/qr/reflector_checks.h"
+#include "tests/support/machines.h"
 
 namespace testing_support {
 namespace {
