@@ -1,6 +1,5 @@
-// The device's BLAS where the library's own tests do not lead: the products with vectors that it leaves to
-// its kernels; and what the device does with bad calls. The other products, cut into tiles and not, are those
-// of the exported routines (tests/blas/blas_test.cpp).
+// What the device's BLAS does with bad calls. Its products, cut into tiles and not, are those of the exported
+// routines (tests/blas/blas_test.cpp).
 
 #include <gtest/gtest.h>
 
@@ -18,81 +17,6 @@
 namespace {
 
 using namespace testing_support;
-
-template <class T>
-T vendor(T x) {
-  return x;
-}
-cuComplex vendor(Complex<float> z) { return {z.re, z.im}; }
-cuDoubleComplex vendor(Complex<double> z) { return {z.re, z.im}; }
-cuComplex* vendor(Complex<float>* p) { return reinterpret_cast<cuComplex*>(p); }
-cuDoubleComplex* vendor(Complex<double>* p) { return reinterpret_cast<cuDoubleComplex*>(p); }
-template <class T, class... F>
-constexpr auto choose(F... f) {
-  return host::detail::choose<T>(f...);
-}
-
-// A vector is one row of a matrix, whose padding lies between its elements; with a negative increment the
-// first element stands last.
-template <class T>
-struct Vector {
-  Vector(int n, int inc_, std::uint64_t seed)
-      : inc(inc_), elements(HostMatrix<T>::random(1, n, std::abs(inc_) - 1, seed)), device(elements) {}
-  const T& operator[](int i) const { return elements(0, inc < 0 ? elements.cols() - 1 - i : i); }
-  auto data() const { return vendor(device.data()); }
-
-  // The elements are expected(0), expected(1), ..., give or take the roundings of so many products.
-  template <class Expected>
-  void expectOnDevice(int products, const Expected& expected) const {
-    HostMatrix<T> after = elements;
-    device.download(after);
-    double worst = 0;
-    for (int i = 0; i < after.cols(); ++i)
-      worsen(worst, magnitude(widen(after(0, inc < 0 ? after.cols() - 1 - i : i)) - expected(i)));
-    CHECK_RATIO(worst, 8 * (products + 1) * epsilon<T>());
-    EXPECT_TRUE(after.paddingIntact());
-  }
-
-  int inc;
-  HostMatrix<T> elements;
-  DeviceArray<T> device;
-};
-
-template <class T>
-class DeviceBlas : public testing::Test {
- protected:
-  void SetUp() override { ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS); }
-  void TearDown() override { EXPECT_EQ(cublasGetError(), CUBLAS_STATUS_SUCCESS); }
-  static inline const T alpha = makeElement<T>(0.75, -0.5), beta = makeElement<T>(-0.5, 0.25);
-};
-using Elements = testing::Types<float, double, Complex<float>, Complex<double>>;
-TYPED_TEST_SUITE(DeviceBlas, Elements);
-
-TYPED_TEST(DeviceBlas, MatrixVector) {
-  using T = TypeParam;
-  using W = Wide<T>;
-  const std::pair<int, int> shapes[] = {{5, 3}, {700, 400}, {3, 70000}, {70000, 3}};
-  for (const auto& [m, n] : shapes)
-    for (const char trans : std::string("NTC"))
-      for (const int incx : {1, -2})
-        for (const int incy : {1, -3}) {
-          SCOPED_TRACE(testing::Message() << trans << m << " x " << n << ", " << incx << ", " << incy);
-          const auto a = HostMatrix<T>::random(m, n, 3, 4);
-          const DeviceArray<T> dA(a);
-          const Vector<T> x(trans == 'N' ? n : m, incx, 5), y(trans == 'N' ? m : n, incy, 6);
-          choose<T>(cublasSgemv, cublasDgemv, cublasCgemv, cublasZgemv)(
-              trans, m, n, vendor(this->alpha), vendor(dA.data()), a.ld(), x.data(), incx, vendor(this->beta),
-              y.data(), incy);
-          const HostMatrix<W> wideA = widen(a), wideX = widen(x.elements);
-          HostMatrix<W> expected(1, y.elements.cols());
-          host::gemv(trans, m, n, widen(this->alpha), wideA.data(), wideA.ld(), wideX.data(),
-                     incx < 0 ? -1 : 1, W(0), expected.data(), 1);
-          y.expectOnDevice(x.elements.cols(),
-                           [&](int i) { return expected(0, i) + widen(this->beta) * widen(y[i]); });
-        }
-}
-
-// --- What goes wrong, on one routine of each shape of argument list
 
 // A fresh machine, so that these tests also pass one after the other in one process
 struct FreshDevice {

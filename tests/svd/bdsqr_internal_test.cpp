@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <limits>
+#include <optional>
 
 #include "tests/svd/bdsqr_checks.h"
 #include "tests/svd/rotation_limit.h"
@@ -39,7 +40,8 @@ TYPED_TEST(BdsqrTest, GradedMatricesAreSweptTheShortWay) {
     for (const double step : {0.5, 1.0})
       for (const int large : {0, 17, 35}) {
         const auto grade = [&](int i) { return std::pow(10.0, -step * std::abs(i - large)); };
-        const RotationLimit limit(large == 17 ? 1e9 : 10 * 36);
+        std::optional<RotationLimit> limit;
+        if (large != 17) limit.emplace(10 * 36);
         checkDecomposition<TypeParam>(made(uplo, 36, grade, [&](int i) { return 0.7 * grade(i); }));
       }
 }
