@@ -9,10 +9,10 @@
 
 namespace tovi::api {
 
-inline Complex<float> native(toviFloatComplex z) { return {z.real, z.imag}; }
-inline Complex<double> native(toviDoubleComplex z) { return {z.real, z.imag}; }
+inline Complex<float> ours(toviFloatComplex z) { return {z.real, z.imag}; }
+inline Complex<double> ours(toviDoubleComplex z) { return {z.real, z.imag}; }
 template <class Z>
-auto native(Z* p) {
+auto ours(Z* p) {
   return recast<Complex<decltype(Z::real)>>(p);
 }
 

@@ -22,15 +22,15 @@ toviStatus toviDgemm(char transa, char transb, int m, int n, int k, double alpha
 toviStatus toviCgemm(char transa, char transb, int m, int n, int k, toviFloatComplex alpha,
                      const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
                      toviFloatComplex beta, toviFloatComplex* c, int ldc) {
-  return gemm<OnHost, Complex<float>>(transa, transb, m, n, k, native(alpha), native(a), lda, native(b), ldb,
-                                      native(beta), native(c), ldc);
+  return gemm<OnHost, Complex<float>>(transa, transb, m, n, k, ours(alpha), ours(a), lda, ours(b), ldb,
+                                      ours(beta), ours(c), ldc);
 }
 
 toviStatus toviZgemm(char transa, char transb, int m, int n, int k, toviDoubleComplex alpha,
                      const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
                      toviDoubleComplex beta, toviDoubleComplex* c, int ldc) {
-  return gemm<OnHost, Complex<double>>(transa, transb, m, n, k, native(alpha), native(a), lda, native(b), ldb,
-                                       native(beta), native(c), ldc);
+  return gemm<OnHost, Complex<double>>(transa, transb, m, n, k, ours(alpha), ours(a), lda, ours(b), ldb,
+                                       ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceSgemm(char transa, char transb, int m, int n, int k, float alpha, const float* a,
@@ -46,15 +46,15 @@ toviStatus toviDeviceDgemm(char transa, char transb, int m, int n, int k, double
 toviStatus toviDeviceCgemm(char transa, char transb, int m, int n, int k, toviFloatComplex alpha,
                            const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
                            toviFloatComplex beta, toviFloatComplex* c, int ldc) {
-  return gemm<OnDevice, Complex<float>>(transa, transb, m, n, k, native(alpha), native(a), lda, native(b),
-                                        ldb, native(beta), native(c), ldc);
+  return gemm<OnDevice, Complex<float>>(transa, transb, m, n, k, ours(alpha), ours(a), lda, ours(b), ldb,
+                                        ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceZgemm(char transa, char transb, int m, int n, int k, toviDoubleComplex alpha,
                            const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
                            toviDoubleComplex beta, toviDoubleComplex* c, int ldc) {
-  return gemm<OnDevice, Complex<double>>(transa, transb, m, n, k, native(alpha), native(a), lda, native(b),
-                                         ldb, native(beta), native(c), ldc);
+  return gemm<OnDevice, Complex<double>>(transa, transb, m, n, k, ours(alpha), ours(a), lda, ours(b), ldb,
+                                         ours(beta), ours(c), ldc);
 }
 
 // ----------------------------------------------------------------------------------------------------- gemv
@@ -72,15 +72,15 @@ toviStatus toviDgemv(char trans, int m, int n, double alpha, const double* a, in
 toviStatus toviCgemv(char trans, int m, int n, toviFloatComplex alpha, const toviFloatComplex* a, int lda,
                      const toviFloatComplex* x, int incx, toviFloatComplex beta, toviFloatComplex* y,
                      int incy) {
-  return gemv<OnHost, Complex<float>>(trans, m, n, native(alpha), native(a), lda, native(x), incx,
-                                      native(beta), native(y), incy);
+  return gemv<OnHost, Complex<float>>(trans, m, n, ours(alpha), ours(a), lda, ours(x), incx, ours(beta),
+                                      ours(y), incy);
 }
 
 toviStatus toviZgemv(char trans, int m, int n, toviDoubleComplex alpha, const toviDoubleComplex* a, int lda,
                      const toviDoubleComplex* x, int incx, toviDoubleComplex beta, toviDoubleComplex* y,
                      int incy) {
-  return gemv<OnHost, Complex<double>>(trans, m, n, native(alpha), native(a), lda, native(x), incx,
-                                       native(beta), native(y), incy);
+  return gemv<OnHost, Complex<double>>(trans, m, n, ours(alpha), ours(a), lda, ours(x), incx, ours(beta),
+                                       ours(y), incy);
 }
 
 toviStatus toviDeviceSgemv(char trans, int m, int n, float alpha, const float* a, int lda, const float* x,
@@ -96,15 +96,15 @@ toviStatus toviDeviceDgemv(char trans, int m, int n, double alpha, const double*
 toviStatus toviDeviceCgemv(char trans, int m, int n, toviFloatComplex alpha, const toviFloatComplex* a,
                            int lda, const toviFloatComplex* x, int incx, toviFloatComplex beta,
                            toviFloatComplex* y, int incy) {
-  return gemv<OnDevice, Complex<float>>(trans, m, n, native(alpha), native(a), lda, native(x), incx,
-                                        native(beta), native(y), incy);
+  return gemv<OnDevice, Complex<float>>(trans, m, n, ours(alpha), ours(a), lda, ours(x), incx, ours(beta),
+                                        ours(y), incy);
 }
 
 toviStatus toviDeviceZgemv(char trans, int m, int n, toviDoubleComplex alpha, const toviDoubleComplex* a,
                            int lda, const toviDoubleComplex* x, int incx, toviDoubleComplex beta,
                            toviDoubleComplex* y, int incy) {
-  return gemv<OnDevice, Complex<double>>(trans, m, n, native(alpha), native(a), lda, native(x), incx,
-                                         native(beta), native(y), incy);
+  return gemv<OnDevice, Complex<double>>(trans, m, n, ours(alpha), ours(a), lda, ours(x), incx, ours(beta),
+                                         ours(y), incy);
 }
 
 // ----------------------------------------------------------------------------------------------------- trsm
@@ -124,13 +124,13 @@ toviStatus toviDtrsm(char side, char uplo, char transa, char diag, int m, int n,
 toviStatus toviCtrsm(char side, char uplo, char transa, char diag, int m, int n, toviFloatComplex alpha,
                      const toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb) {
   return triangular<OnHost, Complex<float>, checkTrsm, blas::trsm<Complex<float>>>(
-      side, uplo, transa, diag, m, n, native(alpha), native(a), lda, native(b), ldb);
+      side, uplo, transa, diag, m, n, ours(alpha), ours(a), lda, ours(b), ldb);
 }
 
 toviStatus toviZtrsm(char side, char uplo, char transa, char diag, int m, int n, toviDoubleComplex alpha,
                      const toviDoubleComplex* a, int lda, toviDoubleComplex* b, int ldb) {
   return triangular<OnHost, Complex<double>, checkTrsm, blas::trsm<Complex<double>>>(
-      side, uplo, transa, diag, m, n, native(alpha), native(a), lda, native(b), ldb);
+      side, uplo, transa, diag, m, n, ours(alpha), ours(a), lda, ours(b), ldb);
 }
 
 toviStatus toviDeviceStrsm(char side, char uplo, char transa, char diag, int m, int n, float alpha,
@@ -148,14 +148,14 @@ toviStatus toviDeviceDtrsm(char side, char uplo, char transa, char diag, int m, 
 toviStatus toviDeviceCtrsm(char side, char uplo, char transa, char diag, int m, int n, toviFloatComplex alpha,
                            const toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb) {
   return triangular<OnDevice, Complex<float>, checkTrsm, blas::trsm<Complex<float>>>(
-      side, uplo, transa, diag, m, n, native(alpha), native(a), lda, native(b), ldb);
+      side, uplo, transa, diag, m, n, ours(alpha), ours(a), lda, ours(b), ldb);
 }
 
 toviStatus toviDeviceZtrsm(char side, char uplo, char transa, char diag, int m, int n,
                            toviDoubleComplex alpha, const toviDoubleComplex* a, int lda, toviDoubleComplex* b,
                            int ldb) {
   return triangular<OnDevice, Complex<double>, checkTrsm, blas::trsm<Complex<double>>>(
-      side, uplo, transa, diag, m, n, native(alpha), native(a), lda, native(b), ldb);
+      side, uplo, transa, diag, m, n, ours(alpha), ours(a), lda, ours(b), ldb);
 }
 
 // ----------------------------------------------------------------------------------------------------- trmm
@@ -175,13 +175,13 @@ toviStatus toviDtrmm(char side, char uplo, char transa, char diag, int m, int n,
 toviStatus toviCtrmm(char side, char uplo, char transa, char diag, int m, int n, toviFloatComplex alpha,
                      const toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb) {
   return triangular<OnHost, Complex<float>, checkTrmm, blas::trmm<Complex<float>>>(
-      side, uplo, transa, diag, m, n, native(alpha), native(a), lda, native(b), ldb);
+      side, uplo, transa, diag, m, n, ours(alpha), ours(a), lda, ours(b), ldb);
 }
 
 toviStatus toviZtrmm(char side, char uplo, char transa, char diag, int m, int n, toviDoubleComplex alpha,
                      const toviDoubleComplex* a, int lda, toviDoubleComplex* b, int ldb) {
   return triangular<OnHost, Complex<double>, checkTrmm, blas::trmm<Complex<double>>>(
-      side, uplo, transa, diag, m, n, native(alpha), native(a), lda, native(b), ldb);
+      side, uplo, transa, diag, m, n, ours(alpha), ours(a), lda, ours(b), ldb);
 }
 
 toviStatus toviDeviceStrmm(char side, char uplo, char transa, char diag, int m, int n, float alpha,
@@ -199,14 +199,14 @@ toviStatus toviDeviceDtrmm(char side, char uplo, char transa, char diag, int m, 
 toviStatus toviDeviceCtrmm(char side, char uplo, char transa, char diag, int m, int n, toviFloatComplex alpha,
                            const toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb) {
   return triangular<OnDevice, Complex<float>, checkTrmm, blas::trmm<Complex<float>>>(
-      side, uplo, transa, diag, m, n, native(alpha), native(a), lda, native(b), ldb);
+      side, uplo, transa, diag, m, n, ours(alpha), ours(a), lda, ours(b), ldb);
 }
 
 toviStatus toviDeviceZtrmm(char side, char uplo, char transa, char diag, int m, int n,
                            toviDoubleComplex alpha, const toviDoubleComplex* a, int lda, toviDoubleComplex* b,
                            int ldb) {
   return triangular<OnDevice, Complex<double>, checkTrmm, blas::trmm<Complex<double>>>(
-      side, uplo, transa, diag, m, n, native(alpha), native(a), lda, native(b), ldb);
+      side, uplo, transa, diag, m, n, ours(alpha), ours(a), lda, ours(b), ldb);
 }
 
 // ----------------------------------------------------------------------------------------------------- symm
@@ -225,14 +225,14 @@ toviStatus toviCsymm(char side, char uplo, int m, int n, toviFloatComplex alpha,
                      int lda, const toviFloatComplex* b, int ldb, toviFloatComplex beta, toviFloatComplex* c,
                      int ldc) {
   return symmetric<OnHost, Complex<float>, blas::symm<Complex<float>>>(
-      side, uplo, m, n, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      side, uplo, m, n, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviZsymm(char side, char uplo, int m, int n, toviDoubleComplex alpha, const toviDoubleComplex* a,
                      int lda, const toviDoubleComplex* b, int ldb, toviDoubleComplex beta,
                      toviDoubleComplex* c, int ldc) {
   return symmetric<OnHost, Complex<double>, blas::symm<Complex<double>>>(
-      side, uplo, m, n, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      side, uplo, m, n, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceSsymm(char side, char uplo, int m, int n, float alpha, const float* a, int lda,
@@ -250,14 +250,14 @@ toviStatus toviDeviceCsymm(char side, char uplo, int m, int n, toviFloatComplex 
                            const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
                            toviFloatComplex beta, toviFloatComplex* c, int ldc) {
   return symmetric<OnDevice, Complex<float>, blas::symm<Complex<float>>>(
-      side, uplo, m, n, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      side, uplo, m, n, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceZsymm(char side, char uplo, int m, int n, toviDoubleComplex alpha,
                            const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
                            toviDoubleComplex beta, toviDoubleComplex* c, int ldc) {
   return symmetric<OnDevice, Complex<double>, blas::symm<Complex<double>>>(
-      side, uplo, m, n, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      side, uplo, m, n, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 // ----------------------------------------------------------------------------------------------------- hemm
@@ -266,28 +266,28 @@ toviStatus toviChemm(char side, char uplo, int m, int n, toviFloatComplex alpha,
                      int lda, const toviFloatComplex* b, int ldb, toviFloatComplex beta, toviFloatComplex* c,
                      int ldc) {
   return symmetric<OnHost, Complex<float>, blas::hemm<Complex<float>>>(
-      side, uplo, m, n, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      side, uplo, m, n, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviZhemm(char side, char uplo, int m, int n, toviDoubleComplex alpha, const toviDoubleComplex* a,
                      int lda, const toviDoubleComplex* b, int ldb, toviDoubleComplex beta,
                      toviDoubleComplex* c, int ldc) {
   return symmetric<OnHost, Complex<double>, blas::hemm<Complex<double>>>(
-      side, uplo, m, n, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      side, uplo, m, n, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceChemm(char side, char uplo, int m, int n, toviFloatComplex alpha,
                            const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
                            toviFloatComplex beta, toviFloatComplex* c, int ldc) {
   return symmetric<OnDevice, Complex<float>, blas::hemm<Complex<float>>>(
-      side, uplo, m, n, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      side, uplo, m, n, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceZhemm(char side, char uplo, int m, int n, toviDoubleComplex alpha,
                            const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
                            toviDoubleComplex beta, toviDoubleComplex* c, int ldc) {
   return symmetric<OnDevice, Complex<double>, blas::hemm<Complex<double>>>(
-      side, uplo, m, n, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      side, uplo, m, n, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 // ----------------------------------------------------------------------------------------------------- syrk
@@ -305,13 +305,13 @@ toviStatus toviDsyrk(char uplo, char trans, int n, int k, double alpha, const do
 toviStatus toviCsyrk(char uplo, char trans, int n, int k, toviFloatComplex alpha, const toviFloatComplex* a,
                      int lda, toviFloatComplex beta, toviFloatComplex* c, int ldc) {
   return rankK<OnHost, Complex<float>, checkSyrk, blas::syrk<Complex<float>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(beta), native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviZsyrk(char uplo, char trans, int n, int k, toviDoubleComplex alpha, const toviDoubleComplex* a,
                      int lda, toviDoubleComplex beta, toviDoubleComplex* c, int ldc) {
   return rankK<OnHost, Complex<double>, checkSyrk, blas::syrk<Complex<double>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(beta), native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceSsyrk(char uplo, char trans, int n, int k, float alpha, const float* a, int lda,
@@ -329,14 +329,14 @@ toviStatus toviDeviceCsyrk(char uplo, char trans, int n, int k, toviFloatComplex
                            const toviFloatComplex* a, int lda, toviFloatComplex beta, toviFloatComplex* c,
                            int ldc) {
   return rankK<OnDevice, Complex<float>, checkSyrk, blas::syrk<Complex<float>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(beta), native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceZsyrk(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
                            const toviDoubleComplex* a, int lda, toviDoubleComplex beta, toviDoubleComplex* c,
                            int ldc) {
   return rankK<OnDevice, Complex<double>, checkSyrk, blas::syrk<Complex<double>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(beta), native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(beta), ours(c), ldc);
 }
 
 // ----------------------------------------------------------------------------------------------------- herk
@@ -344,25 +344,25 @@ toviStatus toviDeviceZsyrk(char uplo, char trans, int n, int k, toviDoubleComple
 toviStatus toviCherk(char uplo, char trans, int n, int k, float alpha, const toviFloatComplex* a, int lda,
                      float beta, toviFloatComplex* c, int ldc) {
   return rankK<OnHost, Complex<float>, checkHerk, blas::herk<Complex<float>>>(
-      uplo, trans, n, k, alpha, native(a), lda, beta, native(c), ldc);
+      uplo, trans, n, k, alpha, ours(a), lda, beta, ours(c), ldc);
 }
 
 toviStatus toviZherk(char uplo, char trans, int n, int k, double alpha, const toviDoubleComplex* a, int lda,
                      double beta, toviDoubleComplex* c, int ldc) {
   return rankK<OnHost, Complex<double>, checkHerk, blas::herk<Complex<double>>>(
-      uplo, trans, n, k, alpha, native(a), lda, beta, native(c), ldc);
+      uplo, trans, n, k, alpha, ours(a), lda, beta, ours(c), ldc);
 }
 
 toviStatus toviDeviceCherk(char uplo, char trans, int n, int k, float alpha, const toviFloatComplex* a,
                            int lda, float beta, toviFloatComplex* c, int ldc) {
   return rankK<OnDevice, Complex<float>, checkHerk, blas::herk<Complex<float>>>(
-      uplo, trans, n, k, alpha, native(a), lda, beta, native(c), ldc);
+      uplo, trans, n, k, alpha, ours(a), lda, beta, ours(c), ldc);
 }
 
 toviStatus toviDeviceZherk(char uplo, char trans, int n, int k, double alpha, const toviDoubleComplex* a,
                            int lda, double beta, toviDoubleComplex* c, int ldc) {
   return rankK<OnDevice, Complex<double>, checkHerk, blas::herk<Complex<double>>>(
-      uplo, trans, n, k, alpha, native(a), lda, beta, native(c), ldc);
+      uplo, trans, n, k, alpha, ours(a), lda, beta, ours(c), ldc);
 }
 
 // ---------------------------------------------------------------------------------------------------- syr2k
@@ -383,14 +383,14 @@ toviStatus toviCsyr2k(char uplo, char trans, int n, int k, toviFloatComplex alph
                       int lda, const toviFloatComplex* b, int ldb, toviFloatComplex beta, toviFloatComplex* c,
                       int ldc) {
   return rank2K<OnHost, Complex<float>, checkSyr2k, blas::syr2k<Complex<float>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviZsyr2k(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
                       const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
                       toviDoubleComplex beta, toviDoubleComplex* c, int ldc) {
   return rank2K<OnHost, Complex<double>, checkSyr2k, blas::syr2k<Complex<double>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceSsyr2k(char uplo, char trans, int n, int k, float alpha, const float* a, int lda,
@@ -409,14 +409,14 @@ toviStatus toviDeviceCsyr2k(char uplo, char trans, int n, int k, toviFloatComple
                             const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
                             toviFloatComplex beta, toviFloatComplex* c, int ldc) {
   return rank2K<OnDevice, Complex<float>, checkSyr2k, blas::syr2k<Complex<float>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 toviStatus toviDeviceZsyr2k(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
                             const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
                             toviDoubleComplex beta, toviDoubleComplex* c, int ldc) {
   return rank2K<OnDevice, Complex<double>, checkSyr2k, blas::syr2k<Complex<double>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(b), ldb, native(beta), native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(b), ldb, ours(beta), ours(c), ldc);
 }
 
 // ---------------------------------------------------------------------------------------------------- her2k
@@ -424,26 +424,26 @@ toviStatus toviDeviceZsyr2k(char uplo, char trans, int n, int k, toviDoubleCompl
 toviStatus toviCher2k(char uplo, char trans, int n, int k, toviFloatComplex alpha, const toviFloatComplex* a,
                       int lda, const toviFloatComplex* b, int ldb, float beta, toviFloatComplex* c, int ldc) {
   return rank2K<OnHost, Complex<float>, checkHer2k, blas::her2k<Complex<float>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(b), ldb, beta, native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(b), ldb, beta, ours(c), ldc);
 }
 
 toviStatus toviZher2k(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
                       const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb, double beta,
                       toviDoubleComplex* c, int ldc) {
   return rank2K<OnHost, Complex<double>, checkHer2k, blas::her2k<Complex<double>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(b), ldb, beta, native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(b), ldb, beta, ours(c), ldc);
 }
 
 toviStatus toviDeviceCher2k(char uplo, char trans, int n, int k, toviFloatComplex alpha,
                             const toviFloatComplex* a, int lda, const toviFloatComplex* b, int ldb,
                             float beta, toviFloatComplex* c, int ldc) {
   return rank2K<OnDevice, Complex<float>, checkHer2k, blas::her2k<Complex<float>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(b), ldb, beta, native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(b), ldb, beta, ours(c), ldc);
 }
 
 toviStatus toviDeviceZher2k(char uplo, char trans, int n, int k, toviDoubleComplex alpha,
                             const toviDoubleComplex* a, int lda, const toviDoubleComplex* b, int ldb,
                             double beta, toviDoubleComplex* c, int ldc) {
   return rank2K<OnDevice, Complex<double>, checkHer2k, blas::her2k<Complex<double>>>(
-      uplo, trans, n, k, native(alpha), native(a), lda, native(b), ldb, beta, native(c), ldc);
+      uplo, trans, n, k, ours(alpha), ours(a), lda, ours(b), ldb, beta, ours(c), ldc);
 }

@@ -14,7 +14,7 @@ toviStatus toviSgetrf(int m, int n, float* a, int lda, int* ipiv) {
 }
 
 toviStatus toviCgetrf(int m, int n, toviFloatComplex* a, int lda, int* ipiv) {
-  return getrf<OnHost>(m, n, native(a), lda, ipiv);
+  return getrf<OnHost>(m, n, ours(a), lda, ipiv);
 }
 
 toviStatus toviDeviceSgetrf(int m, int n, float* a, int lda, int* ipiv) {
@@ -22,7 +22,7 @@ toviStatus toviDeviceSgetrf(int m, int n, float* a, int lda, int* ipiv) {
 }
 
 toviStatus toviDeviceCgetrf(int m, int n, toviFloatComplex* a, int lda, int* ipiv) {
-  return getrf<OnDevice>(m, n, native(a), lda, ipiv);
+  return getrf<OnDevice>(m, n, ours(a), lda, ipiv);
 }
 
 // ----------------------------------------------------------------------------------------------------- gesv
@@ -32,7 +32,7 @@ toviStatus toviSgesv(int n, int nrhs, float* a, int lda, int* ipiv, float* b, in
 }
 
 toviStatus toviCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv, toviFloatComplex* b, int ldb) {
-  return gesv<OnHost>(n, nrhs, native(a), lda, ipiv, native(b), ldb);
+  return gesv<OnHost>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
 }
 
 toviStatus toviDeviceSgesv(int n, int nrhs, float* a, int lda, int* ipiv, float* b, int ldb) {
@@ -41,7 +41,7 @@ toviStatus toviDeviceSgesv(int n, int nrhs, float* a, int lda, int* ipiv, float*
 
 toviStatus toviDeviceCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv, toviFloatComplex* b,
                            int ldb) {
-  return gesv<OnDevice>(n, nrhs, native(a), lda, ipiv, native(b), ldb);
+  return gesv<OnDevice>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
 }
 
 // ---------------------------------------------------------------------------------------------------- geqrf
@@ -51,7 +51,7 @@ toviStatus toviSgeqrf(int m, int n, float* a, int lda, float* tau) {
 }
 
 toviStatus toviCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau) {
-  return geqrf<OnHost>(m, n, native(a), lda, native(tau));
+  return geqrf<OnHost>(m, n, ours(a), lda, ours(tau));
 }
 
 toviStatus toviDeviceSgeqrf(int m, int n, float* a, int lda, float* tau) {
@@ -59,7 +59,7 @@ toviStatus toviDeviceSgeqrf(int m, int n, float* a, int lda, float* tau) {
 }
 
 toviStatus toviDeviceCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau) {
-  return geqrf<OnDevice>(m, n, native(a), lda, native(tau));
+  return geqrf<OnDevice>(m, n, ours(a), lda, ours(tau));
 }
 
 // ----------------------------------------------------------------------------------------------------- gels
@@ -70,7 +70,7 @@ toviStatus toviSgels(char trans, int m, int n, int nrhs, float* a, int lda, floa
 
 toviStatus toviCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda, toviFloatComplex* b,
                      int ldb) {
-  return gels<OnHost>(trans, m, n, nrhs, native(a), lda, native(b), ldb);
+  return gels<OnHost>(trans, m, n, nrhs, ours(a), lda, ours(b), ldb);
 }
 
 toviStatus toviDeviceSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b, int ldb) {
@@ -79,7 +79,7 @@ toviStatus toviDeviceSgels(char trans, int m, int n, int nrhs, float* a, int lda
 
 toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda,
                            toviFloatComplex* b, int ldb) {
-  return gels<OnDevice>(trans, m, n, nrhs, native(a), lda, native(b), ldb);
+  return gels<OnDevice>(trans, m, n, nrhs, ours(a), lda, ours(b), ldb);
 }
 
 // ---------------------------------------------------------------------------------------------------- gesvd
@@ -91,7 +91,7 @@ toviStatus toviSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, fl
 
 toviStatus toviCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda, float* s,
                       toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt) {
-  return gesvd<OnHost>(jobu, jobvt, m, n, native(a), lda, s, native(u), ldu, native(vt), ldvt);
+  return gesvd<OnHost>(jobu, jobvt, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
 }
 
 toviStatus toviDeviceSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, float* s, float* u,
@@ -101,7 +101,7 @@ toviStatus toviDeviceSgesvd(char jobu, char jobvt, int m, int n, float* a, int l
 
 toviStatus toviDeviceCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda, float* s,
                             toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt) {
-  return gesvd<OnDevice>(jobu, jobvt, m, n, native(a), lda, s, native(u), ldu, native(vt), ldvt);
+  return gesvd<OnDevice>(jobu, jobvt, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
 }
 
 // ---------------------------------------------------------------------------------------------------- gglse
@@ -113,7 +113,7 @@ toviStatus toviSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb,
 
 toviStatus toviCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb,
                       toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x) {
-  return gglse<OnHost>(m, n, p, native(a), lda, native(b), ldb, native(c), native(d), native(x));
+  return gglse<OnHost>(m, n, p, ours(a), lda, ours(b), ldb, ours(c), ours(d), ours(x));
 }
 
 toviStatus toviDeviceSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c, float* d,
@@ -123,5 +123,5 @@ toviStatus toviDeviceSgglse(int m, int n, int p, float* a, int lda, float* b, in
 
 toviStatus toviDeviceCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb,
                             toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x) {
-  return gglse<OnDevice>(m, n, p, native(a), lda, native(b), ldb, native(c), native(d), native(x));
+  return gglse<OnDevice>(m, n, p, ours(a), lda, ours(b), ldb, ours(c), ours(d), ours(x));
 }

@@ -4,9 +4,10 @@
 //
 //   guarded   error info := 0, the body, the table of exceptions; the status is stored
 //   managed   the same with the completion check after the body: the management routines
-//   routine   test of the initialized flag, then as managed, between the call hooks: everything that
-//   computes.
-//             The device interface tests first whether the device computes with the element type.
+//   routine   test of the initialized flag, then as managed, between the call hooks: what computes
+//
+// The device interface asks first whether the device computes with the element type; the host interface asks
+// when its operands are staged.
 //
 // A routine comes with the check of its arguments, before which nothing is asked of the device. What follows
 // runs on the executing device, whichever one the calling thread has made current, and gives that back. The

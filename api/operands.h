@@ -80,7 +80,7 @@ void compute(const Driver& driver, const CopyBack& copyBack = nothing) {
   if constexpr (std::is_same_v<Place, OnDevice>) {
     driver();
   } else {
-    if (!deviceComputesWith<T>()) throw InfoException(0, Outcome::insufficientComputeCapability);
+    if (!deviceComputesWith<T>()) insufficientComputeCapability();
     try {
       driver();
       cudalib::completionCheck();

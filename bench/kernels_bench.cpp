@@ -16,11 +16,11 @@
 #include "cudalib/check.h"
 #include "cudalib/managed_memory.h"
 #include "include/tovi.h"
+#include "lapack/bidiagonal.h"
 #include "lapack/qr.h"
 #include "src/basic/Copy.h"
 #include "src/basic/Transpose.h"
 #include "src/blas/blas.h"
-#include "lapack/bidiagonal.h"
 
 namespace {
 
@@ -90,18 +90,19 @@ void reduction(bench::Report& report) {
   const auto restore = [&] {
     cudalib::check(cudaMemcpy(dA.get(), a.data(), a.size() * sizeof(float), cudaMemcpyHostToDevice));
   };
-  report.pair("bidiagonal reduction 2048 float, host gebrd", 8e-9 / 3 * n * n * n, "GF", 0.9,
-              {restore,
-               [&] {
-                 tovi::lapack::gebrd<float>({dA.get(), n, n, n}, dD.get(), dE.get(), dTauq.get(), dTaup.get());
-                 cudalib::completionCheck();
-               }},
-              {[&] { h = a; },
-               [&] {
-                 int info = 0;
-                 sgebrd(&n, &n, h.data(), &n, d.data(), e.data(), tauq.data(), taup.data(), work.data(),
-                        &lwork, &info);
-               }});
+  report.pair(
+      "bidiagonal reduction 2048 float, host gebrd", 8e-9 / 3 * n * n * n, "GF", 0.9,
+      {restore,
+       [&] {
+         tovi::lapack::gebrd<float>({dA.get(), n, n, n}, dD.get(), dE.get(), dTauq.get(), dTaup.get());
+         cudalib::completionCheck();
+       }},
+      {[&] { h = a; },
+       [&] {
+         int info = 0;
+         sgebrd(&n, &n, h.data(), &n, d.data(), e.data(), tauq.data(), taup.data(), work.data(), &lwork,
+                &info);
+       }});
 }
 
 }  // namespace

@@ -34,4 +34,8 @@ void forEachPart(int rows, int cols, const LaunchPart& launchPart) {
 
 }  // namespace cudalib
 
+namespace tovi {
+namespace native = device::native;  // as wrappers name them
+}
+
 #endif

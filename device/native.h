@@ -27,8 +27,4 @@ struct None;
 
 }  // namespace device::native
 
-namespace tovi {
-namespace native = device::native;  // to the wrappers
-}
-
 #endif

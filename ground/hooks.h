@@ -14,8 +14,8 @@ namespace tovi {
 struct CallHooks {
   using Hook = boost::function<void()>;
 
-  // When the library has proved to be initialized, before the arguments are checked; on every way out from
-  // there.
+  // Before the arguments are checked; on every way out from there. Neither runs around a call that is refused
+  // for what the library or its device is: not initialized, without the precision.
   Hook entry, exit;
   Hook phaseBegin, phaseEnd;  // around a phase of a driver (ground/phase.h)
 

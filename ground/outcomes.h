@@ -30,7 +30,11 @@ class InfoException {
 // The requested combination of options is not implemented.
 class FeatNotImplException {};
 
-// The only ways to throw an InfoException. k is minus the position of the offending argument.
+// The only ways to throw an InfoException. The device lacks what the element type needs.
+[[noreturn]] inline void insufficientComputeCapability() {
+  throw InfoException(0, Outcome::insufficientComputeCapability);
+}
+// k is minus the position of the offending argument.
 [[noreturn]] inline void argumentError(int k) { throw InfoException(k, Outcome::argumentError); }
 // k is the 1-based position of the bad datum.
 [[noreturn]] inline void dataError(int k) { throw InfoException(k, Outcome::dataError); }

@@ -180,11 +180,8 @@ inline void writesVector(int n, T* x, int inc) {
 
 }  // namespace detail
 
-// Scalars stay out of template argument deduction: the element type is that of the operands.
-template <class T>
-using Scalar = tovi::Identity<T>;
-template <class T>
-using RealScalar = tovi::Identity<tovi::Real<T>>;
+using tovi::RealScalar;
+using tovi::Scalar;
 
 }  // namespace host
 

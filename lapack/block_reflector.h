@@ -17,9 +17,14 @@
 #ifndef TOVI_LAPACK_BLOCK_REFLECTOR_H
 #define TOVI_LAPACK_BLOCK_REFLECTOR_H
 
+#include "ground/complex.h"
 #include "ground/matrix_view.h"
 
 namespace tovi::lapack {
+
+// The letter of the conjugate transpose.
+template <class T>
+constexpr char adjoint = isComplex<T> ? 'C' : 'T';
 
 // V1 comes first, or last. As factors: Q = H(1) H(2) ... H(k) of QR, Q = H(k) ... H(2) H(1) of QL.
 enum class Direction { forward, backward };

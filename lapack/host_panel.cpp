@@ -15,9 +15,6 @@ namespace {
 // this width stay in the cache, and what is between them runs at the speed of products.
 constexpr int sliceWidth = 32;
 
-template <class T>
-constexpr char adjoint = isComplex<T> ? 'C' : 'T';
-
 // Where a slice S stands beside the columns D that are done and those that are left, L. All of them are taken
 // from the rows on which the slice's reflectors act; D's own triangle, and the R or L of the panel that D has
 // come to, are in the other rows.

@@ -27,9 +27,6 @@ namespace {
 
 using cudalib::LinearMemory;
 
-template <class T>
-constexpr char adjoint = isComplex<T> ? 'C' : 'T';
-
 // What the three factorizations differ in. The lines of A are its columns for QR and its rows for LQ and RQ,
 // numbered from 0 in the order in which they are factored: RQ begins with the last row. A panel is some
 // lines, less what earlier panels have made final; its reflectors are V, and its corner is the square block

@@ -107,26 +107,26 @@ struct Wide {
 };
 
 // Where a matrix stands: in A, in a work matrix, in the output of the long or of the short vectors.
-enum class Place { none, a, w1, w2, longOut, shortOut };
+enum class Where { none, a, w1, w2, longOut, shortOut };
 
 // How a pair of jobs is done. Everything but Q and its product is square, of order min(m, n).
 struct Path {
   std::string_view longJobs, shortJobs;
-  Place q;                    // Q
-  Place triangle;             // R or L, which is reduced there
-  Place longPart, shortPart;  // the triangle's own vectors, where they are wanted
-  Place product;              // of Q and longPart; from here it is copied to where it belongs
+  Where q;                    // Q
+  Where triangle;             // R or L, which is reduced there
+  Where longPart, shortPart;  // the triangle's own vectors, where they are wanted
+  Where product;              // of Q and longPart; from here it is copied to where it belongs
 };
 constexpr Path paths[] = {
-    {"N", "NOSA", Place::none, Place::a, Place::none, Place::a, Place::none},
-    {"O", "N", Place::a, Place::w2, Place::w2, Place::none, Place::w1},
-    {"O", "SA", Place::a, Place::shortOut, Place::w2, Place::shortOut, Place::w1},
-    {"S", "N", Place::a, Place::w1, Place::w1, Place::none, Place::longOut},
-    {"S", "O", Place::a, Place::w1, Place::w1, Place::w2, Place::longOut},
-    {"S", "SA", Place::a, Place::w1, Place::w1, Place::shortOut, Place::longOut},
-    {"A", "N", Place::longOut, Place::w1, Place::w1, Place::none, Place::a},
-    {"A", "O", Place::longOut, Place::w1, Place::w1, Place::w2, Place::a},
-    {"A", "SA", Place::longOut, Place::w1, Place::w1, Place::shortOut, Place::a},
+    {"N", "NOSA", Where::none, Where::a, Where::none, Where::a, Where::none},
+    {"O", "N", Where::a, Where::w2, Where::w2, Where::none, Where::w1},
+    {"O", "SA", Where::a, Where::shortOut, Where::w2, Where::shortOut, Where::w1},
+    {"S", "N", Where::a, Where::w1, Where::w1, Where::none, Where::longOut},
+    {"S", "O", Where::a, Where::w1, Where::w1, Where::w2, Where::longOut},
+    {"S", "SA", Where::a, Where::w1, Where::w1, Where::shortOut, Where::longOut},
+    {"A", "N", Where::longOut, Where::w1, Where::w1, Where::none, Where::a},
+    {"A", "O", Where::longOut, Where::w1, Where::w1, Where::w2, Where::a},
+    {"A", "SA", Where::longOut, Where::w1, Where::w1, Where::shortOut, Where::a},
 };
 const Path& choosePath(char longJob, char shortJob) {
   return *std::find_if(std::begin(paths), std::end(paths), [&](const Path& path) {
@@ -149,60 +149,60 @@ class ByTriangle {
         dW1_(!first()   ? 0
              : second() ? dA.ld
                         : k_,
-             path_.product == Place::w1 ? dA.cols : k_),
+             path_.product == Where::w1 ? dA.cols : k_),
         dW2_(second() ? k_ : 0, k_),
         dTau_(k_) {}
 
   void run(Real<T>* dS) const {
     Form::factor(dA_, dTau_.get());  // A = Q R
     const MatrixView<T> dR = takeTriangle(), dU1 = square(path_.longPart);
-    if (path_.q != Place::none)
-      generateQ(Form::reflectors, k_, path_.q == Place::longOut ? dLong_ : dA_, dTau_.get());
-    Form::decomposeTriangle(dR, dS, dU1, square(shortJob_ == 'N' ? Place::none : path_.shortPart));
+    if (path_.q != Where::none)
+      generateQ(Form::reflectors, k_, path_.q == Where::longOut ? dLong_ : dA_, dTau_.get());
+    Form::decomposeTriangle(dR, dS, dU1, square(shortJob_ == 'N' ? Where::none : path_.shortPart));
 
     if (longJob_ != 'N') {
       const Phase phase;
       Form::multiply(whole(path_.q), dU1, whole(path_.product));
-      deliver(whole(path_.product), whole(home(longJob_, Place::longOut)));
+      deliver(whole(path_.product), whole(home(longJob_, Where::longOut)));
     }
-    if (shortJob_ != 'N') deliver(square(path_.shortPart), square(home(shortJob_, Place::shortOut)));
+    if (shortJob_ != 'N') deliver(square(path_.shortPart), square(home(shortJob_, Where::shortOut)));
   }
 
  private:
-  // W1 takes a product beside A where there is a W2 to make it from.
-  bool second() const { return path_.longPart == Place::w2 || path_.shortPart == Place::w2; }
-  bool first() const { return path_.triangle == Place::w1 || path_.product == Place::w1; }
+  // W1 is as long as A's columns where it takes the product, of W2 and the Q that is in A.
+  bool second() const { return path_.longPart == Where::w2 || path_.shortPart == Where::w2; }
+  bool first() const { return path_.triangle == Where::w1 || path_.product == Where::w1; }
 
-  MatrixView<T> at(Place place, int rows, int cols) const {
+  MatrixView<T> at(Where place, int rows, int cols) const {
     switch (place) {
-      case Place::a:
+      case Where::a:
         return dA_.block(0, 0, rows, cols);
-      case Place::w1:
+      case Where::w1:
         return dW1_.view(rows, cols);
-      case Place::w2:
+      case Where::w2:
         return dW2_.view(rows, cols);
-      case Place::longOut:
+      case Where::longOut:
         return dLong_.block(0, 0, rows, cols);
-      case Place::shortOut:
+      case Where::shortOut:
         return dShort_.block(0, 0, rows, cols);
       default:
         return MatrixView<T>();
     }
   }
-  MatrixView<T> square(Place place) const { return at(place, k_, k_); }
-  MatrixView<T> whole(Place place) const { return at(place, dA_.rows, dA_.cols); }
+  MatrixView<T> square(Where place) const { return at(place, k_, k_); }
+  MatrixView<T> whole(Where place) const { return at(place, dA_.rows, dA_.cols); }
 
   // R where it is reduced, with zeros in the other triangle. The reflectors go where Q is formed.
   MatrixView<T> takeTriangle() const {
-    if (path_.q == Place::longOut) basic::lacpy<T>(Form::opposite, dA_, whole(path_.q));
+    if (path_.q == Where::longOut) basic::lacpy<T>(Form::opposite, dA_, whole(path_.q));
     const MatrixView<T> dR = square(path_.triangle);
-    if (path_.triangle != Place::a) basic::lacpy<T>(Form::triangle, square(Place::a), dR);
+    if (path_.triangle != Where::a) basic::lacpy<T>(Form::triangle, square(Where::a), dR);
     basic::laset(Form::opposite, T(0), T(0), Form::strictlyOpposite(dR));
     return dR;
   }
 
   // To where the vectors of a job belong.
-  static Place home(char job, Place out) { return job == 'O' ? Place::a : out; }
+  static Where home(char job, Where out) { return job == 'O' ? Where::a : out; }
   static void deliver(MatrixView<T> dFrom, MatrixView<T> dTo) {
     if (dFrom.data != dTo.data) basic::lacpy<T>('F', dFrom, dTo);
   }
@@ -241,8 +241,8 @@ void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> d
 
   dU = {dU.data, m, jobu == 'A' ? m : k, dU.ld};
   dVt = {dVt.data, jobvt == 'A' ? n : k, n, dVt.ld};
-  // From this ratio on the QR (LQ) factorization before the reduction pays; LAPACK's crossover (ilaenv, ispec 6)
-  // is the same.
+  // From this ratio on the QR (LQ) factorization before the reduction pays; LAPACK's crossover (ilaenv, ispec
+  // 6) is the same.
   if (std::max(m, n) < std::trunc(k * 1.6))
     decomposeDirectly(jobu, jobvt, dA, dS, dU, dVt);
   else if (m >= n)

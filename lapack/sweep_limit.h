@@ -1,5 +1,5 @@
-// How long the iteration of bdsqr may take. It stands in an object of its own: a program may put another
-// limit in its place when it is linked.
+// How long the iteration of bdsqr may take. Its source has nothing else in it, so that a test may be linked
+// with another limit (tests/svd/rotation_limit.h).
 
 #ifndef TOVI_LAPACK_SWEEP_LIMIT_H
 #define TOVI_LAPACK_SWEEP_LIMIT_H

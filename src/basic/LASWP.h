@@ -6,7 +6,6 @@
 #include <cstdint>
 
 #include "device/runtime.h"
-#include "ground/complex.h"
 
 namespace tovi {
 

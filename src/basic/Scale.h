@@ -4,7 +4,6 @@
 #define TOVI_BASIC_SCALE_H
 
 #include "device/runtime.h"
-#include "ground/complex.h"
 
 namespace tovi {
 

@@ -4,7 +4,6 @@
 #define TOVI_BASIC_TRANSPOSE_H
 
 #include "device/runtime.h"
-#include "ground/complex.h"
 #include "ground/matrix_view.h"
 
 namespace tovi {

@@ -4,7 +4,6 @@
 #define TOVI_BASIC_LARFG_H
 
 #include "device/runtime.h"
-#include "ground/complex.h"
 
 namespace tovi {
 

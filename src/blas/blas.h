@@ -13,12 +13,6 @@
 
 namespace tovi::blas {
 
-// A scalar takes the element type of the operand that is written.
-template <class T>
-using Scalar = Identity<T>;
-template <class T>
-using RealScalar = Real<Identity<T>>;
-
 // C := alpha op(A) op(B) + beta C
 template <class T>
 void gemm(char transa, char transb, Scalar<T> alpha, ConstView<T> dA, ConstView<T> dB, Scalar<T> beta,

@@ -1,5 +1,5 @@
 // Device copies of host operands, for the host interface: uploaded when they are built, copied back when the
-// routine has succeeded. Their memory comes from the buffers of the calling thread, but for what is only
+// routine says so. Their memory comes from the buffers of the calling thread, but for what is only
 // room.
 
 #ifndef TOVI_BLAS_STAGED_MATRIX_H

@@ -1,8 +1,8 @@
 // The shift of the reflectors of a bidiagonal reduction that precedes the generation of an orthogonal factor,
 // as in LAPACK's orgbr.
 
-#ifndef TOVI_SRC_BRD_BRD_H
-#define TOVI_SRC_BRD_BRD_H
+#ifndef TOVI_BRD_BRD_H
+#define TOVI_BRD_BRD_H
 
 #include "device/runtime.h"
 

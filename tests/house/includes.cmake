@@ -13,7 +13,7 @@ set(floors
   src/brd
   lapack
   api)
-# The floor of a file, by the longest of the folders that it is in; -1: none.
+# The floor of a file, by the first of the folders that it is in; -1: none.
 function(floor_of file result)
   set(found -1)
   set(level 0)
@@ -37,12 +37,12 @@ file(GLOB_RECURSE files RELATIVE "${ROOT}" "${ROOT}/ground/*" "${ROOT}/host/*" "
 list(FILTER files INCLUDE REGEX "\\.(h|c|cpp|cu)$")
 foreach(file IN LISTS files)
   floor_of("${file}" floor)
-  file(STRINGS "${ROOT}/${file}" lines REGEX "^#include [<\"]")
+  file(STRINGS "${ROOT}/${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*[<\"]")
   foreach(line IN LISTS lines)
-    string(REGEX REPLACE "^#include [<\"]([^>\"]+)[>\"].*" "\\1" included "${line}")
+    string(REGEX REPLACE "^[ \t]*#[ \t]*include[ \t]*[<\"]([^>\"]+)[>\"].*" "\\1" included "${line}")
     # Headers that the include path finds: the public one, and those that each device supplies.
     set(target "${included}")
-    if(included MATCHES "^(device/[a-z]+|cuda_words|cuda_runtime|cublas)\\.h$" AND NOT EXISTS "${ROOT}/${included}")
+    if(included MATCHES "^(device/[a-z_]+|cuda_words|cuda_runtime|cublas)\\.h$" AND NOT EXISTS "${ROOT}/${included}")
       string(REGEX MATCH "^device/[a-z]+" device "${file}")
       if(NOT device)
         set(device device/software)
@@ -50,7 +50,10 @@ foreach(file IN LISTS files)
       set(target "${device}/include/${included}")
     endif()
     if(NOT EXISTS "${ROOT}/${target}")
-      continue() # the system's, a library's
+      if(line MATCHES "\"") # else the system's, a library's
+        string(APPEND wrong "${file}: ${line} (is not written from the top)\n")
+      endif()
+      continue()
     endif()
     math(EXPR seen "${seen} + 1")
     if(target STREQUAL "include/tovi.h")
@@ -64,6 +67,9 @@ foreach(file IN LISTS files)
       endif()
     elseif(floor_below EQUAL -1 OR floor_below GREATER floor)
       string(APPEND wrong "${file}: ${line} (climbs)\n")
+    elseif(target MATCHES "^device/software/" AND NOT file MATCHES "^device/software/"
+           AND NOT included MATCHES "^(device/(runtime|launch)|cuda_words|cuda_runtime|cublas)\\.h$")
+      string(APPEND wrong "${file}: ${line} (behind the seam)\n")
     endif()
     if(target MATCHES "/testing/" AND NOT file MATCHES "/testing/")
       string(APPEND wrong "${file}: ${line} (the test interface)\n")

@@ -62,19 +62,6 @@ class PromisesTest : public ::testing::TestWithParam<Family> {
 };
 INSTANTIATE_TEST_SUITE_P(Exports, PromisesTest, ::testing::ValuesIn(families()));
 
-// Their sizes in the order of the arguments: small problems for all that is done once, and for the
-// factorizations such of several blocks, which are 32 wide on capability 1.3 (64 for LU), in every shape.
-// Equal sizes differ in their options.
-std::vector<std::vector<int>> problemsOf(const std::string& family) {
-  if (family == "getrf") return {{9, 10}, {80, 130}};
-  if (family == "gesv") return {{10, 2}, {130, 2}};
-  if (family == "geqrf") return {{20, 20}, {100, 97}, {70, 100}};
-  if (family == "gels") return {{20, 10, 2}, {80, 50, 2}, {50, 80, 2}, {50, 80, 2}};
-  if (family == "gesvd") return {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}};
-  if (family == "gglse") return {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}};
-  return {{9, 10, 11}, {33, 34, 35}, {12, 13, 14}};
-}
-
 Call callOfSizes(const Export& routine, const std::vector<int>& sizes, std::uint64_t seed) {
   Random random(seed);
   return drawCall(routine, random, {sizesOf(sizes)});
@@ -85,7 +72,7 @@ TEST_P(PromisesTest, EveryPlatformCallMayFail) {
   software_device::setChecking(true);  // what nobody has written is NaN
   forEveryExport([](const Export& routine) {
     std::uint64_t seed = 0;
-    for (const std::vector<int>& sizes : problemsOf(routine.family->name)) {
+    for (const std::vector<int>& sizes : routine.family->problems) {
       // Underneath, the routine for host memory calls the one for device memory.
       if (++seed > 2 && routine.where == Memory::device) break;
       const Call call = callOfSizes(routine, sizes, seed);
@@ -107,7 +94,7 @@ TEST(Promises, EveryCallMayFailElsewhere) {
     const std::string& name = routine.name;
     SCOPED_TRACE(name);
     if (routine.family->lapack && routine.where == Memory::host)
-      failEveryCall(callOfSizes(routine, problemsOf(routine.family->name).back(), 1), false, false);
+      failEveryCall(callOfSizes(routine, routine.family->problems.back(), 1), false, false);
     if (name == "toviSgesv") failEveryCall(callOfSizes(routine, {514, 2}, 1), false, false);
   }
 }

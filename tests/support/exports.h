@@ -147,6 +147,10 @@ struct Family {
   Holds nothingToDo;    // nothing is read or written
   int leastLd = 1;      // of a matrix without rows
   bool lapack = false;  // data errors are possible
+  // Sizes in the order of the arguments: small problems for all that is done once, and for the factorizations
+  // such of several blocks, which are 32 wide on capability 1.3 (64 for LU), in every shape. Equal sizes
+  // differ in their options.
+  std::vector<std::vector<int>> problems = {{9, 10, 11}, {33, 34, 35}, {12, 13, 14}};
 };
 
 inline const Value& Arguments::value(std::string_view name) const {
@@ -265,20 +269,23 @@ inline const std::vector<Family>& families() {
          nonzero({"m", "n"}),
          anyZero({"m", "n"}),
          1,
-         true},
+         true,
+         {{9, 10}, {80, 130}}},
         {"gesv",
          {size("n"), size("nrhs"), array("a", by("n", "n")), ld("lda"), output("ipiv", vector("n")),
           solutions, ld("ldb")},
          nonzero({"n"}),
          anyZero({"n"}),
          1,
-         true},
+         true,
+         {{10, 2}, {130, 2}}},
         {"geqrf",
          {size("m"), size("n"), array("a", by("m", "n")), ld("lda"), output("tau", diagonal)},
          [](const Arguments& a) { return shorter(a) != 0 && (a["m"] > 1 || a["n"] > 1); },
          anyZero({"m", "n"}),
          1,
-         true},
+         true,
+         {{20, 20}, {100, 97}, {70, 100}}},
         {"gels",
          {option("trans", "NTC"), size("m"), size("n"), size("nrhs"), array("a", by("m", "n")), ld("lda"),
           array("b",
@@ -289,7 +296,8 @@ inline const std::vector<Family>& families() {
          nonzero({"m", "n", "nrhs"}),
          [](const Arguments&) { return false; },
          1,
-         true},
+         true,
+         {{20, 10, 2}, {80, 50, 2}, {50, 80, 2}, {50, 80, 2}}},
         {"gesvd",
          {option("jobu", "ASON"),
           option("jobvt", "ASON",
@@ -314,7 +322,8 @@ inline const std::vector<Family>& families() {
          nonzero({"m", "n"}),
          anyZero({"m", "n"}),
          1,
-         true},
+         true,
+         {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}}},
         {"gglse",
          {size("m"), size("n"),
           size("p", [](const Arguments& a) { return a["p"] <= a["n"] && a["p"] >= a["n"] - a["m"]; }),
@@ -328,7 +337,8 @@ inline const std::vector<Family>& families() {
          nonzero({"n"}),
          anyZero({"n"}),
          1,
-         true},
+         true,
+         {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}}},
     };
   }();
   return all;
@@ -360,26 +370,15 @@ class ExportTable {
     const auto both = [&](const char* family, const auto& exports) {
       add(precision, family, exports[0], exports[1]);
     };
-    both("gemm", Exports<T>::gemm);
-    both("gemv", Exports<T>::gemv);
-    both("trsm", Exports<T>::trsm);
-    both("trmm", Exports<T>::trmm);
-    both("symm", Exports<T>::symm);
-    both("syrk", Exports<T>::syrk);
-    both("syr2k", Exports<T>::syr2k);
+#define TOVI_ROW(P, family) both(#family, Exports<T>::family);
+    TOVI_BLAS(TOVI_ROW, )
     if constexpr (tovi::isComplex<T>) {
-      both("hemm", Exports<T>::hemm);
-      both("herk", Exports<T>::herk);
-      both("her2k", Exports<T>::her2k);
+      TOVI_HERMITIAN_BLAS(TOVI_ROW, )
     }
     if constexpr (std::is_same_v<Real<T>, float>) {
-      both("getrf", Exports<T>::getrf);
-      both("gesv", Exports<T>::gesv);
-      both("geqrf", Exports<T>::geqrf);
-      both("gels", Exports<T>::gels);
-      both("gesvd", Exports<T>::gesvd);
-      both("gglse", Exports<T>::gglse);
+      TOVI_LAPACK(TOVI_ROW, )
     }
+#undef TOVI_ROW
   }
   template <class... P>
   void add(const char* precision, std::string_view family, toviStatus (*host)(P...),

@@ -75,16 +75,16 @@ struct Exports;
 // clang-format off
 #define TOVI_EXPORT(P, family) \
   static constexpr decltype(&tovi##P##family) family[] = {tovi##P##family, toviDevice##P##family};
-#define TOVI_BLAS(P) TOVI_EXPORT(P, gemm) TOVI_EXPORT(P, gemv) TOVI_EXPORT(P, trsm) TOVI_EXPORT(P, trmm) \
-  TOVI_EXPORT(P, symm) TOVI_EXPORT(P, syrk) TOVI_EXPORT(P, syr2k)
-#define TOVI_HERMITIAN_BLAS(P) TOVI_EXPORT(P, hemm) TOVI_EXPORT(P, herk) TOVI_EXPORT(P, her2k)
-#define TOVI_LAPACK(P) TOVI_EXPORT(P, getrf) TOVI_EXPORT(P, gesv) TOVI_EXPORT(P, geqrf) \
-  TOVI_EXPORT(P, gels) TOVI_EXPORT(P, gesvd) TOVI_EXPORT(P, gglse)
+// The one list of families: X(P, family), P a precision.
+#define TOVI_BLAS(X, P) X(P, gemm) X(P, gemv) X(P, trsm) X(P, trmm) X(P, symm) X(P, syrk) X(P, syr2k)
+#define TOVI_HERMITIAN_BLAS(X, P) X(P, hemm) X(P, herk) X(P, her2k)
+#define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gglse)
 
-template <> struct Exports<float> { TOVI_BLAS(S) TOVI_LAPACK(S) };
-template <> struct Exports<double> { TOVI_BLAS(D) };
-template <> struct Exports<Complex<float>> { TOVI_BLAS(C) TOVI_HERMITIAN_BLAS(C) TOVI_LAPACK(C) };
-template <> struct Exports<Complex<double>> { TOVI_BLAS(Z) TOVI_HERMITIAN_BLAS(Z) };
+template <> struct Exports<float> { TOVI_BLAS(TOVI_EXPORT, S) TOVI_LAPACK(TOVI_EXPORT, S) };
+template <> struct Exports<double> { TOVI_BLAS(TOVI_EXPORT, D) };
+template <> struct Exports<Complex<float>> {
+  TOVI_BLAS(TOVI_EXPORT, C) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, C) TOVI_LAPACK(TOVI_EXPORT, C) };
+template <> struct Exports<Complex<double>> { TOVI_BLAS(TOVI_EXPORT, Z) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, Z) };
 // clang-format on
 
 // The element type of a call: that of its first array.
@@ -96,17 +96,14 @@ struct ElementOf<T*, Rest...> {
 };
 
 // gemm(where, transa, ...), and so on.
-#define TOVI_ROUTINE(family)                                                                 \
+#define TOVI_ROUTINE(P, family)                                                              \
   template <class... Arguments>                                                              \
   toviStatus family(Memory where, Arguments... arguments) {                                  \
     return Exports<typename ElementOf<Arguments...>::type>::family[static_cast<int>(where)]( \
         exported(arguments)...);                                                             \
   }
 // clang-format off
-TOVI_ROUTINE(gemm) TOVI_ROUTINE(gemv) TOVI_ROUTINE(trsm) TOVI_ROUTINE(trmm) TOVI_ROUTINE(symm)
-TOVI_ROUTINE(hemm) TOVI_ROUTINE(syrk) TOVI_ROUTINE(herk) TOVI_ROUTINE(syr2k) TOVI_ROUTINE(her2k)
-TOVI_ROUTINE(getrf) TOVI_ROUTINE(gesv) TOVI_ROUTINE(geqrf) TOVI_ROUTINE(gels) TOVI_ROUTINE(gesvd)
-TOVI_ROUTINE(gglse)
+TOVI_BLAS(TOVI_ROUTINE, ) TOVI_HERMITIAN_BLAS(TOVI_ROUTINE, ) TOVI_LAPACK(TOVI_ROUTINE, )
     // clang-format on
 
     // The same with operands that are placed and fetched.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "device/software/native/bodies.h"
+#include "device/native_bodies.h"
 #include "device/software/src/pool.h"
 #include "device/software/src/sanitizer.h"
 

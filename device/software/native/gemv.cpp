@@ -5,7 +5,7 @@
 #include <array>
 #include <cstddef>
 
-#include "device/software/native/bodies.h"
+#include "device/native_bodies.h"
 #include "device/software/src/cublas_tiles.h"
 #include "device/software/src/sanitizer.h"
 

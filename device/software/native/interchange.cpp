@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <utility>
+#include <cstdint>
 
-#include "device/software/native/bodies.h"
+#include "device/native_bodies.h"
 #include "device/software/src/pool.h"
 
 namespace software_device {

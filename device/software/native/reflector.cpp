@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-#include "device/software/native/bodies.h"
+#include "device/native_bodies.h"
 
 namespace software_device {
 namespace native {

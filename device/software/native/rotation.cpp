@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "device/software/native/bodies.h"
+#include "device/native_bodies.h"
 #include "device/software/src/pool.h"
 
 namespace software_device {

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "device/software/native/bodies.h"
+#include "device/native_bodies.h"
 #include "device/software/src/pool.h"
 
 #if defined(__SSE2__) || defined(_M_X64)

@@ -1,7 +1,6 @@
 #include "device/software/src/machine.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "device/software/src/engine.h"

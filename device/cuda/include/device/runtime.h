@@ -9,7 +9,6 @@
 #include <cuda_runtime.h>
 #include <device_launch_parameters.h>  // blockIdx and its like, declared for the host compiler, too
 
-#include <atomic>
 #include <map>
 #include <mutex>
 

@@ -17,7 +17,7 @@
 #include <utility>
 
 #include "device/kernel.h"
-#include "device/software/native/bodies.h"
+#include "device/native_bodies.h"
 #include "device/work.h"
 
 namespace software_device {

@@ -4,16 +4,15 @@
 // kernel instead, so that a test can hold both against each other.
 //
 // To add one: declare it in device/native.h, define it here with the kernel's parameters, and the function
-// that does the work of the whole grid in a source beside this file.
+// that does the work of the whole grid in a source in device/software/native.
 
-#ifndef TOVI_DEVICE_SOFTWARE_NATIVE_BODIES_H
-#define TOVI_DEVICE_SOFTWARE_NATIVE_BODIES_H
+#ifndef TOVI_DEVICE_NATIVE_BODIES_H
+#define TOVI_DEVICE_NATIVE_BODIES_H
 
 #include <cuda_runtime.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 
 #include "device/native.h"
