@@ -17,10 +17,7 @@ namespace testing_support {
 
 template <class T>
 HostMatrix<double> magnitudes(const HostMatrix<T>& a) {
-  HostMatrix<double> result(a.rows(), a.cols());
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) result(i, j) = magnitude(a(i, j));
-  return result;
+  return HostMatrix<double>(a.rows(), a.cols()).set([&](int i, int j) { return magnitude(a(i, j)); });
 }
 
 // A sum of products, and the same of the magnitudes, which tells how far rounding may move each element.
@@ -47,10 +44,9 @@ struct Sum {
 template <class W>
 HostMatrix<W> op(char trans, const HostMatrix<W>& a) {
   if (trans == 'N') return a;
-  HostMatrix<W> t(a.cols(), a.rows());
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) t(j, i) = trans == 'C' ? tovi::conj(a(i, j)) : a(i, j);
-  return t;
+  return HostMatrix<W>(a.cols(), a.rows()).set([&](int i, int j) {
+    return trans == 'C' ? tovi::conj(a(j, i)) : a(j, i);
+  });
 }
 // The imaginary parts of a Hermitian matrix's diagonal do not count.
 template <class W>
@@ -62,18 +58,14 @@ HostMatrix<W> withRealDiagonal(HostMatrix<W> a) {
 template <class W>
 HostMatrix<W> hermitian(const HostMatrix<W>& stored) {
   const HostMatrix<W> a = withRealDiagonal(stored), other = op('C', a);
-  HostMatrix<W> whole = a;
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i)
-      if (i != j) whole(i, j) += other(i, j);
-  return whole;
+  return HostMatrix<W>(a).set([&](int i, int j) { return i == j ? a(i, j) : a(i, j) + other(i, j); });
 }
 // A vector in the order of its elements.
 template <class W>
 HostMatrix<W> column(const HostMatrix<W>& row, int increment) {
-  HostMatrix<W> x(row.cols(), 1);
-  for (int i = 0; i < row.cols(); ++i) x(i, 0) = row(0, increment < 0 ? row.cols() - 1 - i : i);
-  return x;
+  return HostMatrix<W>(row.cols(), 1).set([&](int i, int) {
+    return row(0, increment < 0 ? row.cols() - 1 - i : i);
+  });
 }
 
 // alpha times the products of a call; in the place of B: x.
@@ -214,7 +206,7 @@ void checkSmallDiagonal(Memory where, const std::string& options, int m, int n) 
   const int order = left ? m : n;
   Random random(static_cast<std::uint64_t>(m * 10007 + n));
   const auto whole = [&] { return makeElement<W>(random.below(3) - 1, random.below(3) - 1); };
-  HostMatrix<T> a(order, order, 3), b(m, n, 2), x(m, n);
+  HostMatrix<T> a(order, order, 3), b(m, n, 2);
   HostMatrix<W> triangle(order, order), solution(m, n);
   a.fill(quietNaN<T>());
   for (int j = 0; j < order; ++j)
@@ -223,18 +215,16 @@ void checkSmallDiagonal(Memory where, const std::string& options, int m, int n) 
       a(i, j) = narrow<T>(triangle(i, j) * scale(left == (trans == 'N') ? i : j));
       if (i == j && unit) a(i, i) = narrow<T>(W(Limits::denorm_min())), triangle(i, i) = W(1);
     }
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < m; ++i) solution(i, j) = whole() * W(2), x(i, j) = narrow<T>(solution(i, j));
+  solution.set([&](int, int) { return whole() * W(2); });
   const HostMatrix<W> start =
       left ? product(op(trans, triangle), solution) : product(solution, op(trans, triangle));
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < m; ++i) b(i, j) = narrow<T>(start(i, j) * W(0.5) * scale(left ? i : j));
+  b.set([&](int i, int j) { return narrow<T>(start(i, j) * W(0.5) * scale(left ? i : j)); });
 
   const Placed<T> pa(where, a), pb(where, b);
   ASSERT_EQ(trsm(where, side, uplo, trans, diag, m, n, T(2), pa.data(), a.ld(), pb.data(), b.ld()),
             toviNoError);
   pb.fetch();
-  EXPECT_EQ(norm1(minus(b, x)), 0);
+  EXPECT_EQ(norm1(minus(b, narrow<T>(solution))), 0);
   EXPECT_TRUE(b.paddingIntact());
 }
 

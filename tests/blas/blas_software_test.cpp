@@ -151,10 +151,7 @@ TEST(BlasDispatch, LongProductsAreOneCallOnTheFirstGeneration) {
 }
 
 // The blocks of the first generation, which are others in single precision.
-template <class T>
-class BlasFirstGenerationTest : public ::testing::Test {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(BlasFirstGenerationTest, Elements);
+TOVI_TYPED_SUITE(BlasFirstGenerationTest, ::testing::Test, SingleTypes);
 
 TYPED_TEST(BlasFirstGenerationTest, GivesTheSameResults) {
   using T = TypeParam;
@@ -176,10 +173,7 @@ TYPED_TEST(BlasFirstGenerationTest, GivesTheSameResults) {
 
 // --- The transposed matrix-vector product: its kernel, which otherwise gives way to the native body
 
-template <class T>
-class GemvTest : public LibraryTest {};
-using AllElements = ::testing::Types<float, double, Complex<float>, Complex<double>>;
-TYPED_TEST_SUITE(GemvTest, AllElements);
+TOVI_TYPED_SUITE(GemvTest, LibraryTest, AllTypes);
 
 // The tests of the exported routine with the kernel.
 TYPED_TEST(GemvTest, TheKernelItself) {

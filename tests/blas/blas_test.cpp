@@ -8,15 +8,9 @@
 namespace testing_support {
 namespace {
 
-template <class T>
-class BlasTest : public LibraryTest {};
-using Elements = ::testing::Types<float, double, Complex<float>, Complex<double>>;
-TYPED_TEST_SUITE(BlasTest, Elements);
+TOVI_TYPED_SUITE(BlasTest, LibraryTest, AllTypes);
 
-template <class T>
-class HermitianBlasTest : public LibraryTest {};
-using ComplexElements = ::testing::Types<Complex<float>, Complex<double>>;
-TYPED_TEST_SUITE(HermitianBlasTest, ComplexElements);
+TOVI_TYPED_SUITE(HermitianBlasTest, LibraryTest, ComplexTypes);
 
 // Every choice of options that is accepted, in capitals or small letters.
 template <class T>

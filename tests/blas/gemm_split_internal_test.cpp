@@ -54,10 +54,8 @@ void expectPieces(const GemmSplit& split, char ta, char tb, int m, int n, int k,
   EXPECT_EQ(pieces.front(), first);
 }
 
-template <class T>
-class GemmSplitTest : public ::testing::Test {};
-using Elements = ::testing::Types<float, Complex<double>>;
-TYPED_TEST_SUITE(GemmSplitTest, Elements);
+using SplitTypes = ::testing::Types<float, Complex<double>>;
+TOVI_TYPED_SUITE(GemmSplitTest, ::testing::Test, SplitTypes);
 
 TYPED_TEST(GemmSplitTest, TheFirstRuleThatAppliesWinsAndHalvesAreCutAgain) {
   const struct {

@@ -16,22 +16,8 @@
 #include <vector>
 
 #include "device/launch.h"
-#include "src/basic/Conjugate.h"
-#include "src/basic/Copy.h"
-#include "src/basic/LACPY.h"
-#include "src/basic/LASET.h"
-#include "src/basic/LASWP.h"
-#include "src/basic/MADD.h"
-#include "src/basic/Precision.h"
-#include "src/basic/Scale.h"
-#include "src/basic/Set.h"
-#include "src/basic/Subtract.h"
-#include "src/basic/Transpose.h"
-#include "src/basic/lange.h"
-#include "src/basic/larfg.h"
-#include "src/basic/lasr.h"
 #include "src/blas/blas.h"
-#include "src/brd/brd.h"
+#include "tests/kernels/kernels.h"
 #include "tests/support/interface.h"
 
 namespace {

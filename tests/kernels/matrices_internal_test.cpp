@@ -7,46 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "src/basic/Conjugate.h"
-#include "src/basic/Copy.h"
-#include "src/basic/LACPY.h"
-#include "src/basic/LASET.h"
-#include "src/basic/MADD.h"
-#include "src/basic/Precision.h"
-#include "src/basic/Set.h"
-#include "src/basic/Subtract.h"
-#include "src/basic/Transpose.h"
-#include "tests/support/ratios.h"
+#include "tests/kernels/kernels.h"
 
+namespace testing_support {
 namespace {
-
-using namespace testing_support;
-using tovi::MatrixView;
-namespace basic = tovi::basic;
-
-// The matrix whose element (i, j) is rule(i, j), with padding that depends on the shape.
-template <class T, class Rule>
-HostMatrix<T> made(int rows, int cols, const Rule& rule) {
-  HostMatrix<T> a(rows, cols, 1 + cols % 3);
-  for (int j = 0; j < cols; ++j)
-    for (int i = 0; i < rows; ++i) a(i, j) = rule(i, j);
-  return a;
-}
-
-// No two elements are equal, and none is its own conjugate.
-template <class T>
-HostMatrix<T> numbered(int rows, int cols, int start = 1) {
-  return made<T>(rows, cols, [=](int i, int j) { return makeElement<T>(start + i + j * rows, 2 + i + j); });
-}
-
-// What work(view) makes of a matrix on the device: rule(i, j).
-template <class T, class Work, class Rule>
-void expectMade(const HostMatrix<T>& before, const Work& work, const Rule& rule) {
-  const OnDevice<T> device(before);
-  work(device.view);
-  EXPECT_TRUE(device.holds(made<T>(before.rows(), before.cols(), rule)))
-      << before.rows() << " x " << before.cols();
-}
 
 // The longest ones, for one type, are longer than the blocks of one grid reach.
 template <class T>
@@ -62,10 +26,7 @@ bool within(char uplo, int i, int j) {
   return uplo == 'U' || uplo == 'u' ? i <= j : uplo == 'L' || uplo == 'l' ? i >= j : true;
 }
 
-template <class T>
-class BasicMatrix : public testing::Test {};
-using Elements = testing::Types<float, double, Complex<float>, Complex<double>>;
-TYPED_TEST_SUITE(BasicMatrix, Elements);
+TOVI_TYPED_SUITE(BasicMatrix, ::testing::Test, AllTypes);
 
 TYPED_TEST(BasicMatrix, TransposesAndConjugates) {
   using T = TypeParam;
@@ -230,3 +191,4 @@ TEST(BasicPrecisionOf, NumbersThatTheNarrowerTypeLacks) {
 }
 
 }  // namespace
+}  // namespace testing_support

@@ -1,30 +1,16 @@
 // Native bodies against the kernels that they stand in for: the same bits in every element, and none beside
-// them. Transposed products, which agree to rounding only: tests/blas/gemv_software_test.cpp.
+// them, where numbers are rounded; the others are in the tests of the kernels. Transposed products, which
+// agree to rounding only: GemvTest.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
-#include <utility>
 #include <vector>
 
-#include "device/software/testing/software_device.h"
-#include "src/basic/Copy.h"
-#include "src/basic/LASWP.h"
-#include "src/basic/Transpose.h"
-#include "src/basic/larfg.h"
-#include "src/basic/lasr.h"
-#include "tests/support/matrix.h"
+#include "tests/kernels/kernels.h"
 
+namespace testing_support {
 namespace {
-
-using testing_support::DeviceArray;
-using testing_support::HostMatrix;
-using testing_support::OnDevice;
-using testing_support::quietNaN;
-using testing_support::Random;
-using tovi::Complex;
 
 // Results of a kernel's body, with its threads in their order and in others, and of the native one, from the
 // same start.
@@ -51,71 +37,21 @@ void expectSameBits(const HostMatrix<T>& before, const Run& run) {
   EXPECT_FALSE(results[0].sameBits(before)) << "the kernel has done nothing";
 }
 
-template <class T>
-class NativeBodies : public testing::Test {
- protected:
-  // Random, with a zero of either sign and a NaN
-  static HostMatrix<T> random(int rows, int cols, int padding) {
-    HostMatrix<T> a =
-        HostMatrix<T>::random(rows, cols, padding, static_cast<std::uint64_t>(rows * 31 + cols));
-    a(0, 0) = -T(0);
-    a(rows - 1, 0) = quietNaN<T>();
-    a(0, cols - 1) = T(0);
-    return a;
-  }
-};
-using Elements = testing::Types<float, double, Complex<float>, Complex<double>>;
-TYPED_TEST_SUITE(NativeBodies, Elements);
+TOVI_TYPED_SUITE(NativeBodies, ::testing::Test, AllTypes);
 
-// Around the tiles' edges (8 to 32 elements), and around the blocks' (64 to 256)
-const int sizes[] = {2, 7, 8, 31, 33, 64, 129, 255, 257, 300};
-
-TYPED_TEST(NativeBodies, CopiesAndTransposes) {
+TYPED_TEST(NativeBodies, AreNamedByTheWrappers) {
   using T = TypeParam;
-  for (const int m : sizes) {
-    for (const int n : {1, 40, 1100}) {
-      SCOPED_TRACE(testing::Message() << m << " x " << n);
-      const HostMatrix<T> a = this->random(m, n, 5 * (n % 3));
-      const OnDevice<T> dA(a);
-      expectSameBits(HostMatrix<T>(m, n, m % 2), [&](T* dB) {
-        tovi::basic::copyMatrix<T>(dA.view, {dB, m, n, m + m % 2});
-      });
-    }
-    for (const bool conjugate : {false, true}) {
-      for (const int n : sizes) {
-        SCOPED_TRACE(testing::Message() << m << " x " << n << (conjugate ? ", conjugate" : ""));
-        const OnDevice<T> dA(this->random(m, n, n % 3));
-        expectSameBits(HostMatrix<T>::random(n, m, m % 2, 7), [&](T* dB) {
-          tovi::basic::transpose<T>(dA.view, {dB, n, m, n + m % 2}, conjugate);
-        });
-      }
-      expectSameBits(this->random(m, m, m % 3), [&](T* dA) {
-        tovi::basic::transposeInplace<T>({dA, m, m, m + m % 3}, conjugate);
-      });
-    }
-  }
-}
-
-TYPED_TEST(NativeBodies, Interchanges) {
-  using T = TypeParam;
-  // Lines across, lines that move, first and last pivot. 33000 lines need the wide form.
-  const struct {
-    int across, moving, k1, k2;
-  } cases[] = {{1, 30, 1, 17}, {70, 60, 3, 40}, {2100, 20, 1, 20}, {5, 33000, 32990, 33000}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.across << " lines of " << c.moving);
-    Random random(3);
-    std::vector<int> pivots(static_cast<std::size_t>(c.moving));
-    for (int i = 0; i < c.moving; ++i)
-      pivots[static_cast<std::size_t>(i)] = i + 1 + random.below(c.moving - i);
-    pivots[static_cast<std::size_t>(c.k1)] = c.k1 + 1;  // one that stays where it is
-    const HostMatrix<T> rows = HostMatrix<T>::random(c.moving, c.across, 2, 5);
-    expectSameBits(rows,
-                   [&](T* dA) { tovi::basic::laswp(c.across, dA, rows.ld(), c.k1, c.k2, pivots.data(), 1); });
-    const HostMatrix<T> columns = HostMatrix<T>::random(c.across, c.moving, 2, 5);
-    expectSameBits(columns, [&](T* dA) {
-      tovi::basic::laswpCol(c.across, dA, columns.ld(), c.k1, c.k2, pivots.data(), 1);
-    });
+  const OnDevice<T> a(HostMatrix<T>(40, 40)), b(HostMatrix<T>(40, 40));
+  const int pivots[] = {2, 2};
+  const std::function<void()> calls[] = {[&] { basic::copyMatrix<T>(a.view, b.view); },
+                                         [&] { basic::transpose<T>(a.view, b.view, false); },
+                                         [&] { basic::transposeInplace<T>(a.view, true); },
+                                         [&] { basic::laswp(40, a.view.data, 40, 1, 2, pivots, 1); },
+                                         [&] { basic::laswpCol(40, a.view.data, 40, 1, 2, pivots, 1); }};
+  for (const auto& call : calls) {
+    const std::uint64_t before = software_device::nativeLaunches();
+    call();
+    EXPECT_GT(software_device::nativeLaunches(), before) << &call - calls;
   }
 }
 
@@ -125,7 +61,7 @@ TEST(Interchanges, TravelInBatches) {
   const std::vector<int> pivots(64, 64);
   for (const auto& [last, expected] : {std::pair{16, 1u}, {17, 2u}, {32, 2u}, {33, 3u}}) {
     const auto before = software_device::calls(software_device::Entry::launch);
-    tovi::basic::laswp(600, memory.data(), 64, 1, last, pivots.data(), 1);
+    basic::laswp(600, memory.data(), 64, 1, last, pivots.data(), 1);
     EXPECT_EQ(software_device::calls(software_device::Entry::launch) - before, expected) << last;
   }
 }
@@ -148,8 +84,8 @@ TYPED_TEST(NativeBodies, Rotations) {
         const DeviceArray<R> dC(c.data(), c.size()), dS(s.data(), s.size());
         HostMatrix<T> a = HostMatrix<T>::random(m, n, 3, static_cast<std::uint64_t>(m));
         a(m - 1, n - 1) = quietNaN<T>();
-        expectSameBits(
-            a, [&](T* dA) { tovi::basic::lasr('R', 'V', direct, m, n, dC.data(), dS.data(), dA, a.ld()); });
+        expectSameBits(a,
+                       [&](T* dA) { basic::lasr('R', 'V', direct, m, n, dC.data(), dS.data(), dA, a.ld()); });
       }
 }
 
@@ -165,10 +101,10 @@ TYPED_TEST(NativeBodies, Reflectors) {
         SCOPED_TRACE(testing::Message() << n << " by " << inc << ", 2^" << exponent);
         const int length = (n - 1) * inc;
         auto a = HostMatrix<T>::random(length + 2, 1, 1, static_cast<std::uint64_t>(n));
-        for (int i = 0; i <= length; ++i)
-          a(i, 0) *= testing_support::makeElement<T>(std::ldexp(1.0, exponent), 0);
-        expectSameBits(a, [&](T* d) { tovi::basic::larfg(n, d, d + 1, inc, d + length + 1); });
+        for (int i = 0; i <= length; ++i) a(i, 0) *= makeElement<T>(std::ldexp(1.0, exponent), 0);
+        expectSameBits(a, [&](T* d) { basic::larfg(n, d, d + 1, inc, d + length + 1); });
       }
 }
 
 }  // namespace
+}  // namespace testing_support

@@ -2,47 +2,40 @@
 
 #include <algorithm>
 #include <cmath>
-#include <string>
 #include <utility>
+#include <vector>
 
 #include "src/basic/lange.h"
-#include "tests/support/matrix.h"
 #include "tests/support/ratios.h"
 
 namespace {
 
 using namespace testing_support;
 
-template <class T>
-class Norms : public testing::Test {};
-using Elements = testing::Types<float, double, Complex<float>, Complex<double>>;
-TYPED_TEST_SUITE(Norms, Elements);
+TOVI_TYPED_SUITE(Norms, ::testing::Test, AllTypes);
 
 template <class T>
 double normOf(char norm, const HostMatrix<T>& a) {
-  const DeviceArray<T> dA(a);
-  return static_cast<double>(tovi::basic::lange<T>(norm, {dA.data(), a.rows(), a.cols(), a.ld()}));
+  return static_cast<double>(tovi::basic::lange<T>(norm, OnDevice<T>(a).view));
 }
 template <class T>
 double hermitianNormOf(char norm, char uplo, const HostMatrix<T>& a) {
-  const DeviceArray<T> dA(a);
-  return static_cast<double>(tovi::basic::lanhe<T>(norm, uplo, {dA.data(), a.rows(), a.cols(), a.ld()}));
+  return static_cast<double>(tovi::basic::lanhe<T>(norm, uplo, OnDevice<T>(a).view));
 }
 
 // In the unit 2^exponent, in which the squares stay within the range of double.
 template <class T>
 double reference(char norm, const HostMatrix<T>& a, int exponent) {
   double greatest = 0, squares = 0;
-  for (int j = 0; j < (norm == 'I' ? a.rows() : a.cols()); ++j) {
-    double sum = 0;
-    for (int i = 0; i < (norm == 'I' ? a.cols() : a.rows()); ++i) {
-      const double x = std::ldexp(magnitude(widen(norm == 'I' ? a(j, i) : a(i, j))), -exponent);
-      sum = norm == 'M' ? std::max(sum, x) : sum + x;
-      squares += x * x;
+  std::vector<double> sums(static_cast<std::size_t>(std::max(a.rows(), a.cols())));
+  for (int j = 0; j < a.cols(); ++j)
+    for (int i = 0; i < a.rows(); ++i) {
+      const double x = std::ldexp(magnitude(widen(a(i, j))), -exponent);
+      greatest = std::max(greatest, x), squares += x * x;
+      sums[static_cast<std::size_t>(norm == 'I' ? i : j)] += x;
     }
-    greatest = std::max(greatest, sum);
-  }
-  return norm == 'F' ? std::sqrt(squares) : greatest;
+  if (norm == 'M' || norm == 'F') return norm == 'M' ? greatest : std::sqrt(squares);
+  return *std::max_element(sums.begin(), sums.end());
 }
 
 const std::pair<int, int> shapes[] = {{1, 1}, {1, 300}, {300, 1}, {7, 257}, {256, 5}, {513, 520}};
@@ -54,11 +47,9 @@ TYPED_TEST(Norms, OfMatrices) {
   for (const int exponent : {0, Limits::min_exponent + 10, Limits::max_exponent - 20})
     for (const auto& [m, n] : shapes) {
       auto a = HostMatrix<T>::random(m, n, 3, 11);
-      for (int j = 0; j < n; ++j)
-        for (int i = 0; i < m; ++i) a(i, j) *= makeElement<T>(std::ldexp(1.0, exponent), 0);
+      a.set([&](int i, int j) { return a(i, j) * makeElement<T>(std::ldexp(1.0, exponent), 0); });
       for (const char* letters : {"MM", "mM", "OO", "1O", "II", "iI", "FF", "eF"}) {
-        SCOPED_TRACE(std::string(letters) + ", " + std::to_string(m) + " x " + std::to_string(n) + ", 2^" +
-                     std::to_string(exponent));
+        SCOPED_TRACE(testing::Message() << letters << ", " << m << " x " << n << ", 2^" << exponent);
         const double expected = reference(letters[1], a, exponent);
         const double result = std::ldexp(normOf(letters[0], a), -exponent);
         CHECK_RATIO(std::abs(result - expected) / (expected * epsilon<T>() * (m + n)), 4);
@@ -70,19 +61,16 @@ TYPED_TEST(Norms, OfMatrices) {
 TYPED_TEST(Norms, OfHermitianMatrices) {
   using T = TypeParam;
   for (const int n : {1, 2, 255, 300}) {
-    HostMatrix<T> whole = HostMatrix<T>::random(n, n, 1, 6);
-    for (int j = 0; j < n; ++j) {
-      for (int i = 0; i < j; ++i) whole(i, j) = tovi::conj(whole(j, i));
-      whole(j, j) = T(tovi::real(whole(j, j)));
-    }
+    const HostMatrix<T> random = HostMatrix<T>::random(n, n, 1, 6);
+    const HostMatrix<T> whole = HostMatrix<T>(random).set([&](int i, int j) {
+      return i > j ? random(i, j) : i < j ? tovi::conj(random(j, i)) : T(tovi::real(random(i, i)));
+    });
     const double expected = reference('O', whole, 0);
     for (const char uplo : {'U', 'l'}) {
-      HostMatrix<T> a = whole;
-      for (int j = 0; j < n; ++j) {
-        for (int i = 0; i < n; ++i)
-          if (i != j && (i > j) == (uplo == 'U')) a(i, j) = quietNaN<T>();
-        if (tovi::isComplex<T>) a(j, j) = makeElement<T>(static_cast<double>(tovi::real(a(j, j))), NAN);
-      }
+      const HostMatrix<T> a = HostMatrix<T>(whole).set([&](int i, int j) {
+        if (i == j) return makeElement<T>(static_cast<double>(tovi::real(whole(i, i))), NAN);
+        return (i > j) == (uplo == 'U') ? quietNaN<T>() : whole(i, j);
+      });
       for (const char norm : {'O', '1', 'i'})
         CHECK_RATIO(std::abs(hermitianNormOf(norm, uplo, a) - expected) / (expected * epsilon<T>() * n), 4);
     }

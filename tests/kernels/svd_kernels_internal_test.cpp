@@ -14,10 +14,7 @@ namespace {
 
 using namespace testing_support;
 
-template <class T>
-class SvdKernels : public testing::Test {};
-using Elements = testing::Types<float, double, Complex<float>, Complex<double>>;
-TYPED_TEST_SUITE(SvdKernels, Elements);
+TOVI_TYPED_SUITE(SvdKernels, ::testing::Test, AllTypes);
 
 // --- Rotations
 

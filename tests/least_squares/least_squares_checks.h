@@ -89,10 +89,9 @@ Constrained<T> constrainedProblem(int m, int n, int p, int padding = 2) {
 
 template <class T>
 HostMatrix<Wide<T>> wideAdjoint(const HostMatrix<T>& a) {
-  HostMatrix<Wide<T>> c(a.cols(), a.rows());
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) c(j, i) = tovi::conj(widen(a(i, j)));
-  return c;
+  return HostMatrix<Wide<T>>(a.cols(), a.rows()).set([&](int i, int j) {
+    return tovi::conj(widen(a(j, i)));
+  });
 }
 
 // B - A X, from the first rows of B and X.

@@ -8,10 +8,7 @@
 namespace testing_support {
 namespace {
 
-template <class T>
-class LeastSquaresSoftwareTest : public ::testing::Test {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(LeastSquaresSoftwareTest, Elements);
+TOVI_TYPED_SUITE(LeastSquaresSoftwareTest, ::testing::Test, SingleTypes);
 
 // Panels are 32 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(LeastSquaresSoftwareTest, SmallBlocks) {

@@ -9,10 +9,7 @@
 namespace testing_support {
 namespace {
 
-template <class T>
-class LeastSquaresTest : public LibraryTest {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(LeastSquaresTest, Elements);
+TOVI_TYPED_SUITE(LeastSquaresTest, LibraryTest, SingleTypes);
 
 constexpr char transposes[] = {'N', 'T', 'C'};
 

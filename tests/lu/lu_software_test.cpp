@@ -13,10 +13,7 @@ namespace {
 
 using software_device::Entry;
 
-template <class T>
-class LuSoftwareTest : public ::testing::Test {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(LuSoftwareTest, Elements);
+TOVI_TYPED_SUITE(LuSoftwareTest, ::testing::Test, SingleTypes);
 
 // Panels are 64 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(LuSoftwareTest, SmallBlocks) {

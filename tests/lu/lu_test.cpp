@@ -10,10 +10,7 @@
 namespace testing_support {
 namespace {
 
-template <class T>
-class LuTest : public LibraryTest {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(LuTest, Elements);
+TOVI_TYPED_SUITE(LuTest, LibraryTest, SingleTypes);
 
 // Panels are 192 wide (128 for complex); square matrices above 512 take the transposed path.
 TYPED_TEST(LuTest, FactorsSquareMatricesAroundEveryBlockEdge) {

@@ -12,10 +12,7 @@ namespace {
 
 using software_device::Entry;
 
-template <class T>
-class QrSoftwareTest : public ::testing::Test {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(QrSoftwareTest, Elements);
+TOVI_TYPED_SUITE(QrSoftwareTest, ::testing::Test, SingleTypes);
 
 // Panels are 32 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(QrSoftwareTest, SmallBlocks) {

@@ -7,10 +7,7 @@
 namespace testing_support {
 namespace {
 
-template <class T>
-class QrTest : public LibraryTest {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(QrTest, Elements);
+TOVI_TYPED_SUITE(QrTest, LibraryTest, SingleTypes);
 
 // Panels are 96 wide (64 for complex): one host call up to there, one device block and a last column at one
 // more, and so on.

@@ -5,10 +5,7 @@
 namespace testing_support {
 namespace {
 
-template <class T>
-class ReflectorsTest : public LibraryTest {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(ReflectorsTest, Elements);
+TOVI_TYPED_SUITE(ReflectorsTest, LibraryTest, SingleTypes);
 
 // Blocks are 96 reflectors wide, 64 for complex; up to that many are left to the host.
 template <class T>

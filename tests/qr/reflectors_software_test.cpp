@@ -10,10 +10,7 @@ namespace {
 
 using software_device::Entry;
 
-template <class T>
-class ReflectorsSoftwareTest : public ::testing::Test {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(ReflectorsSoftwareTest, Elements);
+TOVI_TYPED_SUITE(ReflectorsSoftwareTest, ::testing::Test, SingleTypes);
 
 constexpr Kind allKinds[] = {Kind::qr, Kind::lq, Kind::rq};
 

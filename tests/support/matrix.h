@@ -22,6 +22,15 @@ namespace testing_support {
 using tovi::Complex;
 using tovi::Real;
 
+// A suite whose tests run for each of these types.
+#define TOVI_TYPED_SUITE(Suite, Fixture, Types) \
+  template <class T>                            \
+  class Suite : public Fixture {};              \
+  TYPED_TEST_SUITE(Suite, Types)
+using SingleTypes = ::testing::Types<float, Complex<float>>;
+using ComplexTypes = ::testing::Types<Complex<float>, Complex<double>>;
+using AllTypes = ::testing::Types<float, double, Complex<float>, Complex<double>>;
+
 template <class T>
 T makeElement(double re, double im) {
   if constexpr (tovi::isComplex<T>)
@@ -62,11 +71,8 @@ class HostMatrix {
       for (int i = rows_; i < ld_; ++i) std::memset(static_cast<void*>(&(*this)(i, j)), poison, sizeof(T));
   }
   static HostMatrix random(int rows, int cols, int padding, std::uint64_t seed) {
-    HostMatrix a(rows, cols, padding);
     Random random(seed);
-    for (int j = 0; j < cols; ++j)
-      for (int i = 0; i < rows; ++i) a(i, j) = random.element<T>();
-    return a;
+    return HostMatrix(rows, cols, padding).set([&](int, int) { return random.element<T>(); });
   }
 
   int rows() const { return rows_; }
@@ -81,9 +87,15 @@ class HostMatrix {
   const T& operator()(int i, int j) const { return const_cast<HostMatrix&>(*this)(i, j); }
   tovi::MatrixView<T> view() { return {data(), rows_, cols_, ld_}; }
   tovi::MatrixView<const T> view() const { return {data(), rows_, cols_, ld_}; }
-  void fill(T value) {
+  // Every element (i, j) := rule(i, j), column by column.
+  template <class Rule>
+  HostMatrix& set(const Rule& rule) {
     for (int j = 0; j < cols_; ++j)
-      for (int i = 0; i < rows_; ++i) (*this)(i, j) = value;
+      for (int i = 0; i < rows_; ++i) (*this)(i, j) = rule(i, j);
+    return *this;
+  }
+  void fill(T value) {
+    set([=](int, int) { return value; });
   }
 
   // True when nothing has written between the rows and the leading dimension.

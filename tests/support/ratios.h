@@ -73,18 +73,14 @@ double norm1(const HostMatrix<T>& a) {
 
 template <class T>
 HostMatrix<Wide<T>> widen(const HostMatrix<T>& a) {
-  HostMatrix<Wide<T>> wide(a.rows(), a.cols());
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) wide(i, j) = widen(a(i, j));
-  return wide;
+  return HostMatrix<Wide<T>>(a.rows(), a.cols()).set([&](int i, int j) { return widen(a(i, j)); });
 }
 
 template <class T>
-HostMatrix<T> narrow(const HostMatrix<Wide<T>>& wide) {
-  HostMatrix<T> a(wide.rows(), wide.cols());
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) a(i, j) = narrow<T>(wide(i, j));
-  return a;
+HostMatrix<T> narrow(const HostMatrix<Wide<T>>& wide, int padding = 0) {
+  return HostMatrix<T>(wide.rows(), wide.cols(), padding).set([&](int i, int j) {
+    return narrow<T>(wide(i, j));
+  });
 }
 
 // residual / scale, where 0 / 0 is a perfect result.
@@ -92,16 +88,12 @@ inline double scaled(double residual, double scale) { return residual == 0 ? 0 :
 
 template <class T>
 HostMatrix<T> identity(int n, int padding = 0) {
-  HostMatrix<T> a(n, n, padding);
-  for (int i = 0; i < n; ++i) a(i, i) = T(1);
-  return a;
+  return HostMatrix<T>(n, n, padding).set([](int i, int j) { return i == j ? T(1) : T(0); });
 }
 
 template <class T>
 HostMatrix<T> minus(HostMatrix<T> a, const HostMatrix<T>& b) {
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) a(i, j) -= b(i, j);
-  return a;
+  return a.set([&](int i, int j) { return a(i, j) - b(i, j); });
 }
 
 // op(A) op(B)
@@ -120,11 +112,9 @@ HostMatrix<T> product(const HostMatrix<T>& a, const HostMatrix<T>& b) {
 // The first rows and columns, or of those the elements that a predicate picks, in double precision.
 template <class T, class Picks>
 HostMatrix<Wide<T>> leading(const HostMatrix<T>& a, int rows, int cols, Picks picks) {
-  HostMatrix<Wide<T>> part(rows, cols);
-  for (int j = 0; j < cols; ++j)
-    for (int i = 0; i < rows; ++i)
-      if (picks(i, j)) part(i, j) = widen(a(i, j));
-  return part;
+  return HostMatrix<Wide<T>>(rows, cols).set([&](int i, int j) {
+    return picks(i, j) ? widen(a(i, j)) : Wide<T>(0);
+  });
 }
 template <class T>
 HostMatrix<Wide<T>> leading(const HostMatrix<T>& a, int rows, int cols) {
@@ -188,17 +178,13 @@ HostMatrix<Wide<T>> explicitQ(Orthogonal form, const HostMatrix<T>& factored, co
   for (int i = 0; i < k; ++i) q(i, form == Orthogonal::rq ? n - k + i : i) = W(1);
   const int lwork = 64 * std::max(m, n);
   std::vector<W> work(static_cast<std::size_t>(lwork));
-  int info = 0;
-  if (form == Orthogonal::qr)
-    info = host::ormqr('L', 'N', m, k, k, v.data(), v.ld(), wideTau.data(), q.data(), q.ld(), work.data(),
-                       lwork);
-  else if (form == Orthogonal::lq)
-    info = host::ormlq('R', 'N', k, n, k, v.data(), v.ld(), wideTau.data(), q.data(), q.ld(), work.data(),
-                       lwork);
-  else
-    info = host::ormrq('R', 'N', k, n, k, &v(m - k, 0), v.ld(), wideTau.data(), q.data(), q.ld(), work.data(),
-                       lwork);
-  if (info != 0) q.fill(quietNaN<W>());
+  const auto multiply = form == Orthogonal::qr   ? &host::ormqr<W>
+                        : form == Orthogonal::lq ? &host::ormlq<W>
+                                                 : &host::ormrq<W>;
+  W* const reflectors = v.data() + (form == Orthogonal::rq ? m - k : 0);
+  if (multiply(form == Orthogonal::qr ? 'L' : 'R', 'N', q.rows(), q.cols(), k, reflectors, v.ld(),
+               wideTau.data(), q.data(), q.ld(), work.data(), lwork) != 0)
+    q.fill(quietNaN<W>());
   return q;
 }
 
@@ -209,14 +195,12 @@ double qrRatio(Orthogonal form, const HostMatrix<T>& a, const HostMatrix<T>& fac
   using W = Wide<T>;
   const int m = a.rows(), n = a.cols(), k = std::min(m, n);
   const HostMatrix<W> q = explicitQ(form, factored, tau);
-  HostMatrix<W> triangle(form == Orthogonal::qr ? k : m, form == Orthogonal::qr ? n : k);
-  if (form == Orthogonal::qr)
-    triangle = leading(factored, k, n, [](int i, int j) { return i <= j; });
-  else if (form == Orthogonal::lq)
-    triangle = leading(factored, m, k, [](int i, int j) { return i >= j; });
-  else
-    for (int j = 0; j < k; ++j)
-      for (int i = 0; i <= m - k + j; ++i) triangle(i, j) = widen(factored(i, n - k + j));
+  HostMatrix<W> triangle = leading(factored, k, n, [](int i, int j) { return i <= j; });
+  if (form == Orthogonal::lq) triangle = leading(factored, m, k, [](int i, int j) { return i >= j; });
+  if (form == Orthogonal::rq)
+    triangle = HostMatrix<W>(m, k).set([&](int i, int j) {
+      return i <= m - k + j ? widen(factored(i, n - k + j)) : W(0);
+    });
   const HostMatrix<W> whole = form == Orthogonal::qr ? product(q, triangle) : product(triangle, q);
   return scaled(norm1(minus(whole, widen(a))), std::max(m, n) * norm1(a) * epsilon<T>());
 }

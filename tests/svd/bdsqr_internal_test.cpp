@@ -10,10 +10,7 @@
 namespace testing_support {
 namespace {
 
-template <class T>
-class BdsqrTest : public LibraryTest {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(BdsqrTest, Elements);
+TOVI_TYPED_SUITE(BdsqrTest, LibraryTest, SingleTypes);
 
 constexpr float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
 

@@ -73,9 +73,7 @@ Svd<T> randomSvdProblem(Jobs jobs, int m, int n) {
 // A diag(s)
 template <class W, class S>
 HostMatrix<W> withScaledColumns(HostMatrix<W> a, const S& s) {
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) a(i, j) *= W(s(j));
-  return a;
+  return a.set([&](int i, int j) { return a(i, j) * W(s(j)); });
 }
 
 // || X - S^2 || / (s1^2 longest eps)
@@ -189,11 +187,7 @@ HostMatrix<T> withValues(int m, int n, const std::vector<double>& s) {
   const int k = std::min(m, n);
   const HostMatrix<W> left =
       withScaledColumns(orthonormal<W>(m, k, 1), [&](int j) { return s[static_cast<std::size_t>(j)]; });
-  const HostMatrix<W> wide = product('N', left, 'C', orthonormal<W>(n, k, 2));
-  HostMatrix<T> a(m, n, 1);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < m; ++i) a(i, j) = narrow<T>(wide(i, j));
-  return a;
+  return narrow<T>(product('N', left, 'C', orthonormal<W>(n, k, 2)), 1);
 }
 
 }  // namespace testing_support

@@ -18,10 +18,7 @@ namespace {
 
 using software_device::Entry;
 
-template <class T>
-class SvdSoftwareTest : public ::testing::Test {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(SvdSoftwareTest, Elements);
+TOVI_TYPED_SUITE(SvdSoftwareTest, ::testing::Test, SingleTypes);
 
 // Blocks are 32 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(SvdSoftwareTest, SmallBlocks) {
@@ -124,9 +121,7 @@ TYPED_TEST(SvdSoftwareTest, RoomForTheVectorsThatNobodyWants) {
   EXPECT_LT(peak(length, 3), square / 4);
 }
 
-template <class T>
-class BdsqrSoftwareTest : public ::testing::Test {};
-TYPED_TEST_SUITE(BdsqrSoftwareTest, Elements);
+TOVI_TYPED_SUITE(BdsqrSoftwareTest, ::testing::Test, SingleTypes);
 
 // One copy, on the private stream, and one launch for each matrix: that is a sweep. The host waits for the
 // copy of the sweep before, never for its rotations.

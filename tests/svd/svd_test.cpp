@@ -5,10 +5,7 @@
 namespace testing_support {
 namespace {
 
-template <class T>
-class SvdTest : public LibraryTest {};
-using Elements = ::testing::Types<float, Complex<float>>;
-TYPED_TEST_SUITE(SvdTest, Elements);
+TOVI_TYPED_SUITE(SvdTest, LibraryTest, SingleTypes);
 
 constexpr Jobs somePairs[] = {{'N', 'N'}, {'S', 'S'}, {'A', 'O'}, {'O', 'A'}};
 
