@@ -13,6 +13,7 @@
 
 #include "host/blas.h"
 #include "host/lapack.h"
+#include "lapack/reflectors.h"
 #include "tests/support/matrix.h"
 
 namespace testing_support {
@@ -164,7 +165,15 @@ double solveRatio(const HostMatrix<T>& a, const HostMatrix<T>& x, const HostMatr
 }
 
 // The factorizations by reflectors: A = Q R, A = L Q and A = R Q.
-enum class Orthogonal { qr, lq, rq };
+using Orthogonal = tovi::lapack::Reflectors;
+
+// The host's products with Q.
+template <class T>
+auto hostProduct(Orthogonal form) {
+  return form == Orthogonal::qr   ? &host::ormqr<T>
+         : form == Orthogonal::lq ? &host::ormlq<T>
+                                  : &host::ormrq<T>;
+}
 
 // Q written out, from what the factorization left in a and tau, k = min(m, n): its first k columns for QR (m
 // x k), its first (LQ) or last (RQ) k rows (k x n).
@@ -178,12 +187,9 @@ HostMatrix<Wide<T>> explicitQ(Orthogonal form, const HostMatrix<T>& factored, co
   for (int i = 0; i < k; ++i) q(i, form == Orthogonal::rq ? n - k + i : i) = W(1);
   const int lwork = 64 * std::max(m, n);
   std::vector<W> work(static_cast<std::size_t>(lwork));
-  const auto multiply = form == Orthogonal::qr   ? &host::ormqr<W>
-                        : form == Orthogonal::lq ? &host::ormlq<W>
-                                                 : &host::ormrq<W>;
   W* const reflectors = v.data() + (form == Orthogonal::rq ? m - k : 0);
-  if (multiply(form == Orthogonal::qr ? 'L' : 'R', 'N', q.rows(), q.cols(), k, reflectors, v.ld(),
-               wideTau.data(), q.data(), q.ld(), work.data(), lwork) != 0)
+  if (hostProduct<W>(form)(form == Orthogonal::qr ? 'L' : 'R', 'N', q.rows(), q.cols(), k, reflectors, v.ld(),
+                           wideTau.data(), q.data(), q.ld(), work.data(), lwork) != 0)
     q.fill(quietNaN<W>());
   return q;
 }
@@ -198,9 +204,8 @@ double qrRatio(Orthogonal form, const HostMatrix<T>& a, const HostMatrix<T>& fac
   HostMatrix<W> triangle = leading(factored, k, n, [](int i, int j) { return i <= j; });
   if (form == Orthogonal::lq) triangle = leading(factored, m, k, [](int i, int j) { return i >= j; });
   if (form == Orthogonal::rq)
-    triangle = HostMatrix<W>(m, k).set([&](int i, int j) {
-      return i <= m - k + j ? widen(factored(i, n - k + j)) : W(0);
-    });
+    triangle = HostMatrix<W>(m, k).set(
+        [&](int i, int j) { return i <= m - k + j ? widen(factored(i, n - k + j)) : W(0); });
   const HostMatrix<W> whole = form == Orthogonal::qr ? product(q, triangle) : product(triangle, q);
   return scaled(norm1(minus(whole, widen(a))), std::max(m, n) * norm1(a) * epsilon<T>());
 }
