@@ -21,6 +21,25 @@ using testing_support::declaredFunctions;
 
 constexpr int notInitialized = 1, insufficientMemory = 5, argumentError = 7, dataError = 8;
 
+// Neither the library's header nor its import library is used: functions by their names, with the types of
+// what they are given.
+void* function(const char* name) {
+  return reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(TOVI_LIBRARY), name));
+}
+template <class Result = int, class... Arguments>
+Result call(const char* name, Arguments... arguments) {
+  return reinterpret_cast<Result(__cdecl*)(Arguments...)>(function(name))(arguments...);
+}
+int multiply(int n, const float* a, const float* b, float* c, int words = 0) {
+  return callerSgemm(function("toviSgemm"), n, a, b, c, words);
+}
+unsigned freeMemory() {
+  unsigned available = 0, total = 0;
+  call("toviSw_cudaMemGetInfo", &available, &total);
+  return available;
+}
+bool unload() { return FreeLibrary(GetModuleHandleA(TOVI_LIBRARY)) != 0; }
+
 // The names in the export directory of a loaded library.
 std::set<std::string> exportedNames(HMODULE library) {
   const char* const base = reinterpret_cast<const char*>(library);
@@ -36,14 +55,14 @@ std::set<std::string> exportedNames(HMODULE library) {
 
 class Library : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_NE(callerLoad(TOVI_LIBRARY), 0); }
-  void TearDown() override { EXPECT_NE(callerUnload(), 0); }
+  void SetUp() override { ASSERT_NE(LoadLibraryA(TOVI_LIBRARY), nullptr); }
+  void TearDown() override { EXPECT_TRUE(unload()); }
 };
 
 TEST_F(Library, ExportsWhatItsHeadersDeclareAndNothingElse) {
   const std::set<std::string> declared = declaredFunctions();
   EXPECT_GE(declared.size(), 87U);
-  for (const std::string& name : declared) EXPECT_NE(callerResolves(name.c_str()), 0) << name;
+  for (const std::string& name : declared) EXPECT_NE(function(name.c_str()), nullptr) << name;
   std::set<std::string> all = declared;
   for (const char* const header : {TOVI_RUNTIME_HEADER, TOVI_CUBLAS_HEADER})
     for (const std::string& name : declaredFunctions(header, "TOVI_SOFTWARE_API "))
@@ -55,68 +74,75 @@ TEST_F(Library, ExportsWhatItsHeadersDeclareAndNothingElse) {
 
 // (1 + 2 i) (3 + 4 i) 5 i + (2 - i) (1 + i) = -47 - 24 i
 TEST_F(Library, ScalarsPassByValueFromAnyStack) {
-  ASSERT_EQ(callerInitialize(), 0);
+  ASSERT_EQ(call("toviInitialize"), 0);
   for (int words = 0; words < 4; ++words) {
     const float alpha[] = {1, 2}, a[] = {3, 4}, b[] = {0, 5}, beta[] = {2, -1};
     float c[] = {1, 1};
-    EXPECT_EQ(callerCgemm(alpha, a, b, beta, c, words), 0);
+    EXPECT_EQ(callerCgemm(function("toviCgemm"), alpha, a, b, beta, c, words), 0);
     EXPECT_EQ(c[0], -47);
     EXPECT_EQ(c[1], -24);
     const double wideAlpha[] = {1, 2}, wideA[] = {3, 4}, wideB[] = {0, 5}, wideBeta[] = {2, -1};
     double wideC[] = {1, 1};
-    EXPECT_EQ(callerZgemm(wideAlpha, wideA, wideB, wideBeta, wideC, words), 0);
+    EXPECT_EQ(callerZgemm(function("toviZgemm"), wideAlpha, wideA, wideB, wideBeta, wideC, words), 0);
     EXPECT_EQ(wideC[0], -47);
     EXPECT_EQ(wideC[1], -24);
     constexpr int n = 150;
     const std::vector<float> ones(n * n, 1);
     std::vector<float> product(n * n);
-    EXPECT_EQ(callerSgemm(n, ones.data(), ones.data(), product.data(), words), 0);
+    EXPECT_EQ(multiply(n, ones.data(), ones.data(), product.data(), words), 0);
     EXPECT_EQ(product, std::vector<float>(n * n, n));
   }
-  callerShutdown();
+  call<void>("toviShutdown");
 }
 
 TEST_F(Library, StatusesAndTextsAreThoseOfTheHeader) {
   std::array<float, 4> a{};
   std::array<int, 2> ipiv{};
-  EXPECT_EQ(callerSgetrf(2, 2, a.data(), 2, ipiv.data()), notInitialized);
-  ASSERT_EQ(callerInitialize(), 0);
-  EXPECT_EQ(callerSgetrf(2, 2, a.data(), 1, ipiv.data()), argumentError);
-  EXPECT_EQ(callerErrorInfo(), -4);
-  EXPECT_EQ(callerSgetrf(2, 2, a.data(), 2, ipiv.data()), dataError);
-  EXPECT_EQ(callerErrorInfo(), 1);
+  EXPECT_EQ(call("toviSgetrf", 2, 2, a.data(), 2, ipiv.data()), notInitialized);
+  ASSERT_EQ(call("toviInitialize"), 0);
+  EXPECT_EQ(call("toviSgetrf", 2, 2, a.data(), 1, ipiv.data()), argumentError);
+  EXPECT_EQ(call("toviGetErrorInfo"), -4);
+  EXPECT_EQ(call("toviSgetrf", 2, 2, a.data(), 2, ipiv.data()), dataError);
+  EXPECT_EQ(call("toviGetErrorInfo"), 1);
   std::array<char, 8> text{};
-  callerErrorText(argumentError, -4, text.data(), static_cast<int>(text.size()));
+  call("toviGetErrorInfoString", argumentError, -4, text.data(), static_cast<int>(text.size()));
   EXPECT_EQ(text.back(), '\0');
   EXPECT_NE(text.front(), '\0');
-  EXPECT_STREQ(callerStatusText(99), "Invalid toviStatus");
-  callerShutdown();
+  EXPECT_STREQ(call<const char*>("toviGetStatusString", 99), "Invalid toviStatus");
+  call<void>("toviShutdown");
 }
 
 // More bytes than there are addresses for, up to numbers of bytes that 32 bits do not hold.
 TEST_F(Library, RefusesWhatCannotBeHeld) {
-  ASSERT_EQ(callerInitialize(), 0);
+  ASSERT_EQ(call("toviInitialize"), 0);
   std::vector<float> one(16, 1);
   const std::vector<float> vector(2 * 65537, 1);
   std::vector<int> ipiv(16);
+  struct Number {
+    float re, im;
+  };
+  const auto product = [&](int m, int n) {
+    return call("toviCgemm", 'N', 'N', m, n, 1, Number{1, 0}, vector.data(), m, vector.data(), 1,
+                Number{0, 0}, one.data(), m);
+  };
   const auto solves = [] {
     std::array<float, 4> a{2, 0, 0, 4}, b{2, 4};
     std::array<int, 2> pivots{};
-    return callerSgesv(2, 1, a.data(), 2, pivots.data(), b.data(), 2) == 0 && b[0] == 1 && b[1] == 1;
+    return call("toviSgesv", 2, 1, a.data(), 2, pivots.data(), b.data(), 2) == 0 && b[0] == 1 && b[1] == 1;
   };
   ASSERT_TRUE(solves());
-  callerFreeBuffers();
-  const unsigned before = callerFreeMemory();
+  call<void>("toviFreeBuffers");
+  const unsigned before = freeMemory();
   for (const auto& [m, n] : {std::array{23170, 23170}, {23171, 23171}, {32768, 32769}, {65536, 65537}}) {
-    EXPECT_EQ(callerSgetrf(m, n, one.data(), m, ipiv.data()), insufficientMemory) << m;
+    EXPECT_EQ(call("toviSgetrf", m, n, one.data(), m, ipiv.data()), insufficientMemory) << m;
     EXPECT_TRUE(solves());
-    EXPECT_EQ(callerCgemmSize(m, n, 1, vector.data(), one.data()), insufficientMemory) << m;
+    EXPECT_EQ(product(m, n), insufficientMemory) << m;
     EXPECT_TRUE(solves());
   }
-  callerFreeBuffers();
-  EXPECT_EQ(callerFreeMemory(), before);
+  call<void>("toviFreeBuffers");
+  EXPECT_EQ(freeMemory(), before);
   EXPECT_EQ(one, std::vector<float>(16, 1));
-  callerShutdown();
+  call<void>("toviShutdown");
 }
 
 TEST_F(Library, ThreadsInitializeAtTheSameTime) {
@@ -127,15 +153,15 @@ TEST_F(Library, ThreadsInitializeAtTheSameTime) {
       constexpr int n = 40;
       const std::vector<float> ones(n * n, 1);
       std::vector<float> product(n * n);
-      if (callerInitialize() != 0) ++mine;
+      if (call("toviInitialize") != 0) ++mine;
       for (int time = 0; time < 20; ++time)
-        if (callerSgemm(n, ones.data(), ones.data(), product.data(), 0) != 0 || product.back() != n) ++mine;
-      callerShutdown();
+        if (multiply(n, ones.data(), ones.data(), product.data()) != 0 || product.back() != n) ++mine;
+      call<void>("toviShutdown");
     });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, (std::array<int, 8>{}));
   float one = 1;
-  EXPECT_EQ(callerSgemm(1, &one, &one, &one, 0), notInitialized);
+  EXPECT_EQ(multiply(1, &one, &one, &one), notInitialized);
 }
 
 TEST_F(Library, AThreadThatEndsLeavesNothing) {
@@ -143,17 +169,17 @@ TEST_F(Library, AThreadThatEndsLeavesNothing) {
   const std::vector<float> ones(n * n, 1);
   const auto work = [&] {
     std::vector<float> product(n * n);
-    EXPECT_EQ(callerInitialize(), 0);
-    EXPECT_EQ(callerSgemm(n, ones.data(), ones.data(), product.data(), 0), 0);
+    EXPECT_EQ(call("toviInitialize"), 0);
+    EXPECT_EQ(multiply(n, ones.data(), ones.data(), product.data()), 0);
   };
-  ASSERT_EQ(callerInitialize(), 0);
-  const unsigned before = callerFreeMemory();
+  ASSERT_EQ(call("toviInitialize"), 0);
+  const unsigned before = freeMemory();
   work();
-  EXPECT_LT(callerFreeMemory(), before) << "what the next call will find";
-  callerFreeBuffers();
+  EXPECT_LT(freeMemory(), before) << "what the next call will find";
+  call<void>("toviFreeBuffers");
   std::thread(work).join();
-  EXPECT_EQ(callerFreeMemory(), before);
-  callerShutdown();
+  EXPECT_EQ(freeMemory(), before);
+  call<void>("toviShutdown");
 }
 
 // What the system could still reserve, in MiB.
@@ -169,34 +195,34 @@ int addressesLeft() {
 TEST(LibraryLoading, AgainAndAgain) {
   constexpr int n = 400;  // for all the device's threads
   const std::vector<float> ones(n * n, 1);
-  const auto multiply = [&] {
+  const auto works = [&] {
     std::vector<float> product(n * n);
-    EXPECT_EQ(callerSgemm(n, ones.data(), ones.data(), product.data(), 0), 0);
+    EXPECT_EQ(multiply(n, ones.data(), ones.data(), product.data()), 0);
     EXPECT_EQ(product.back(), n);
   };
   int left = 0;
   for (int time = 0; time < 4; ++time) {
     ASSERT_EQ(GetModuleHandleA(TOVI_LIBRARY), nullptr);
     if (time == 1) left = addressesLeft();  // the first time other libraries come with it
-    ASSERT_NE(callerLoad(TOVI_LIBRARY), 0);
-    ASSERT_EQ(callerInitialize(), 0);
-    multiply();
+    ASSERT_NE(LoadLibraryA(TOVI_LIBRARY), nullptr);
+    ASSERT_EQ(call("toviInitialize"), 0);
+    works();
     std::array<std::promise<void>, 2> multiplied;
     std::promise<void> shutDown, unloaded;
     std::thread unloads([&] {
-      multiply();
+      works();
       multiplied[0].set_value();
       shutDown.get_future().wait();
-      EXPECT_NE(callerUnload(), 0);
+      EXPECT_TRUE(unload());
       unloaded.set_value();
     });
     std::thread livesOn([&] {
-      multiply();
+      works();
       multiplied[1].set_value();
       unloaded.get_future().wait();
     });
     for (std::promise<void>& done : multiplied) done.get_future().wait();
-    callerShutdown();
+    call<void>("toviShutdown");
     shutDown.set_value();
     unloads.join();
     livesOn.join();
