@@ -26,8 +26,6 @@ template <class T>
 using Padded = CachedMemory<T, BlasAllocator<T>>;
 template <class T>
 using Linear = CachedMemory<T, cudalib::CudaAllocator<T>>;
-template <class T>
-using PageLocked = CachedMemory<T, cudalib::PageLockedAllocator<T>>;
 
 constexpr std::size_t mebibyte = std::size_t{1} << 20;
 
@@ -45,6 +43,7 @@ const void* addressOf(std::size_t rows, std::size_t cols) {
   return Handle(rows, cols).get();
 }
 
+// What is held for a small need must not be missing for a large one: few bytes take no huge buffer.
 TEST(BufferCache, TakesTheSmallestThatFits) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
   const float *small = nullptr, *large = nullptr;
@@ -55,15 +54,25 @@ TEST(BufferCache, TakesTheSmallestThatFits) {
   }
   EXPECT_EQ(addressOf<Linear<float>>(200, 1), large);
   EXPECT_EQ(addressOf<Linear<float>>(10, 3), small);
-  const Linear<float> first(100, 1), second(100, 1);
-  EXPECT_EQ(first.get(), small);
-  EXPECT_EQ(second.get(), large);
-  EXPECT_EQ(second.ld(), 100);
-  EXPECT_EQ(software_device::calls(Entry::malloc), 2u);
-  const Linear<float> third(1, 1);
-  EXPECT_EQ(software_device::calls(Entry::malloc), 3u);
+  {
+    const Linear<float> first(100, 1), second(100, 1);
+    EXPECT_TRUE(first.get() == small && second.get() == large && second.ld() == 100);
+    EXPECT_EQ(software_device::calls(Entry::malloc), 2u);
+    const Linear<float> third(1, 1);
+    EXPECT_EQ(software_device::calls(Entry::malloc), 3u);
+  }
   EXPECT_EQ(Linear<float>(0, 7).get(), nullptr);
   EXPECT_EQ(Linear<float>(7, 0).ld(), 7);
+
+  toviFreeBuffers();
+  const std::size_t n = mebibyte;  // elements: four mebibytes
+  const void* const huge = addressOf<Linear<float>>(n, 1);
+  EXPECT_EQ(addressOf<Linear<float>>(n / 2, 1), huge);
+  EXPECT_NE(addressOf<Linear<float>>(n / 2 - 1, 1), huge);
+  EXPECT_EQ(software_device::live().allocations, 2u);
+  toviFreeBuffers();
+  const void* const modest = addressOf<Linear<float>>(n / 4, 1);
+  EXPECT_EQ(addressOf<Linear<float>>(1, 1), modest);
 }
 
 TEST(BufferCache, ALargerNeedReplacesTheNextSmaller) {
@@ -78,27 +87,9 @@ TEST(BufferCache, ALargerNeedReplacesTheNextSmaller) {
   EXPECT_EQ(addressOf<Linear<float>>(100, 1), smallest);
 }
 
-// What is held for a small need must not be missing for a large one.
-TEST(BufferCache, FewBytesTakeNoHugeBuffer) {
-  ASSERT_EQ(pretend(2, 0), toviNoError);
-  const std::size_t n = mebibyte;  // elements: four mebibytes
-  const void* const large = addressOf<Linear<float>>(n, 1);
-  EXPECT_EQ(addressOf<Linear<float>>(n / 2, 1), large);
-  EXPECT_NE(addressOf<Linear<float>>(n / 2 - 1, 1), large);
-  EXPECT_EQ(software_device::live().allocations, 2u);
-  toviFreeBuffers();
-  const void* const modest = addressOf<Linear<float>>(n / 4, 1);
-  EXPECT_EQ(addressOf<Linear<float>>(1, 1), modest);
-}
-
 TEST(BufferCache, PaddedMatricesAreLaidOutAnew) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
-  const float* data = nullptr;
-  {
-    const Padded<float> wide(96, 60);
-    EXPECT_EQ(wide.ld(), 96);
-    data = wide.get();
-  }
+  const void* const data = addressOf<Padded<float>>(96, 60);
   {
     const HostMatrix<float> sent = HostMatrix<float>::random(500, 10, 0, 1);
     HostMatrix<float> back(500, 10);
@@ -215,31 +206,29 @@ std::size_t everythingAlive() {
   return live.allocations + live.pageLockedBlocks + live.streams;
 }
 
+// Registered or not; and objects of the host program's threads may still use the library when its own are
+// gone.
 TEST(BufferCacheThreads, AThreadThatEndsFreesItsBuffers) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
-  std::thread([] { solveOneSystem(); }).join();
-  EXPECT_EQ(everythingAlive(), 0u);
-  std::thread([] {
-    EXPECT_EQ(toviInitialize(), toviNoError);
-    solveOneSystem();
-    EXPECT_GT(everythingAlive(), 0u);
-  }).join();
-  EXPECT_EQ(everythingAlive(), 0u);
-}
-
-// Objects of the host program's threads may still use the library when its own are gone.
-TEST(BufferCacheThreads, NothingIsKeptWhileAThreadEnds) {
-  ASSERT_EQ(pretend(1, 3), toviNoError);
   struct Late {
-    ~Late() { solveOneSystem(); }
-    void begin() {}
+    ~Late() {
+      if (uses) solveOneSystem();
+    }
+    bool uses = false;
   };
-  std::thread([] {
-    static thread_local Late late;
-    late.begin();  // made before the library's, so it goes after them
-    solveOneSystem();
-  }).join();
-  EXPECT_EQ(everythingAlive(), 0u);
+  for (const bool registered : {false, true})
+    for (const bool late : {false, true}) {
+      std::thread([=] {
+        static thread_local Late object;
+        object.uses = late;  // made before the library's, so it goes after them
+        if (registered) {
+          EXPECT_EQ(toviInitialize(), toviNoError);
+        }
+        solveOneSystem();
+        EXPECT_GT(everythingAlive(), 0u);
+      }).join();
+      EXPECT_EQ(everythingAlive(), 0u);
+    }
 }
 
 // Another thread that has run something, and then waits, its buffers in its hands, until this one lets it go
@@ -287,8 +276,9 @@ TEST(BufferCacheThreads, EachThreadFreesItsOwn) {
   }
   EXPECT_EQ(everythingAlive(), 0u);
 
+  const IdleThread one(solveOneSystem), two(solveOneSystem);
   solveOneSystem();
-  toviShutdown();
+  toviShutdown();  // the last one frees everybody's
   EXPECT_EQ(everythingAlive(), 0u);
 }
 
@@ -320,24 +310,12 @@ TEST(BufferCacheThreads, WhatNobodyUsesIsFreedBeforeACallFails) {
 // Where CUBLAS has no memory the call cannot be made again: what it has changed is not known.
 TEST(BufferCacheThreads, NothingIsKeptAfterACallThatHadNoMemory) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
-  std::vector<float> a(10000, 1), c(10000);
-  const auto multiply = [&] {
-    return toviSgemm('N', 'N', 100, 100, 100, 1, a.data(), 100, a.data(), 100, 0, c.data(), 100);
-  };
-  ASSERT_EQ(multiply(), toviNoError);
+  ASSERT_EQ(product(100), toviNoError);
   EXPECT_GT(software_device::live().allocations, 0u);
   software_device::failCall(Entry::gemm, 1, CUBLAS_STATUS_ALLOC_FAILED);
-  EXPECT_EQ(multiply(), toviInsufficientMemory);
+  EXPECT_EQ(product(100), toviInsufficientMemory);
   software_device::clearFaults();
   EXPECT_EQ(software_device::live().allocations, 0u);
-}
-
-TEST(BufferCacheThreads, TheLastShutdownFreesEverybodys) {
-  ASSERT_EQ(pretend(1, 3), toviNoError);
-  const IdleThread one(solveOneSystem), two(solveOneSystem);
-  solveOneSystem();
-  toviShutdown();
-  EXPECT_EQ(everythingAlive(), 0u);
 }
 
 TEST(BufferCacheThreads, BuffersThatAreBeingUsedStay) {

@@ -6,7 +6,10 @@
 #define TOVI_TESTS_SUPPORT_EXPORTS_H
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -117,28 +120,14 @@ enum class Kept { nowhere, onTheHost, everywhere };
 
 struct Argument {
   Kind kind;
-  const char* name;
-  std::string_view accepted = {};  // option: one of these
-  Holds holds = {};                // option or size: what else must hold
-  ShapeOf shape = {};              // array. A leading dimension or increment is that of the array before it.
-  bool output = false;             // array: not read
+  std::string name;
+  std::string accepted = {};  // option: one of these
+  ShapeOf shape = {};         // array. A leading dimension or increment is that of the array before it.
+  bool output = false;        // array: not read
+  Holds holds = {};           // option or size: what else must hold
   Kept kept = Kept::nowhere;
   bool evenEmpty = false;  // array: must not be null where the problem needs arrays, elements or not
 };
-
-inline Argument option(const char* name, std::string_view accepted, Holds holds = {}) {
-  return {Kind::option, name, accepted, std::move(holds)};
-}
-inline Argument size(const char* name, Holds holds = {}) { return {Kind::size, name, {}, std::move(holds)}; }
-inline Argument scalar(const char* name) { return {Kind::scalar, name}; }
-inline Argument array(const char* name, ShapeOf shape, Kept kept = Kept::nowhere) {
-  return {Kind::array, name, {}, {}, std::move(shape), false, kept};
-}
-inline Argument output(const char* name, ShapeOf shape, Kept kept = Kept::nowhere) {
-  return {Kind::array, name, {}, {}, std::move(shape), true, kept};
-}
-inline Argument ld(const char* name) { return {Kind::ld, name}; }
-inline Argument increment(const char* name) { return {Kind::increment, name}; }
 
 struct Family {
   const char* name;
@@ -151,6 +140,11 @@ struct Family {
   // such of several blocks, which are 32 wide on capability 1.3 (64 for LU), in every shape. Equal sizes
   // differ in their options.
   std::vector<std::vector<int>> problems = {{9, 10, 11}, {33, 34, 35}, {12, 13, 14}};
+
+  Argument& operator[](std::string_view argument) {
+    return *std::find_if(arguments.begin(), arguments.end(),
+                         [&](const Argument& one) { return one.name == argument; });
+  }
 };
 
 inline const Value& Arguments::value(std::string_view name) const {
@@ -160,186 +154,141 @@ inline const Value& Arguments::value(std::string_view name) const {
   return values_.at(i);
 }
 
-// A rows x cols matrix by the names of its sizes.
-inline ShapeOf by(const char* rows, const char* cols) {
-  return [=](const Arguments& a) { return Shape{a[rows], a[cols]}; };
-}
-// The same, or its transpose where op(A) is one.
-inline ShapeOf by(const char* trans, const char* rows, const char* cols) {
-  return [=](const Arguments& a) {
-    return a.is(trans, "N") ? Shape{a[rows], a[cols]} : Shape{a[cols], a[rows]};
-  };
-}
-inline Part storedPart(const Arguments& a, bool unit = false) {
-  if (a.is("uplo", "L")) return unit ? Part::strictlyLower : Part::lower;
-  return unit ? Part::strictlyUpper : Part::upper;
-}
 inline int shorter(const Arguments& a) { return std::min(a["m"], a["n"]); }
-inline Holds nonzero(std::vector<const char*> sizes) {
-  return [=](const Arguments& a) {
-    return std::all_of(sizes.begin(), sizes.end(), [&](const char* name) { return a[name] != 0; });
-  };
-}
-inline Holds anyZero(std::vector<const char*> sizes) {
-  return [=](const Arguments& a) { return !nonzero(sizes)(a); };
+
+// A number of rows or columns by its word: a size, or what is made of several arguments.
+inline int extent(const Arguments& a, const std::string& word) {
+  if (word == "1") return 1;
+  if (word == "min") return shorter(a);
+  if (word == "max") return std::max(a["m"], a["n"]);
+  if (word == "order") return a[a.is("side", "L") ? "m" : "n"];
+  if (word == "op-rows") return a[a.is("trans", "N") ? "m" : "n"];
+  if (word == "op-cols") return a[a.is("trans", "N") ? "n" : "m"];
+  return a[word];
 }
 
-inline Family triangularFamily(const char* name, int leastLd) {
-  const ShapeOf triangle = [](const Arguments& a) {
-    const int order = a.is("side", "L") ? a["m"] : a["n"];
-    return Shape{order, order, storedPart(a, a.is("diag", "U"))};
-  };
-  return {
-      name,
-      {option("side", "LR"), option("uplo", "LU"), option("transa", "NTC"), option("diag", "UN"), size("m"),
-       size("n"), scalar("alpha"), array("a", triangle), ld("lda"), array("b", by("m", "n")), ld("ldb")},
-      nonzero({"m", "n"}),
-      anyZero({"m", "n"}),
-      leastLd};
+inline std::vector<std::string> wordsOf(std::string text, const char* separators = " ") {
+  for (char& c : text)
+    if (std::strchr(separators, c) != nullptr) c = ' ';
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
 }
 
-inline Family symmetricFamily(const char* name) {
-  const ShapeOf triangle = [](const Arguments& a) {
-    const int order = a.is("side", "L") ? a["m"] : a["n"];
-    return Shape{order, order, storedPart(a)};
-  };
-  return {name,
-          {option("side", "LR"), option("uplo", "UL"), size("m"), size("n"), scalar("alpha"),
-           array("a", triangle), ld("lda"), array("b", by("m", "n")), ld("ldb"), scalar("beta"),
-           array("c", by("m", "n")), ld("ldc")},
-          nonzero({"m", "n"}),
-          anyZero({"m", "n"}),
-          0};
+// rows,cols and what else there is of a shape: the option that transposes it, or the triangle, of which with
+// "unit" the diagonal is not there where diag says so.
+inline ShapeOf shapeOf(const std::vector<std::string>& words) {
+  return
+      [rows = words.at(0), cols = words.at(1), more = words.size() > 2 ? words[2] : ""](const Arguments& a) {
+        Shape shape{extent(a, rows), extent(a, cols)};
+        if (more == "uplo" || more == "unit") {
+          const bool strictly = more == "unit" && a.is("diag", "U");
+          shape.part = a.is("uplo", "L") ? (strictly ? Part::strictlyLower : Part::lower)
+                                         : (strictly ? Part::strictlyUpper : Part::upper);
+        } else if (!more.empty() && !a.is(more, "N")) {
+          std::swap(shape.rows, shape.cols);
+        }
+        return shape;
+      };
 }
 
-inline Family rankUpdateFamily(const char* name, const char* transposes, int operands, int leastLd) {
-  const ShapeOf triangle = [](const Arguments& a) { return Shape{a["n"], a["n"], storedPart(a)}; };
-  Family family{name,
-                {option("uplo", "UL"), option("trans", transposes), size("n"), size("k"), scalar("alpha"),
-                 array("a", by("trans", "n", "k")), ld("lda")},
-                nonzero({"n", "k"}),
-                anyZero({"n"}),
-                leastLd};
-  if (operands == 2) {
-    family.arguments.push_back(array("b", by("trans", "n", "k")));
-    family.arguments.push_back(ld("ldb"));
+// Arguments in the order of the header: options with what they accept, arrays with their shapes and a '>'
+// where they are not read. The other names say what they are.
+inline std::vector<Argument> argumentsOf(const char* text) {
+  std::vector<Argument> all;
+  for (const std::string& word : wordsOf(text)) {
+    const std::vector<std::string> parts = wordsOf(word, "=(,)>");
+    Argument argument{Kind::size, parts[0]};
+    if (word.find('=') != std::string::npos)
+      argument.kind = Kind::option, argument.accepted = parts[1];
+    else if (word.find('(') != std::string::npos)
+      argument.kind = Kind::array, argument.shape = shapeOf({parts.begin() + 1, parts.end()}),
+      argument.output = word.back() == '>';
+    else if (word == "alpha" || word == "beta")
+      argument.kind = Kind::scalar;
+    else if (word.rfind("ld", 0) == 0 || word.rfind("inc", 0) == 0)
+      argument.kind = word[0] == 'l' ? Kind::ld : Kind::increment;
+    all.push_back(argument);
   }
-  for (const Argument& last : {scalar("beta"), array("c", triangle), ld("ldc")})
-    family.arguments.push_back(last);
-  return family;
+  return all;
+}
+
+inline Holds nonzero(const char* sizes) {
+  return [names = wordsOf(sizes)](const Arguments& a) {
+    return std::all_of(names.begin(), names.end(), [&](const std::string& name) { return a[name] != 0; });
+  };
+}
+inline Holds anyZero(const char* sizes) {
+  return [all = nonzero(sizes)](const Arguments& a) { return !all(a); };
+}
+
+inline Family blasFamily(const char* name, const char* arguments, const char* needed, const char* result,
+                         int leastLd) {
+  return {name, argumentsOf(arguments), nonzero(needed), anyZero(result), leastLd};
 }
 
 inline const std::vector<Family>& families() {
-  static const auto vector = [](const char* rows) {
-    return [=](const Arguments& a) { return Shape{a[rows], 1}; };
-  };
-  static const auto strided = [](const char* whenN, const char* otherwise) {
-    return [=](const Arguments& a) { return Shape{1, a[a.is("trans", "N") ? whenN : otherwise]}; };
-  };
-  static const ShapeOf diagonal = [](const Arguments& a) { return Shape{shorter(a), 1}; };
-  static const auto separate = [](const Arguments& a, const char* job) { return a.is(job, "AS"); };
-
   static const std::vector<Family> all = [] {
-    Argument solutions = array("b", by("n", "nrhs"), Kept::everywhere);
-    solutions.evenEmpty = true;
-    return std::vector<Family>{
-        {"gemm",
-         {option("transa", "NTC"), option("transb", "NTC"), size("m"), size("n"), size("k"), scalar("alpha"),
-          array("a", by("transa", "m", "k")), ld("lda"), array("b", by("transb", "k", "n")), ld("ldb"),
-          scalar("beta"), array("c", by("m", "n")), ld("ldc")},
-         nonzero({"m", "n", "k"}),
-         anyZero({"m", "n"}),
-         0},
-        {"gemv",
-         {option("trans", "NTC"), size("m"), size("n"), scalar("alpha"), array("a", by("m", "n")), ld("lda"),
-          array("x", strided("n", "m")), increment("incx"), scalar("beta"), array("y", strided("m", "n")),
-          increment("incy")},
-         nonzero({"m", "n"}),
-         anyZero({"m", "n"})},
-        triangularFamily("trsm", 0),
-        triangularFamily("trmm", 1),
-        symmetricFamily("symm"),
-        symmetricFamily("hemm"),
-        rankUpdateFamily("syrk", "TN", 1, 1),
-        rankUpdateFamily("herk", "NC", 1, 1),
-        rankUpdateFamily("syr2k", "NT", 2, 0),
-        rankUpdateFamily("her2k", "NC", 2, 0),
-        {"getrf",
-         {size("m"), size("n"), array("a", by("m", "n")), ld("lda"), output("ipiv", diagonal)},
-         nonzero({"m", "n"}),
-         anyZero({"m", "n"}),
-         1,
-         true,
-         {{9, 10}, {80, 130}}},
-        {"gesv",
-         {size("n"), size("nrhs"), array("a", by("n", "n")), ld("lda"), output("ipiv", vector("n")),
-          solutions, ld("ldb")},
-         nonzero({"n"}),
-         anyZero({"n"}),
-         1,
-         true,
-         {{10, 2}, {130, 2}}},
-        {"geqrf",
-         {size("m"), size("n"), array("a", by("m", "n")), ld("lda"), output("tau", diagonal)},
-         [](const Arguments& a) { return shorter(a) != 0 && (a["m"] > 1 || a["n"] > 1); },
-         anyZero({"m", "n"}),
-         1,
-         true,
-         {{20, 20}, {100, 97}, {70, 100}}},
-        {"gels",
-         {option("trans", "NTC"), size("m"), size("n"), size("nrhs"), array("a", by("m", "n")), ld("lda"),
-          array("b",
-                [](const Arguments& a) {
-                  return Shape{std::max(a["m"], a["n"]), a["nrhs"]};
-                }),
-          ld("ldb")},
-         nonzero({"m", "n", "nrhs"}),
-         [](const Arguments&) { return false; },
-         1,
-         true,
-         {{20, 10, 2}, {80, 50, 2}, {50, 80, 2}, {50, 80, 2}}},
-        {"gesvd",
-         {option("jobu", "ASON"),
-          option("jobvt", "ASON",
-                 [](const Arguments& a) { return !a.is("jobu", "O") || !a.is("jobvt", "O"); }),
-          size("m"), size("n"), array("a", by("m", "n"), Kept::onTheHost), ld("lda"),
-          output("s", diagonal, Kept::onTheHost),
-          output(
-              "u",
-              [](const Arguments& a) {
-                return separate(a, "jobu") ? Shape{a["m"], a.is("jobu", "A") ? a["m"] : shorter(a)} : Shape{};
-              },
-              Kept::onTheHost),
-          ld("ldu"),
-          output(
-              "vt",
-              [](const Arguments& a) {
-                return separate(a, "jobvt") ? Shape{a.is("jobvt", "A") ? a["n"] : shorter(a), a["n"]}
-                                            : Shape{};
-              },
-              Kept::onTheHost),
-          ld("ldvt")},
-         nonzero({"m", "n"}),
-         anyZero({"m", "n"}),
-         1,
-         true,
-         {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}}},
-        {"gglse",
-         {size("m"), size("n"),
-          size("p", [](const Arguments& a) { return a["p"] <= a["n"] && a["p"] >= a["n"] - a["m"]; }),
-          array("a", by("m", "n")), ld("lda"),
-          array("b",
-                [](const Arguments& a) {
-                  return Shape{a["p"], a["n"], Part::all, std::max(0, a["n"]) - std::max(0, a["p"])};
-                }),
-          ld("ldb"), array("c", vector("m")), array("d", vector("p")),
-          output("x", vector("n"), Kept::onTheHost)},
-         nonzero({"n"}),
-         anyZero({"n"}),
-         1,
-         true,
-         {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}}},
+    const char* const triangular =
+        "side=LR uplo=LU transa=NTC diag=UN m n alpha a(order,order,unit) lda b(m,n) ldb";
+    const char* const symmetric =
+        "side=LR uplo=UL m n alpha a(order,order,uplo) lda b(m,n) ldb beta c(m,n) ldc";
+    const auto update = [](const char* name, const std::string& transposes, const char* second, int leastLd) {
+      const std::string arguments =
+          "uplo=UL trans=" + transposes + " n k alpha a(n,k,trans) lda " + second + " beta c(n,n,uplo) ldc";
+      return blasFamily(name, arguments.c_str(), "n k", "n", leastLd);
     };
+    const char* const second = "b(n,k,trans) ldb";
+    const auto lapackFamily = [](const char* name, const char* arguments, const char* sizes,
+                                 const std::vector<std::vector<int>>& problems) {
+      return Family{name, argumentsOf(arguments), nonzero(sizes), anyZero(sizes), 1, true, problems};
+    };
+    std::vector<Family> rows = {
+        blasFamily("gemm",
+                   "transa=NTC transb=NTC m n k alpha a(m,k,transa) lda b(k,n,transb) ldb beta c(m,n) ldc",
+                   "m n k", "m n", 0),
+        blasFamily("gemv", "trans=NTC m n alpha a(m,n) lda x(1,op-cols) incx beta y(1,op-rows) incy", "m n",
+                   "m n", 1),
+        blasFamily("trsm", triangular, "m n", "m n", 0),
+        blasFamily("trmm", triangular, "m n", "m n", 1),
+        blasFamily("symm", symmetric, "m n", "m n", 0),
+        blasFamily("hemm", symmetric, "m n", "m n", 0),
+        update("syrk", "TN", "", 1),
+        update("herk", "NC", "", 1),
+        update("syr2k", "NT", second, 0),
+        update("her2k", "NC", second, 0),
+        lapackFamily("getrf", "m n a(m,n) lda ipiv(min,1)>", "m n", {{9, 10}, {80, 130}}),
+        lapackFamily("gesv", "n nrhs a(n,n) lda ipiv(n,1)> b(n,nrhs) ldb", "n", {{10, 2}, {130, 2}}),
+        lapackFamily("geqrf", "m n a(m,n) lda tau(min,1)>", "m n", {{20, 20}, {100, 97}, {70, 100}}),
+        lapackFamily("gels", "trans=NTC m n nrhs a(m,n) lda b(max,nrhs) ldb", "m n nrhs",
+                     {{20, 10, 2}, {80, 50, 2}, {50, 80, 2}, {50, 80, 2}}),
+        lapackFamily("gesvd", "jobu=ASON jobvt=ASON m n a(m,n) lda s(min,1)> u(m,m)> ldu vt(n,n)> ldvt",
+                     "m n", {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}}),
+        lapackFamily("gglse", "m n p a(m,n) lda b(p,n) ldb c(m,1) d(p,1) x(n,1)>", "n",
+                     {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}})};
+    const auto family = [&](std::string_view name) -> Family& {
+      return *std::find_if(rows.begin(), rows.end(), [&](const Family& one) { return one.name == name; });
+    };
+    // What the words do not say
+    family("gesv")["b"].kept = Kept::everywhere, family("gesv")["b"].evenEmpty = true;
+    family("geqrf").needsArrays = [](const Arguments& a) {
+      return shorter(a) != 0 && (a["m"] > 1 || a["n"] > 1);
+    };
+    family("gels").nothingToDo = [](const Arguments&) { return false; };
+    Family &gesvd = family("gesvd"), &gglse = family("gglse");
+    for (const char* const name : {"a", "s", "u", "vt"}) gesvd[name].kept = Kept::onTheHost;
+    gesvd["jobvt"].holds = [](const Arguments& a) { return !a.is("jobu", "O") || !a.is("jobvt", "O"); };
+    gesvd["u"].shape = [](const Arguments& a) {
+      return a.is("jobu", "AS") ? Shape{a["m"], a.is("jobu", "A") ? a["m"] : shorter(a)} : Shape{};
+    };
+    gesvd["vt"].shape = [](const Arguments& a) {
+      return a.is("jobvt", "AS") ? Shape{a.is("jobvt", "A") ? a["n"] : shorter(a), a["n"]} : Shape{};
+    };
+    gglse["p"].holds = [](const Arguments& a) { return a["p"] <= a["n"] && a["p"] >= a["n"] - a["m"]; };
+    gglse["b"].shape = [](const Arguments& a) {
+      return Shape{a["p"], a["n"], Part::all, std::max(0, a["n"]) - std::max(0, a["p"])};
+    };
+    gglse["x"].kept = Kept::onTheHost;
+    return rows;
   }();
   return all;
 }
