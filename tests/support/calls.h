@@ -94,26 +94,15 @@ class Operand {
     std::size_t at;
   };
   bool stored(int i, int j) const {
-    switch (shape_.part) {
-      case Part::lower:
-        return i >= j;
-      case Part::upper:
-        return i <= j;
-      case Part::strictlyLower:
-        return i > j;
-      case Part::strictlyUpper:
-        return i < j;
-      default:
-        return true;
-    }
+    const Part part = shape_.part;
+    if (part == Part::all) return true;
+    if (i == j) return part == Part::lower || part == Part::upper;
+    return (i > j) == (part == Part::lower || part == Part::strictlyLower);
   }
 
   void write(unsigned char* to, double value) const {
     const float single = static_cast<float>(value);
-    const int whole = element_.integer ? static_cast<int>(value) : 0;
-    if (element_.integer)
-      std::memcpy(to, &whole, sizeof whole);
-    else if (element_.partBytes == sizeof single)
+    if (element_.partBytes == sizeof single)
       std::memcpy(to, &single, sizeof single);
     else
       std::memcpy(to, &value, sizeof value);

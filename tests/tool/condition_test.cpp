@@ -11,8 +11,6 @@
 
 namespace {
 
-const std::string real = "%%MatrixMarket matrix array real general\n",
-                  complex = "%%MatrixMarket matrix array complex general\n";
 const std::string none = ": condition ";
 constexpr int notResolved = 3;
 

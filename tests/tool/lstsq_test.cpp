@@ -12,9 +12,6 @@
 
 namespace {
 
-const std::string real = "%%MatrixMarket matrix array real general\n",
-                  complex = "%%MatrixMarket matrix array complex general\n";
-
 // A line through four points: 3.5 + 1.4 t, residual norm sqrt(4.2).
 const std::string line = real + "4 2\n1 1 1 1\n1 2 3 4\n", points = real + "4 1\n6 5 7 10\n";
 

@@ -9,8 +9,6 @@
 
 namespace {
 
-const std::string real = "%%MatrixMarket matrix array real general\n";
-
 class Outputs : public Tool {
  protected:
   void SetUp() override {

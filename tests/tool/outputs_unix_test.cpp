@@ -1,6 +1,7 @@
-// Outputs that are links, pipes and devices, and a device that is full.
+// Outputs that are links, pipes and devices, a device that is full, and what is shown on a terminal.
 
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,8 +14,6 @@
 #include "tests/tool/tool_fixture.h"
 
 namespace {
-
-const std::string real = "%%MatrixMarket matrix array real general\n";
 
 class UnixOutputs : public Tool {
  protected:
@@ -125,6 +124,31 @@ TEST_F(UnixOutputs, StreamsAreWrittenAsTheyStand) {
   EXPECT_NE(matrix, std::string::npos) << text;
   EXPECT_NE(text.find("\n0\n", matrix), std::string::npos) << text;
   expectParts(run("solve A.mtx -o /dev/full").err, {"/dev/full: cannot be written: No space left"});
+}
+
+TEST_F(Tool, ShowsProgressOnATerminal) {
+  write("a.mtx", real + "2 2\n3\n4\n0\n5\n");
+  const std::string command = "cd '" + path("") + "' && exec '" TOVI_TOOL "' svd a.mtx >out";
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == -1) GTEST_SKIP() << "no terminal to be had";
+  if (child == 0) {
+    execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  std::string shown;
+  char buffer[256];
+  for (ssize_t count = 0;
+       (count = read(terminal, buffer, sizeof buffer)) > 0;)  // an error once the child is gone
+    shown.append(buffer, static_cast<std::size_t>(count));
+  close(terminal);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0) << shown;
+  EXPECT_NE(shown.find("\rdecomposing 2 x 2 ... 0 s"), std::string::npos) << shown;
+  const std::string wiped = "\r                \r";
+  ASSERT_GE(shown.size(), wiped.size());
+  EXPECT_EQ(shown.substr(shown.size() - wiped.size()), wiped);
 }
 
 }  // namespace

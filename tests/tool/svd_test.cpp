@@ -12,8 +12,6 @@
 
 namespace {
 
-const std::string real = "%%MatrixMarket matrix array real general\n";
-
 // Whether every element is closed in turn, every attribute quoted, and nothing else uses XML's characters.
 bool wellFormed(const std::string& text) {
   std::vector<std::string> open;

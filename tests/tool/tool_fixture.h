@@ -6,14 +6,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/support/program.h"
+
+const std::string real = "%%MatrixMarket matrix array real general\n",
+                  complex = "%%MatrixMarket matrix array complex general\n";
 
 struct Result {
   int exitCode;
@@ -33,22 +38,11 @@ inline void expectParts(const std::string& text, const std::vector<std::string>&
   for (const std::string& part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << '\n' << text;
 }
 
-// Words between blanks; what stands in single quotes is taken as it is.
+// Words between blanks, in single quotes where they hold one.
 inline std::vector<std::string> wordsOf(const std::string& text) {
+  std::istringstream stream(text);
   std::vector<std::string> words;
-  bool quoted = false, inWord = false;
-  for (const char c : text) {
-    if (c == ' ' && !quoted) {
-      inWord = false;
-      continue;
-    }
-    if (!inWord) words.emplace_back();
-    inWord = true;
-    if (c == '\'')
-      quoted = !quoted;
-    else
-      words.back() += c;
-  }
+  for (std::string word; stream >> std::quoted(word, '\'', '\0');) words.push_back(word);
   return words;
 }
 
