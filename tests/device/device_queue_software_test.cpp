@@ -23,31 +23,32 @@ __global__ void add_k(int* p, int value) { *p += value; }
 __global__ void multiply_k(int* p, int value) { *p *= value; }
 
 // One int on the device and one in page-locked memory.
-class DeviceQueue : public testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(cudaMalloc(&dX, sizeof(int)), cudaSuccess);
-    ASSERT_EQ(cudaMemset(dX, 0, sizeof(int)), cudaSuccess);
-    ASSERT_EQ(cudaMallocHost(&hX, sizeof(int)), cudaSuccess);
-    ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
-    ASSERT_EQ(cudaThreadSynchronize(), cudaSuccess);
+struct OneInt {
+  OneInt() {
+    EXPECT_EQ(cudaMalloc(&dX, sizeof(int)), cudaSuccess);
+    EXPECT_EQ(cudaMemset(dX, 0, sizeof(int)), cudaSuccess);
+    EXPECT_EQ(cudaMallocHost(&hX, sizeof(int)), cudaSuccess);
+    EXPECT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+    EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
     *hX = -1;
   }
-  void TearDown() override {
+  ~OneInt() {
     EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
     EXPECT_EQ(cudaFreeHost(hX), cudaSuccess);
     EXPECT_EQ(cudaFree(dX), cudaSuccess);
     EXPECT_EQ(cudaGetLastError(), cudaSuccess);
   }
+  OneInt(const OneInt&) = delete;
+  OneInt& operator=(const OneInt&) = delete;
   void add(int value, cudaStream_t where) { device::launch<&add_k>(dim3(1), dim3(1), 0, where, dX, value); }
   cudaError_t downloadLater(int* h, cudaStream_t where) {
     return cudaMemcpyAsync(h, dX, sizeof(int), cudaMemcpyDeviceToHost, where);
   }
 
-  int* dX = nullptr;
-  int* hX = nullptr;
+  int *dX = nullptr, *hX = nullptr;
   cudaStream_t stream = nullptr;
 };
+class DeviceQueue : public testing::Test, protected OneInt {};
 
 TEST_F(DeviceQueue, StreamSynchronizeWaitsForItsStreamAndWhatCameFirst) {
   software_device::setSchedule(Schedule::lazy);
@@ -151,10 +152,9 @@ TEST_F(DeviceQueue, DestroyedStreamsAreUnknownButTheirWorkGoesOn) {
   ASSERT_EQ(cudaStreamDestroy(other), cudaSuccess);
   EXPECT_EQ(software_device::pending(), 1u);
   EXPECT_EQ(software_device::live().streams, 1u);
-  EXPECT_EQ(cudaStreamDestroy(other), cudaErrorInvalidResourceHandle);
-  EXPECT_EQ(cudaStreamSynchronize(other), cudaErrorInvalidResourceHandle);
-  EXPECT_EQ(cudaStreamQuery(other), cudaErrorInvalidResourceHandle);
-  EXPECT_EQ(downloadLater(hX, other), cudaErrorInvalidResourceHandle);
+  for (const cudaError_t error : {cudaStreamDestroy(other), cudaStreamSynchronize(other),
+                                  cudaStreamQuery(other), downloadLater(hX, other)})
+    EXPECT_EQ(error, cudaErrorInvalidResourceHandle);
   EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
   add(1, other);
   EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
@@ -215,37 +215,31 @@ TEST(DeviceQueueDeathTest, AProcessMayEndWithWorkQueued) {
         testing::ExitedWithCode(0), "");
 }
 
-// Many threads, each with a stream and memory of its own, and much queued: work of a stream in the order of
-// its issue, also against the default stream.
+// Many threads, each with a stream of its own: its work in the order of its issue, also against the default
+// stream.
 TEST(DeviceQueueThreads, ManyThreadsShareTheDevice) {
   for (const Schedule schedule : {Schedule::eager, Schedule::lazy}) {
     software_device::setSchedule(schedule);
     std::vector<std::thread> crew;
     for (int t = 0; t < 6; ++t)
       crew.emplace_back([t] {
+        OneInt own;
         for (int round = 0; round < 20; ++round) {
-          cudaStream_t stream = nullptr;
-          int *d = nullptr, *h = nullptr;
-          ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
-          ASSERT_EQ(cudaMalloc(&d, 4), cudaSuccess);
-          ASSERT_EQ(cudaMallocHost(&h, 4), cudaSuccess);
-          *h = t;
-          cudaMemcpyAsync(d, h, 4, cudaMemcpyHostToDevice, stream);
-          for (int i = 0; i < 200; ++i) device::launch<&add_k>(dim3(1), dim3(1), 0, stream, d, 1);
-          device::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, d, 10);
-          device::launch<&add_k>(dim3(1), dim3(1), 0, stream, d, 1);
-          cudaMemcpyAsync(h, d, 4, cudaMemcpyDeviceToHost, stream);
+          *own.hX = t;
+          cudaMemcpyAsync(own.dX, own.hX, sizeof(int), cudaMemcpyHostToDevice, own.stream);
+          for (int i = 0; i < 200; ++i) own.add(1, own.stream);
+          device::launch<&multiply_k>(dim3(1), dim3(1), 0, nullptr, own.dX, 10);
+          own.add(1, own.stream);
+          own.downloadLater(own.hX, own.stream);
           if (round % 2 == 0)
-            cudaStreamSynchronize(stream);
+            cudaStreamSynchronize(own.stream);
           else
-            while (cudaStreamQuery(stream) == cudaErrorNotReady) std::this_thread::yield();
-          EXPECT_EQ(*h, (t + 200) * 10 + 1);
-          cudaFreeHost(h), cudaFree(d), cudaStreamDestroy(stream);
+            while (cudaStreamQuery(own.stream) == cudaErrorNotReady) std::this_thread::yield();
+          EXPECT_EQ(*own.hX, (t + 200) * 10 + 1);
         }
       });
     for (std::thread& thread : crew) thread.join();
-    EXPECT_EQ(software_device::live().allocations, 0u);
-    EXPECT_EQ(software_device::live().streams, 0u);
+    EXPECT_TRUE(software_device::live().allocations == 0 && software_device::live().streams == 0);
   }
 }
 

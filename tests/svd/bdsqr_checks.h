@@ -35,14 +35,11 @@ inline Bidiagonal randomBidiagonal(char uplo, int n, std::uint64_t seed = 1) {
 
 template <class W>
 HostMatrix<W> dense(const Bidiagonal& b) {
-  HostMatrix<W> a(b.n(), b.n());
-  for (int i = 0; i < b.n(); ++i) {
-    a(i, i) = W(static_cast<double>(b.d[static_cast<std::size_t>(i)]));
-    if (i + 1 == b.n()) break;
-    const W beside(static_cast<double>(b.e[static_cast<std::size_t>(i)]));
-    (b.uplo == 'U' ? a(i, i + 1) : a(i + 1, i)) = beside;
-  }
-  return a;
+  return HostMatrix<W>(b.n(), b.n()).set([&](int i, int j) {
+    const int beside = b.uplo == 'U' ? i : j;
+    if (i == j) return W(static_cast<double>(b.d[static_cast<std::size_t>(i)]));
+    return i + j == 2 * beside + 1 ? W(static_cast<double>(b.e[static_cast<std::size_t>(beside)])) : W(0);
+  });
 }
 
 inline std::vector<double> exactValues(const Bidiagonal& b) {
@@ -60,26 +57,19 @@ struct Decomposition {
     const float sentinel = -7;
     result.d.push_back(sentinel);
     result.e.push_back(sentinel);
-    {
-      const DeviceArray<float> dD(result.d.data(), result.d.size()), dE(result.e.data(), result.e.size());
-      const DeviceArray<T> dVt(vt), dU(u), dC(c);
-      try {
-        tovi::lapack::bdsqr<T>(
-            b.uplo, b.n(), dD.data(), dE.data(), {dVt.data(), vt.rows(), vt.cols(), vt.ld()},
-            {dU.data(), u.rows(), u.cols(), u.ld()}, {dC.data(), c.rows(), c.cols(), c.ld()});
-      } catch (const tovi::InfoException& failure) {
-        EXPECT_EQ(failure.status(), tovi::Outcome::dataError);
-        EXPECT_GT(failure.info(), 0);
-        info = failure.info();
-      }
-      dD.download(result.d.data());
-      dE.download(result.e.data());
-      dVt.download(vt);
-      dU.download(u);
-      dC.download(c);
+    const DeviceArray<float> dD(result.d), dE(result.e);
+    const OnDevice<T> dVt(vt), dU(u), dC(c);
+    try {
+      tovi::lapack::bdsqr<T>(b.uplo, b.n(), dD.data(), dE.data(), dVt.view, dU.view, dC.view);
+    } catch (const tovi::InfoException& failure) {
+      EXPECT_EQ(failure.status(), tovi::Outcome::dataError);
+      EXPECT_GT(failure.info(), 0);
+      info = failure.info();
     }
-    EXPECT_EQ(result.d.back(), sentinel);
-    EXPECT_EQ(result.e.back(), sentinel);
+    dD.download(result.d.data());
+    dE.download(result.e.data());
+    vt = dVt.downloaded(vt), u = dU.downloaded(u), c = dC.downloaded(c);
+    EXPECT_TRUE(result.d.back() == sentinel && result.e.back() == sentinel);
     result.d.pop_back();
     result.e.pop_back();
     result.uplo = 'U';

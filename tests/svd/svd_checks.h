@@ -133,20 +133,18 @@ void expectDecomposed(const Svd<T>& problem, const Svd<T>& solved) {
   }
 }
 
+template <class T>
+std::vector<double> values(const Svd<T>& solved) {
+  return {solved.s.data(), solved.s.data() + solved.s.rows()};
+}
+
 // max |s - reference| / (reference1 max(m, n) eps)
 template <class T>
 double valuesRatio(const Svd<T>& solved, const std::vector<double>& reference) {
+  const std::vector<double> s = values(solved);
   double worst = 0;
-  for (int i = 0; i < solved.s.rows(); ++i)
-    worsen(worst, std::abs(static_cast<double>(solved.s(i, 0)) - reference[static_cast<std::size_t>(i)]));
+  for (std::size_t i = 0; i < s.size(); ++i) worsen(worst, std::abs(s[i] - reference[i]));
   return scaled(worst, reference[0] * std::max(solved.a.rows(), solved.a.cols()) * epsilon<T>());
-}
-
-template <class T>
-std::vector<double> values(const Svd<T>& solved) {
-  std::vector<double> s;
-  for (int i = 0; i < solved.s.rows(); ++i) s.push_back(static_cast<double>(solved.s(i, 0)));
-  return s;
 }
 
 // Runs the routine and checks all but the values.

@@ -13,14 +13,13 @@ constexpr Jobs somePairs[] = {{'N', 'N'}, {'S', 'S'}, {'A', 'O'}, {'O', 'A'}};
 // triangle first. Everything else begins with A itself, and with a lower bidiagonal form if it has more
 // columns than rows.
 TYPED_TEST(SvdTest, EveryPairOfJobsOnEveryPath) {
-  const struct {
-    int m, n;
-  } shapes[] = {{1, 1},   {2, 1},   {7, 1},    {2, 2},   {3, 2},   {4, 3},     {5, 4},    {6, 6},    {17, 5},
-                {33, 33}, {40, 31}, {100, 30}, {97, 97}, {98, 97}, {130, 100}, {160, 97}, {161, 100}};
+  const std::pair<int, int> shapes[] = {{1, 1},   {2, 1},   {7, 1},     {2, 2},    {3, 2},    {4, 3},
+                                        {5, 4},   {6, 6},   {17, 5},    {33, 33},  {40, 31},  {100, 30},
+                                        {97, 97}, {98, 97}, {130, 100}, {160, 97}, {161, 100}};
   for (const Memory where : bothInterfaces)
-    for (const auto& shape : shapes) {
-      checkEveryPairOfJobs<TypeParam>(where, shape.m, shape.n);
-      if (shape.m != shape.n) checkEveryPairOfJobs<TypeParam>(where, shape.n, shape.m);
+    for (const auto& [m, n] : shapes) {
+      checkEveryPairOfJobs<TypeParam>(where, m, n);
+      if (m != n) checkEveryPairOfJobs<TypeParam>(where, n, m);
     }
 }
 
@@ -39,26 +38,24 @@ TYPED_TEST(SvdTest, LargerMatrices) {
     checkSvd(Memory::host, randomSvdProblem<TypeParam>({'S', 'S'}, m, n));
 }
 
-// Graded, rank-deficient, clustered, all equal, one large one, and none but zeros.
+// Even, graded, rank-deficient, clustered, all equal, one large one, and none but zeros.
 TYPED_TEST(SvdTest, ValuesAreThoseThatTheMatrixWasMadeOf) {
-  const struct {
-    const char* name;
-    double (*value)(int i, int k);
-  } spectra[] = {
-      {"even", [](int i, int k) { return 1.0 - static_cast<double>(i) / k; }},
-      {"graded", [](int i, int k) { return std::pow(1e-9, static_cast<double>(i) / k); }},
-      {"deficient", [](int i, int k) { return 3 * i < k ? 2.0 - static_cast<double>(i) / k : 0.0; }},
-      {"clustered", [](int i, int k) { return 2 * i < k ? 1.0 : 1e-3; }},
-      {"equal", [](int, int) { return 5.0; }},
-      {"one large", [](int i, int) { return i == 0 ? 1.0 : 1e-6; }},
-      {"zero", [](int, int) { return 0.0; }},
+  using Spectrum = double (*)(double part);  // part: 0 for the first value, 1 behind the last
+  const Spectrum spectra[] = {
+      [](double part) { return 1 - part; },
+      [](double part) { return std::pow(1e-9, part); },
+      [](double part) { return 3 * part < 1 ? 2 - part : 0.0; },
+      [](double part) { return 2 * part < 1 ? 1.0 : 1e-3; },
+      [](double) { return 5.0; },
+      [](double part) { return part == 0 ? 1.0 : 1e-6; },
+      [](double) { return 0.0; },
   };
-  for (const auto& spectrum : spectra)
+  for (const Spectrum& spectrum : spectra)
     for (const auto& [m, n] : {std::pair{60, 60}, {90, 40}, {40, 90}, {120, 100}, {100, 120}}) {
-      SCOPED_TRACE(spectrum.name);
+      SCOPED_TRACE(&spectrum - spectra);
       const int k = std::min(m, n);
       std::vector<double> s;
-      for (int i = 0; i < k; ++i) s.push_back(spectrum.value(i, k));
+      for (int i = 0; i < k; ++i) s.push_back(spectrum(static_cast<double>(i) / k));
       const HostMatrix<TypeParam> a = withValues<TypeParam>(m, n, s);
       for (const Jobs jobs : somePairs) {
         const Svd<TypeParam> solved = checkSvd(Memory::host, svdProblem(jobs, a));
@@ -71,15 +68,15 @@ TYPED_TEST(SvdTest, DiagonalMatricesAreSorted) {
   for (const Memory where : bothInterfaces)
     for (const auto& [m, n] : {std::pair{40, 40}, {50, 40}, {40, 90}}) {
       HostMatrix<TypeParam> identity(m, n), mixed(m, n);
+      std::vector<double> expected;
       for (int i = 0; i < 40; ++i) {
         identity(i, i) = TypeParam(1);
         mixed(i, i) = TypeParam(static_cast<float>(i % 2 == 0 ? i - 40 : i));
+        expected.push_back(i % 2 == 0 ? 40 - i : i);
       }
+      std::sort(expected.rbegin(), expected.rend());
       for (const Jobs jobs : somePairs) {
         EXPECT_EQ(values(checkSvd(where, svdProblem(jobs, identity))), std::vector<double>(40, 1.0));
-        std::vector<double> expected;
-        for (int i = 0; i < 40; ++i) expected.push_back(i % 2 == 0 ? 40 - i : i);
-        std::sort(expected.rbegin(), expected.rend());
         CHECK_RATIO(valuesRatio(checkSvd(where, svdProblem(jobs, mixed)), expected), 1);
       }
     }
@@ -92,8 +89,7 @@ TYPED_TEST(SvdTest, LargeAndSmallMatricesAreScaled) {
       for (const Jobs jobs : somePairs) {
         const Svd<TypeParam> plain = randomSvdProblem<TypeParam>(jobs, m, n);
         Svd<TypeParam> problem = plain;
-        for (int j = 0; j < n; ++j)
-          for (int i = 0; i < m; ++i) problem.a(i, j) *= TypeParam(static_cast<float>(factor));
+        problem.a.set([&](int i, int j) { return plain.a(i, j) * TypeParam(static_cast<float>(factor)); });
         std::vector<double> reference = values(checkSvd(Memory::device, plain));
         for (double& value : reference) value *= factor;
         CHECK_RATIO(valuesRatio(checkSvd(Memory::device, problem), reference), svdBound);
