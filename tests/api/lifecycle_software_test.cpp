@@ -26,10 +26,7 @@ using software_device::Profile;
 
 Profile profile(const std::string& name, std::size_t memory, int major = 2, int minor = 0) {
   Profile p;
-  p.name = name;
-  p.memory = memory;
-  p.major = major;
-  p.minor = minor;
+  p.name = name, p.memory = memory, p.major = major, p.minor = minor;
   return p;
 }
 
@@ -61,10 +58,9 @@ TEST(LifecycleMachines, VersionsAreChecked) {
               {3020, 3020, toviNoError},
               {3020, 4000, toviNoError}};
   for (const auto& row : rows) {
-    SCOPED_TRACE(std::to_string(row.runtime) + ", " + std::to_string(row.driver));
+    SCOPED_TRACE(&row - rows);
     Machine machine = software_device::defaultMachine();
-    machine.runtimeVersion = row.runtime;
-    machine.driverVersion = row.driver;
+    machine.runtimeVersion = row.runtime, machine.driverVersion = row.driver;
     configure(machine);
     expectInitialize(row.status, 0);
     toviShutdown();
@@ -80,16 +76,17 @@ TEST(LifecycleMachines, APreferredDeviceGoesFirst) {
   EXPECT_EQ(executingDevice(), 2);
 }
 
-Machine twoDevices(bool oneDevicePerProcess) {
+// The last one is the one that the library chooses.
+void pretendDevices(std::size_t count, bool oneDevicePerProcess = false) {
   Machine machine;
-  machine.devices = {profile("GeForce GTX 480", 64 * MiB), profile("Tesla C2050", 128 * MiB)};
+  for (std::size_t i = 1; i <= count; ++i) machine.devices.push_back(profile("A", 64 * i * MiB));
   machine.oneDevicePerProcess = oneDevicePerProcess;
-  return machine;
+  configure(machine);
 }
 
 TEST(LifecycleMachines, TheLatestSelectionBeforeInitializationCounts) {
   for (const bool onePerProcess : {true, false}) {
-    configure(twoDevices(onePerProcess));
+    pretendDevices(2, onePerProcess);
     EXPECT_EQ(toviSelectDevice(1), toviNoError);
     EXPECT_EQ(toviSelectDevice(0), toviNoError);
     expectInitialize(toviNoError, 0);
@@ -168,17 +165,14 @@ TEST(LifecycleMachines, NobodyWaitsForADeviceThatIsNotThere) {
   }
   configure(software_device::defaultMachine());
   ASSERT_EQ(toviInitialize(), toviNoError);
-  float *a = nullptr, *c = nullptr;
-  ASSERT_EQ(cudaMalloc(&a, sizeof *a), cudaSuccess);
-  ASSERT_EQ(cudaMalloc(&c, sizeof *c), cudaSuccess);
+  const DeviceArray<float> a(1), c(1);
   for (const cudaError_t error : errors) {
     failCall(Entry::threadSynchronize, 1, error);
-    EXPECT_EQ(toviDeviceSgemm('N', 'N', 1, 1, 1, 1, a, 1, a, 1, 0, c, 1), toviRuntimeError);
+    EXPECT_EQ(toviDeviceSgemm('N', 'N', 1, 1, 1, 1, a.data(), 1, a.data(), 1, 0, c.data(), 1),
+              toviRuntimeError);
     EXPECT_EQ(toviGetErrorInfo(), error);
     software_device::clearFaults();
   }
-  EXPECT_EQ(cudaFree(a), cudaSuccess);
-  EXPECT_EQ(cudaFree(c), cudaSuccess);
 }
 
 // The same for whichever platform call comes first, second, ... until the routine succeeds.
@@ -225,18 +219,6 @@ TEST(LifecycleMachines, CublasLivesFromFirstToLastThread) {
   EXPECT_EQ(software_device::calls(Entry::setDevice), 1U);
   toviShutdown();
   EXPECT_EQ(software_device::calls(Entry::cublasShutdown), 0U) << "the thread that ended has not shut down";
-}
-
-// The last one is the one that the library chooses.
-void pretendDevices(std::size_t count, bool oneDevicePerProcess = false) {
-  software_device::Machine machine;
-  for (std::size_t i = 1; i <= count; ++i) {
-    software_device::Profile device;
-    device.memory = 64 * i * MiB;
-    machine.devices.push_back(device);
-  }
-  machine.oneDevicePerProcess = oneDevicePerProcess;
-  software_device::configure(machine);
 }
 
 int currentDevice() {
@@ -307,21 +289,14 @@ TEST(ExecutingDevice, TakesItsOwnMemoryFromAnyThread) {
   pretendDevices(2);
   ASSERT_EQ(toviInitialize(), toviNoError);
   ASSERT_EQ(currentDevice(), 1) << "initialization has bound this thread";
-  float *a = nullptr, *b = nullptr;
-  ASSERT_EQ(cudaMalloc(&a, sizeof *a), cudaSuccess);
-  ASSERT_EQ(cudaMalloc(&b, sizeof *b), cudaSuccess);
-  const float three = 3, six = 6;
-  ASSERT_EQ(cudaMemcpy(a, &three, sizeof three, cudaMemcpyHostToDevice), cudaSuccess);
-  ASSERT_EQ(cudaMemcpy(b, &six, sizeof six, cudaMemcpyHostToDevice), cudaSuccess);
+  float x = 6;
+  const DeviceArray<float> a(std::vector<float>{3}), b(&x, 1);
   std::thread([&] {
-    EXPECT_EQ(toviDeviceStrsm('L', 'L', 'N', 'N', 1, 1, 1, a, 1, b, 1), toviNoError);
+    EXPECT_EQ(toviDeviceStrsm('L', 'L', 'N', 'N', 1, 1, 1, a.data(), 1, b.data(), 1), toviNoError);
     EXPECT_EQ(currentDevice(), 0);
   }).join();
-  float x = 0;
-  ASSERT_EQ(cudaMemcpy(&x, b, sizeof x, cudaMemcpyDeviceToHost), cudaSuccess);
+  b.download(&x);
   EXPECT_EQ(x, 2);
-  EXPECT_EQ(cudaFree(a), cudaSuccess);
-  EXPECT_EQ(cudaFree(b), cudaSuccess);
 }
 
 // What initialization makes of the calling thread's device.
@@ -371,22 +346,18 @@ TEST(ExecutingDevice, LeavesOtherDevicesToOthers) {
   for (int device = 0; device < 3; ++device)
     crew.emplace_back([device] {
       EXPECT_EQ(cudaSetDevice(device), cudaSuccess);
-      float* own = nullptr;
-      EXPECT_EQ(cudaMalloc(&own, 2 * sizeof *own), cudaSuccess);
+      DeviceArray<float> own(2);
       for (int round = 1; round <= 50; ++round) {
-        const float start[] = {2, static_cast<float>(device + round)};
-        EXPECT_EQ(cudaMemcpy(own, start, sizeof start, cudaMemcpyHostToDevice), cudaSuccess);
-        float a[] = {4, 1, 1, 3}, b[] = {6, 7};
+        float numbers[] = {2, static_cast<float>(device + round)}, a[] = {4, 1, 1, 3}, b[] = {6, 7};
+        own.upload(numbers);
         int pivots[2];
         EXPECT_EQ(toviSgesv(2, 1, a, 2, pivots, b, 2), toviNoError);
         EXPECT_NEAR(b[1], 2, 1e-5);
-        cublasSgemm('N', 'N', 1, 1, 1, 1, own, 1, own + 1, 1, 0, own, 1);
-        float product = 0;
-        EXPECT_EQ(cudaMemcpy(&product, own, sizeof product, cudaMemcpyDeviceToHost), cudaSuccess);
-        EXPECT_EQ(product, 2.0f * static_cast<float>(device + round));
+        cublasSgemm('N', 'N', 1, 1, 1, 1, own.data(), 1, own.data() + 1, 1, 0, own.data(), 1);
+        own.download(numbers);
+        EXPECT_EQ(numbers[0], 2 * numbers[1]);
         EXPECT_EQ(currentDevice(), device);
       }
-      EXPECT_EQ(cudaFree(own), cudaSuccess);
     });
   for (std::thread& thread : crew) thread.join();
 }

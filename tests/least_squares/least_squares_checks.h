@@ -31,8 +31,7 @@ struct LeastSquares {
     const Placed<T> dA(where, a), dB(where, b);
     const toviStatus status =
         gels(where, trans, a.rows(), a.cols(), b.cols(), dA.data(), a.ld(), dB.data(), b.ld());
-    dA.fetch();
-    dB.fetch();
+    dA.fetch(), dB.fetch();
     return status;
   }
   bool paddingIntact() const { return a.paddingIntact() && b.paddingIntact(); }
@@ -62,17 +61,16 @@ struct Constrained {
 template <class T>
 HostMatrix<T> wellConditioned(int m, int n, int padding, std::uint64_t seed, int first = 0) {
   HostMatrix<T> a = HostMatrix<T>::random(m, n, padding, seed);
-  const double weight = 3 * std::sqrt(std::max(m, n));
-  for (int i = 0; i < std::min(m, n - first); ++i) a(i, first + i) += makeElement<T>(weight, 0);
+  const T weight = makeElement<T>(3 * std::sqrt(std::max(m, n)), 0);
+  for (int i = 0; i < std::min(m, n - first); ++i) a(i, first + i) += weight;
   return a;
 }
 
 template <class T>
 LeastSquares<T> leastSquaresProblem(char trans, int m, int n, int nrhs, int padding = 2) {
   const auto seed = static_cast<std::uint64_t>(m * 10007 + n * 31 + nrhs);
-  LeastSquares<T> problem{trans, wellConditioned<T>(m, n, padding, seed),
-                          HostMatrix<T>::random(std::max(m, n), nrhs, padding + 1, seed + 1)};
-  return problem;
+  return {trans, wellConditioned<T>(m, n, padding, seed),
+          HostMatrix<T>::random(std::max(m, n), nrhs, padding + 1, seed + 1)};
 }
 
 // c is random, so not in the range of A: the residual is not zero unless p = n - m.
@@ -244,10 +242,9 @@ void checkDeficient(Memory where, int m, int n, int p, const std::vector<int>& z
   SCOPED_TRACE(shape(where, m, n) + ", p = " + std::to_string(p) + ", info " + std::to_string(info));
   Constrained<T> problem = constrainedProblem<T>(m, n, p);
   if (!zerosOfR11.empty())
-    for (int i = 0; i < p; ++i) {
-      for (int j = 0; j < n - p + i; ++j) problem.b(i, j) = T(0);
-      problem.b(i, n - p + i) = T(1);
-    }
+    problem.b.set([&](int i, int j) {
+      return j > n - p + i ? problem.b(i, j) : j == n - p + i ? T(1) : T(0);
+    });
   for (const int zero : zerosOfT12)
     for (int j = 0; j < n; ++j) problem.b(zero - 1, j) = T(0);
   for (const int zero : zerosOfR11)

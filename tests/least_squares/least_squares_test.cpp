@@ -13,20 +13,16 @@ TOVI_TYPED_SUITE(LeastSquaresTest, LibraryTest, SingleTypes);
 
 constexpr char transposes[] = {'N', 'T', 'C'};
 
-// Blocks of reflectors are 96 wide (64 for complex).
+// Blocks of reflectors are 96 wide (64 for complex). Letters of either case, one right-hand side and many.
 TYPED_TEST(LeastSquaresTest, SolvesEveryShapeInEveryTransposition) {
-  const struct {
-    int m, n;
-  } shapes[] = {{1, 1}, {7, 1}, {5, 3}, {64, 63}, {96, 96}, {97, 97}, {129, 64}, {192, 97}, {300, 193}};
+  const std::pair<int, int> shapes[] = {{1, 1},   {7, 1},    {5, 3},    {64, 63},  {96, 96},
+                                        {97, 97}, {129, 64}, {192, 97}, {300, 193}};
   for (const Memory where : bothInterfaces)
     for (const char trans : transposes)
-      for (const auto& shape : shapes) {
-        checkLeastSquares<TypeParam>(where, trans, shape.m, shape.n, 3);
-        if (shape.m != shape.n) checkLeastSquares<TypeParam>(where, trans, shape.n, shape.m, 3);
+      for (const auto& [m, n] : shapes) {
+        checkLeastSquares<TypeParam>(where, trans, m, n, 3);
+        if (m != n) checkLeastSquares<TypeParam>(where, trans, n, m, 3);
       }
-}
-
-TYPED_TEST(LeastSquaresTest, SolvesForOneAndForManyRightHandSides) {
   for (const char trans : {'n', 't', 'c'})
     for (const int nrhs : {1, 100, 301}) {
       checkLeastSquares<TypeParam>(Memory::host, trans, 260, 130, nrhs);
@@ -49,18 +45,16 @@ TYPED_TEST(LeastSquaresTest, ReportsTheFirstZeroOfTheTriangle) {
 
 TYPED_TEST(LeastSquaresTest, EmptyProblemsGiveZeros) {
   using T = TypeParam;
-  const struct { int m, n, nrhs; } shapes[] = {{0, 5, 2}, {5, 0, 2}, {0, 0, 2}, {3, 4, 0}};
   for (const Memory where : bothInterfaces)
     for (const char trans : transposes)
-      for (const auto& shape : shapes) {
-        LeastSquares<T> problem = leastSquaresProblem<T>(trans, shape.m, shape.n, shape.nrhs);
+      for (const auto& [m, n, nrhs] : {std::tuple{0, 5, 2}, {5, 0, 2}, {0, 0, 2}, {3, 4, 0}}) {
+        LeastSquares<T> problem = leastSquaresProblem<T>(trans, m, n, nrhs);
         LeastSquares<T> zeros = problem;
         zeros.b.fill(T(0));
         ASSERT_EQ(problem.run(where), toviNoError);
         EXPECT_TRUE(problem.sameBits(zeros));
-        EXPECT_EQ(gels(where, trans, shape.m, shape.n, shape.nrhs, static_cast<T*>(nullptr), 5,
-                       static_cast<T*>(nullptr), 5),
-                  toviNoError);
+        T* const none = nullptr;
+        EXPECT_EQ(gels(where, trans, m, n, nrhs, none, 5, none, 5), toviNoError);
       }
 }
 
@@ -69,9 +63,8 @@ TYPED_TEST(LeastSquaresTest, SolvesAtBothEndsOfTheSafeRange) {
   for (const float scale : {1e-30f, 1e30f})
     for (const auto& [m, n] : {std::pair{230, 120}, {120, 230}}) {
       LeastSquares<TypeParam> problem = leastSquaresProblem<TypeParam>('N', m, n, 2);
-      for (HostMatrix<TypeParam>* matrix : {&problem.a, &problem.b})
-        for (int j = 0; j < matrix->cols(); ++j)
-          for (int i = 0; i < matrix->rows(); ++i) (*matrix)(i, j) = (*matrix)(i, j) * TypeParam(scale / 64);
+      for (HostMatrix<TypeParam>* one : {&problem.a, &problem.b})
+        one->set([&](int i, int j) { return (*one)(i, j) * TypeParam(scale / 64); });
       LeastSquares<TypeParam> solved = problem;
       ASSERT_EQ(solved.run(Memory::host), toviNoError);
       expectSolved(problem, solved);
@@ -132,14 +125,13 @@ TYPED_TEST(LeastSquaresTest, NaNTravelsThroughAndNeverChangesTheStatus) {
 // p = 0, p = n, m + p = n, and A with fewer rows than columns; blocks of reflectors are full, one wider, one
 // narrower.
 TYPED_TEST(LeastSquaresTest, SolvesUnderConstraints) {
-  const struct {
-    int m, n, p;
-  } shapes[] = {{1, 1, 0},      {1, 1, 1},     {0, 1, 1},      {5, 4, 2},      {3, 4, 1},
-                {3, 5, 3},      {4, 4, 4},     {0, 40, 40},    {130, 97, 0},   {97, 97, 0},
-                {200, 100, 50}, {97, 97, 97},  {33, 130, 97},  {33, 130, 120}, {100, 165, 65},
-                {66, 130, 66},  {260, 200, 3}, {40, 200, 200}, {250, 195, 130}};
+  const std::tuple<int, int, int> shapes[] = {{1, 1, 0},     {1, 1, 1},      {0, 1, 1},      {5, 4, 2},
+                                              {3, 4, 1},     {3, 5, 3},      {4, 4, 4},      {0, 40, 40},
+                                              {130, 97, 0},  {97, 97, 0},    {200, 100, 50}, {97, 97, 97},
+                                              {33, 130, 97}, {33, 130, 120}, {100, 165, 65}, {66, 130, 66},
+                                              {260, 200, 3}, {40, 200, 200}, {250, 195, 130}};
   for (const Memory where : bothInterfaces)
-    for (const auto& shape : shapes) checkConstrained<TypeParam>(where, shape.m, shape.n, shape.p);
+    for (const auto& [m, n, p] : shapes) checkConstrained<TypeParam>(where, m, n, p);
 }
 
 TYPED_TEST(LeastSquaresTest, ReportsTheFirstZeroOfEitherTriangle) {

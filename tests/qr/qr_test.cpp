@@ -31,18 +31,16 @@ TYPED_TEST(QrTest, FactorsTallAndWideMatrices) {
 TYPED_TEST(QrTest, UpperTriangularMatricesComeBackUnchanged) {
   const int n = 250;
   HostMatrix<TypeParam> a = HostMatrix<TypeParam>::random(n, n, 1, 5);
-  for (int j = 0; j < n; ++j) {
-    a(j, j) = TypeParam(tovi::real(a(j, j)));
-    for (int i = j + 1; i < n; ++i) a(i, j) = TypeParam(0);
-  }
+  a.set([&](int i, int j) {
+    return i < j ? a(i, j) : TypeParam(i == j ? tovi::real(a(i, i)) : Real<TypeParam>(0));
+  });
   for (const int zero : {0, 95, 96, 200}) a(zero, zero) = TypeParam(0);
   for (const Memory where : bothInterfaces) {
     HostMatrix<TypeParam> qr = a;
     std::vector<TypeParam> tau(static_cast<std::size_t>(n), TypeParam(-7));
     ASSERT_EQ(factorQr(where, qr, tau), toviNoError);
     for (const TypeParam& t : tau) EXPECT_TRUE(t == TypeParam(0));
-    for (int j = 0; j < n; ++j)
-      for (int i = 0; i < n; ++i) ASSERT_TRUE(qr(i, j) == a(i, j)) << i << ", " << j;
+    EXPECT_EQ(norm1(minus(qr, a)), 0);
   }
 }
 

@@ -25,17 +25,9 @@ TYPED_TEST(SvdTest, EveryPairOfJobsOnEveryPath) {
 
 // Blocks of the bidiagonal form are 96 wide; the last 1 to 96 rows and columns are reduced on the host.
 TYPED_TEST(SvdTest, LargerMatrices) {
-  for (const auto& [m, n] : {std::pair{95, 95},
-                             {96, 96},
-                             {192, 192},
-                             {193, 193},
-                             {300, 300},
-                             {193, 194},
-                             {450, 250},
-                             {250, 450},
-                             {320, 280},
-                             {280, 320}})
-    checkSvd(Memory::host, randomSvdProblem<TypeParam>({'S', 'S'}, m, n));
+  const std::pair<int, int> shapes[] = {{95, 95},   {96, 96},   {192, 192}, {193, 193}, {300, 300},
+                                        {193, 194}, {450, 250}, {250, 450}, {320, 280}, {280, 320}};
+  for (const auto& [m, n] : shapes) checkSvd(Memory::host, randomSvdProblem<TypeParam>({'S', 'S'}, m, n));
 }
 
 // Even, graded, rank-deficient, clustered, all equal, one large one, and none but zeros.
