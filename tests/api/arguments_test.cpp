@@ -1,6 +1,6 @@
 // Bad arguments of every exported routine, on whatever device is there.
 
-#include "tests/support/odd_arguments.h"
+#include "tests/support/calls.h"
 
 namespace testing_support {
 namespace {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <tovi.h>
 
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <future>
@@ -121,17 +120,6 @@ TEST_F(Lifecycle, ThreadsComeAndGo) {
 
 class Devices : public Lifecycle {};
 
-// The others: FuzzTest.RandomCallsOfManagementRoutines.
-TEST_F(Devices, ADeviceThatIsNotThereIsRefused) {
-  for (const int device : {-1, count_, INT_MAX, INT_MIN}) {
-    EXPECT_EQ(toviSelectDevice(device), toviArgumentError);
-    EXPECT_EQ(toviGetErrorInfo(), -1);
-  }
-  EXPECT_EQ(toviGetDeviceInfo(0, nullptr, 0), toviArgumentError);
-  EXPECT_EQ(toviGetExecutingDevice(nullptr), toviNotInitialized);
-  EXPECT_EQ(toviGetErrorInfo(), -2) << "left as it was";
-}
-
 TEST_F(Devices, InfoIsNameAndMemory) {
   for (int device = 0; device < count_; ++device) {
     cudaDeviceProp properties;
@@ -140,8 +128,7 @@ TEST_F(Devices, InfoIsNameAndMemory) {
     std::memset(buffer, 'x', sizeof buffer);
     ASSERT_EQ(toviGetDeviceInfo(device, buffer, sizeof buffer), toviNoError);
     const std::string text = buffer, start = std::string(properties.name) + " (";
-    ASSERT_EQ(text.substr(0, start.size()), start);
-
+    EXPECT_EQ(text.substr(0, start.size()), start);
     EXPECT_EQ(text.substr(text.size() - 2), "B)");
     EXPECT_EQ(buffer[sizeof buffer - 1], '\0');
   }

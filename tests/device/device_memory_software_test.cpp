@@ -1,4 +1,4 @@
-// Memory of the software device: allocation and its accounts, copies and what they refuse, and the checks
+// Memory of the software device: allocation and its accounts, what copies refuse, and the checks
 // that catch a kernel or a host program that touches what it must not.
 
 #include <cublas.h>
@@ -107,30 +107,6 @@ TEST(DeviceMemory, ShuttingDownTheBlasLeavesWhatIsInUse) {
     std::vector<char> bytesOf(bytes);
     ASSERT_EQ(cudaMemcpy(bytesOf.data(), block, bytes, cudaMemcpyDeviceToHost), cudaSuccess);
     EXPECT_EQ(bytesOf, std::vector<char>(bytes, 0x5A));
-  }
-}
-
-// Sizes around the one from which copies are cut into pieces, there and back, with both directions pitched.
-TEST(DeviceMemory, CopiesArriveWhole) {
-  configureMemory(64 * mebibyte);
-  for (const auto& [width, height] :
-       {std::pair<std::size_t, std::size_t>{1, 3}, {1000, 3000}, {3u << 20, 3}}) {
-    const std::size_t hostPitch = width + 5, devicePitch = width + 11;
-    std::vector<unsigned char> in(hostPitch * height), out(in.size(), 7);
-    for (std::size_t i = 0; i < in.size(); ++i)
-      in[i] = i % hostPitch < width ? static_cast<unsigned char>(i * 2654435761u >> 13) : 7;
-    char *const d = allocate(devicePitch * height), *const e = allocate(devicePitch * height);
-    ASSERT_EQ(cudaMemcpy2D(d, devicePitch, in.data(), hostPitch, width, height, cudaMemcpyHostToDevice),
-              cudaSuccess);
-    ASSERT_EQ(cudaMemcpy(e, d, devicePitch * (height - 1) + width, cudaMemcpyDeviceToDevice), cudaSuccess);
-    ASSERT_EQ(cudaMemcpy2D(out.data(), hostPitch, e, devicePitch, width, height, cudaMemcpyDeviceToHost),
-              cudaSuccess);
-    EXPECT_TRUE(out == in) << "elements or padding";
-    ASSERT_EQ(cudaMemset(e, 0x5A, width * height), cudaSuccess);
-    ASSERT_EQ(cudaMemcpy(out.data(), e, width * height, cudaMemcpyDeviceToHost), cudaSuccess);
-    out.resize(width * height);
-    EXPECT_TRUE(out == std::vector<unsigned char>(width * height, 0x5A));
-    EXPECT_TRUE(cudaFree(d) == cudaSuccess && cudaFree(e) == cudaSuccess);
   }
 }
 

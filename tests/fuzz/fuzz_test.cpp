@@ -51,10 +51,7 @@ TEST_F(FuzzTest, RandomCallsOfManagementRoutines) {
     EXPECT_EQ(result, expected == 0 ? toviNoError : toviArgumentError) << "seed " << seed << ", case " << i;
     EXPECT_EQ(toviGetErrorInfo(), expected);
     const auto used = static_cast<std::size_t>(expected == 0 ? size : 0);
-    for (std::size_t k = 0; k < text.size(); ++k)
-      if (k < 8 || k >= 8 + used) {
-        EXPECT_EQ(text[k], '#');
-      }
+    for (std::size_t k = 0; k < text.size(); ++k) EXPECT_TRUE((k >= 8 && k < 8 + used) || text[k] == '#');
     if (expected == 0) {
       EXPECT_EQ(text[8 + used - 1], '\0');
       EXPECT_LT(std::strlen(buffer), used);
@@ -62,6 +59,7 @@ TEST_F(FuzzTest, RandomCallsOfManagementRoutines) {
     EXPECT_STRNE(toviGetStatusString(static_cast<toviStatus>(status)), "");
     if (random.below(10) == 0) {
       EXPECT_EQ(toviSelectDevice(devices + random.below(3)), toviArgumentError);
+      EXPECT_EQ(toviSelectDevice(random.below(2) == 0 ? -1 : INT_MIN), toviArgumentError);
       EXPECT_EQ(toviGetExecutingDevice(nullptr), toviArgumentError);
       EXPECT_EQ(toviGetDeviceCount(nullptr), toviArgumentError);
       EXPECT_EQ(toviGetErrorInfo(), -1);

@@ -21,7 +21,6 @@
 #include "host/process.h"
 #include "tests/promises/faults.h"
 #include "tests/support/machines.h"
-#include "tests/support/odd_arguments.h"
 #include "tests/support/program.h"
 
 namespace testing_support {

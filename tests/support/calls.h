@@ -319,14 +319,12 @@ class Call {
   std::string text() const {
     std::string result = routine_->name + "(";
     for (std::size_t i = 0; i < values_.size(); ++i) {
-      result += std::string(i == 0 ? "" : ", ") + row(i).name + " = ";
       const Value& value = values_[i];
+      result += (i == 0 ? "" : ", ") + row(i).name + " = ";
       if (operands_[i])
-        result += null_[i] ? "null"
-                           : std::to_string(operands_[i]->shape().rows) + " x " +
-                                 std::to_string(operands_[i]->shape().cols);
+        result += null_[i] ? "null" : "array";
       else if (row(i).kind == Kind::option)
-        result += std::string("'") + value.option + "'";
+        result += value.option;
       else if (row(i).kind == Kind::scalar)
         result += std::to_string(value.re) + " + " + std::to_string(value.im) + "i";
       else
@@ -401,6 +399,17 @@ class Call {
   Data data_ = Data::regular;
 };
 
+// After a call that something has kept from its way: it is whole, or was not made; padding and operands that
+// are only read are untouched; and the next one is like one that nothing has disturbed.
+inline void expectUnharmed(const Call& problem, const Call& good, const Call& disturbed, toviStatus status) {
+  EXPECT_TRUE(status != toviNoError || disturbed.sameBits(good));
+  EXPECT_TRUE(disturbed.paddingIntact());
+  EXPECT_TRUE(problem.routine().where == Memory::device || disturbed.untouchedOrAs(good));
+  Call next = problem;
+  ASSERT_EQ(next.run(), toviNoError) << toviGetErrorInfo();
+  ASSERT_TRUE(next.sameBits(good));
+}
+
 // How calls are drawn.
 struct Draw {
   std::function<int(Random&)> size;
@@ -449,30 +458,28 @@ inline Value drawValue(const Argument& row, Random& random, const Draw& draw) {
   return value;
 }
 
-// Makes one argument unlike what is expected: mostly, but not always, a bad one.
-inline void spoil(const Argument& row, Random& random, Value& value, std::vector<bool>::reference null) {
-  constexpr std::string_view letters("NTCLRUASOntclrXx1*\0 ", 20);
-  constexpr int odd[] = {-1, -2, INT_MIN, 0};
+// What an argument may be in place of a good one: mostly, but not always, a bad one.
+inline std::vector<Value> oddValues(const Argument& row, const Value& good) {
+  std::vector<Value> values;
+  const auto add = [&](char option, int number) { values.push_back({option, number}); };
   switch (row.kind) {
     case Kind::option:
-      value.option = letters[static_cast<std::size_t>(random.below(20))];
+      for (const char c : std::string_view("NTCLRUASOXntclruasox1* \0", 24)) add(c, 0);
       break;
     case Kind::size:
-      value.number = odd[random.below(3)];
+      for (const int number : {-1, INT_MIN, 0, good.number + 1, good.number + 2}) add(0, number);
       break;
     case Kind::ld:
-      value.number =
-          random.below(2) == 0 ? std::max(value.number, 0) - 1 - random.below(4) : odd[random.below(4)];
+      for (const int number : {good.number - 1, 0, -2, INT_MIN}) add(0, number);
       break;
     case Kind::increment:
-      value.number = 0;
-      break;
-    case Kind::array:
-      null = true;
+    case Kind::array:  // null
+      add(0, 0);
       break;
     default:
       break;
   }
+  return values;
 }
 
 // Arguments of which each one is accepted, null arrays aside.
@@ -500,12 +507,48 @@ inline Call drawCall(const Export& routine, Random& random, const Draw& draw) {
     if (!draw.good && random.below(5) < 2)
       for (int count = 1 + random.below(2); count > 0; --count) {
         const auto i = static_cast<std::size_t>(random.below(static_cast<int>(rows.size())));
-        spoil(rows[i], random, values[i], null[i]);
+        const std::vector<Value> odd = oddValues(rows[i], values[i]);
+        if (!odd.empty())
+          values[i] = odd[static_cast<std::size_t>(random.below(static_cast<int>(odd.size())))];
+        null[i] = rows[i].kind == Kind::array;
       }
     Call call(routine, std::move(values), std::move(null), random.below(2) == 0 ? 0 : 64);
     if (draw.good && (call.expectedInfo() != 0 || call.unknownToCublas())) continue;
     call.fill(random, draw.data);
     return call;
+  }
+}
+
+// Calls of all exports in which one argument is odd: the ones before it are good, those behind it are good or
+// bad as well. So the error info, and the order of the tests, are seen for every argument.
+enum class Behind { good, noArrays, allBad };
+
+// visit(call), for accepted calls too: not every odd argument is a bad one.
+template <class Visit>
+void forEveryOddArgument(int rounds, const Visit& visit) {
+  std::uint64_t seed = 0;
+  for (const Export& routine : allExports()) {
+    Random random(++seed);
+    const std::vector<Argument>& rows = routine.family->arguments;
+    for (int round = 0; round < rounds; ++round) {
+      const std::vector<Value> good = drawValues(routine, random, {sizesBetween(0, round % 2 == 0 ? 5 : 1)});
+      for (std::size_t i = 0; i < rows.size(); ++i)
+        for (const Value& odd : oddValues(rows[i], good[i]))
+          for (const Behind behind : {Behind::good, Behind::noArrays, Behind::allBad}) {
+            std::vector<Value> values = good;
+            std::vector<bool> null(rows.size(), false);
+            values[i] = odd;
+            null[i] = rows[i].kind == Kind::array;
+            for (std::size_t k = i + 1; k < rows.size(); ++k) {
+              null[k] = rows[k].kind == Kind::array && behind != Behind::good;
+              if (behind == Behind::allBad) values[k] = {'X', rows[k].kind == Kind::increment ? 0 : -1};
+            }
+            Call call(routine, std::move(values), std::move(null), 0);
+            call.fill(random, Data::regular);
+            visit(call);
+            if (::testing::Test::HasFailure()) return;
+          }
+    }
   }
 }
 
