@@ -154,15 +154,15 @@ const Scalar nonTrivial(0.75, -0.5), otherNonTrivial(-1.25, 0.5);
 
 // A call with these options, and these sizes and increments, in the order of the arguments.
 template <class T>
-void checkBlas(const std::string& family, Memory where, const std::string& options,
-               const std::vector<int>& numbers, Scalar alpha = nonTrivial, Scalar beta = otherNonTrivial) {
+Call callOf(const std::string& family, Memory where, const std::string& options,
+            const std::vector<int>& numbers, Scalar alpha = nonTrivial, Scalar beta = otherNonTrivial) {
   const Export& routine = exportOf<T>(family, where);
   const std::vector<Argument>& rows = routine.family->arguments;
   std::vector<Value> values(rows.size());
   const Arguments arguments(*routine.family, values);
   std::size_t option = 0, number = 0;
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    const Scalar& scalar = std::string_view(rows[i].name) == "beta" ? beta : alpha;
+    const Scalar& scalar = rows[i].name == "beta" ? beta : alpha;
     if (rows[i].kind == Kind::option)
       values[i].option = options.at(option++);
     else if (rows[i].kind == Kind::size || rows[i].kind == Kind::increment)
@@ -172,7 +172,13 @@ void checkBlas(const std::string& family, Memory where, const std::string& optio
     else if (rows[i].kind == Kind::ld)
       values[i].number = std::max(1, rows[i - 1].shape(arguments).rows) + 3;
   }
-  Call call(routine, values, std::vector<bool>(rows.size()), 64);
+  return {routine, values, std::vector<bool>(rows.size()), 64};
+}
+
+template <class T>
+void checkBlas(const std::string& family, Memory where, const std::string& options,
+               const std::vector<int>& numbers, Scalar alpha = nonTrivial, Scalar beta = otherNonTrivial) {
+  Call call = callOf<T>(family, where, options, numbers, alpha, beta);
   Random random(1);
   call.fill(random, Data::regular);
   const toviStatus status = call.run();

@@ -47,84 +47,53 @@ std::string callsOf(Work work) {
   return text.str();
 }
 
-// Operands of zeros in device memory: only the calls matter.
+// Those of a call on the device, or how they begin.
 template <class T>
-class Zeros {
- public:
-  Zeros(int rows, int cols) : array_(std::vector<T>(count(rows, cols), T(0)).data(), count(rows, cols)) {}
-  T* data() const { return array_.data(); }
-
- private:
-  static std::size_t count(int rows, int cols) {
-    return static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
-  }
-  DeviceArray<T> array_;
-};
-
-constexpr Memory device = Memory::device;
-
-// How symm begins, on a matrix of this order.
-template <class T>
-std::string symmCalls(char side, char uplo, int m, int n, std::size_t length = std::string::npos) {
-  const int order = side == 'L' ? m : n;
-  const Zeros<T> a(order, order), b(m, n), c(m, n);
-  return callsOf([&] {
-           return symm(device, side, uplo, m, n, T(1), a.data(), order, b.data(), m, T(2), c.data(), m);
-         })
-      .substr(0, length);
+std::string callsOf(const char* family, const char* options, const std::vector<int>& sizes,
+                    std::size_t length = std::string::npos) {
+  return callsOf([&] { return callOf<T>(family, Memory::device, options, sizes).run(); }).substr(0, length);
 }
 
 TEST(BlasDispatch, SymmByBlocks) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
   // NB = 192: 1024 = 576 + 448; 576 = 384 + 192, 384 = 192 + 192, 448 = 192 + 256, 256 = 192 + 64
-  EXPECT_EQ(symmCalls<float>('L', 'L', 1024, 5),
+  EXPECT_EQ(callsOf<float>("symm", "LL", {1024, 5}),
             "symm LL 192 5; gemm NN 192 5 192; gemm TN 192 5 192; symm LL 192 5; "
             "gemm NN 192 5 384; gemm TN 384 5 192; symm LL 192 5; "
             "gemm NN 448 5 576; gemm TN 576 5 448; "
             "symm LL 192 5; gemm NN 256 5 192; gemm TN 192 5 256; "
             "symm LL 192 5; gemm NN 64 5 192; gemm TN 192 5 64; symm LL 64 5; ");
-  EXPECT_EQ(symmCalls<Complex<float>>('R', 'L', 5, 1024, 52),
+  EXPECT_EQ(callsOf<Complex<float>>("symm", "RL", {5, 1024}, 52),
             "hemm RL 5 192; gemm NN 5 192 192; gemm NC 5 192 192;");
-  EXPECT_EQ(symmCalls<double>('R', 'U', 1024, 5), "symm RU 1024 5; ");  // order 5: nothing to cut
+  EXPECT_EQ(callsOf<double>("symm", "RU", {1024, 5}), "symm RU 1024 5; ");  // order 5: nothing to cut
 }
 
 TEST(BlasDispatch, BlockUnitsOfTheFirstGeneration) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
-  EXPECT_EQ(symmCalls<float>('L', 'L', 1024, 1, 33), "symm LL 128 1; gemm NN 128 1 128;");
-  EXPECT_EQ(symmCalls<double>('L', 'L', 1024, 1, 33), "symm LL 192 1; gemm NN 192 1 192;");
-  EXPECT_EQ(symmCalls<Complex<float>>('L', 'L', 1024, 1, 33), "hemm LL 128 1; gemm NN 128 1 128;");
-  EXPECT_EQ(symmCalls<Complex<double>>('L', 'L', 1024, 1, 33), "hemm LL 192 1; gemm NN 192 1 192;");
+  EXPECT_EQ(callsOf<float>("symm", "LL", {1024, 1}, 33), "symm LL 128 1; gemm NN 128 1 128;");
+  EXPECT_EQ(callsOf<double>("symm", "LL", {1024, 1}, 33), "symm LL 192 1; gemm NN 192 1 192;");
+  EXPECT_EQ(callsOf<Complex<float>>("symm", "LL", {1024, 1}, 33), "hemm LL 128 1; gemm NN 128 1 128;");
+  EXPECT_EQ(callsOf<Complex<double>>("symm", "LL", {1024, 1}, 33), "hemm LL 192 1; gemm NN 192 1 192;");
 }
 
 TEST(BlasDispatch, WhereBlocksBegin) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
-  using C = Complex<float>;
-  const int ld = 1024;
-  const Zeros<C> dA(ld, ld), dB(ld, ld), dC(ld, ld);
-  C *const a = dA.data(), *const b = dB.data(), *const c = dC.data();
-  const C one(1), none(0);
-  using Routine = std::function<toviStatus(int, int)>;
-  const Routine
-      solve = [&](int m, int n) { return trsm(device, 'L', 'L', 'N', 'U', m, n, one, a, ld, b, ld); },
-      left = [&](int m, int n) { return trmm(device, 'L', 'L', 'N', 'U', m, n, one, a, ld, b, ld); },
-      right = [&](int m, int n) { return trmm(device, 'R', 'L', 'N', 'U', m, n, one, a, ld, b, ld); },
-      hemms = [&](int m, int n) { return hemm(device, 'L', 'L', m, n, one, a, ld, b, ld, none, c, ld); },
-      syrks = [&](int n, int k) { return syrk(device, 'L', 'N', n, k, one, a, ld, none, c, ld); },
-      herks = [&](int n, int k) { return herk(device, 'L', 'C', n, k, 1.0f, a, ld, 0.0f, c, ld); },
-      her2ks = [&](int n, int k) { return her2k(device, 'L', 'N', n, k, one, a, ld, b, ld, 0.0f, c, ld); };
   const struct {
-    const Routine& routine;
+    const char *family, *options;
     int m, n;
     bool byBlocks;
-  } rows[] = {{solve, 511, 512, false},   {solve, 512, 511, false},  {solve, 512, 512, true},
-              {left, 1023, 1, false},     {left, 1024, 1, true},     {left, 300, 1024, true},
-              {right, 1, 1023, false},    {right, 1, 1024, true},    {hemms, 1024, 1, false},
-              {hemms, 1023, 1024, false}, {hemms, 1024, 1024, true}, {syrks, 1023, 1024, false},
-              {syrks, 1024, 1023, false}, {syrks, 1024, 1024, true}, {herks, 1023, 1024, false},
-              {herks, 3, 1024, false},    {herks, 1024, 1024, true}, {her2ks, 1024, 1023, false},
-              {her2ks, 1024, 1024, true}};
+  } rows[] = {{"trsm", "LLNU", 511, 512, false}, {"trsm", "LLNU", 512, 511, false},
+              {"trsm", "LLNU", 512, 512, true},  {"trmm", "LLNU", 1023, 1, false},
+              {"trmm", "LLNU", 1024, 1, true},   {"trmm", "LLNU", 300, 1024, true},
+              {"trmm", "RLNU", 1, 1023, false},  {"trmm", "RLNU", 1, 1024, true},
+              {"hemm", "LL", 1024, 1, false},    {"hemm", "LL", 1023, 1024, false},
+              {"hemm", "LL", 1024, 1024, true},  {"syrk", "LN", 1023, 1024, false},
+              {"syrk", "LN", 1024, 1023, false}, {"syrk", "LN", 1024, 1024, true},
+              {"herk", "LC", 1023, 1024, false}, {"herk", "LC", 3, 1024, false},
+              {"herk", "LC", 1024, 1024, true},  {"her2k", "LN", 1024, 1023, false},
+              {"her2k", "LN", 1024, 1024, true}};
   for (const auto& row : rows) {
-    const std::string calls = callsOf([&] { return row.routine(row.m, row.n); });
+    const std::string calls = callsOf<Complex<float>>(row.family, row.options, {row.m, row.n});
     EXPECT_NE(calls, "");
     EXPECT_EQ(calls.find(';') + 2 < calls.size(), row.byBlocks) << &row - rows << ": " << calls;
   }
@@ -134,8 +103,9 @@ TEST(BlasDispatch, WhereBlocksBegin) {
 std::string longProduct(int k) {
   const int lda = 37376;
   const DeviceArray<float> a(std::size_t{lda} * 3591), b(3591), c(1);
-  return callsOf(
-      [&] { return gemm(device, 'N', 'N', 1, 1, k, 1.0f, a.data(), lda, b.data(), k, 0.0f, c.data(), 1); });
+  return callsOf([&] {
+    return gemm(Memory::device, 'N', 'N', 1, 1, k, 1.0f, a.data(), lda, b.data(), k, 0.0f, c.data(), 1);
+  });
 }
 
 TEST(BlasDispatch, LongProductsAreSplitOnNewerDevices) {
@@ -199,7 +169,8 @@ TEST(GemvColumns, BeyondOneGrid) {
       const double two = 2;
       const DeviceArray<double> dA(a), dX(&two, 1), dY(y);
       const auto launches = software_device::calls(Entry::launch);
-      ASSERT_EQ(gemv(device, 'T', 1, n, 1.0, dA.data(), 1, dX.data(), 1, 0.0, dY.data(), incy), toviNoError);
+      ASSERT_EQ(gemv(Memory::device, 'T', 1, n, 1.0, dA.data(), 1, dX.data(), 1, 0.0, dY.data(), incy),
+                toviNoError);
       EXPECT_EQ(software_device::calls(Entry::launch) - launches, n == most ? 1u : 2u);
       dY.download(y);
       int wrong = 0;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/wait.h>
-#include <tovi.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "device/runtime.h"
+#include "tests/process/solve.h"
 
 namespace {
 
@@ -35,22 +35,6 @@ constexpr bool softwareDevice = true;
 #else
 constexpr bool softwareDevice = false;
 #endif
-
-// 0: the library has initialized itself and solves a system of order n, 4 on the diagonal and 1 beside it.
-int solve(int n) {
-  const auto size = static_cast<std::size_t>(n);
-  std::vector<float> a(size * size), b(size, 6.0f);
-  std::vector<int> pivots(size);
-  for (std::size_t i = 0; i < size; ++i) {
-    a[i * size + i] = 4;
-    if (i > 0) a[i * size + i - 1] = a[(i - 1) * size + i] = 1;
-  }
-  b.front() = b.back() = 5;
-  if (toviSgesv(n, 1, a.data(), n, pivots.data(), b.data(), n) != toviNoError) return 1;
-  for (const float x : b)
-    if (!(x > 0.999f && x < 1.001f)) return 2;
-  return 0;
-}
 
 // Runs body in a child, for twenty seconds at most; the child's status as waitpid gives it.
 template <class Body>
@@ -80,17 +64,15 @@ class Process : public testing::Test {
 // In a child the library is as it was when it was loaded. There it starts anew on the software device, a CUDA
 // runtime that the parent has used refuses (cudaErrorInitializationError).
 int useInChild() {
-  float a = 1, b = 1;
-  int pivot = 0;
-  if (toviSgesv(1, 1, &a, 1, &pivot, &b, 1) != toviNotInitialized) return 10;
+  if (solve(1) != toviNotInitialized) return 97;
   toviShutdown();
   toviFreeBuffers();
   const toviStatus status = toviInitialize();
   if (status == toviRuntimeError && toviGetErrorInfo() == cudaErrorInitializationError) return 0;
-  if (status != toviNoError) return 11;
+  if (status != toviNoError) return status;
   if (const int wrong = solve(200)) return wrong;
   std::thread([] {
-    if (solve(100) != 0) std::_Exit(12);
+    if (solve(100) != 0) std::_Exit(98);
   }).join();
   toviShutdown();
   return 0;
