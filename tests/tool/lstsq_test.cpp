@@ -156,46 +156,6 @@ TEST_F(Lstsq, ReadsTables) {
   expectSolution({3.5, 1.4});
 }
 
-TEST_F(Lstsq, BadTablesGetOneLine) {
-  const Failures cases = {
-      {"", "t.csv: the file is empty"},
-      {"a,y\n", "t.csv: no line of numbers follows the names"},
-      {"a,b\n1,2\n", "t.csv: no column has the name 'y'"},
-      {"y\n1\n2\n", "t.csv: no column is left beside the response"},
-      {"a,,y\n1,2,3\n", "t.csv:1: column 2 has no name"},
-      {"a,y,a\n1,2,3\n", "t.csv:1: two columns have the name 'a'"},
-      {"a,y\n1,2\n3\n", "t.csv:3: expected 2 fields, found 1"},
-      {"a,y\n1,2,\n", "t.csv:2: expected 2 fields, found 3"},
-      {"a,y\n1,2\n\n3,four\n", "t.csv:4: column 'y': 'four' is not a number"},
-      {"a,y\n1,2\n3,\n", "t.csv:3: column 'y': no value"},
-      {"a,y\n1,2\nNaN,4\n", "t.csv:3: column 'a': 'NaN' is not a finite number"},
-      {"a,y\n\033[2J,4\n", "t.csv:2: column 'a': '?[2J' is not a number"},
-      {"a,y\n" + std::string(99, 'x') + ",4\n", "column 'a': '" + std::string(40, 'x') + "...' is not"},
-      {std::string(99, 'a') + ",y\n?,1\n3,4\n", "t.csv:2: column '" + std::string(40, 'a') + "...': '?'"},
-      {"a\033[2J,y\n1,2\n", "t.csv:1: control characters in the name 'a?[2J'"},
-      {"a\xC2\x9B"
-       "2J,y\n1,2\n",
-       "t.csv:1: control characters in the name 'a?\?2J'"},
-      {"a\x9B"
-       "2J,y\n1,2\n",
-       "t.csv:1: control characters in the name 'a?2J'"},
-      {"1,2,x\n3,4,5\n", "t.csv:1: neither names nor numbers: '1' is a number, 'x' is not"},
-      {"a,y,nan\n1,2,3\n", "t.csv:1: neither names nor numbers: 'nan' is a number, 'a' is not"},
-      {"1e39,-nan\n1,2\n", "t.csv:1: column '1': '1e39' overflows single precision"},
-      {"y\n1,2\n", "t.csv:2: expected 1 field, found 2"},
-      {"a,y\n1e39,2\n", "t.csv:2: column 'a': '1e39' overflows single precision"},
-      {"\"a,y\n1,2\n", "t.csv:1: a quote is not closed"},
-      {"\"a\"b,y\n1,2\n", "t.csv:1: text follows a closing quote"},
-      {std::string(1 << 21, '1'), "t.csv:1: the line is too long"},
-  };
-  expectOneLine(cases, [&](const std::string& text) {
-    write("t.csv", text);
-    const Result result = run("lstsq t.csv --response y");
-    EXPECT_EQ(result.out, "");
-    return result;
-  });
-}
-
 TEST_F(Lstsq, OtherFailuresGetOneLineToo) {
   array("a.mtx", line);
   array("b.mtx", points);

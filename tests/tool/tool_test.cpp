@@ -106,53 +106,41 @@ TEST_F(Tool, WrittenSolutionComesBackBitForBit) {
   for (std::size_t k = 0; k < 4; ++k) EXPECT_EQ(static_cast<float>(x[k]), values[k]);
 }
 
+// A field of failures.txt.
+std::string unescaped(const std::string& text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const std::size_t end = text.find('}', i);
+    if (text[i] != '\\') {
+      result += text[i];
+    } else if (text[++i] == '{') {
+      result.append(std::stoul(text.substr(i + 1)), text[end - 1]), i = end;
+    } else if (text[i] == 'x') {
+      result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16)), i += 2;
+    } else {
+      result += text[i] == 'n' ? '\n' : '\r';
+    }
+  }
+  return result;
+}
+
 TEST_F(Tool, BadFilesGetOneLine) {
-  const std::string sparse = "%%MatrixMarket matrix coordinate real general\n";
-  std::string nans = real + "3 3\n";
-  for (int i = 0; i < 9; ++i) nans += "nan\n";
-  const Failures cases = {
-      {"", "the file is empty"},
-      {"3 3 3\n", "not a Matrix Market file"},
-      {"%%MatrixMarket matrix coordinate real\n",
-       "a.mtx:1: expected: %%MatrixMarket matrix FORMAT FIELD SYMMETRY"},
-      {"%%MatrixMarket vector coordinate real general\n", "holds a 'vector', not a matrix"},
-      {"%%MatrixMarket matrix sparse real general\n", "unknown format 'sparse'"},
-      {"%%MatrixMarket matrix array double general\n", "unknown field 'double'"},
-      {"%%MatrixMarket matrix array real upper\n", "unknown symmetry 'upper'"},
-      {"%%MatrixMarket matrix array pattern general\n", "is no kind of Matrix Market file"},
-      {"%%MatrixMarket matrix coordinate real hermitian\n", "is no kind of Matrix Market file"},
-      {sparse + "% nothing else\n", "ends before its size line"},
-      {sparse + "2 2\n", "a.mtx:2: expected: rows columns entries"},
-      {sparse + "2 two 1\n1 1 1\n", "'two' is not a whole number"},
-      {sparse + "0 0 0\n", "number of rows '0' is not in 1..2147483647"},
-      {sparse + "2 2 99999999999999999999\n1 1 1\n", "cut short"},
-      {sparse + "2 2 1\n", "cut short: the file ends after 0 of 1 entry"},
-      {sparse + "2 3 1\n1 1 1\n", "not square: 2 x 3"},
-      {"%%MatrixMarket matrix coordinate real symmetric\n2 3 1\n1 1 1\n", "not square: 2 x 3"},
-      {sparse + "2 2 3\n1 1 1\n2 2 1\n", "cut short: the file ends after 2 of 3 entries"},
-      {sparse + "1000000 1000000 1\n1 1 1\n", "too large: order 1000000 needs"},
-      {sparse + "2 2 1\n1 1 1\n2 2 1\n", "a.mtx:4: more than the 1 entry that"},
-      {sparse + "2 2 1\n1 1\n", "a.mtx:3: expected 3 numbers, found 2 words"},
-      {sparse + "2 2 1\n3 1 1\n", "row '3' is not in 1..2"},
-      {sparse + "2 2 1\n1 1 1,5\n", "'1,5' is not a number"},
-      {sparse + "2 2 1\n1 1 " + std::string(60000, 'x') + "\n", ": '" + std::string(40, 'x') + "...' is not"},
-      {sparse + "2 2 1\n1 1 \033[2J\n", "a.mtx:3: '?[2J' is not a number"},
-      {nans, "a.mtx:3: 'nan' is not a finite number"},
-      {sparse + "2 2 1\n1 1 -inf\n", "'-inf' is not a finite number"},
-      {sparse + "2 2 1\n1 1 3.5e38\n", "'3.5e38' overflows single precision"},
-      {sparse + "2 2 2\n1 1 3e38\n1 1 3e38\n", "a.mtx:4: the sum of the entries for this place overflows"},
-      {"%%MatrixMarket matrix coordinate integer general\n2 2 1\n1 1 1.5\n", "'1.5' is not an integer"},
-      {"%%MatrixMarket matrix coordinate real symmetric\n2 2 1\n1 2 1\n", "lies above the diagonal"},
-      {"%%MatrixMarket matrix coordinate real skew-symmetric\n2 2 1\n1 1 1\n", "has no diagonal entries"},
-      {"%%MatrixMarket matrix array complex hermitian\n1 1\n1 1\n",
-       "the diagonal of a Hermitian matrix is real"},
-      {std::string(1 << 21, '%'), "a.mtx:1: the line is too long"},
-  };
-  expectOneLine(cases, [&](const std::string& text) {
-    const Result result = solve(text);
-    EXPECT_EQ(result.out.find("time"), std::string::npos) << result.out;
-    return result;
-  });
+  std::ifstream table(TOVI_FAILURES);
+  int rows = 0;
+  for (std::string line; std::getline(table, line);) {
+    const std::size_t text = line.find(" | "), message = line.rfind(" | ");
+    if (line.empty() || line[0] == '#') continue;
+    const std::string arguments = line.substr(0, text);
+    write(wordsOf(arguments).at(1), unescaped(line.substr(text + 3, message - text - 3)));
+    expectOneLine({{arguments, unescaped(line.substr(message + 3))}}, [&](const std::string&) {
+      const Result result = run(arguments);
+      EXPECT_EQ(result.out.find("time"), std::string::npos) << result.out;
+      return result;
+    });
+    EXPECT_FALSE(HasFailure()) << line.substr(0, 200);
+    ++rows;
+  }
+  EXPECT_EQ(rows, 76);
 }
 
 TEST_F(Tool, OtherFailuresGetOneLineToo) {
