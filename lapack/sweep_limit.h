@@ -1,5 +1,5 @@
 // How long the iteration of bdsqr may take. Its source has nothing else in it, so that a test may be linked
-// with another limit (tests/svd/rotation_limit.h).
+// with another limit (tests/svd/bdsqr_checks.h).
 
 #ifndef TOVI_LAPACK_SWEEP_LIMIT_H
 #define TOVI_LAPACK_SWEEP_LIMIT_H

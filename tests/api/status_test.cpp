@@ -1,4 +1,4 @@
-// Statuses and their texts, through the C interface.
+// The C boundary: the header serves C89 and C++ alike, with the same layouts; statuses and their texts.
 
 #include <gtest/gtest.h>
 #include <tovi.h>
@@ -10,7 +10,18 @@
 
 #include "device/runtime.h"
 
+extern "C" int c89Program(void);
+
 namespace {
+
+TEST(CHeader, ServesC89) {
+  ASSERT_EQ(toviInitialize(), toviNoError) << toviGetErrorInfo();
+  EXPECT_EQ(c89Program(), 0);
+  EXPECT_EQ(sizeof(toviStatus), 4U);
+  EXPECT_EQ(sizeof(toviFloatComplex), 2 * sizeof(float));
+  EXPECT_EQ(sizeof(toviDoubleComplex), 2 * sizeof(double));
+  toviShutdown();
+}
 
 std::string describe(int status, int info) {
   char buffer[256];

@@ -15,9 +15,7 @@ void fuzzOn(int minor, bool overlap, software_device::Schedule schedule) {
   fuzz.run();
   fuzz.expectBothOutcomes();
   toviFreeBuffers();
-  EXPECT_EQ(software_device::live().allocations, 0u);
-  EXPECT_EQ(software_device::live().pageLockedBlocks, 0u);
-  EXPECT_EQ(software_device::live().streams, 0u);
+  EXPECT_TRUE(nothingAlive());
 }
 
 TEST(FuzzSoftware, FirstGeneration) { fuzzOn(3, true, software_device::Schedule::eager); }

@@ -1,6 +1,8 @@
 // Least squares with and without constraints on pretended machines: the small blocks of the first device
 // generation, and failures beside errors of the data.
 
+#include <tuple>
+
 #include "device/software/testing/software_device.h"
 #include "tests/least_squares/least_squares_checks.h"
 #include "tests/support/machines.h"
@@ -36,16 +38,13 @@ TEST(LeastSquaresSoftwareSingular, AFailureComesBeforeTheDataError) {
   for (int i = 0; i < 150; ++i) tall.a(i, 9) = wide.a(9, i) = 0;
   Constrained<float> bound = constrainedProblem<float>(150, 100, 50);
   for (int j = 0; j < 100; ++j) bound.b(9, j) = 0;
-  const struct {
-    Entry entry;
-    int code;
-    toviStatus status;
-  } faults[] = {{Entry::gemm, 14, toviBlasError}, {Entry::launch, cudaErrorLaunchFailure, toviRuntimeError}};
+  const std::tuple<Entry, int, toviStatus> faults[] = {
+      {Entry::gemm, 14, toviBlasError}, {Entry::launch, cudaErrorLaunchFailure, toviRuntimeError}};
   const auto check = [&](auto problem, Memory where) {
-    for (const auto& fault : faults) {
+    for (const auto& [entry, code, status] : faults) {
       auto failing = problem;
-      software_device::failCall(fault.entry, 1, fault.code);
-      EXPECT_EQ(failing.run(where), fault.status);
+      software_device::failCall(entry, 1, code);
+      EXPECT_EQ(failing.run(where), status);
       EXPECT_EQ(software_device::failuresInjected(), 1u);
       software_device::clearFaults();
       auto singular = problem;
@@ -54,9 +53,7 @@ TEST(LeastSquaresSoftwareSingular, AFailureComesBeforeTheDataError) {
     }
   };
   for (const Memory where : {Memory::host, Memory::device}) {
-    check(tall, where);
-    check(wide, where);
-    check(bound, where);
+    check(tall, where), check(wide, where), check(bound, where);
   }
 }
 

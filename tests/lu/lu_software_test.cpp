@@ -1,7 +1,7 @@
 // LU on pretended machines: the small blocks of the first device generation, how panels travel, and failures
 // beside errors of the data.
 
-#include <new>
+#include <tuple>
 
 #include "device/software/testing/software_device.h"
 #include "ground/hooks.h"
@@ -46,23 +46,20 @@ TYPED_TEST(LuSoftwareTest, PanelsTravelOnAPrivateStream) {
 // A data error says that the factors are complete, so whatever kept them from being so is told first.
 TEST(LuSoftwareSingular, AFailureComesBeforeTheDataError) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
-  const struct {
-    Entry entry;
-    int code;
-    toviStatus status;
-  } faults[] = {{Entry::gemm, 14, toviBlasError},
-                {Entry::trsm, 3, toviInsufficientMemory},
-                {Entry::launch, cudaErrorLaunchFailure, toviRuntimeError}};
+  const std::tuple<Entry, int, toviStatus> faults[] = {
+      {Entry::gemm, 14, toviBlasError},
+      {Entry::trsm, 3, toviInsufficientMemory},
+      {Entry::launch, cudaErrorLaunchFailure, toviRuntimeError}};
   const int shapes[][2] = {{400, 400}, {600, 400}, {600, 600}};  // the last one in transposed storage
   for (const Memory where : {Memory::host, Memory::device})
     for (const auto& [m, n] : shapes)
-      for (const auto& fault : faults) {
+      for (const auto& [entry, code, status] : faults) {
         SCOPED_TRACE(shape(where, m, n));
         HostMatrix<float> a = HostMatrix<float>::random(m, n, 0, 3);
         for (int i = 0; i < m; ++i) a(i, 9) = 0;
         std::vector<int> ipiv(static_cast<std::size_t>(n));
-        software_device::failCall(fault.entry, 1, fault.code);
-        EXPECT_EQ(factor(where, a, ipiv), fault.status);
+        software_device::failCall(entry, 1, code);
+        EXPECT_EQ(factor(where, a, ipiv), status);
         EXPECT_EQ(software_device::failuresInjected(), 1u);
         software_device::clearFaults();
       }

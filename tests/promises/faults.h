@@ -81,9 +81,8 @@ inline void failEveryCall(const Call& problem, bool forever, bool warm) {
         if (!forever) {  // otherwise nobody could wait
           EXPECT_EQ(software_device::pending(), 0u);
         }
-        EXPECT_EQ(liveBesideBuffers().allocations, placed);
-        EXPECT_EQ(software_device::live().pageLockedBlocks, 0u);
-        EXPECT_EQ(software_device::live().streams, 0u);
+        toviFreeBuffers();
+        EXPECT_TRUE(nothingAlive(placed));
       };
       Call failing = problem;
       const toviStatus status = failing.run(around);

@@ -255,8 +255,8 @@ TEST_P(PromisesOnALazyDevice, EveryWaitIsThere) {
     if (routine.name == "toviDeviceSgesv")  // in transposed storage
       check(routine, {[](Random&) { return 520; }}, 8);
   }
-  EXPECT_EQ(liveBesideBuffers().allocations, 0u);
-  EXPECT_EQ(software_device::live().streams, 0u);
+  toviFreeBuffers();
+  EXPECT_TRUE(nothingAlive());
   EXPECT_EQ(software_device::calls(software_device::Entry::streamCreate) == 0, !GetParam());
 }
 
@@ -378,9 +378,8 @@ TEST(Promises, AMeaninglessNumberOfThreadsIsTold) {
     return again("Promises.AMeaninglessNumberOfThreadsIsTold", threads).err;
   };
   for (const std::string& good : {std::string("1"), most}) EXPECT_EQ(told(good), "");
-  for (const std::string& bad :
-       {std::to_string(number + 1), std::string("0"), std::string("-3"), std::string("4000000000"),
-        std::string("two"), std::string("2x"), std::string()}) {
+  const std::string badOnes[] = {std::to_string(number + 1), "0", "-3", "4000000000", "two", "2x", ""};
+  for (const std::string& bad : badOnes) {
     const std::string text = told(bad), begin = "tovi: TOVI_DEVICE_THREADS is \"" + bad;
     EXPECT_EQ(text.rfind(begin + "\", not a number from 1 to " + most + ';', 0), 0U) << text;
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
@@ -429,8 +428,8 @@ TEST(Promises, ThreadsGetWhatTheyGetAlone) {
       }
     });
   for (std::thread& thread : crew) thread.join();
-  EXPECT_EQ(liveBesideBuffers().allocations, 0u);
-  EXPECT_EQ(software_device::live().streams, 0u);
+  toviFreeBuffers();
+  EXPECT_TRUE(nothingAlive());
 }
 
 }  // namespace

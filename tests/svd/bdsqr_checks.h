@@ -6,17 +6,43 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "ground/outcomes.h"
 #include "lapack/bdsqr.h"
+#include "lapack/sweep_limit.h"
 #include "tests/support/interface.h"
 #include "tests/support/ratios.h"
 
 namespace testing_support {
 
 constexpr double bdsqrBound = 50;
+
+// Another limit for the iteration, in a program of one source: the linker finds it there, and takes none from
+// the library (lapack/sweep_limit.h).
+// While it lives, no sweep begins once so many rotations have been made.
+class RotationLimit {
+ public:
+  explicit RotationLimit(double most) { inForce() = most; }
+  ~RotationLimit() { inForce().reset(); }
+  RotationLimit(const RotationLimit&) = delete;
+  RotationLimit& operator=(const RotationLimit&) = delete;
+
+  static std::optional<double>& inForce() {
+    static std::optional<double> limit;
+    return limit;
+  }
+};
+
+}  // namespace testing_support
+
+double tovi::lapack::mostRotations(int n) {
+  return testing_support::RotationLimit::inForce().value_or(static_cast<double>(sweepsPerValue) * n * n);
+}
+
+namespace testing_support {
 
 struct Bidiagonal {
   char uplo;

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "tests/svd/bdsqr_checks.h"
-#include "tests/svd/rotation_limit.h"
 
 namespace testing_support {
 namespace {

@@ -10,7 +10,6 @@
 #include "lapack/bidiagonal.h"
 #include "tests/support/machines.h"
 #include "tests/svd/bdsqr_checks.h"
-#include "tests/svd/rotation_limit.h"
 #include "tests/svd/svd_checks.h"
 
 namespace testing_support {
