@@ -35,9 +35,9 @@ inline toviStatus pretendMemory(std::size_t bytes) {
   return pretend([=](software_device::Profile& device) { device.memory = bytes; });
 }
 
-inline bool nothingAlive(std::size_t allocations = 0) {
+inline bool nothingAlive(std::size_t butOperands = 0) {
   const software_device::Live live = software_device::live();
-  return live.allocations == allocations && live.pageLockedBlocks == 0 && live.streams == 0;
+  return live.allocations == butOperands && live.pageLockedBlocks == 0 && live.streams == 0;
 }
 
 // What is alive beside the buffers that the library keeps for this thread, which are freed.
