@@ -48,8 +48,8 @@ TEST(Status, Texts) {
   };
   for (int s = 0; s <= 10; ++s) {
     EXPECT_STREQ(toviGetStatusString(static_cast<toviStatus>(s)), expected[s]);
+    EXPECT_TRUE(s >= 7 || describe(s, 3) == expected[s]) << s;
   }
-  for (int s = 0; s < 7; ++s) EXPECT_EQ(describe(s, 3), expected[s]);
   for (const int s : {11, -1, INT_MAX, INT_MIN})
     EXPECT_STREQ(toviGetStatusString(static_cast<toviStatus>(s)), "Invalid toviStatus");
 }
