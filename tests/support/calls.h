@@ -470,7 +470,7 @@ inline std::vector<Value> oddValues(const Argument& row, const Value& good) {
       for (const int number : {-1, INT_MIN, 0, good.number + 1, good.number + 2}) add(0, number);
       break;
     case Kind::ld:
-      for (const int number : {good.number - 1, 0, -2, INT_MIN}) add(0, number);
+      for (const int number : {std::max(good.number, 0) - 1, 0, -2, INT_MIN}) add(0, number);
       break;
     case Kind::increment:
     case Kind::array:  // null
