@@ -51,6 +51,7 @@ TYPED_TEST(NativeBodies, AreNamedByTheWrappers) {
   for (const auto& call : calls) {
     const std::uint64_t before = software_device::nativeLaunches();
     call();
+    EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
     EXPECT_GT(software_device::nativeLaunches(), before) << &call - calls;
   }
 }
