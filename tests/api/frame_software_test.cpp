@@ -94,6 +94,17 @@ TEST(Frame, CompletionCheckFindsWhatIsPending) {
   }
 }
 
+TEST(Frame, AFailureLeavesNothingPending) {
+  ASSERT_EQ(toviInitialize(), toviNoError);
+  EXPECT_EQ(hostRoutine([] {
+              leaveCudaError();
+              throw tovi::FeatNotImplException();
+            }),
+            toviFeatureNotImplemented);
+  expectNothingPending();
+  EXPECT_EQ(software_device::pending(), 0U);
+}
+
 TEST(Frame, BeforeInitializationNothingRuns) {
   tovi::callHooks().entry = tovi::callHooks().exit = [] { ADD_FAILURE() << "hook called"; };
   leaveErrorInfo();
