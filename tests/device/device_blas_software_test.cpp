@@ -80,6 +80,19 @@ TEST_F(Status, IsThatOfTheLatestCallUntilRead) {
   EXPECT_EQ(cudaGetLastError(), cudaSuccess) << "the runtime's error is another one";
 }
 
+// Without a factor or an inner dimension no operand is looked at; an empty result asks for nothing at all.
+TEST_F(Status, OperandsThatAreNotReadMayBeNull) {
+  ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
+  cublasSgemm('N', 'T', 8, 8, 0, 1.f, nullptr, 8, nullptr, 8, 0.5f, a(), 8);
+  cublasSgemm('N', 'T', 8, 8, 8, 0.f, nullptr, 8, nullptr, 8, 0.5f, a(), 8);
+  std::vector<float> now(64);
+  dA.download(now.data());
+  EXPECT_EQ(now, std::vector<float>(64, 0.25f));
+  cublasSgemm('N', 'N', 0, 8, 8, 1.f, nullptr, 1, nullptr, 8, 0.f, nullptr, 1);
+  EXPECT_EQ(software_device::pending(), 0u);
+  EXPECT_EQ(cublasGetError(), CUBLAS_STATUS_SUCCESS);
+}
+
 TEST(BlasProfiles, DoublePrecisionNeedsCapability13) {
   for (const auto& [minor, expected] :
        {std::pair{2, CUBLAS_STATUS_ARCH_MISMATCH}, std::pair{3, CUBLAS_STATUS_SUCCESS}}) {
