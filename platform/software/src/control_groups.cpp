@@ -83,8 +83,7 @@ std::vector<ControlGroup> controlGroups(const std::string& controller, const std
       if (path.empty()) continue;
       std::string part = below(mount.root, path);
       while (!part.empty() && part.back() == '/') part.pop_back();
-      for (; !part.empty(); part.resize(part.rfind('/')))
-        groups.push_back({top + part, unified});
+      for (; !part.empty(); part.resize(part.rfind('/'))) groups.push_back({top + part, unified});
       groups.push_back({top, unified});
     }
   }
