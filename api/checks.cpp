@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "cudalib/exceptions.h"
+#include "ground/options.h"
+#include "ground/outcomes.h"
 
 namespace tovi::api {
 namespace {
@@ -12,10 +13,10 @@ void require(bool holds, int info) {
   if (!holds) argumentError(info);
 }
 
-// Upper-cases the option first. Not by toupper: that depends on the locale.
+// Upper-cases the option first.
 void requireOneOf(char& option, std::string_view accepted, int info) {
-  if (option >= 'a' && option <= 'z') option = static_cast<char>(option - 'a' + 'A');
-  require(accepted.find(option) != std::string_view::npos, info);
+  option = upperCase(option);
+  require(isOneOf(accepted, option), info);
 }
 
 void requirePointer(const void* pointer, int info) { require(pointer != nullptr, info); }

@@ -8,12 +8,12 @@
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
 #include "cudalib/runtime_flags.h"
-#include "platform/host/per_process.h"
+#include "ground/per_process.h"
 
 namespace tovi::api {
 namespace {
 
-platform::PerProcessValue<int> theSelectedDevice(-1);
+tovi::PerProcessValue<int> theSelectedDevice(-1);
 
 void checkOrdinal(int device) {
   if (device < 0 || device >= cudalib::deviceCount()) argumentError(-1);
@@ -58,7 +58,7 @@ toviStatus toviSelectDevice(int dev) {
     checkOrdinal(dev);
     if (initialized()) {
       if (dev != cudalib::runtimeFlags().device)
-        throw cudalib::CudaRuntimeException(platform::errorSetOnActiveProcess);
+        throw cudalib::CudaRuntimeException(device::errorSetOnActiveProcess);
       return;
     }
     const cudaError_t status = cudaSetDevice(dev);

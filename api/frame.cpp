@@ -2,24 +2,21 @@
 
 #include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
-#include "cudalib/device_scope.h"
 #include "cudalib/exceptions.h"
-#include "cudalib/hooks.h"
-#include "platform/host/floating_point.h"
-#include "platform/host/per_process.h"
-#include "platform/host/process.h"
-#include "platform/host/work_buffers.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/hooks.h"
+#include "ground/outcomes.h"
+#include "ground/per_process.h"
 
 namespace tovi::api {
 namespace {
 
 // Two variables for the whole process: a thread may read what another one's call has left.
-platform::PerProcessValue<int> theLastStatus(toviNoError), theErrorInfo(0);
+tovi::PerProcessValue<int> theLastStatus(toviNoError), theErrorInfo(0);
 
 // Its setting publishes what initialization has recorded. A child of a fork is not initialized: its parent's
 // device is not its own.
-platform::PerProcessValue<bool> theInitializedFlag(false);
+tovi::PerProcessValue<bool> theInitializedFlag(false);
 
 void setErrorInfo(int info) { theErrorInfo.set(info); }
 
@@ -47,27 +44,9 @@ toviStatus classify() {
   }
 }
 
-template <class Work>
-toviStatus attempt(Work work) {
-  try {
-    return work();
-  } catch (...) {
-    return classify();
-  }
-}
-
-// How many routines this thread is inside of. A host routine calls a device routine: the hooks belong to the
-// call that came from outside.
+// How many calls this thread is inside of. The hooks belong to the one that came from outside, and not to
+// those that a hook makes.
 thread_local int depth = 0;
-
-class Nesting {
- public:
-  Nesting() { ++depth; }
-  ~Nesting() { --depth; }
-  Nesting(const Nesting&) = delete;
-  Nesting& operator=(const Nesting&) = delete;
-  bool outermost() const { return depth == 1; }
-};
 
 }  // namespace
 
@@ -82,44 +61,57 @@ toviStatus store(toviStatus status) {
   return status;
 }
 
-toviStatus detail::run(Frame frame, Callable check, Callable body) {
-  const Nesting nesting;
-  const platform::NotCancellable notCancellable;
-  const platform::StatedFloatingPointMode mode;
-  const bool hooked = frame == Frame::routine && nesting.outermost();
-  // Before initialization nothing of ours can be under way on any device, and to wait would be to use one.
-  const bool onDevice = frame != Frame::guarded && initialized();
-  cudalib::DeviceScope device;
+Call::Call(Frame frame)
+    : frame_(frame),
+      hooked_(++depth == 1 && frame == Frame::routine),
+      // Before initialization nothing of ours can be under way on any device, and to wait would be to use
+      // one.
+      onDevice_(frame != Frame::guarded && initialized()) {
   setErrorInfo(0);
+}
 
-  toviStatus status = attempt([&] {
-    const host::WorkBufferLease buffers(hooked ? 1 : 0);
-    if (hooked) CallHooks::run(callHooks().entry);
-    check();
-    if (onDevice) device.enter(cudalib::runtimeFlags().device);
-    const toviStatus result = body();
-    if (result != toviNoError || frame == Frame::guarded) return result;
-    if (onDevice)
-      cudalib::completionCheck();
-    else
-      cudalib::checkWithoutDevice();
-    return result;
-  });
-  // After a failure the device is idle and no error is pending. Arguments are checked before anything else is
-  // done: then nothing can be.
-  if (status != toviNoError && status != toviArgumentError) {
-    if (onDevice) static_cast<void>(cudaThreadSynchronize());
+Call::~Call() { --depth; }
+
+void Call::begin() {
+  workBuffers_.emplace(hooked_ ? 1 : 0);
+  if (hooked_) CallHooks::run(callHooks().entry);
+}
+
+void Call::enterDevice() {
+  if (onDevice_) device_.enter(cudalib::runtimeFlags().device);
+}
+
+void Call::complete() {
+  if (frame_ == Frame::guarded) return;
+  if (onDevice_)
+    cudalib::completionCheck();
+  else
+    cudalib::checkWithoutDevice();
+}
+
+toviStatus Call::failed() { return classify(); }
+
+// The device becomes idle and no error stays pending. Arguments are checked before anything else is done:
+// then nothing can be.
+void Call::settle(toviStatus failure) {
+  workBuffers_.reset();
+  if (failure == toviArgumentError) return;
+  if (onDevice_)
+    cudalib::settle();
+  else
     cudalib::discardPendingErrors();
-    // Also where it was CUBLAS or the host that had no memory: the next call may have more.
-    if (status == toviInsufficientMemory) cudalib::releaseAllBuffers();
-  }
+  // Also where it was CUBLAS or the host that had no memory: the next call may have more.
+  if (failure == toviInsufficientMemory) cudalib::releaseAllBuffers();
+}
 
-  if (hooked) {
-    const toviStatus hookStatus = attempt([] {
+toviStatus Call::end(toviStatus status) {
+  workBuffers_.reset();
+  if (hooked_) {
+    try {
       CallHooks::run(callHooks().exit);
-      return toviNoError;
-    });
-    if (hookStatus != toviNoError) status = hookStatus;
+    } catch (...) {
+      status = classify();
+    }
   }
   return store(status);
 }

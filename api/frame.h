@@ -2,26 +2,31 @@
 // that escapes into a status and an error info, leaves both where toviGetLastStatus and toviGetErrorInfo find
 // them, and sees to it that nothing of a failed call is left to surface in the next one.
 //
-//   guarded         error info := 0, the body, the table of exceptions; the status is stored
-//   managed         the same with the completion check after the body: the management routines
-//   hostRoutine     test of the initialized flag, then as managed, between the call hooks: the host interface
-//   deviceRoutine   the same with the capability test of the element type: the device interface
+//   guarded   error info := 0, the body, the table of exceptions; the status is stored
+//   managed   the same with the completion check after the body: the management routines
+//   routine   test of the initialized flag, then as managed, between the call hooks: everything that
+//   computes.
+//             The device interface tests first whether the device computes with the element type.
 //
-// Routines come with the check of their arguments, before which nothing is asked of the device. What follows
+// A routine comes with the check of its arguments, before which nothing is asked of the device. What follows
 // runs on the executing device, whichever one the calling thread has made current, and gives that back. The
 // thread computes in the stated floating-point mode, and cannot be cancelled.
 //
 // A body returns nothing, or a toviStatus. A status other than toviNoError is passed on as it is, together
-// with the error info that it left: so a host routine ends with the status of the device routine it called.
+// with the error info that it left.
 
 #ifndef TOVI_API_FRAME_H
 #define TOVI_API_FRAME_H
 
+#include <optional>
 #include <type_traits>
 
-#include "cudalib/runtime_flags.h"
+#include "api/operands.h"
+#include "cudalib/device_scope.h"
+#include "host/floating_point.h"
+#include "host/process.h"
+#include "host/work_buffers.h"
 #include "include/tovi.h"
-#include "platform/host/complex.h"
 
 namespace tovi::api {
 
@@ -35,64 +40,68 @@ int errorInfo();
 // Stores the status and returns it. The error info keeps its value.
 toviStatus store(toviStatus status);
 
-namespace detail {
-
 enum class Frame { guarded, managed, routine };
 
-// Something to be called.
-struct Callable {
-  toviStatus (*call)(const void*);
-  const void* body;
-  toviStatus operator()() const { return call(body); }
+// A call that the library is in, step by step; what fails throws.
+class Call {
+ public:
+  explicit Call(Frame frame);
+  ~Call();
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+
+  void begin();         // the entry hook
+  void enterDevice();   // the arguments have passed their check
+  void complete();      // the body has ended well
+  toviStatus failed();  // with the exception that is being handled, or with a status
+  void settle(toviStatus failure);
+  toviStatus end(toviStatus status);  // the exit hook; the status to return
+
+ private:
+  const Frame frame_;
+  const host::NotCancellable notCancellable_;
+  const host::StatedFloatingPointMode mode_;
+  const bool hooked_, onDevice_;
+  std::optional<host::WorkBufferLease> workBuffers_;
+  cudalib::DeviceScope device_;
 };
-template <class Body>
-Callable callable(const Body& body) {
-  const auto call = [](const void* pointer) {
-    const Body& work = *static_cast<const Body*>(pointer);
-    if constexpr (std::is_void_v<decltype(work())>) {
-      work();
-      return toviNoError;
-    } else {
-      return work();
-    }
-  };
-  return {call, &body};
+
+template <class Check, class Body>
+toviStatus run(Frame frame, const Check& check, const Body& body) {
+  Call call(frame);
+  toviStatus status = toviNoError;
+  try {
+    call.begin();
+    check();
+    call.enterDevice();
+    if constexpr (std::is_void_v<decltype(body())>)
+      body();
+    else
+      status = body();
+    if (status == toviNoError) call.complete();
+  } catch (...) {
+    status = call.failed();
+  }
+  if (status != toviNoError) call.settle(status);
+  return call.end(status);
 }
-
-toviStatus run(Frame frame, Callable check, Callable body);
-
-inline constexpr auto nothing = [] {};
-
-}  // namespace detail
 
 template <class Body>
 toviStatus guarded(const Body& body) {
-  return detail::run(detail::Frame::guarded, detail::callable(detail::nothing), detail::callable(body));
+  return run(Frame::guarded, nothing, body);
 }
 
 template <class Body>
 toviStatus managed(const Body& body) {
-  return detail::run(detail::Frame::managed, detail::callable(detail::nothing), detail::callable(body));
+  return run(Frame::managed, nothing, body);
 }
 
-// Double precision is tested by the device routine that a host routine calls, after its operands were staged.
-template <class Check, class Body>
-toviStatus hostRoutine(const Check& check, const Body& body) {
+template <class Place, class T, class Check, class Body>
+toviStatus routine(const Check& check, const Body& body) {
   if (!initialized()) return store(toviNotInitialized);
-  return detail::run(detail::Frame::routine, detail::callable(check), detail::callable(body));
-}
-
-template <class T, class Check, class Body>
-toviStatus deviceRoutine(const Check& check, const Body& body) {
-  if (!initialized()) return store(toviNotInitialized);
-  if (std::is_same_v<Real<T>, double> && !cudalib::runtimeFlags().doublePrecision)
+  if (std::is_same_v<Place, OnDevice> && !deviceComputesWith<T>())
     return store(toviInsufficientComputeCapability);
-  return detail::run(detail::Frame::routine, detail::callable(check), detail::callable(body));
-}
-// What a host routine calls has arguments that it has checked.
-template <class T, class Body>
-toviStatus deviceRoutine(const Body& body) {
-  return deviceRoutine<T>(detail::nothing, body);
+  return run(Frame::routine, check, body);
 }
 
 }  // namespace tovi::api

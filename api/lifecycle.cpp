@@ -8,12 +8,12 @@
 #include "cudalib/check.h"
 #include "cudalib/device_scope.h"
 #include "cudalib/device_table.h"
-#include "cudalib/hooks.h"
 #include "cudalib/runtime_flags.h"
-#include "platform/host/per_process.h"
-#include "platform/host/process.h"
-#include "platform/host/work_buffers.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/hooks.h"
+#include "ground/per_process.h"
+#include "host/process.h"
+#include "host/work_buffers.h"
 
 namespace tovi::api {
 namespace {
@@ -25,12 +25,12 @@ struct Lifecycle {
   std::set<std::uint32_t> registered;  // the threads that have called toviInitialize
 };
 
-platform::PerProcess<Lifecycle> theLifecycle;
+tovi::PerProcess<Lifecycle> theLifecycle;
 Lifecycle& lifecycle() { return theLifecycle.get(); }
 
 // What initialization has bound a thread to; -1: nothing yet. Giving a thread its own device back puts that
 // in use, which is not to be taken for the program's doing.
-platform::PerProcessValue<int> boundDevice(-1);
+tovi::PerProcessValue<int> boundDevice(-1);
 
 bool versionsSuffice() {
   int runtime = 0, driver = 0;
@@ -66,7 +66,7 @@ class Start {
     const cudalib::DeviceRecord& device = cudalib::currentDevice();
     cudalib::setRuntimeFlags(device.ordinal, device.code);
     // The host LAPACK's threading runtime tolerates a second copy of itself in the process.
-    platform::setEnvironment("KMP_DUPLICATE_LIB_OK", "TRUE");
+    host::setEnvironment("KMP_DUPLICATE_LIB_OK", "TRUE");
     cudalib::completionCheck();
     complete_ = true;
     return toviNoError;
@@ -81,10 +81,10 @@ class Start {
     cudalib::check(cudaGetDevice(&current));
     int wanted = selectedDevice();
     if (wanted < 0) wanted = boundDevice.get();
-    if (wanted < 0) wanted = platform::deviceInUse(current) ? current : best;
+    if (wanted < 0) wanted = device::deviceInUse(current) ? current : best;
     boundDevice.set(wanted);
     const cudaError_t status = cudaSetDevice(wanted);
-    if (status == platform::errorSetOnActiveProcess)  // a process that has but one device keeps it
+    if (status == device::errorSetOnActiveProcess)  // a process that has but one device keeps it
       cudalib::ignoreFailure(status);
     else if (status != cudaSuccess)
       throw cudalib::CudaRuntimeException(static_cast<int>(status));
@@ -99,7 +99,7 @@ class Start {
 // process.
 template <class Release>  // NOLINTNEXTLINE(bugprone-exception-escape)
 void onExecutingDevice(const Release& release) noexcept {
-  const platform::NotCancellable notCancellable;
+  const host::NotCancellable notCancellable;
   if (!initialized()) return;  // there may be no memory for the lock
   const boost::mutex::scoped_lock lock(lifecycle().mutex);
   if (!initialized()) return;
@@ -117,7 +117,7 @@ toviStatus toviInitialize() {
   return guarded([] {
     const boost::mutex::scoped_lock lock(lifecycle().mutex);
     // A thread stays registered when the rest fails.
-    lifecycle().registered.insert(platform::currentThreadId());
+    lifecycle().registered.insert(host::currentThreadId());
     if (initialized()) {
       cudalib::DeviceScope device;
       device.enter(cudalib::runtimeFlags().device);
@@ -132,11 +132,11 @@ toviStatus toviInitialize() {
 }
 
 void toviShutdown() {
-  if (platform::onlyThreadLeft()) return;  // from the destructor of another library
+  if (host::onlyThreadLeft()) return;  // from the destructor of another library
   onExecutingDevice([] {
     cudalib::releaseThreadBuffers();
     if (tovi::theCallHooks.peek() != nullptr) tovi::callHooks().clear();
-    lifecycle().registered.erase(platform::currentThreadId());
+    lifecycle().registered.erase(host::currentThreadId());
     if (!lifecycle().registered.empty()) return;
     cudalib::releaseAllBuffers();
     static_cast<void>(cublasShutdown());

@@ -2,8 +2,8 @@
 
 #include "api/frame.h"
 #include "api/text.h"
-#include "cudalib/exceptions.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/outcomes.h"
 
 namespace tovi::api {
 namespace {

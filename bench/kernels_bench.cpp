@@ -20,7 +20,7 @@
 #include "src/basic/Copy.h"
 #include "src/basic/Transpose.h"
 #include "src/blas/blas.h"
-#include "src/brd/gebrd.h"
+#include "lapack/bidiagonal.h"
 
 namespace {
 
@@ -93,7 +93,7 @@ void reduction(bench::Report& report) {
   report.pair("bidiagonal reduction 2048 float, host gebrd", 8e-9 / 3 * n * n * n, "GF", 0.9,
               {restore,
                [&] {
-                 tovi::brd::gebrd<float>({dA.get(), n, n, n}, dD.get(), dE.get(), dTauq.get(), dTaup.get());
+                 tovi::lapack::gebrd<float>({dA.get(), n, n, n}, dD.get(), dE.get(), dTauq.get(), dTaup.get());
                  cudalib::completionCheck();
                }},
               {[&] { h = a; },

@@ -1,6 +1,6 @@
 # tovi_host_lapack: the BLAS and LAPACK that run on the processor, standard Fortran interface.
 #
-# By default the software build embeds OpenBLAS, without its threads (platform/host/serial_openblas.c): the software
+# By default the software build embeds OpenBLAS, without its threads (host/serial_openblas.c): the software
 # device brings its own and cuts every product into the same pieces whatever their number, so results do not
 # depend on it, and nothing in the host program's own BLAS is touched. Where the archive is missing, and in
 # the CUDA build, what find_package finds is linked (BLA_VENDOR chooses). TOVI_HOST_LAPACK, a list of link items,
@@ -18,7 +18,7 @@ if(NOT TOVI_HOST_LAPACK AND TOVI_PLATFORM STREQUAL "software")
     list(TRANSFORM tovi_replaced PREPEND "LINKER:--wrap=")
     set(tovi_check "${PROJECT_BINARY_DIR}/check_openblas")
     try_compile(tovi_embedding_works "${tovi_check}"
-      SOURCES "${PROJECT_SOURCE_DIR}/platform/host/serial_openblas.c" "${PROJECT_SOURCE_DIR}/cmake/check_openblas.c"
+      SOURCES "${PROJECT_SOURCE_DIR}/host/serial_openblas.c" "${PROJECT_SOURCE_DIR}/cmake/check_openblas.c"
       LINK_OPTIONS ${tovi_replaced}
       LINK_LIBRARIES "${TOVI_OPENBLAS_ARCHIVE}" "${TOVI_GFORTRAN}" m pthread ${CMAKE_DL_LIBS}
       COPY_FILE "${tovi_check}/check_openblas")
@@ -47,9 +47,9 @@ if(TOVI_HOST_LAPACK)
   target_link_libraries(tovi_host_lapack INTERFACE ${TOVI_HOST_LAPACK})
   set(tovi_host_lapack_found "${TOVI_HOST_LAPACK}")
 elseif(tovi_embedding_works)
-  set(tovi_host_folder "${PROJECT_SOURCE_DIR}/platform/host")
   add_library(tovi_serial_openblas STATIC
-    "${tovi_host_folder}/serial_openblas.c" "${tovi_host_folder}/work_buffers.cpp" "${tovi_host_folder}/process_posix.cpp")
+    "${PROJECT_SOURCE_DIR}/host/serial_openblas.c" "${PROJECT_SOURCE_DIR}/host/work_buffers.cpp"
+    "${PROJECT_SOURCE_DIR}/host/process_posix.cpp" "${PROJECT_SOURCE_DIR}/ground/per_process_posix.cpp")
   target_compile_definitions(tovi_serial_openblas PRIVATE
     TOVI_EMBEDDED_OPENBLAS TOVI_WORK_BUFFER_BYTES=${tovi_work_buffer_bytes})
   target_link_libraries(tovi_serial_openblas PRIVATE tovi_options)

@@ -1,4 +1,4 @@
-/* Whether the archive has the functions that platform/host/serial_openblas.c replaces, and links. Prints the
+/* Whether the archive has the functions that host/serial_openblas.c replaces, and links. Prints the
    bytes of a work buffer, which the archive was compiled with: what it asks the system for. */
 #define _GNU_SOURCE
 #include <dlfcn.h>

@@ -28,8 +28,7 @@ T* allocateLinear(std::size_t bytes) {
   return obtained<T>(memory, bytes);
 }
 
-// How bytes travel: through the runtime in one direction, or, between page-locked memory and other host
-// memory, by the processor.
+// How bytes travel: through the runtime in one direction, or by the processor.
 struct RuntimeCopy {
   cudaMemcpyKind kind;
   cudaError_t linear(void* dst, const void* src, std::size_t bytes) const {
@@ -53,15 +52,19 @@ struct HostCopy {
   }
 };
 
-constexpr RuntimeCopy toDevice{cudaMemcpyHostToDevice};
-constexpr RuntimeCopy fromDevice{cudaMemcpyDeviceToHost};
-
 // One side of a copy of several slabs, each a rectangle of pitched rows. Strides in bytes.
 template <class Pointer>
 struct Side {
   Pointer data;
   std::size_t pitch, slabStride;
 };
+
+// `count` matrices of `cols` columns, ld elements apart, one behind the other.
+template <class Void, class T>
+Side<Void*> side(T* data, std::size_t ld, std::size_t cols, std::size_t count) {
+  checkedProduct({ld, sizeof(T), cols, count});
+  return {data, ld * sizeof(T), ld * sizeof(T) * cols};
+}
 
 // `depth` slabs of `height` runs of `width` bytes.
 template <class Copy>
@@ -94,17 +97,25 @@ cudaError_t copyElements2D(const Copy& copy, T* dst, std::size_t dstPitch, std::
 }
 
 // A piece of a range of consecutive elements of a column-major matrix: where it starts on the pitched device
-// side and in the dense host array (elements), and its shape. No columns: a run within one column.
+// side and in the dense host array (elements), and its shape. No columns: one run.
 struct Piece {
   std::size_t device, host, length, columns;
+
+  template <class Copy, class T>
+  cudaError_t copy(const Copy& how, T* dst, std::size_t dstLd, const T* src, std::size_t srcLd) const {
+    const std::size_t run = length * sizeof(T);
+    return columns == 0 ? how.linear(dst, src, run)
+                        : how.rectangle(dst, dstLd * sizeof(T), src, srcLd * sizeof(T), run, columns);
+  }
 };
 
-// Hands `copy` the pieces of the range of n elements from linear index `offset` on: the whole columns, then
-// the run that finishes the column in which the range starts, then the run that starts the column in which it
-// ends.
+// Hands `copy` the pieces of the range of n elements from linear index `offset` on: all of it where columns
+// touch, else the whole columns, then the run that finishes the column in which the range starts, then the
+// run that starts the column in which it ends.
 template <class Copy>
 cudaError_t copyPieces(std::size_t rows, std::size_t ld, std::size_t offset, std::size_t n,
                        const Copy& copy) {
+  if (ld == rows) return copy(Piece{offset, 0, n, 0});
   if (n == 0) return cudaSuccess;
   std::size_t head = std::min(n, rows - offset % rows);
   if (head == rows) head = 0;
@@ -132,61 +143,75 @@ std::size_t checkedProduct(std::initializer_list<std::size_t> factors) {
   return result;
 }
 
-// --- Linear device memory.
+struct CopiedByRuntime {
+  static constexpr RuntimeCopy toDevice{cudaMemcpyHostToDevice}, fromDevice{cudaMemcpyDeviceToHost};
+};
+struct CopiedByProcessor {
+  static constexpr HostCopy toDevice{}, fromDevice{};
+};
+
+// --- Copies.
+
+template <class T, class Copies>
+cudaError_t CopyingAllocator<T, Copies>::copyToDevice(T* device, const T* host, std::size_t rows,
+                                                      std::size_t cols, std::size_t count) {
+  return copySlabs(Copies::toDevice, side<void>(device, this->leadingDimension(rows), cols, count),
+                   side<const void>(host, rows, cols, count), rows * sizeof(T), cols, count);
+}
+template <class T, class Copies>
+cudaError_t CopyingAllocator<T, Copies>::copyFromDevice(T* host, const T* device, std::size_t rows,
+                                                        std::size_t cols, std::size_t count) {
+  return copySlabs(Copies::fromDevice, side<void>(host, rows, cols, count),
+                   side<const void>(device, this->leadingDimension(rows), cols, count), rows * sizeof(T),
+                   cols, count);
+}
+
+template <class T, class Copies>
+cudaError_t CopyingAllocator<T, Copies>::copyRangeToDevice(T* device, const T* host, std::size_t rows,
+                                                           std::size_t, std::size_t, std::size_t offset,
+                                                           std::size_t n) {
+  const std::size_t ld = this->leadingDimension(rows);
+  return copyPieces(rows, ld, offset, n, [&](const Piece& piece) {
+    return piece.copy(Copies::toDevice, device + piece.device, ld, host + piece.host, rows);
+  });
+}
+template <class T, class Copies>
+cudaError_t CopyingAllocator<T, Copies>::copyRangeFromDevice(T* host, const T* device, std::size_t rows,
+                                                             std::size_t, std::size_t, std::size_t offset,
+                                                             std::size_t n) {
+  const std::size_t ld = this->leadingDimension(rows);
+  return copyPieces(rows, ld, offset, n, [&](const Piece& piece) {
+    return piece.copy(Copies::fromDevice, host + piece.host, rows, device + piece.device, ld);
+  });
+}
+
+template <class T, class Copies>
+cudaError_t CopyingAllocator<T, Copies>::copyToDevice2D(T* dst, std::size_t dstPitch,
+                                                        std::size_t dstSlabStride, std::size_t, const T* src,
+                                                        std::size_t srcPitch, std::size_t srcSlabStride,
+                                                        std::size_t, std::size_t width, std::size_t height,
+                                                        std::size_t depth) {
+  return copyElements2D(Copies::toDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width,
+                        height, depth);
+}
+template <class T, class Copies>
+cudaError_t CopyingAllocator<T, Copies>::copyFromDevice2D(
+    T* dst, std::size_t dstPitch, std::size_t dstSlabStride, std::size_t, const T* src, std::size_t srcPitch,
+    std::size_t srcSlabStride, std::size_t, std::size_t width, std::size_t height, std::size_t depth) {
+  return copyElements2D(Copies::fromDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width,
+                        height, depth);
+}
+
+// --- Allocation: linear device memory, pitched device memory, page-locked host memory.
 
 template <class T>
 T* CudaAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
   return allocateLinear<T>(checkedProduct({rows, cols, count, sizeof(T)}));
 }
-
 template <class T>
 cudaError_t CudaAllocator<T>::deallocate(T* device) {
   return cudaFree(device);
 }
-
-template <class T>
-cudaError_t CudaAllocator<T>::copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
-                                           std::size_t count) {
-  return toDevice.linear(device, host, checkedProduct({rows, cols, count, sizeof(T)}));
-}
-
-template <class T>
-cudaError_t CudaAllocator<T>::copyRangeToDevice(T* device, const T* host, std::size_t, std::size_t,
-                                                std::size_t, std::size_t offset, std::size_t n) {
-  return toDevice.linear(device + offset, host, n * sizeof(T));
-}
-
-template <class T>
-cudaError_t CudaAllocator<T>::copyToDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
-                                             std::size_t, const T* src, std::size_t srcPitch,
-                                             std::size_t srcSlabStride, std::size_t, std::size_t width,
-                                             std::size_t height, std::size_t depth) {
-  return copyElements2D(toDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
-                        depth);
-}
-
-template <class T>
-cudaError_t CudaAllocator<T>::copyFromDevice(T* host, const T* device, std::size_t rows, std::size_t cols,
-                                             std::size_t count) {
-  return fromDevice.linear(host, device, checkedProduct({rows, cols, count, sizeof(T)}));
-}
-
-template <class T>
-cudaError_t CudaAllocator<T>::copyRangeFromDevice(T* host, const T* device, std::size_t, std::size_t,
-                                                  std::size_t, std::size_t offset, std::size_t n) {
-  return fromDevice.linear(host, device + offset, n * sizeof(T));
-}
-
-template <class T>
-cudaError_t CudaAllocator<T>::copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
-                                               std::size_t, const T* src, std::size_t srcPitch,
-                                               std::size_t srcSlabStride, std::size_t, std::size_t width,
-                                               std::size_t height, std::size_t depth) {
-  return copyElements2D(fromDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
-                        depth);
-}
-
-// --- Pitched device memory.
 
 template <class T>
 T* CudaPitchAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
@@ -197,72 +222,10 @@ T* CudaPitchAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size
   check(cudaMallocPitch(&memory, &pitch_, width, height));
   return obtained<T>(memory, bytes);
 }
-
 template <class T>
 cudaError_t CudaPitchAllocator<T>::deallocate(T* device) {
   return cudaFree(device);
 }
-
-template <class T>
-cudaError_t CudaPitchAllocator<T>::copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
-                                                std::size_t count) {
-  const std::size_t width = rows * sizeof(T);
-  return copySlabs(toDevice, {device, pitch_, pitch_ * cols}, {host, width, width * cols}, width, cols,
-                   count);
-}
-
-template <class T>
-cudaError_t CudaPitchAllocator<T>::copyRangeToDevice(T* device, const T* host, std::size_t rows, std::size_t,
-                                                     std::size_t, std::size_t offset, std::size_t n) {
-  return copyPieces(rows, leadingDimension(rows), offset, n, [&](const Piece& piece) {
-    T* dst = device + piece.device;
-    const T* src = host + piece.host;
-    const std::size_t bytes = piece.length * sizeof(T);
-    return piece.columns == 0 ? toDevice.linear(dst, src, bytes)
-                              : toDevice.rectangle(dst, pitch_, src, bytes, bytes, piece.columns);
-  });
-}
-
-template <class T>
-cudaError_t CudaPitchAllocator<T>::copyToDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
-                                                  std::size_t, const T* src, std::size_t srcPitch,
-                                                  std::size_t srcSlabStride, std::size_t, std::size_t width,
-                                                  std::size_t height, std::size_t depth) {
-  return copyElements2D(toDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
-                        depth);
-}
-
-template <class T>
-cudaError_t CudaPitchAllocator<T>::copyFromDevice(T* host, const T* device, std::size_t rows,
-                                                  std::size_t cols, std::size_t count) {
-  const std::size_t width = rows * sizeof(T);
-  return copySlabs(fromDevice, {host, width, width * cols}, {device, pitch_, pitch_ * cols}, width, cols,
-                   count);
-}
-
-template <class T>
-cudaError_t CudaPitchAllocator<T>::copyRangeFromDevice(T* host, const T* device, std::size_t rows,
-                                                       std::size_t, std::size_t, std::size_t offset,
-                                                       std::size_t n) {
-  return copyPieces(rows, leadingDimension(rows), offset, n, [&](const Piece& piece) {
-    T* dst = host + piece.host;
-    const T* src = device + piece.device;
-    const std::size_t bytes = piece.length * sizeof(T);
-    return piece.columns == 0 ? fromDevice.linear(dst, src, bytes)
-                              : fromDevice.rectangle(dst, bytes, src, pitch_, bytes, piece.columns);
-  });
-}
-
-template <class T>
-cudaError_t CudaPitchAllocator<T>::copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
-                                                    std::size_t, const T* src, std::size_t srcPitch,
-                                                    std::size_t srcSlabStride, std::size_t, std::size_t width,
-                                                    std::size_t height, std::size_t depth) {
-  return copyElements2D(fromDevice, dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
-                        depth);
-}
-
-// --- Page-locked host memory.
 
 template <class T>
 T* PageLockedAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t count) {
@@ -271,57 +234,21 @@ T* PageLockedAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::siz
   check(cudaMallocHost(&memory, bytes));
   return obtained<T>(memory, bytes);
 }
-
 template <class T>
 cudaError_t PageLockedAllocator<T>::deallocate(T* device) {
   return cudaFreeHost(device);
 }
 
-template <class T>
-cudaError_t PageLockedAllocator<T>::copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
-                                                 std::size_t count) {
-  return HostCopy().linear(device, host, checkedProduct({rows, cols, count, sizeof(T)}));
-}
-
-template <class T>
-cudaError_t PageLockedAllocator<T>::copyRangeToDevice(T* device, const T* host, std::size_t, std::size_t,
-                                                      std::size_t, std::size_t offset, std::size_t n) {
-  return HostCopy().linear(device + offset, host, n * sizeof(T));
-}
-
-template <class T>
-cudaError_t PageLockedAllocator<T>::copyToDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
-                                                   std::size_t, const T* src, std::size_t srcPitch,
-                                                   std::size_t srcSlabStride, std::size_t, std::size_t width,
-                                                   std::size_t height, std::size_t depth) {
-  return copyElements2D(HostCopy(), dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
-                        depth);
-}
-
-template <class T>
-cudaError_t PageLockedAllocator<T>::copyFromDevice(T* host, const T* device, std::size_t rows,
-                                                   std::size_t cols, std::size_t count) {
-  return HostCopy().linear(host, device, checkedProduct({rows, cols, count, sizeof(T)}));
-}
-
-template <class T>
-cudaError_t PageLockedAllocator<T>::copyRangeFromDevice(T* host, const T* device, std::size_t, std::size_t,
-                                                        std::size_t, std::size_t offset, std::size_t n) {
-  return HostCopy().linear(host, device + offset, n * sizeof(T));
-}
-
-template <class T>
-cudaError_t PageLockedAllocator<T>::copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride,
-                                                     std::size_t, const T* src, std::size_t srcPitch,
-                                                     std::size_t srcSlabStride, std::size_t,
-                                                     std::size_t width, std::size_t height,
-                                                     std::size_t depth) {
-  return copyElements2D(HostCopy(), dst, dstPitch, dstSlabStride, src, srcPitch, srcSlabStride, width, height,
-                        depth);
-}
-
 // --- The instances that exist.
 
+template class CopyingAllocator<float, CopiedByRuntime>;
+template class CopyingAllocator<double, CopiedByRuntime>;
+template class CopyingAllocator<tovi::Complex<float>, CopiedByRuntime>;
+template class CopyingAllocator<tovi::Complex<double>, CopiedByRuntime>;
+template class CopyingAllocator<int, CopiedByRuntime>;
+template class CopyingAllocator<unsigned int, CopiedByRuntime>;
+template class CopyingAllocator<float, CopiedByProcessor>;
+template class CopyingAllocator<tovi::Complex<float>, CopiedByProcessor>;
 template class CudaAllocator<float>;
 template class CudaAllocator<double>;
 template class CudaAllocator<tovi::Complex<float>>;

@@ -5,7 +5,7 @@
 #ifndef TOVI_CUDALIB_ALLOCATORS_H
 #define TOVI_CUDALIB_ALLOCATORS_H
 
-#include <platform/runtime.h>
+#include <device/runtime.h>
 
 #include <cstddef>
 #include <initializer_list>
@@ -57,12 +57,15 @@ class ManagedMemoryAllocatorInterface {
   ~ManagedMemoryAllocatorInterface() = default;
 };
 
-// Linear device memory, leading dimension = rows.
-template <class T>
-class CudaAllocator : public ManagedMemoryAllocatorInterface<T> {
+// Who copies: the runtime, between host and device, or the processor, between page-locked memory and other
+// host memory.
+struct CopiedByRuntime;
+struct CopiedByProcessor;
+
+// The copies of all allocators: columns are leadingDimension() apart on the device side.
+template <class T, class Copies>
+class CopyingAllocator : public ManagedMemoryAllocatorInterface<T> {
  public:
-  T* allocate(std::size_t rows, std::size_t cols, std::size_t count) override;
-  cudaError_t deallocate(T* device) override;
   cudaError_t copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
                            std::size_t count) override;
   cudaError_t copyRangeToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
@@ -77,6 +80,17 @@ class CudaAllocator : public ManagedMemoryAllocatorInterface<T> {
   cudaError_t copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride, std::size_t,
                                const T* src, std::size_t srcPitch, std::size_t srcSlabStride, std::size_t,
                                std::size_t width, std::size_t height, std::size_t depth) override;
+
+ protected:
+  ~CopyingAllocator() = default;
+};
+
+// Linear device memory, leading dimension = rows.
+template <class T>
+class CudaAllocator : public CopyingAllocator<T, CopiedByRuntime> {
+ public:
+  T* allocate(std::size_t rows, std::size_t cols, std::size_t count) override;
+  cudaError_t deallocate(T* device) override;
   // The leading dimension that a matrix of `rows` rows is going to have.
   static std::size_t plannedLeadingDimension(std::size_t rows) { return rows; }
   std::size_t leadingDimension(std::size_t rows) const override { return rows; }
@@ -85,24 +99,10 @@ class CudaAllocator : public ManagedMemoryAllocatorInterface<T> {
 
 // Device memory with the runtime's own pitch.
 template <class T>
-class CudaPitchAllocator : public ManagedMemoryAllocatorInterface<T> {
+class CudaPitchAllocator : public CopyingAllocator<T, CopiedByRuntime> {
  public:
   T* allocate(std::size_t rows, std::size_t cols, std::size_t count) override;
   cudaError_t deallocate(T* device) override;
-  cudaError_t copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
-                           std::size_t count) override;
-  cudaError_t copyRangeToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
-                                std::size_t count, std::size_t offset, std::size_t n) override;
-  cudaError_t copyToDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride, std::size_t,
-                             const T* src, std::size_t srcPitch, std::size_t srcSlabStride, std::size_t,
-                             std::size_t width, std::size_t height, std::size_t depth) override;
-  cudaError_t copyFromDevice(T* host, const T* device, std::size_t rows, std::size_t cols,
-                             std::size_t count) override;
-  cudaError_t copyRangeFromDevice(T* host, const T* device, std::size_t rows, std::size_t cols,
-                                  std::size_t count, std::size_t offset, std::size_t n) override;
-  cudaError_t copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride, std::size_t,
-                               const T* src, std::size_t srcPitch, std::size_t srcSlabStride, std::size_t,
-                               std::size_t width, std::size_t height, std::size_t depth) override;
   std::size_t leadingDimension(std::size_t) const override { return pitch_ / sizeof(T); }
   void setLeadingDimension(std::size_t ld) override { pitch_ = ld * sizeof(T); }
 
@@ -112,24 +112,10 @@ class CudaPitchAllocator : public ManagedMemoryAllocatorInterface<T> {
 
 // Page-locked host memory, leading dimension = rows; its copies are host copies that may overlap.
 template <class T>
-class PageLockedAllocator : public ManagedMemoryAllocatorInterface<T> {
+class PageLockedAllocator : public CopyingAllocator<T, CopiedByProcessor> {
  public:
   T* allocate(std::size_t rows, std::size_t cols, std::size_t count) override;
   cudaError_t deallocate(T* device) override;
-  cudaError_t copyToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
-                           std::size_t count) override;
-  cudaError_t copyRangeToDevice(T* device, const T* host, std::size_t rows, std::size_t cols,
-                                std::size_t count, std::size_t offset, std::size_t n) override;
-  cudaError_t copyToDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride, std::size_t,
-                             const T* src, std::size_t srcPitch, std::size_t srcSlabStride, std::size_t,
-                             std::size_t width, std::size_t height, std::size_t depth) override;
-  cudaError_t copyFromDevice(T* host, const T* device, std::size_t rows, std::size_t cols,
-                             std::size_t count) override;
-  cudaError_t copyRangeFromDevice(T* host, const T* device, std::size_t rows, std::size_t cols,
-                                  std::size_t count, std::size_t offset, std::size_t n) override;
-  cudaError_t copyFromDevice2D(T* dst, std::size_t dstPitch, std::size_t dstSlabStride, std::size_t,
-                               const T* src, std::size_t srcPitch, std::size_t srcSlabStride, std::size_t,
-                               std::size_t width, std::size_t height, std::size_t depth) override;
   // The leading dimension that a matrix of `rows` rows is going to have.
   static std::size_t plannedLeadingDimension(std::size_t rows) { return rows; }
   std::size_t leadingDimension(std::size_t rows) const override { return rows; }

@@ -7,9 +7,9 @@
 
 #include "cudalib/device_scope.h"
 #include "cudalib/device_table.h"
-#include "platform/host/complex.h"
-#include "platform/host/per_process.h"
-#include "platform/host/process.h"
+#include "ground/complex.h"
+#include "ground/per_process.h"
+#include "host/process.h"
 
 namespace cudalib {
 namespace {
@@ -98,7 +98,7 @@ struct Caches {
       kinds;
 };
 
-platform::PerProcess<Caches> theCaches;
+tovi::PerProcess<Caches> theCaches;
 
 Thread thisThread() {
   static thread_local const char here = 0;
@@ -110,9 +110,9 @@ thread_local bool threadEnds = false;
 // Frees what a thread leaves behind.
 void endThread() {
   threadEnds = true;
-  if (!platform::onlyThreadLeft()) releaseThreadBuffers();
+  if (!host::onlyThreadLeft()) releaseThreadBuffers();
 }
-platform::AtThreadEnd atThreadEnd(endThread);
+host::AtThreadEnd atThreadEnd(endThread);
 
 // Whether buffers of the calling thread are kept: not where nobody would free them.
 bool keepsBuffers() { return !threadEnds && atThreadEnd.ask(); }

@@ -1,6 +1,6 @@
 #include "cudalib/check.h"
 
-#include "platform/host/per_process.h"
+#include "ground/per_process.h"
 
 namespace cudalib {
 
@@ -32,6 +32,11 @@ void checkWithoutDevice() {
   if (pending != cudaErrorNoDevice && pending != cudaErrorInsufficientDriver) check(pending);
 }
 
+void settle() noexcept {
+  static_cast<void>(cudaThreadSynchronize());
+  discardPendingErrors();
+}
+
 void discardPendingErrors() noexcept { static_cast<void>(cudaGetLastError()); }
 
 cudaError_t ignoreFailure(cudaError_t status) noexcept {
@@ -42,7 +47,7 @@ cudaError_t ignoreFailure(cudaError_t status) noexcept {
 namespace detail {
 namespace {
 
-platform::PerProcess<std::mutex> theBlasMutex;
+tovi::PerProcess<std::mutex> theBlasMutex;
 
 }  // namespace
 

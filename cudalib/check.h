@@ -3,7 +3,7 @@
 #ifndef TOVI_CUDALIB_CHECK_H
 #define TOVI_CUDALIB_CHECK_H
 
-#include <platform/runtime.h>
+#include <device/runtime.h>
 
 #include <mutex>
 
@@ -21,6 +21,9 @@ void completionCheck();
 // The same before initialization, when there is nothing to wait for. Without a device, or a driver for it,
 // the runtime says so whatever it is asked, and a routine that needs none has succeeded.
 void checkWithoutDevice();
+
+// Waits for the device and clears what is pending without looking: after a failure.
+void settle() noexcept;
 
 // Clears it without looking, so that what comes after a failure starts clean.
 void discardPendingErrors() noexcept;

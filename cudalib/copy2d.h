@@ -3,13 +3,13 @@
 #ifndef TOVI_CUDALIB_COPY2D_H
 #define TOVI_CUDALIB_COPY2D_H
 
-#include <platform/runtime.h>
+#include <device/runtime.h>
 
 #include <cstddef>
 
 #include "cudalib/allocators.h"
 #include "cudalib/check.h"
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
 
 namespace cudalib {
 

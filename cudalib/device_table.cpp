@@ -1,16 +1,16 @@
 #include "cudalib/device_table.h"
 
 #include "cudalib/check.h"
-#include "platform/host/per_process.h"
+#include "ground/per_process.h"
 
 namespace cudalib {
 namespace {
 
 bool contains(const std::string& text, const char* word) { return text.find(word) != std::string::npos; }
 
-platform::DeviceProperties readProperties(int ordinal) {
-  platform::DeviceProperties properties = {};
-  check(platform::getDeviceProperties(&properties, ordinal));
+device::DeviceProperties readProperties(int ordinal) {
+  device::DeviceProperties properties = {};
+  check(device::getDeviceProperties(&properties, ordinal));
   return properties;
 }
 
@@ -26,7 +26,7 @@ struct DeviceTable {
   const std::vector<DeviceRecord> devices = survey();
 };
 // A survey that throws leaves the initialization to the next caller.
-platform::PerProcess<DeviceTable> theDeviceTable;
+tovi::PerProcess<DeviceTable> theDeviceTable;
 
 const std::vector<DeviceRecord>& deviceTable() { return theDeviceTable.get().devices; }
 
@@ -40,7 +40,7 @@ double score(const DeviceRecord& device) {
 
 }  // namespace
 
-DeviceRecord::DeviceRecord(int device, const platform::DeviceProperties& read)
+DeviceRecord::DeviceRecord(int device, const device::DeviceProperties& read)
     : ordinal(device),
       name(read.name),
       properties(read),
@@ -62,7 +62,7 @@ int deviceCount() {
   }
   check(status);
   if (count == 1) {
-    const platform::DeviceProperties only = readProperties(0);
+    const device::DeviceProperties only = readProperties(0);
     if (only.major < 1 || (only.major == 9999 && only.minor == 9999)) return 0;
   }
   return count;

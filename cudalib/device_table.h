@@ -4,7 +4,7 @@
 #ifndef TOVI_CUDALIB_DEVICE_TABLE_H
 #define TOVI_CUDALIB_DEVICE_TABLE_H
 
-#include <platform/runtime.h>
+#include <device/runtime.h>
 
 #include <cstddef>
 #include <string>
@@ -15,13 +15,13 @@ namespace cudalib {
 struct DeviceRecord {
   int ordinal = 0;
   std::string name;
-  platform::DeviceProperties properties = {};
+  device::DeviceProperties properties = {};
   bool preferred = false;    // the name contains "Tesla"
   int major = 0, minor = 0;  // compute capability
   int code = 0;              // compute level: 10 * major + minor
 
   DeviceRecord() = default;
-  DeviceRecord(int device, const platform::DeviceProperties& read);
+  DeviceRecord(int device, const device::DeviceProperties& read);
 
   bool atLeast11() const { return code >= 11; }
   bool atLeast12() const { return code >= 12; }

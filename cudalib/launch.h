@@ -1,9 +1,9 @@
-// Launches a kernel with the shape that a map gives.
+// Launches a kernel on the default stream, with the shape that a map gives.
 
 #ifndef TOVI_CUDALIB_LAUNCH_H
 #define TOVI_CUDALIB_LAUNCH_H
 
-#include <platform/launch.h>
+#include <device/launch.h>
 
 #include <algorithm>
 
@@ -13,9 +13,9 @@ namespace cudalib {
 
 // An error of the launch stays pending (cudalib/check.h). An empty problem gives an empty grid, which is such
 // an error: callers return before they come here.
-template <auto Kernel, class... Args>
-void launch(const MapBase& map, cudaStream_t stream, Args... args) {
-  platform::launch<Kernel>(map.grid(), map.block(), 0, stream, args...);
+template <auto Kernel, class Native = device::native::None, class... Args>
+void launch(const MapBase& map, Args... args) {
+  device::launch<Kernel, Native>(map.grid(), map.block(), 0, nullptr, args...);
 }
 
 // Rows, and columns, of the largest matrix that one launch through Map2D serves on every device: 65535

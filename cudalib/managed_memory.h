@@ -9,7 +9,7 @@
 
 #include "cudalib/allocators.h"
 #include "cudalib/check.h"
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
 
 namespace cudalib {
 

@@ -26,8 +26,8 @@ dim3 foldedGrid(int n, unsigned threads, unsigned limit) {
 dim3 grid1D(int n, unsigned threads) {
   int device = 0;
   check(cudaGetDevice(&device));
-  platform::DeviceProperties properties = {};
-  check(platform::getDeviceProperties(&properties, device));
+  device::DeviceProperties properties = {};
+  check(device::getDeviceProperties(&properties, device));
   return foldedGrid(n, threads, static_cast<unsigned>(properties.maxGridSize[0]));
 }
 

@@ -6,7 +6,7 @@
 #ifndef TOVI_CUDALIB_MAPS_H
 #define TOVI_CUDALIB_MAPS_H
 
-#include <platform/runtime.h>
+#include <device/runtime.h>
 
 #include <cstddef>
 

@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-#include "platform/host/complex.h"
+#include "ground/complex.h"
 
 namespace tovi {
 

@@ -3,7 +3,7 @@
 #ifndef TOVI_CUDALIB_STREAM_H
 #define TOVI_CUDALIB_STREAM_H
 
-#include <platform/runtime.h>
+#include <device/runtime.h>
 
 namespace cudalib {
 

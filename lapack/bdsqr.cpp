@@ -1,21 +1,20 @@
 #include "lapack/bdsqr.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <limits>
 #include <vector>
 
 #include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/copy2d.h"
-#include "cudalib/exceptions.h"
 #include "cudalib/stream.h"
-#include "lapack/phase.h"
+#include "ground/outcomes.h"
+#include "ground/phase.h"
+#include "host/lapack.h"
+#include "lapack/sweep_limit.h"
 #include "lapack/transfers.h"
-#include "platform/host/lapack.h"
 #include "src/basic/LASWP.h"
 #include "src/basic/Scale.h"
 #include "src/basic/Transpose.h"
@@ -28,24 +27,20 @@ using host::Rotation;
 
 using cudalib::LinearMemory;
 
-constexpr std::int64_t noLimit = -1;
-std::atomic<std::int64_t> rotationLimit(noLimit);
-
 template <class R>
 constexpr R epsilon = std::numeric_limits<R>::epsilon() / 2;  // of a rounding
 
-// Off-diagonal elements this small against their neighbourhood count as zero.
+// The criteria of the iteration are those of J. Demmel and W. Kahan, "Accurate singular values of bidiagonal
+// matrices", SIAM J. Sci. Stat. Comput. 11 (1990), 873-912 (LAPACK Working Note 3), with the constants that
+// LAPACK's bdsqr gives them.
+
+// The relative accuracy asked for of every singular value, and so how small against its neighbourhood an
+// element beside the diagonal counts as zero. 10 to 100 roundings; the power chooses between the two: 8 for
+// float, so that 10 it is, and 98.7 for double.
 template <class R>
 R tolerance() {
   const double factor = std::max(10.0, std::min(100.0, std::pow(static_cast<double>(epsilon<R>), -0.125)));
   return static_cast<R>(factor) * epsilon<R>;
-}
-
-constexpr int sweepsPerValue = 6;
-
-double mostRotations(int n) {
-  const std::int64_t limit = rotationLimit;
-  return limit == noLimit ? static_cast<double>(sweepsPerValue) * n * n : static_cast<double>(limit);
 }
 
 // What the sweeps rotate: the right vectors as columns of dV, the left ones as columns of dU, and rows of dC.
@@ -285,7 +280,10 @@ bool split(const Block<R>& b, R tol, R& least) {
   return found;
 }
 
-// A shift that would cost the small singular values their relative accuracy is none.
+// The shift of the next sweep; 0 for the sweep without one. Rounding in a shifted sweep disturbs the block by
+// about epsilon * largest. Where that is more than the least singular value may be off, n * tol * least,
+// there is no shift. (hndrth, a hundredth, decides for tolerances above 100 epsilon alone.) One whose square
+// is lost beside that of the first element would change nothing.
 template <class R>
 R chooseShift(const Block<R>& b, int n, R tol, R least, R largest) {
   constexpr R hndrth = R(0.01);
@@ -410,7 +408,7 @@ template <class T>
 int iterate(char uplo, std::vector<Real<T>>& d, std::vector<Real<T>>& e, MatrixView<T> dV, MatrixView<T> dU,
             MatrixView<T> dC) {
   Vectors<T> vectors(static_cast<int>(d.size()), dV, dU, dC);
-  if (host::isOption(uplo, 'L')) turnUpper(d, e, vectors);
+  if (isOption(uplo, 'L')) turnUpper(d, e, vectors);
   const bool converged = diagonalize(d, e, vectors);
   if (converged) {
     makePositive(d, vectors);
@@ -472,8 +470,6 @@ void bdsqr(char uplo, int n, Real<T>* dD, Real<T>* dE, MatrixView<T> dVt, Matrix
   cudalib::completionCheck();  // a data error promises a decomposition that only lacks the last sweeps
   dataError(info);
 }
-
-void limitBdsqrRotations(std::int64_t most) { rotationLimit = most < 0 ? noLimit : most; }
 
 template void bdsqr(char, int, float*, float*, MatrixView<float>, MatrixView<float>, MatrixView<float>);
 template void bdsqr(char, int, float*, float*, MatrixView<Complex<float>>, MatrixView<Complex<float>>,

@@ -5,10 +5,8 @@
 #ifndef TOVI_LAPACK_BDSQR_H
 #define TOVI_LAPACK_BDSQR_H
 
-#include <cstdint>
-
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::lapack {
 
@@ -25,10 +23,6 @@ namespace tovi::lapack {
 template <class T>
 void bdsqr(char uplo, int n, Real<T>* dD, Real<T>* dE, MatrixView<T> dVt, MatrixView<T> dU,
            MatrixView<T> dC = {});
-
-// For tests: the number of rotations after which bdsqr begins no further sweep, instead of 6 n^2; a negative
-// number brings that back. For all calls of the process.
-void limitBdsqrRotations(std::int64_t most);
 
 }  // namespace tovi::lapack
 

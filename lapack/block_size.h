@@ -4,14 +4,14 @@
 #define TOVI_LAPACK_BLOCK_SIZE_H
 
 #include "cudalib/device_table.h"
-#include "platform/host/complex.h"
+#include "ground/complex.h"
 
 namespace tovi::lapack {
 
 // Width of a panel of reflectors; the first generation of devices (capability 1.0 to 1.3) takes narrower
 // ones.
 template <class T>
-int panelWidth() {
+int reflectorPanelWidth() {
   if (cudalib::smallBlocks()) return 32;
   return isComplex<T> ? 64 : 96;
 }
@@ -19,7 +19,7 @@ int panelWidth() {
 // Width of a panel of the LU factorization.
 template <class T>
 int luPanelWidth() {
-  return 2 * panelWidth<T>();
+  return 2 * reflectorPanelWidth<T>();
 }
 
 }  // namespace tovi::lapack

@@ -7,9 +7,9 @@
 #include <cstddef>
 #include <vector>
 
-#include "cudalib/exceptions.h"
-#include "platform/host/complex.h"
-#include "platform/host/lapack.h"
+#include "ground/complex.h"
+#include "ground/outcomes.h"
+#include "host/lapack.h"
 
 namespace tovi::lapack {
 

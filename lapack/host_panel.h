@@ -6,19 +6,16 @@
 
 #include <vector>
 
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
+#include "lapack/block_reflector.h"
 
 namespace tovi::lapack {
 
-// Forward: P = Q R, Q = H(1) H(2) ... H(k). Backward: P = Q L, Q = H(k) ... H(2) H(1), as geqrf and geqlf
-// leave them.
-enum class Direction { forward, backward };
-
-// Factors the panel hP, which has at least as many rows as columns, and forms the triangular factor hT of Q =
-// I - V T V^H, upper (forward) or lower (backward); the other triangle of hT is not touched. hWork keeps its
-// memory from call to call.
-template <class T>
-void factorPanel(Direction direction, MatrixView<T> hP, T* hTau, MatrixView<T> hT, std::vector<T>& hWork);
+// P = Q R (QrBlock) or P = Q L (QlBlock). Factors the panel hP, which has at least as many rows as columns,
+// and forms the triangular factor hT of Q = I - V T V^H; the other triangle of hT is not touched. hWork keeps
+// its memory from call to call.
+template <class Block, class T>
+void factorPanel(MatrixView<T> hP, T* hTau, MatrixView<T> hT, std::vector<T>& hWork);
 
 }  // namespace tovi::lapack
 

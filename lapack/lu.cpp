@@ -1,21 +1,20 @@
 #include "lapack/lu.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <vector>
 
 #include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/copy2d.h"
-#include "cudalib/exceptions.h"
 #include "cudalib/stream.h"
+#include "ground/complex.h"
+#include "ground/outcomes.h"
+#include "ground/phase.h"
+#include "ground/scalars.h"
+#include "host/lapack.h"
 #include "lapack/block_size.h"
-#include "lapack/phase.h"
 #include "lapack/transfers.h"
-#include "platform/host/complex.h"
-#include "platform/host/lapack.h"
-#include "platform/host/scalars.h"
 #include "src/basic/LASWP.h"
 #include "src/basic/Transpose.h"
 #include "src/blas/blas.h"
@@ -207,39 +206,27 @@ void getrf(MatrixView<T> dA, int* dIpiv) {
 }
 
 template <class T>
-void getrs(char trans, int n, int nrhs, const T* dA, int lda, const int* dIpiv, T* dB, int ldb) {
-  trans = static_cast<char>(std::toupper(static_cast<unsigned char>(trans)));
-  if (trans != 'N' && trans != 'T' && trans != 'C') argumentError(-1);
-  if (n < 0) argumentError(-2);
-  if (nrhs < 0) argumentError(-3);
-  if (lda < std::max(1, n)) argumentError(-5);
-  if (ldb < std::max(1, n)) argumentError(-8);
-  if (n == 0 || nrhs == 0) return;
-  if (dA == nullptr) argumentError(-4);
-  if (dIpiv == nullptr) argumentError(-6);
-  if (dB == nullptr) argumentError(-7);
+void getrs(char trans, ConstView<T> dA, const int* dIpiv, MatrixView<T> dB) {
+  if (dB.empty()) return;
   if (trans != 'N') throw FeatNotImplException();
   const Phase phase;
-
-  const MatrixView<const T> dLU(dA, n, n, lda);
-  const MatrixView<T> dX(dB, n, nrhs, ldb);
-  std::vector<int> hIpiv(static_cast<std::size_t>(n));
+  std::vector<int> hIpiv(static_cast<std::size_t>(dA.rows));
   copyToHost(dIpiv, hIpiv);
-  basic::laswp(nrhs, dB, ldb, 1, n, hIpiv.data(), 1);
-  blas::trsm('L', 'L', 'N', 'U', T(1), dLU, dX);  // Y := L^-1 P B
-  blas::trsm('L', 'U', 'N', 'N', T(1), dLU, dX);  // X := U^-1 Y
+  basic::laswp(dB.cols, dB.data, dB.ld, 1, dA.rows, hIpiv.data(), 1);  // B := P B
+  blas::trsm('L', 'L', 'N', 'U', T(1), dA, dB);                        // B := L^-1 B
+  blas::trsm('L', 'U', 'N', 'N', T(1), dA, dB);                        // B := U^-1 B
 }
 
 template <class T>
 void gesv(MatrixView<T> dA, int* dIpiv, MatrixView<T> dB) {
   getrf(dA, dIpiv);
-  getrs('N', dA.rows, dB.cols, dA.data, dA.ld, dIpiv, dB.data, dB.ld);
+  getrs('N', dA, dIpiv, dB);
 }
 
 template void getrf(MatrixView<float>, int*);
 template void getrf(MatrixView<Complex<float>>, int*);
-template void getrs(char, int, int, const float*, int, const int*, float*, int);
-template void getrs(char, int, int, const Complex<float>*, int, const int*, Complex<float>*, int);
+template void getrs(char, ConstView<float>, const int*, MatrixView<float>);
+template void getrs(char, ConstView<Complex<float>>, const int*, MatrixView<Complex<float>>);
 template void gesv(MatrixView<float>, int*, MatrixView<float>);
 template void gesv(MatrixView<Complex<float>>, int*, MatrixView<Complex<float>>);
 

@@ -4,7 +4,7 @@
 #ifndef TOVI_LAPACK_LU_H
 #define TOVI_LAPACK_LU_H
 
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::lapack {
 
@@ -16,11 +16,10 @@ namespace tovi::lapack {
 template <class T>
 void getrf(MatrixView<T> dA, int* dIpiv);
 
-// Solves op(A) X = B with the factors and pivots of getrf; X overwrites B. Checks its own arguments (trans,
-// n, nrhs, a, lda, ipiv, b, ldb are positions 1 to 8). Only trans "N" is provided; "T" and "C" throw
-// FeatNotImplException.
+// Solves op(A) X = B with the factors and pivots of getrf; X overwrites B. Only trans "N" is provided: "T"
+// and "C" throw FeatNotImplException.
 template <class T>
-void getrs(char trans, int n, int nrhs, const T* dA, int lda, const int* dIpiv, T* dB, int ldb);
+void getrs(char trans, ConstView<T> dA, const int* dIpiv, MatrixView<T> dB);
 
 // Solves A X = B by getrf and getrs. A singular A ends in getrf's data error, with B untouched.
 template <class T>

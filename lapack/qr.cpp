@@ -8,13 +8,14 @@
 #include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/stream.h"
+#include "ground/complex.h"
+#include "ground/phase.h"
+#include "host/lapack.h"
+#include "lapack/block_reflector.h"
 #include "lapack/block_size.h"
 #include "lapack/host_call.h"
 #include "lapack/host_panel.h"
-#include "lapack/phase.h"
 #include "lapack/transfers.h"
-#include "platform/host/complex.h"
-#include "platform/host/lapack.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
 #include "src/basic/Set.h"
@@ -33,6 +34,19 @@ constexpr char adjoint = isComplex<T> ? 'C' : 'T';
 // numbered from 0 in the order in which they are factored: RQ begins with the last row. A panel is some
 // lines, less what earlier panels have made final; its reflectors are V, and its corner is the square block
 // in which R or L stands beside V's triangle. On the host a panel is always tall.
+//
+// The panel of lines 2 and 3, with C for its corner and V for the rest of it; R or L and v are final, and *
+// is what H updates:
+//
+//            QR                        LQ                        RQ
+//    line    0 1 2 3 4 5          0    L v v v v v v        5    * * * * * R R
+//            R R R R R R          1    L L v v v v v        4    * * * * * R R
+//            v R R R R R          2    L L C C V V V        3    V V V C C R R
+//            v v C C * *          3    L L C C V V V        2    V V V C C R R
+//            v v C C * *          4    L L * * * * *        1    v v v v v R R
+//            v v V V * *          5    L L * * * * *        0    v v v v v v R
+//            v v V V * *
+//            v v V V * *
 
 // QR: H = I - V T V^H, of which H^H is applied from the left.
 template <class T>
@@ -40,13 +54,13 @@ class Columns {
  public:
   Columns(MatrixView<T> dA, int /*nb*/) : dA_(dA) {}
 
-  static constexpr Direction direction = Direction::forward;
-  static constexpr char triangleOfV = 'L';
+  // How V stands in A, and how on the host.
+  using Block = QrBlock;
+  using HostBlock = QrBlock;
 
   int lines() const { return dA_.cols; }
   int length() const { return dA_.rows; }
   MatrixView<T> panel(int first, int count) const { return part(first, first, count); }
-  MatrixView<T> corner(int first, int count) const { return dA_.block(first, first, count, count); }
   // Lines of what the panel that begins at line `panel` updates.
   MatrixView<T> part(int panel, int first, int count) const {
     return dA_.block(panel, first, dA_.rows - panel, count);
@@ -85,24 +99,21 @@ class Columns {
   MatrixView<T> dA_;
 };
 
-// LQ (forward) and RQ (backward): H = I - V^H T V, applied from the right. A panel travels as its conjugate
-// transpose, by way of a buffer of its own: the host factors tall panels more than twice as fast as wide
-// ones, and L Q is the conjugate transpose of Q R, R Q that of Q L, with the same scalar factors.
-template <class T, Direction direction_>
+// LQ (forward) and RQ (backward): H = I - V T V^H, applied from the right. A panel is V^H, and travels as its
+// conjugate transpose, by way of a buffer of its own: the host factors tall panels more than twice as fast as
+// wide ones, and L Q is the conjugate transpose of Q R, R Q that of Q L, with the same scalar factors.
+template <class T, Direction direction>
 class Rows {
  public:
   Rows(MatrixView<T> dA, int nb)
       : dA_(dA), dTransposed_(static_cast<std::size_t>(dA.cols), static_cast<std::size_t>(nb)) {}
 
-  static constexpr Direction direction = direction_;
-  static constexpr char triangleOfV = direction == Direction::forward ? 'U' : 'L';
+  using Block = BlockForm<AsRows, direction>;
+  using HostBlock = BlockForm<AsColumns, direction>;
 
   int lines() const { return dA_.rows; }
   int length() const { return dA_.cols; }
   MatrixView<T> panel(int first, int count) const { return part(first, first, count); }
-  MatrixView<T> corner(int first, int count) const {
-    return panel(first, count).columns(backward ? dA_.cols - first - count : 0, count);
-  }
   MatrixView<T> part(int panel, int first, int count) const {
     return backward ? dA_.block(dA_.rows - first - count, 0, count, dA_.cols - panel)
                     : dA_.block(first, panel, count, dA_.cols - panel);
@@ -120,15 +131,15 @@ class Rows {
     basic::transpose<T>(transposed(first, count), panel(first, count), true);
   }
   static void sendT(MatrixView<T> hT, MatrixView<T> dT) { cudalib::upload(hT.data, hT.ld, dT); }
-  // W := V^H T
-  static void formW(MatrixView<T> dV, MatrixView<T> dT, MatrixView<T> dW) {
-    blas::gemm(adjoint<T>, 'N', T(1), dV, dT, T(0), dW);
+  // W := V T
+  static void formW(MatrixView<T> dVh, MatrixView<T> dT, MatrixView<T> dW) {
+    blas::gemm(adjoint<T>, 'N', T(1), dVh, dT, T(0), dW);
   }
-  // C := C H = C - (C W) V; dY has room for Y = C W.
-  static void update(MatrixView<T> dV, MatrixView<T> dW, T* dY, MatrixView<T> dC) {
+  // C := C H = C - (C W) V^H; dY has room for Y = C W.
+  static void update(MatrixView<T> dVh, MatrixView<T> dW, T* dY, MatrixView<T> dC) {
     const MatrixView<T> dCW(dY, dC.rows, dW.cols, dC.rows);
     blas::gemm('N', 'N', T(1), dC, dW, T(0), dCW);
-    blas::gemm('N', 'N', T(-1), dCW, dV, T(1), dC);
+    blas::gemm('N', 'N', T(-1), dCW, dVh, T(1), dC);
   }
   static int factorOnHost(MatrixView<T> hA, T* hTau, T* work, int lwork) {
     return backward ? host::gerqf(hA.rows, hA.cols, hA.data, hA.ld, hTau, work, lwork)
@@ -164,17 +175,18 @@ int factorPanels(const Form& form, int k, int nb, T* hTau, std::vector<T>& hWork
   for (; i < k - nb; i += nb) {
     finishTransfers(stream);
     const MatrixView<T> hP(hPanel.get(), form.length() - i, nb, ldh);
-    factorPanel(Form::direction, hP, hTau + form.tau(i, nb), hT, hWork);
+    factorPanel<typename Form::HostBlock>(hP, hTau + form.tau(i, nb), hT, hWork);
     form.send(hP.data, ldh, i, nb);
     form.sendT(hT, dT);
 
     // Until all lines are updated, the corner is V's triangle and nothing else.
-    const MatrixView<T> dV = form.panel(i, nb), dCorner = form.corner(i, nb);
+    const MatrixView<T> dV = form.panel(i, nb), dCorner = Form::Block::split(dV).part1;
     basic::copyMatrix<T>(dCorner, dSave);
-    basic::setTriangular(Form::triangleOfV, 'U', dCorner);
+    basic::setTriangular(Form::Block::triangleOfV, 'U', dCorner);
     const MatrixView<T> dW(dWeights.get(), dV.cols, dV.rows, dV.cols);
     form.formW(dV, dT, dW);
 
+    // C := H^H C (QR) or C H (LQ, RQ), C being all lines that are left, those of the next panel first.
     const int left = form.lines() - i - nb;
     const int next = std::min(left, nb), rest = left - next;
     form.update(dV, dW, dY.get(), form.part(i, i + nb, next));
@@ -202,7 +214,7 @@ void factorRemainder(const Form& form, int done, T* hTau, std::vector<T>& hWork)
 
 template <class Form, class T>
 void factor(MatrixView<T> dA, T* dTau) {
-  const int k = std::min(dA.rows, dA.cols), nb = panelWidth<T>();
+  const int k = std::min(dA.rows, dA.cols), nb = reflectorPanelWidth<T>();
   if (k <= 0) return;
   const Phase phase;
   std::vector<T> hTau(static_cast<std::size_t>(k)), hWork;

@@ -5,7 +5,7 @@
 #ifndef TOVI_LAPACK_QR_H
 #define TOVI_LAPACK_QR_H
 
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::lapack {
 

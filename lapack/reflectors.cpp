@@ -8,14 +8,15 @@
 #include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/device_table.h"
-#include "cudalib/exceptions.h"
 #include "cudalib/stream.h"
+#include "ground/complex.h"
+#include "ground/outcomes.h"
+#include "ground/phase.h"
+#include "host/lapack.h"
+#include "lapack/block_reflector.h"
 #include "lapack/block_size.h"
 #include "lapack/host_call.h"
-#include "lapack/phase.h"
 #include "lapack/transfers.h"
-#include "platform/host/complex.h"
-#include "platform/host/lapack.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
 #include "src/basic/LASET.h"
@@ -28,22 +29,56 @@ namespace {
 
 using cudalib::PaddedMemory;
 
-bool rowwise(Reflectors kind) { return kind != Reflectors::qr; }
-
 std::size_t size(int n) { return static_cast<std::size_t>(n); }
 
-// `count` rows, or columns, of a matrix.
-template <class T>
-MatrixView<T> slice(MatrixView<T> dA, bool rows, int first, int count) {
-  return rows ? dA.block(first, 0, count, dA.cols) : dA.columns(first, count);
+// The three forms of Q: a product of the blocks H or H^H (opOfBlock "N" or "C"), in ascending order or the
+// other way round. To generate Q's first vectors they are applied to those of the identity, from `side`.
+
+// Q = H1 H2 ...
+struct Qr : QrBlock {
+  static constexpr bool ascending = true;
+  static constexpr char opOfBlock = 'N', side = 'L';
+  template <class T>
+  static constexpr auto multiplyOnHost = &host::ormqr<T>;
+  template <class T>
+  static constexpr auto generateOnHost = &host::orgqr<T>;
+};
+
+// Q = ... H2^H H1^H
+struct Lq : LqBlock {
+  static constexpr bool ascending = false;
+  static constexpr char opOfBlock = 'C', side = 'R';
+  template <class T>
+  static constexpr auto multiplyOnHost = &host::ormlq<T>;
+  template <class T>
+  static constexpr auto generateOnHost = &host::orglq<T>;
+};
+
+// Q = H1^H H2^H ...
+struct Rq : RqBlock {
+  static constexpr bool ascending = true;
+  static constexpr char opOfBlock = 'C';
+  template <class T>
+  static constexpr auto multiplyOnHost = &host::ormrq<T>;
+};
+
+// visit(form), with a form of the type that kind names.
+template <class Visit>
+void withForm(Reflectors kind, const Visit& visit) {
+  switch (kind) {
+    case Reflectors::qr:
+      return visit(Qr());
+    case Reflectors::lq:
+      return visit(Lq());
+    case Reflectors::rq:
+      return visit(Rq());
+  }
 }
 
-// The elements of a vector of order nq that the reflectors i .. i+ib-1 of k touch.
-struct Range {
-  int first, count;
-};
-Range touched(Reflectors kind, int nq, int k, int i, int ib) {
-  return kind == Reflectors::rq ? Range{0, nq - k + i + ib} : Range{i, nq - i};
+// The number of vectors in C on which H acts: its columns (side L) or its rows (side R).
+template <class T>
+int vectorsIn(MatrixView<T> dC, char side) {
+  return side == 'L' ? dC.cols : dC.rows;
 }
 
 // The first generation of devices reads a column at full speed only from a 64-byte boundary on.
@@ -63,57 +98,76 @@ void addProduct(char transV, MatrixView<const T> dV2, MatrixView<T> dC2, MatrixV
   blas::gemm('C', transV, T(1), dAligned, dV2, T(1), dW);
 }
 
-// larfb with its workspace: dW has k columns, and as many rows as C has columns (side L) or rows (side R).
-// V1 is the triangle of V and V2 the rest, C1 and C2 are the parts of C that they meet. V below stands for
-// the matrix of columns, V^H of what is stored where the reflectors are rows.
-template <class T>
-void applyBlock(Reflectors kind, char side, char trans, MatrixView<const T> dV, MatrixView<const T> dT,
-                MatrixView<T> dC, MatrixView<T> dW) {
-  const bool rows = rowwise(kind), left = side == 'L', last = kind == Reflectors::rq;
-  const int k = dT.cols, rest = (rows ? dV.cols : dV.rows) - k;
-  const int at1 = last ? rest : 0, at2 = last ? 0 : k;
-  const auto dV1 = slice(dV, !rows, at1, k), dV2 = slice(dV, !rows, at2, rest);
-  const auto dC1 = slice(dC, left, at1, k), dC2 = slice(dC, left, at2, rest);
-  const char uploV = kind == Reflectors::lq ? 'U' : 'L', uploT = last ? 'L' : 'U';
-  const char plainV = rows ? 'C' : 'N', adjointV = rows ? 'N' : 'C';
-
-  // Side L, C := C - V op(T) V^H C:  W := C1^H V1 + C2^H V2 = (V^H C)^H;  W := W op(T)^H;
-  // C2 := C2 - V2 W^H;  C1 := C1 - V1 W^H.
-  // Side R, C := C - C V op(T) V^H:  W := C1 V1 + C2 V2;  W := W op(T);  C2 := C2 - W V2^H;
-  // C1 := C1 - W V1^H.
-  if (left)
-    basic::transpose<T>(dC1, dW, true);
-  else
-    basic::copyMatrix<T>(dC1, dW);
-  blas::trmm('R', uploV, plainV, 'U', T(1), dV1, dW);
-  if (rest > 0) {
-    if (left)
-      addProduct(plainV, dV2, dC2, dW);
-    else
-      blas::gemm('N', plainV, T(1), dC2, dV2, T(1), dW);
-  }
-  blas::trmm('R', uploT, left == (trans == 'N') ? 'C' : 'N', 'N', T(1), dT, dW);
-  if (rest > 0) {
-    if (left)
-      blas::gemm(plainV, 'C', T(-1), dV2, dW, T(1), dC2);
-    else
-      blas::gemm('N', adjointV, T(-1), dW, dV2, T(1), dC2);
-  }
-  blas::trmm('R', uploV, adjointV, 'U', T(1), dV1, dW);
-  if (left) basic::conjugateMatrix(dW);
-  basic::subtractMatrix<T>(left ? 'T' : 'N', 'N', dW, dC1);
+// C := op(H) C = C - V op(T) V^H C. W has as many rows as C has columns, and k columns. dV holds V or V^H,
+// and the letters of the form say which.
+template <class Form, class T>
+void applyLeft(char op, ConstView<T> dV, ConstView<T> dT, MatrixView<T> dC, MatrixView<T> dW) {
+  const auto [dV1, dV2] = Form::split(dV);
+  const auto [dC1, dC2] = Form::splitRows(dC, dT.cols);
+  // W := (V^H C)^H = C1^H V1 + C2^H V2
+  basic::transpose<T>(dC1, dW, true);
+  blas::trmm('R', Form::triangleOfV, Form::plain, 'U', T(1), dV1, dW);
+  if (!dV2.empty()) addProduct(Form::plain, dV2, dC2, dW);
+  // W := W op(T)^H
+  blas::trmm('R', Form::triangleOfT, op == 'N' ? 'C' : 'N', 'N', T(1), dT, dW);
+  // C2 := C2 - V2 W^H
+  blas::gemm(Form::plain, 'C', T(-1), dV2, dW, T(1), dC2);
+  // C1 := C1 - V1 W^H = C1 - (W V1^H)^H
+  blas::trmm('R', Form::triangleOfV, Form::adjoint, 'U', T(1), dV1, dW);
+  basic::conjugateMatrix(dW);
+  basic::subtractMatrix<T>('T', 'N', dW, dC1);
 }
 
-// Walks over the k reflectors of order nq in dA by blocks, from the first to the last or the other way round,
-// and calls apply(i, dV, dT, range) for each: V begins at reflector i, acts on the elements `range`, and has
-// the triangular factor T. What apply queues on the device runs while the next panel, sent for beforehand,
-// travels to the host and its T is formed there.
-template <class T, class Apply>
-void forEachBlock(Reflectors kind, bool backwards, int nq, int k, MatrixView<T> dA, const T* dTau,
-                  const Apply& apply) {
-  const bool rows = rowwise(kind);
-  const char direct = kind == Reflectors::rq ? 'B' : 'F', storev = rows ? 'R' : 'C';
-  const int nb = panelWidth<T>(), ldPanel = rows ? nb : nq;
+// C := C op(H) = C - C V op(T) V^H. W has as many rows as C, and k columns.
+template <class Form, class T>
+void applyRight(char op, ConstView<T> dV, ConstView<T> dT, MatrixView<T> dC, MatrixView<T> dW) {
+  const auto [dV1, dV2] = Form::split(dV);
+  const auto [dC1, dC2] = Form::splitColumns(dC, dT.cols);
+  // W := C V = C1 V1 + C2 V2
+  basic::copyMatrix<T>(dC1, dW);
+  blas::trmm('R', Form::triangleOfV, Form::plain, 'U', T(1), dV1, dW);
+  if (!dV2.empty()) blas::gemm('N', Form::plain, T(1), dC2, dV2, T(1), dW);
+  // W := W op(T)
+  blas::trmm('R', Form::triangleOfT, op, 'N', T(1), dT, dW);
+  // C2 := C2 - W V2^H
+  blas::gemm('N', Form::adjoint, T(-1), dW, dV2, T(1), dC2);
+  // C1 := C1 - W V1^H
+  blas::trmm('R', Form::triangleOfV, Form::adjoint, 'U', T(1), dV1, dW);
+  basic::subtractMatrix<T>('N', 'N', dW, dC1);
+}
+
+template <class Form, class T>
+void applyBlock(char side, char op, ConstView<T> dV, ConstView<T> dT, MatrixView<T> dC, MatrixView<T> dW) {
+  if (side == 'L')
+    applyLeft<Form, T>(op, dV, dT, dC, dW);
+  else
+    applyRight<Form, T>(op, dV, dT, dC, dW);
+}
+
+// One block of many: V, without the elements that are zero, begins at reflector `first` and acts on the
+// elements from `element` on of a vector.
+template <class T>
+struct Panel {
+  int first, element;
+  MatrixView<T> dV;
+};
+
+// The reflectors first .. first+count-1 of those in dV.
+template <class Form, class T>
+Panel<T> panelOf(MatrixView<T> dV, int first, int count) {
+  const MatrixView<T> dLong = Form::vectors(dV, first, count);
+  const int length = Form::length(dV), after = Form::count(dV) - first - count;
+  if (Form::forward) return {first, first, Form::elements(dLong, first, length - first)};
+  return {first, 0, Form::elements(dLong, 0, length - after)};
+}
+
+// Walks over the reflectors in dV by blocks, from the first to the last or the other way round, and calls
+// apply(panel, dT) for each, dT being the triangular factor. What apply queues on the device runs while the
+// next panel, sent for beforehand, travels to the host and its T is formed there.
+template <class Form, class T, class Apply>
+void forEachBlock(bool lastFirst, MatrixView<T> dV, const T* dTau, const Apply& apply) {
+  const int nb = reflectorPanelWidth<T>(), k = Form::count(dV), nq = Form::length(dV);
+  const int ldPanel = Form::shape(nb, nq).rows;
   std::vector<T> hTau(size(k));
   copyToHost(dTau, hTau);
   const cudalib::PageLockedMemory<T> hPanel(roomForRows(nb, nq), 1), hT(size(nb), size(nb));
@@ -122,24 +176,25 @@ void forEachBlock(Reflectors kind, bool backwards, int nq, int k, MatrixView<T> 
   const cudalib::Stream stream;
 
   const int blocks = (k + nb - 1) / nb;
-  const auto start = [&](int b) { return (backwards ? blocks - 1 - b : b) * nb; };
-  const auto panel = [&](int i) {
-    const int ib = std::min(nb, k - i);
-    const Range range = touched(kind, nq, k, i, ib);
-    return rows ? dA.block(i, range.first, ib, range.count) : dA.block(range.first, i, range.count, ib);
+  const auto at = [&](int step) {
+    const int first = (lastFirst ? blocks - 1 - step : step) * nb;
+    return panelOf<Form>(dV, first, std::min(nb, k - first));
+  };
+  const auto fetch = [&](const Panel<T>& panel) {
+    cudalib::downloadAsync<T>(panel.dV, hPanel.get(), ldPanel, stream.get());
   };
 
-  cudalib::downloadAsync<T>(panel(start(0)), hPanel.get(), ldPanel, stream.get());
-  for (int b = 0; b < blocks; ++b) {
-    const int i = start(b), ib = std::min(nb, k - i);
-    const Range range = touched(kind, nq, k, i, ib);
-    const MatrixView<T> dV = panel(i);
+  fetch(at(0));
+  for (int step = 0; step < blocks; ++step) {
+    const Panel<T> panel = at(step);
+    const int ib = Form::count(panel.dV);
     finishTransfers(stream);
-    host::larft(direct, storev, range.count, ib, hPanel.get(), ldPanel, hTau.data() + i, hT.get(), nb);
+    host::larft(Form::direct, Form::storev, Form::length(panel.dV), ib, hPanel.get(), ldPanel,
+                hTau.data() + panel.first, hT.get(), nb);
     cudalib::uploadAsync<T>(hT.get(), nb, dT.view(nb, nb), stream.get());
-    cudalib::uploadAsync<T>(hPanel.get(), ldPanel, dV, stream.get());
-    if (b + 1 < blocks) cudalib::downloadAsync<T>(panel(start(b + 1)), hPanel.get(), ldPanel, stream.get());
-    apply(i, MatrixView<const T>(dV), MatrixView<const T>(dT.view(ib, ib)), range);
+    cudalib::uploadAsync<T>(hPanel.get(), ldPanel, panel.dV, stream.get());
+    if (step + 1 < blocks) fetch(at(step + 1));
+    apply(panel, ConstView<T>(dT.view(ib, ib)));
   }
   finishTransfers(stream);  // the last uploads must not outlive their buffers
 }
@@ -161,52 +216,95 @@ class HostCopy {
 };
 
 // Few reflectors: one block, left to the host.
-template <class T>
-void applyOnHost(Reflectors kind, char side, char trans, int k, MatrixView<T> dA, const T* dTau,
-                 MatrixView<T> dC) {
+template <class Form, class T>
+void multiplyOnHost(char side, char trans, MatrixView<T> dV, const T* dTau, MatrixView<T> dC) {
+  const int k = Form::count(dV);
   std::vector<T> hTau(size(k));
   copyToHost(dTau, hTau);
-  HostCopy<T> hA(slice(dA, rowwise(kind), 0, k)), hC(dC);
-  const auto routine = kind == Reflectors::qr   ? &host::ormqr<T>
-                       : kind == Reflectors::lq ? &host::ormlq<T>
-                                                : &host::ormrq<T>;
+  HostCopy<T> hV(dV), hC(dC);
   if (!isComplex<T> && trans == 'C') trans = 'T';
   // The workspace that the routine asks for does not always fit into an int; this is what it needs.
-  withWorkspace<T>(side == 'L' ? dC.cols : dC.rows, [&](T* work, int lwork) {
-    return routine(side, trans, dC.rows, dC.cols, k, hA.data(), hA.ld(), hTau.data(), hC.data(), hC.ld(),
-                   work, lwork);
+  withWorkspace<T>(vectorsIn(dC, side), [&](T* work, int lwork) {
+    return Form::template multiplyOnHost<T>(side, trans, dC.rows, dC.cols, k, hV.data(), hV.ld(), hTau.data(),
+                                            hC.data(), hC.ld(), work, lwork);
   });
   hC.upload();
 }
 
-template <class T>
-void generateOnHost(Reflectors kind, int k, MatrixView<T> dA, const T* dTau) {
+// C := op(Q) C or C op(Q), Q being made of the reflectors in dV.
+template <class Form, class T>
+void multiply(char side, char trans, MatrixView<T> dV, const T* dTau, MatrixView<T> dC) {
+  const int nb = reflectorPanelWidth<T>();
+  if (nb >= Form::count(dV)) return multiplyOnHost<Form>(side, trans, dV, dTau, dC);
+
+  const bool left = side == 'L', plain = trans == 'N';
+  // Where the blocks ascend from left to right, Q C and C Q^H meet the last one first.
+  const bool lastFirst = (left == plain) == Form::ascending;
+  const char op = plain == (Form::opOfBlock == 'N') ? 'N' : 'C';
+  const int vectors = vectorsIn(dC, side);
+  const PaddedMemory<T> dW(size(vectors), size(nb));
+  forEachBlock<Form>(lastFirst, dV, dTau, [&](const Panel<T>& panel, ConstView<T> dT) {
+    const int length = Form::length(panel.dV);
+    applyBlock<Form, T>(
+        side, op, panel.dV, dT,
+        left ? dC.block(panel.element, 0, length, dC.cols) : dC.columns(panel.element, length),
+        dW.view(vectors, dT.cols));
+  });
+}
+
+template <class Form, class T>
+void generateOnHost(int k, MatrixView<T> dA, const T* dTau) {
   std::vector<T> hTau(size(k));
   copyToHost(dTau, hTau);
   HostCopy<T> hA(dA);
-  const auto routine = kind == Reflectors::qr ? &host::orgqr<T> : &host::orglq<T>;
   withWorkspace<T>(1, [&](T* work, int lwork) {
-    return routine(dA.rows, dA.cols, k, hA.data(), hA.ld(), hTau.data(), work, lwork);
+    return Form::template generateOnHost<T>(dA.rows, dA.cols, k, hA.data(), hA.ld(), hTau.data(), work,
+                                            lwork);
   });
   hA.upload();
 }
 
-// Columns (rows, for row-wise reflectors) first .. first+count-1 of A become those of the identity.
-template <class T>
-void setIdentity(bool rows, int first, int count, MatrixView<T> dA) {
-  const MatrixView<T> dQ = slice(dA, rows, first, count);
-  basic::laset('F', T(0), T(0), slice(dQ, !rows, 0, first));
-  basic::laset('F', T(0), T(1), slice(dQ, !rows, first, (rows ? dA.cols : dA.rows) - first));
+// The vectors first .. first+count-1 in A become those of the identity.
+template <class Form, class T>
+void setIdentity(int first, int count, MatrixView<T> dA) {
+  const MatrixView<T> dQ = Form::vectors(dA, first, count);
+  basic::laset('F', T(0), T(0), Form::elements(dQ, 0, first));
+  basic::laset('F', T(0), T(1), Form::elements(dQ, first, Form::length(dA) - first));
+}
+
+template <class Form, class T>
+void generate(int k, MatrixView<T> dA, const T* dTau) {
+  const int nb = reflectorPanelWidth<T>();
+  if (nb >= k) return generateOnHost<Form>(k, dA, dTau);
+
+  const int vectors = Form::count(dA);
+  const Shape shape = Form::shape(nb, Form::length(dA));
+  const PaddedMemory<T> dW(size(vectors), size(nb)), dCopy(size(shape.rows), size(shape.cols));
+  setIdentity<Form>(k, vectors - k, dA);
+  // The first columns of Q are H1 (H2 (... I)), the first rows of an LQ factorization's Q are
+  // ((I ...) H2^H) H1^H. A block leaves the vectors before it as they are, so that their reflectors can wait
+  // there; its own are moved out of the way.
+  forEachBlock<Form>(true, Form::vectors(dA, 0, k), dTau, [&](const Panel<T>& panel, ConstView<T> dT) {
+    const int i = panel.first;
+    const MatrixView<T> dV = dCopy.view(panel.dV.rows, panel.dV.cols);
+    basic::copyMatrix<T>(panel.dV, dV);
+    setIdentity<Form>(i, dT.cols, dA);
+    applyBlock<Form, T>(Form::side, Form::opOfBlock, dV, dT, dA.block(i, i, dA.rows - i, dA.cols - i),
+                        dW.view(vectors - i, dT.cols));
+  });
 }
 
 }  // namespace
 
 template <class T>
 void larfb(Reflectors kind, char side, char trans, ConstView<T> dV, const T* dT, int ldt, MatrixView<T> dC) {
-  const int k = rowwise(kind) ? dV.rows : dV.cols, rows = side == 'L' ? dC.cols : dC.rows;
-  if (k == 0 || dC.empty()) return;
-  const PaddedMemory<T> dW(size(rows), size(k));
-  applyBlock<T>(kind, side, trans, dV, {dT, k, k, ldt}, dC, dW.view(rows, k));
+  withForm(kind, [&](auto form) {
+    using Form = decltype(form);
+    const int k = Form::count(dV), vectors = vectorsIn(dC, side);
+    if (k == 0 || dC.empty()) return;
+    const PaddedMemory<T> dW(size(vectors), size(k));
+    applyBlock<Form, T>(side, trans, dV, {dT, k, k, ldt}, dC, dW.view(vectors, k));
+  });
 }
 
 template <class T>
@@ -214,21 +312,10 @@ void applyReflectors(Reflectors kind, char side, char trans, int k, MatrixView<T
                      MatrixView<T> dC) {
   if (k == 0 || dC.empty()) return;
   const Phase phase;
-  const int nb = panelWidth<T>();
-  if (nb >= k) return applyOnHost(kind, side, trans, k, dA, dTau, dC);
-
-  const bool left = side == 'L', plain = trans == 'N';
-  // Q = H1 H2 ...: Q C and C Q^H meet the last block first. With rows, Q is made of the adjoints, in reverse
-  // order for lq.
-  const bool backwards = (left == plain) != (kind == Reflectors::lq);
-  const char blockTrans = plain == rowwise(kind) ? 'C' : 'N';
-  const int wRows = left ? dC.cols : dC.rows;
-  const PaddedMemory<T> dW(size(wRows), size(nb));
-  forEachBlock(kind, backwards, left ? dC.rows : dC.cols, k, dA, dTau,
-               [&](int, MatrixView<const T> dV, MatrixView<const T> dT, Range range) {
-                 applyBlock(kind, side, blockTrans, dV, dT, slice(dC, left, range.first, range.count),
-                            dW.view(wRows, dT.cols));
-               });
+  withForm(kind, [&](auto form) {
+    using Form = decltype(form);
+    multiply<Form>(side, trans, Form::vectors(dA, 0, k), dTau, dC);
+  });
 }
 
 template <class T>
@@ -236,25 +323,10 @@ void generateQ(Reflectors kind, int k, MatrixView<T> dA, const T* dTau) {
   if (kind == Reflectors::rq) throw FeatNotImplException();
   if (dA.empty()) return;
   const Phase phase;
-  const int nb = panelWidth<T>();
-  if (nb >= k) return generateOnHost(kind, k, dA, dTau);
-
-  const bool rows = rowwise(kind);
-  const int nq = rows ? dA.cols : dA.rows, vectors = rows ? dA.rows : dA.cols;
-  const PaddedMemory<T> dW(size(vectors), size(nb));
-  const PaddedMemory<T> dVs(size(rows ? nb : nq), size(rows ? nq : nb));
-  setIdentity(rows, k, vectors - k, dA);
-  // The first columns of Q are H1 (H2 (... I)), the first rows of an LQ factorization's Q are
-  // ((I ...) H2^H) H1^H. A block leaves the vectors before it as they are, so that their reflectors can wait
-  // there; its own are moved out of the way.
-  forEachBlock(kind, true, nq, k, dA, dTau,
-               [&](int i, MatrixView<const T> dPanel, MatrixView<const T> dT, Range) {
-                 const MatrixView<T> dV = dVs.view(dPanel.rows, dPanel.cols);
-                 basic::copyMatrix(dPanel, dV);
-                 setIdentity(rows, i, dT.cols, dA);
-                 applyBlock<T>(kind, rows ? 'R' : 'L', rows ? 'C' : 'N', dV, dT,
-                               dA.block(i, i, dA.rows - i, dA.cols - i), dW.view(vectors - i, dT.cols));
-               });
+  if (kind == Reflectors::qr)
+    generate<Qr>(k, dA, dTau);
+  else
+    generate<Lq>(k, dA, dTau);
 }
 
 template void larfb(Reflectors, char, char, ConstView<float>, const float*, int, MatrixView<float>);

@@ -4,21 +4,22 @@
 #ifndef TOVI_LAPACK_REFLECTORS_H
 #define TOVI_LAPACK_REFLECTORS_H
 
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::lapack {
 
-// Which factorization left the reflectors, and with that where they stand. A block of k of them of order nq
-// is H = I - V T V^H (qr) or H = I - V^H T V (lq, rq), where V has an implicit unit triangle:
-//   qr: columns, V is nq x k and unit lower trapezoidal, T is upper triangular, Q = H1 H2 ...
-//   lq: rows, V is k x nq and unit upper trapezoidal, T is upper triangular, Q = ... H2^H H1^H
-//   rq: rows, V is k x nq with its unit lower triangle in the last columns, T is lower triangular,
+// Which factorization left the reflectors, and with that where they stand (pictures: block_reflector.h). A
+// block of k of them of order nq is H = I - V T V^H, where V is nq x k and has an implicit unit triangle:
+//   qr: V is stored, unit lower trapezoidal, T is upper triangular, Q = H1 H2 ...
+//   lq: V^H is stored, unit upper trapezoidal, T is upper triangular, Q = ... H2^H H1^H
+//   rq: V^H is stored, with its unit lower triangle in the last columns, T is lower triangular,
 //       Q = H1^H H2^H ...
 enum class Reflectors { qr, lq, rq };
 
 // C := Q C (side L, trans N), Q^H C (L, C), C Q (R, N) or C Q^H (R, C). trans "T" is "C" for real types. The
-// k reflectors are the first k columns of dA, which has as many rows as Q (qr), or the first k rows of dA
-// (lq, rq). dA comes back as it was, but it is written to: by the panels that the host has seen.
+// k reflectors are the first k columns of dA, which has as many rows as Q (qr), or the first k rows of dA,
+// which has as many columns as Q (lq, rq). dA comes back as it was, but it is written to: by the panels that
+// the host has seen.
 template <class T>
 void applyReflectors(Reflectors kind, char side, char trans, int k, MatrixView<T> dA, const T* dTau,
                      MatrixView<T> dC);

@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include "cudalib/buffer_cache.h"
+#include "ground/phase.h"
 #include "lapack/bdsqr.h"
-#include "lapack/orgbr.h"
-#include "lapack/phase.h"
+#include "lapack/bidiagonal.h"
 #include "lapack/qr.h"
 #include "lapack/reflectors.h"
 #include "src/basic/LACPY.h"
@@ -17,7 +17,6 @@
 #include "src/basic/MADD.h"
 #include "src/basic/lange.h"
 #include "src/blas/blas.h"
-#include "src/brd/gebrd.h"
 
 namespace tovi::lapack {
 namespace {
@@ -38,10 +37,7 @@ void decompose(MatrixView<T> dA, Real<T>* dS, MatrixView<T> dLeft, MatrixView<T>
   const int m = dA.rows, n = dA.cols, k = std::min(m, n);
   const Work<Real<T>> dE(k - 1);
   const Work<T> dTauq(k), dTaup(k);
-  {
-    const Phase phase;
-    brd::gebrd(dA, dS, dE.get(), dTauq.get(), dTaup.get());
-  }
+  gebrd(dA, dS, dE.get(), dTauq.get(), dTaup.get());
 
   // The reflectors of Q stand below the diagonal and those of P above it: both leave A before either factor
   // is written over them.
@@ -72,10 +68,43 @@ void decomposeDirectly(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, Mat
                             : none);
 }
 
-// A matrix that is not nearly square is reduced to its triangle first: A = Q R (m >= n) or A = L Q (m < n).
-// With the triangle's decomposition U Sigma V^H, that of A is (Q U) Sigma V^H or U Sigma (V^H Q). The long
-// vectors, of max(m, n) elements, are those that Q takes part in: the left ones with Q R, the right ones with
-// L Q. The two cases are the same but for the exchange of sides.
+// A matrix that is not nearly square is reduced to its triangle first. The two cases are the same but for the
+// exchange of sides. The long vectors, of max(m, n) elements, are those that Q takes part in, the short ones
+// have min(m, n).
+
+// m >= n: A = Q R, R = U1 Sigma V^H, A = (Q U1) Sigma V^H; the left vectors are the long ones.
+template <class T>
+struct Tall {
+  static constexpr char triangle = 'U', opposite = 'L';
+  static constexpr Reflectors reflectors = Reflectors::qr;
+
+  static void factor(MatrixView<T> dA, T* dTau) { geqrf(dA, dTau); }
+  static MatrixView<T> strictlyOpposite(MatrixView<T> dR) { return dR.block(1, 0, dR.rows - 1, dR.cols - 1); }
+  static void decomposeTriangle(MatrixView<T> dR, Real<T>* dS, MatrixView<T> dU1, MatrixView<T> dVt) {
+    decompose(dR, dS, dU1, dVt);
+  }
+  // U := Q U1
+  static void multiply(MatrixView<T> dQ, MatrixView<T> dU1, MatrixView<T> dU) {
+    blas::gemm('N', 'N', T(1), dQ, dU1, T(0), dU);
+  }
+};
+
+// m < n: A = L Q, L = U Sigma V1^H, A = U Sigma (V1^H Q); the right vectors are the long ones.
+template <class T>
+struct Wide {
+  static constexpr char triangle = 'L', opposite = 'U';
+  static constexpr Reflectors reflectors = Reflectors::lq;
+
+  static void factor(MatrixView<T> dA, T* dTau) { gelqf(dA, dTau); }
+  static MatrixView<T> strictlyOpposite(MatrixView<T> dL) { return dL.block(0, 1, dL.rows - 1, dL.cols - 1); }
+  static void decomposeTriangle(MatrixView<T> dL, Real<T>* dS, MatrixView<T> dV1t, MatrixView<T> dU) {
+    decompose(dL, dS, dU, dV1t);
+  }
+  // V^H := V1^H Q
+  static void multiply(MatrixView<T> dQ, MatrixView<T> dV1t, MatrixView<T> dVt) {
+    blas::gemm('N', 'N', T(1), dV1t, dQ, T(0), dVt);
+  }
+};
 
 // Where a matrix stands: in A, in a work matrix, in the output of the long or of the short vectors.
 enum class Place { none, a, w1, w2, longOut, shortOut };
@@ -106,69 +135,84 @@ const Path& choosePath(char longJob, char shortJob) {
   });
 }
 
-template <class T>
-void decomposeTriangle(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> dU,
-                       MatrixView<T> dVt) {
-  const int m = dA.rows, n = dA.cols, k = std::min(m, n);
-  const bool tall = m >= n;
-  const char longJob = tall ? jobu : jobvt, shortJob = tall ? jobvt : jobu;
-  const MatrixView<T> dLong = tall ? dU : dVt, dShort = tall ? dVt : dU;
-  const Path& path = choosePath(longJob, shortJob);
-  const char triangle = tall ? 'U' : 'L', opposite = tall ? 'L' : 'U';
-  const Reflectors kind = tall ? Reflectors::qr : Reflectors::lq;
+// In the names below A is tall; where it is wide read L for R, and V1^H for U1.
+template <class T, class Form>
+class ByTriangle {
+ public:
+  ByTriangle(char longJob, char shortJob, MatrixView<T> dA, MatrixView<T> dLong, MatrixView<T> dShort)
+      : longJob_(longJob),
+        shortJob_(shortJob),
+        path_(choosePath(longJob, shortJob)),
+        dA_(dA),
+        dLong_(dLong),
+        dShort_(dShort),
+        dW1_(!first()   ? 0
+             : second() ? dA.ld
+                        : k_,
+             path_.product == Place::w1 ? dA.cols : k_),
+        dW2_(second() ? k_ : 0, k_),
+        dTau_(k_) {}
 
+  void run(Real<T>* dS) const {
+    Form::factor(dA_, dTau_.get());  // A = Q R
+    const MatrixView<T> dR = takeTriangle(), dU1 = square(path_.longPart);
+    if (path_.q != Place::none)
+      generateQ(Form::reflectors, k_, path_.q == Place::longOut ? dLong_ : dA_, dTau_.get());
+    Form::decomposeTriangle(dR, dS, dU1, square(shortJob_ == 'N' ? Place::none : path_.shortPart));
+
+    if (longJob_ != 'N') {
+      const Phase phase;
+      Form::multiply(whole(path_.q), dU1, whole(path_.product));
+      deliver(whole(path_.product), whole(home(longJob_, Place::longOut)));
+    }
+    if (shortJob_ != 'N') deliver(square(path_.shortPart), square(home(shortJob_, Place::shortOut)));
+  }
+
+ private:
   // W1 takes a product beside A where there is a W2 to make it from.
-  const bool second = path.longPart == Place::w2 || path.shortPart == Place::w2;
-  const bool first = path.triangle == Place::w1 || path.product == Place::w1;
-  const Work<T> dW1(!first ? 0 : second ? dA.ld : k, path.product == Place::w1 ? n : k);
-  const Work<T> dW2(second ? k : 0, k), dTau(k);
-  const auto at = [&](Place place, int rows, int cols) {
+  bool second() const { return path_.longPart == Place::w2 || path_.shortPart == Place::w2; }
+  bool first() const { return path_.triangle == Place::w1 || path_.product == Place::w1; }
+
+  MatrixView<T> at(Place place, int rows, int cols) const {
     switch (place) {
       case Place::a:
-        return dA.block(0, 0, rows, cols);
+        return dA_.block(0, 0, rows, cols);
       case Place::w1:
-        return dW1.view(rows, cols);
+        return dW1_.view(rows, cols);
       case Place::w2:
-        return dW2.view(rows, cols);
+        return dW2_.view(rows, cols);
       case Place::longOut:
-        return dLong.block(0, 0, rows, cols);
+        return dLong_.block(0, 0, rows, cols);
       case Place::shortOut:
-        return dShort.block(0, 0, rows, cols);
+        return dShort_.block(0, 0, rows, cols);
       default:
         return MatrixView<T>();
     }
-  };
-  // To where the vectors of a job belong.
-  const auto deliver = [&](Place from, char job, Place out, int rows, int cols) {
-    const Place to = job == 'O' ? Place::a : out;
-    if (from != to) basic::lacpy<T>('F', at(from, rows, cols), at(to, rows, cols));
-  };
-
-  if (tall)
-    geqrf(dA, dTau.get());
-  else
-    gelqf(dA, dTau.get());
-  if (path.q == Place::longOut) basic::lacpy<T>(opposite, dA, at(path.q, m, n));
-  const MatrixView<T> dTriangle = at(path.triangle, k, k);
-  if (path.triangle != Place::a) basic::lacpy<T>(triangle, at(Place::a, k, k), dTriangle);
-  basic::laset(opposite, T(0), T(0), dTriangle.block(tall ? 1 : 0, tall ? 0 : 1, k - 1, k - 1));
-  if (path.q != Place::none) generateQ(kind, k, path.q == Place::longOut ? dLong : dA, dTau.get());
-
-  const MatrixView<T> dLongPart = at(path.longPart, k, k),
-                      dShortPart = at(shortJob == 'N' ? Place::none : path.shortPart, k, k);
-  decompose(dTriangle, dS, tall ? dLongPart : dShortPart, tall ? dShortPart : dLongPart);
-
-  if (longJob != 'N') {
-    const Phase phase;
-    const MatrixView<T> dQ = at(path.q, m, n), dProduct = at(path.product, m, n);
-    if (tall)
-      blas::gemm('N', 'N', T(1), dQ, dLongPart, T(0), dProduct);
-    else
-      blas::gemm('N', 'N', T(1), dLongPart, dQ, T(0), dProduct);
-    deliver(path.product, longJob, Place::longOut, m, n);
   }
-  if (shortJob != 'N') deliver(path.shortPart, shortJob, Place::shortOut, k, k);
-}
+  MatrixView<T> square(Place place) const { return at(place, k_, k_); }
+  MatrixView<T> whole(Place place) const { return at(place, dA_.rows, dA_.cols); }
+
+  // R where it is reduced, with zeros in the other triangle. The reflectors go where Q is formed.
+  MatrixView<T> takeTriangle() const {
+    if (path_.q == Place::longOut) basic::lacpy<T>(Form::opposite, dA_, whole(path_.q));
+    const MatrixView<T> dR = square(path_.triangle);
+    if (path_.triangle != Place::a) basic::lacpy<T>(Form::triangle, square(Place::a), dR);
+    basic::laset(Form::opposite, T(0), T(0), Form::strictlyOpposite(dR));
+    return dR;
+  }
+
+  // To where the vectors of a job belong.
+  static Place home(char job, Place out) { return job == 'O' ? Place::a : out; }
+  static void deliver(MatrixView<T> dFrom, MatrixView<T> dTo) {
+    if (dFrom.data != dTo.data) basic::lacpy<T>('F', dFrom, dTo);
+  }
+
+  const char longJob_, shortJob_;
+  const Path& path_;
+  const MatrixView<T> dA_, dLong_, dShort_;
+  const int k_ = std::min(dA_.rows, dA_.cols);
+  const Work<T> dW1_, dW2_, dTau_;
+};
 
 // The power of 2 that takes the largest element into the range in which squares neither overflow nor lose
 // their digits; 1 where it is there already, or is zero, infinite or NaN.
@@ -189,21 +233,27 @@ void scale(Real<T> factor, MatrixView<T> dA) {
 }  // namespace
 
 template <class T>
-void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, T* dU, int ldu, T* dVt, int ldvt) {
+void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> dU, MatrixView<T> dVt) {
   if (dA.empty()) return;
   const int m = dA.rows, n = dA.cols, k = std::min(m, n);
   const Real<T> factor = safeFactor(basic::lange<T>('M', dA));
   scale(factor, dA);
 
-  const bool nearlySquare = std::max(m, n) < std::trunc(k * 1.6);
-  (nearlySquare ? decomposeDirectly<T> : decomposeTriangle<T>)(jobu, jobvt, dA, dS,
-                                                               {dU, m, jobu == 'A' ? m : k, ldu},
-                                                               {dVt, jobvt == 'A' ? n : k, n, ldvt});
+  dU = {dU.data, m, jobu == 'A' ? m : k, dU.ld};
+  dVt = {dVt.data, jobvt == 'A' ? n : k, n, dVt.ld};
+  // From this ratio on the QR (LQ) factorization before the reduction pays; LAPACK's crossover (ilaenv, ispec 6)
+  // is the same.
+  if (std::max(m, n) < std::trunc(k * 1.6))
+    decomposeDirectly(jobu, jobvt, dA, dS, dU, dVt);
+  else if (m >= n)
+    ByTriangle<T, Tall<T>>(jobu, jobvt, dA, dU, dVt).run(dS);
+  else
+    ByTriangle<T, Wide<T>>(jobvt, jobu, dA, dVt, dU).run(dS);
   scale(1 / factor, MatrixView<Real<T>>(dS, k, 1, k));
 }
 
-template void gesvd(char, char, MatrixView<float>, float*, float*, int, float*, int);
-template void gesvd(char, char, MatrixView<Complex<float>>, float*, Complex<float>*, int, Complex<float>*,
-                    int);
+template void gesvd(char, char, MatrixView<float>, float*, MatrixView<float>, MatrixView<float>);
+template void gesvd(char, char, MatrixView<Complex<float>>, float*, MatrixView<Complex<float>>,
+                    MatrixView<Complex<float>>);
 
 }  // namespace tovi::lapack

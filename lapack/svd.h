@@ -4,8 +4,8 @@
 #ifndef TOVI_LAPACK_SVD_H
 #define TOVI_LAPACK_SVD_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::lapack {
 
@@ -17,7 +17,7 @@ namespace tovi::lapack {
 // dU and dVt are not looked at for O and N. What else A held is destroyed. Values that do not converge are a
 // data error, see bdsqr; dS and the vectors are undefined then.
 template <class T>
-void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, T* dU, int ldu, T* dVt, int ldvt);
+void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> dU, MatrixView<T> dVt);
 
 }  // namespace tovi::lapack
 

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include <platform/runtime.h>
+#include <device/runtime.h>
 #include "cudalib/check.h"
 #include "cudalib/stream.h"
 

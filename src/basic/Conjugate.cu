@@ -31,29 +31,28 @@ __global__ void ConjugateMatrixLower_k(int m, int n, T* A, int lda) {
 namespace basic {
 
 template <class T>
-void conjugateVector(int n, T* dX, int incx, cudaStream_t stream) {
+void conjugateVector(int n, T* dX, int incx) {
   checkSize(n, 1);
   if (n == 0) return;
   checkPointer(dX, 2);
   if (!isComplex<T>) return;
-  cudalib::launch<&ConjugateVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), stream, n,
-                                                         firstElement(n, dX, incx), incx);
+  cudalib::launch<&ConjugateVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), n, firstElement(n, dX, incx),
+                                                         incx);
 }
 
 template <class T>
-void conjugateMatrix(MatrixView<T> dA, cudaStream_t stream) {
+void conjugateMatrix(MatrixView<T> dA) {
   checkShape(dA, 1);
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
   if (!isComplex<T>) return;
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(cudalib::Map2D(m, n), stream, m, n, dA.at(i, j),
-                                                           dA.ld);
+    cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(cudalib::Map2D(m, n), m, n, dA.at(i, j), dA.ld);
   });
 }
 
 template <class T>
-void conjugateMatrixLower(MatrixView<T> dA, cudaStream_t stream) {
+void conjugateMatrixLower(MatrixView<T> dA) {
   checkShape(dA, 1);
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
@@ -61,26 +60,26 @@ void conjugateMatrixLower(MatrixView<T> dA, cudaStream_t stream) {
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     const cudalib::Map2D map(m, n);
     if (i == j)
-      cudalib::launch<&ConjugateMatrixLower_k<cudalib::Map2D, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&ConjugateMatrixLower_k<cudalib::Map2D, T>>(map, m, n, dA.at(i, j), dA.ld);
     else if (i > j)
-      cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(map, m, n, dA.at(i, j), dA.ld);
   });
 }
 
-template void conjugateVector(int, float*, int, cudaStream_t);
-template void conjugateVector(int, double*, int, cudaStream_t);
-template void conjugateVector(int, Complex<float>*, int, cudaStream_t);
-template void conjugateVector(int, Complex<double>*, int, cudaStream_t);
+template void conjugateVector(int, float*, int);
+template void conjugateVector(int, double*, int);
+template void conjugateVector(int, Complex<float>*, int);
+template void conjugateVector(int, Complex<double>*, int);
 
-template void conjugateMatrix(MatrixView<float>, cudaStream_t);
-template void conjugateMatrix(MatrixView<double>, cudaStream_t);
-template void conjugateMatrix(MatrixView<Complex<float>>, cudaStream_t);
-template void conjugateMatrix(MatrixView<Complex<double>>, cudaStream_t);
+template void conjugateMatrix(MatrixView<float>);
+template void conjugateMatrix(MatrixView<double>);
+template void conjugateMatrix(MatrixView<Complex<float>>);
+template void conjugateMatrix(MatrixView<Complex<double>>);
 
-template void conjugateMatrixLower(MatrixView<float>, cudaStream_t);
-template void conjugateMatrixLower(MatrixView<double>, cudaStream_t);
-template void conjugateMatrixLower(MatrixView<Complex<float>>, cudaStream_t);
-template void conjugateMatrixLower(MatrixView<Complex<double>>, cudaStream_t);
+template void conjugateMatrixLower(MatrixView<float>);
+template void conjugateMatrixLower(MatrixView<double>);
+template void conjugateMatrixLower(MatrixView<Complex<float>>);
+template void conjugateMatrixLower(MatrixView<Complex<double>>);
 
 }  // namespace basic
 }  // namespace tovi

@@ -3,9 +3,9 @@
 #ifndef TOVI_BASIC_CONJUGATE_H
 #define TOVI_BASIC_CONJUGATE_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
@@ -19,12 +19,12 @@ __global__ void ConjugateMatrixLower_k(int m, int n, T* A, int lda);
 namespace basic {
 
 template <class T>
-void conjugateVector(int n, T* dX, int incx, cudaStream_t stream = nullptr);
+void conjugateVector(int n, T* dX, int incx);
 template <class T>
-void conjugateMatrix(MatrixView<T> dA, cudaStream_t stream = nullptr);
+void conjugateMatrix(MatrixView<T> dA);
 // The lower triangle only, the diagonal included.
 template <class T>
-void conjugateMatrixLower(MatrixView<T> dA, cudaStream_t stream = nullptr);
+void conjugateMatrixLower(MatrixView<T> dA);
 
 }  // namespace basic
 }  // namespace tovi

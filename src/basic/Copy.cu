@@ -46,90 +46,87 @@ __global__ void CopyComplexToReal_k(Real<T>* destination, const T* source) {
 namespace basic {
 
 template <class T>
-void copyVector(int n, const T* dX, int incx, T* dY, int incy, cudaStream_t stream) {
+void copyVector(int n, const T* dX, int incx, T* dY, int incy) {
   checkSize(n, 1);
   if (n == 0) return;
   checkPointer(dX, 2);
   checkPointer(dY, 4);
-  cudalib::launch<&CopyVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), stream, n, firstElement(n, dX, incx),
-                                                    incx, firstElement(n, dY, incy), incy);
+  cudalib::launch<&CopyVector_k<cudalib::Map1D, T>>(cudalib::Map1D(n), n, firstElement(n, dX, incx), incx,
+                                                    firstElement(n, dY, incy), incy);
 }
 
 template <class T>
-void copyVectorRealToComplex(int n, const Real<T>* dX, int incx, T* dY, int incy, cudaStream_t stream) {
+void copyVectorRealToComplex(int n, const Real<T>* dX, int incx, T* dY, int incy) {
   checkSize(n, 1);
   if (n == 0) return;
   checkPointer(dY, 2);
   checkPointer(dX, 4);
   cudalib::launch<&CopyVectorRealToComplex_k<cudalib::Map1D, T>>(
-      cudalib::Map1D(n), stream, n, firstElement(n, dY, incy), incy, firstElement(n, dX, incx), incx);
+      cudalib::Map1D(n), n, firstElement(n, dY, incy), incy, firstElement(n, dX, incx), incx);
 }
 
 template <class T>
-void copyMatrix(ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
+void copyMatrix(ConstView<T> dA, MatrixView<T> dB) {
   checkShape(dA, 1);
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
   checkOperand(dB, dA.rows, dA.cols, 5);
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<&CopyMatrix_k<T>>(cudalib::Map2D(m, n), stream, m, n, dA.at(i, j), dA.ld, dB.at(i, j),
-                                      dB.ld);
+    cudalib::launch<&CopyMatrix_k<T>, native::CopyMatrix<T>>(cudalib::Map2D(m, n), m, n, dA.at(i, j), dA.ld,
+                                                             dB.at(i, j), dB.ld);
   });
 }
 
 template <class T>
-void copySingle(const T* dX, T* dY, cudaStream_t stream) {
+void copySingle(const T* dX, T* dY) {
   checkPointer(dY, 1);
   checkPointer(dX, 2);
-  cudalib::launch<&CopySingle_k<T>>(cudalib::Map1D(1, 1, 1), stream, dY, dX);
+  cudalib::launch<&CopySingle_k<T>>(cudalib::Map1D(1, 1, 1), dY, dX);
 }
 
 template <class T>
-void copyRealToComplex(const Real<T>* dX, T* dY, cudaStream_t stream) {
+void copyRealToComplex(const Real<T>* dX, T* dY) {
   checkPointer(dY, 1);
   checkPointer(dX, 2);
-  cudalib::launch<&CopyRealToComplex_k<T>>(cudalib::Map1D(1, 1, 1), stream, dY, dX);
+  cudalib::launch<&CopyRealToComplex_k<T>>(cudalib::Map1D(1, 1, 1), dY, dX);
 }
 
 template <class T>
-void copyComplexToReal(const T* dX, Real<T>* dY, cudaStream_t stream) {
+void copyComplexToReal(const T* dX, Real<T>* dY) {
   checkPointer(dY, 1);
   checkPointer(dX, 2);
-  cudalib::launch<&CopyComplexToReal_k<T>>(cudalib::Map1D(1, 1, 1), stream, dY, dX);
+  cudalib::launch<&CopyComplexToReal_k<T>>(cudalib::Map1D(1, 1, 1), dY, dX);
 }
 
-template void copyVector(int, const float*, int, float*, int, cudaStream_t);
-template void copyVector(int, const double*, int, double*, int, cudaStream_t);
-template void copyVector(int, const Complex<float>*, int, Complex<float>*, int, cudaStream_t);
-template void copyVector(int, const Complex<double>*, int, Complex<double>*, int, cudaStream_t);
+template void copyVector(int, const float*, int, float*, int);
+template void copyVector(int, const double*, int, double*, int);
+template void copyVector(int, const Complex<float>*, int, Complex<float>*, int);
+template void copyVector(int, const Complex<double>*, int, Complex<double>*, int);
 
-template void copyVectorRealToComplex(int, const Real<float>*, int, float*, int, cudaStream_t);
-template void copyVectorRealToComplex(int, const Real<double>*, int, double*, int, cudaStream_t);
-template void copyVectorRealToComplex(int, const Real<Complex<float>>*, int, Complex<float>*, int,
-                                      cudaStream_t);
-template void copyVectorRealToComplex(int, const Real<Complex<double>>*, int, Complex<double>*, int,
-                                      cudaStream_t);
+template void copyVectorRealToComplex(int, const Real<float>*, int, float*, int);
+template void copyVectorRealToComplex(int, const Real<double>*, int, double*, int);
+template void copyVectorRealToComplex(int, const Real<Complex<float>>*, int, Complex<float>*, int);
+template void copyVectorRealToComplex(int, const Real<Complex<double>>*, int, Complex<double>*, int);
 
-template void copyMatrix(ConstView<float>, MatrixView<float>, cudaStream_t);
-template void copyMatrix(ConstView<double>, MatrixView<double>, cudaStream_t);
-template void copyMatrix(ConstView<Complex<float>>, MatrixView<Complex<float>>, cudaStream_t);
-template void copyMatrix(ConstView<Complex<double>>, MatrixView<Complex<double>>, cudaStream_t);
+template void copyMatrix(ConstView<float>, MatrixView<float>);
+template void copyMatrix(ConstView<double>, MatrixView<double>);
+template void copyMatrix(ConstView<Complex<float>>, MatrixView<Complex<float>>);
+template void copyMatrix(ConstView<Complex<double>>, MatrixView<Complex<double>>);
 
-template void copySingle(const float*, float*, cudaStream_t);
-template void copySingle(const double*, double*, cudaStream_t);
-template void copySingle(const Complex<float>*, Complex<float>*, cudaStream_t);
-template void copySingle(const Complex<double>*, Complex<double>*, cudaStream_t);
+template void copySingle(const float*, float*);
+template void copySingle(const double*, double*);
+template void copySingle(const Complex<float>*, Complex<float>*);
+template void copySingle(const Complex<double>*, Complex<double>*);
 
-template void copyRealToComplex(const Real<float>*, float*, cudaStream_t);
-template void copyRealToComplex(const Real<double>*, double*, cudaStream_t);
-template void copyRealToComplex(const Real<Complex<float>>*, Complex<float>*, cudaStream_t);
-template void copyRealToComplex(const Real<Complex<double>>*, Complex<double>*, cudaStream_t);
+template void copyRealToComplex(const Real<float>*, float*);
+template void copyRealToComplex(const Real<double>*, double*);
+template void copyRealToComplex(const Real<Complex<float>>*, Complex<float>*);
+template void copyRealToComplex(const Real<Complex<double>>*, Complex<double>*);
 
-template void copyComplexToReal<float>(const float*, Real<float>*, cudaStream_t);
-template void copyComplexToReal<double>(const double*, Real<double>*, cudaStream_t);
-template void copyComplexToReal<Complex<float>>(const Complex<float>*, Real<Complex<float>>*, cudaStream_t);
-template void copyComplexToReal<Complex<double>>(const Complex<double>*, Real<Complex<double>>*,
-                                                 cudaStream_t);
+template void copyComplexToReal<float>(const float*, Real<float>*);
+template void copyComplexToReal<double>(const double*, Real<double>*);
+template void copyComplexToReal<Complex<float>>(const Complex<float>*, Real<Complex<float>>*);
+template void copyComplexToReal<Complex<double>>(const Complex<double>*, Real<Complex<double>>*);
 
 }  // namespace basic
 }  // namespace tovi

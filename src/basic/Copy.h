@@ -3,9 +3,9 @@
 #ifndef TOVI_BASIC_COPY_H
 #define TOVI_BASIC_COPY_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
@@ -34,21 +34,20 @@ __global__ void CopyComplexToReal_k(Real<T>* destination, const T* source);
 namespace basic {
 
 template <class T>
-void copyVector(int n, const T* dX, int incx, T* dY, int incy, cudaStream_t stream = nullptr);
+void copyVector(int n, const T* dX, int incx, T* dY, int incy);
 
 template <class T>
-void copyVectorRealToComplex(int n, const Real<T>* dX, int incx, T* dY, int incy,
-                             cudaStream_t stream = nullptr);
+void copyVectorRealToComplex(int n, const Real<T>* dX, int incx, T* dY, int incy);
 
 template <class T>
-void copyMatrix(ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream = nullptr);
+void copyMatrix(ConstView<T> dA, MatrixView<T> dB);
 
 template <class T>
-void copySingle(const T* dX, T* dY, cudaStream_t stream = nullptr);
+void copySingle(const T* dX, T* dY);
 template <class T>
-void copyRealToComplex(const Real<T>* dX, T* dY, cudaStream_t stream = nullptr);
+void copyRealToComplex(const Real<T>* dX, T* dY);
 template <class T>
-void copyComplexToReal(const T* dX, Real<T>* dY, cudaStream_t stream = nullptr);
+void copyComplexToReal(const T* dX, Real<T>* dY);
 
 }  // namespace basic
 }  // namespace tovi

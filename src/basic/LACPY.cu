@@ -30,7 +30,7 @@ __global__ void LACPY_U_Kernel(int m, int n, const T* A, int lda, T* B, int ldb)
 namespace basic {
 
 template <class T>
-void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
+void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB) {
   checkShape(dA, 1);
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
@@ -40,18 +40,18 @@ void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
     if ((triangle == 'L' && i < j) || (triangle == 'U' && i > j)) return;
     const cudalib::Map2D map(m, n);
     if (triangle == 'L' && i == j)
-      cudalib::launch<&LACPY_L_Kernel<T>>(map, stream, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
+      cudalib::launch<&LACPY_L_Kernel<T>>(map, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
     else if (triangle == 'U' && i == j)
-      cudalib::launch<&LACPY_U_Kernel<T>>(map, stream, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
+      cudalib::launch<&LACPY_U_Kernel<T>>(map, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
     else
-      cudalib::launch<&LACPY_G_Kernel<T>>(map, stream, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
+      cudalib::launch<&LACPY_G_Kernel<T>>(map, m, n, dA.at(i, j), dA.ld, dB.at(i, j), dB.ld);
   });
 }
 
-template void lacpy(char, ConstView<float>, MatrixView<float>, cudaStream_t);
-template void lacpy(char, ConstView<double>, MatrixView<double>, cudaStream_t);
-template void lacpy(char, ConstView<Complex<float>>, MatrixView<Complex<float>>, cudaStream_t);
-template void lacpy(char, ConstView<Complex<double>>, MatrixView<Complex<double>>, cudaStream_t);
+template void lacpy(char, ConstView<float>, MatrixView<float>);
+template void lacpy(char, ConstView<double>, MatrixView<double>);
+template void lacpy(char, ConstView<Complex<float>>, MatrixView<Complex<float>>);
+template void lacpy(char, ConstView<Complex<double>>, MatrixView<Complex<double>>);
 
 }  // namespace basic
 }  // namespace tovi

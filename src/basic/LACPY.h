@@ -3,9 +3,9 @@
 #ifndef TOVI_BASIC_LACPY_H
 #define TOVI_BASIC_LACPY_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
@@ -22,7 +22,7 @@ namespace basic {
 
 // uplo "L": the lower triangle, "U": the upper one, any other letter: everything. dB has the shape of dA.
 template <class T>
-void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream = nullptr);
+void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB);
 
 }  // namespace basic
 }  // namespace tovi

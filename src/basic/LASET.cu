@@ -21,8 +21,7 @@ __global__ void LASET_k(char uplo, int m, int n, T alpha, T beta, T* A, int lda)
 namespace basic {
 
 template <class T>
-void laset(char uplo, typename Identity<T>::type alpha, typename Identity<T>::type beta, MatrixView<T> dA,
-           cudaStream_t stream) {
+void laset(char uplo, Identity<T> alpha, Identity<T> beta, MatrixView<T> dA) {
   checkShape(dA, 2);
   if (dA.empty()) return;
   checkPointer(dA.data, 6);
@@ -30,15 +29,15 @@ void laset(char uplo, typename Identity<T>::type alpha, typename Identity<T>::ty
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     if ((uplo == 'L' && i < j) || (uplo == 'U' && i > j)) return;
     const bool diagonal = i == j;
-    cudalib::launch<&LASET_k<T>>(cudalib::Map2D(m, n), stream, diagonal ? uplo : 'F', m, n, alpha,
+    cudalib::launch<&LASET_k<T>>(cudalib::Map2D(m, n), diagonal ? uplo : 'F', m, n, alpha,
                                  diagonal ? beta : alpha, dA.at(i, j), dA.ld);
   });
 }
 
-template void laset(char, float, float, MatrixView<float>, cudaStream_t);
-template void laset(char, double, double, MatrixView<double>, cudaStream_t);
-template void laset(char, Complex<float>, Complex<float>, MatrixView<Complex<float>>, cudaStream_t);
-template void laset(char, Complex<double>, Complex<double>, MatrixView<Complex<double>>, cudaStream_t);
+template void laset(char, float, float, MatrixView<float>);
+template void laset(char, double, double, MatrixView<double>);
+template void laset(char, Complex<float>, Complex<float>, MatrixView<Complex<float>>);
+template void laset(char, Complex<double>, Complex<double>, MatrixView<Complex<double>>);
 
 }  // namespace basic
 }  // namespace tovi

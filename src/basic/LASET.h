@@ -3,9 +3,9 @@
 #ifndef TOVI_BASIC_LASET_H
 #define TOVI_BASIC_LASET_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
@@ -17,8 +17,7 @@ namespace basic {
 // The elements above the diagonal (uplo "U"), below it ("L") or on both sides of it (any other letter) become
 // alpha, the diagonal becomes beta.
 template <class T>
-void laset(char uplo, typename Identity<T>::type alpha, typename Identity<T>::type beta, MatrixView<T> dA,
-           cudaStream_t stream = nullptr);
+void laset(char uplo, Identity<T> alpha, Identity<T> beta, MatrixView<T> dA);
 
 }  // namespace basic
 }  // namespace tovi

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
 
 namespace tovi {
 

@@ -64,11 +64,10 @@ namespace basic {
 namespace {
 
 template <auto Kernel, bool transA, bool transB, class T>
-void launchMADD(Real<T> alpha, ConstView<T> dA, Real<T> beta, ConstView<T> dB, MatrixView<T> dC,
-                cudaStream_t stream) {
+void launchMADD(Real<T> alpha, ConstView<T> dA, Real<T> beta, ConstView<T> dB, MatrixView<T> dC) {
   cudalib::forEachPart(dC.rows, dC.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<Kernel>(cudalib::Map2D(m, n), stream, m, n, alpha, transA ? dA.at(j, i) : dA.at(i, j),
-                            dA.ld, beta, transB ? dB.at(j, i) : dB.at(i, j), dB.ld, dC.at(i, j), dC.ld);
+    cudalib::launch<Kernel>(cudalib::Map2D(m, n), m, n, alpha, transA ? dA.at(j, i) : dA.at(i, j), dA.ld,
+                            beta, transB ? dB.at(j, i) : dB.at(i, j), dB.ld, dC.at(i, j), dC.ld);
   });
 }
 
@@ -76,7 +75,7 @@ void launchMADD(Real<T> alpha, ConstView<T> dA, Real<T> beta, ConstView<T> dB, M
 
 template <class T>
 void madd(char transa, char transb, Real<T> alpha, ConstView<T> dA, Real<T> beta, ConstView<T> dB,
-          MatrixView<T> dC, cudaStream_t stream) {
+          MatrixView<T> dC) {
   const bool transposedA = oneOf("NT", transa, 1) == 'T', transposedB = oneOf("NT", transb, 2) == 'T';
   const int m = dC.rows, n = dC.cols;
   checkShape(dC, 3);
@@ -88,17 +87,17 @@ void madd(char transa, char transb, Real<T> alpha, ConstView<T> dA, Real<T> beta
                                                  : &launchMADD<&MADD_TN_k<T, Real<T>>, true, false, T>)
                                   : (transposedB ? &launchMADD<&MADD_NT_k<T, Real<T>>, false, true, T>
                                                  : &launchMADD<&MADD_NN_k<T, Real<T>>, false, false, T>);
-  launch(alpha, dA, beta, dB, dC, stream);
+  launch(alpha, dA, beta, dB, dC);
 }
 
 template void madd(char, char, Real<float>, ConstView<float>, Real<float>, ConstView<float>,
-                   MatrixView<float>, cudaStream_t);
+                   MatrixView<float>);
 template void madd(char, char, Real<double>, ConstView<double>, Real<double>, ConstView<double>,
-                   MatrixView<double>, cudaStream_t);
+                   MatrixView<double>);
 template void madd(char, char, Real<Complex<float>>, ConstView<Complex<float>>, Real<Complex<float>>,
-                   ConstView<Complex<float>>, MatrixView<Complex<float>>, cudaStream_t);
+                   ConstView<Complex<float>>, MatrixView<Complex<float>>);
 template void madd(char, char, Real<Complex<double>>, ConstView<Complex<double>>, Real<Complex<double>>,
-                   ConstView<Complex<double>>, MatrixView<Complex<double>>, cudaStream_t);
+                   ConstView<Complex<double>>, MatrixView<Complex<double>>);
 
 }  // namespace basic
 }  // namespace tovi

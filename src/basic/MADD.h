@@ -3,9 +3,9 @@
 #ifndef TOVI_BASIC_MADD_H
 #define TOVI_BASIC_MADD_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
@@ -30,7 +30,7 @@ namespace basic {
 // is, never one that is transposed.
 template <class T>
 void madd(char transa, char transb, Real<T> alpha, ConstView<T> dA, Real<T> beta, ConstView<T> dB,
-          MatrixView<T> dC, cudaStream_t stream = nullptr);
+          MatrixView<T> dC);
 
 }  // namespace basic
 }  // namespace tovi

@@ -38,21 +38,20 @@ __global__ void PrecisionConvertTriangular_k(bool upper, int n, const S* A, int 
 namespace basic {
 
 template <class T>
-void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB, cudaStream_t stream) {
+void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB) {
   checkShape(dA, 1);
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
   checkOperand(dB, dA.rows, dA.cols, 5);
   using Map = cudalib::Map2D;
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<&PrecisionConvert_k<Map, OtherPrecision<T>, T>>(Map(m, n), stream, m, n, dA.at(i, j),
-                                                                    dA.ld, dB.at(i, j), dB.ld);
+    cudalib::launch<&PrecisionConvert_k<Map, OtherPrecision<T>, T>>(Map(m, n), m, n, dA.at(i, j), dA.ld,
+                                                                    dB.at(i, j), dB.ld);
   });
 }
 
 template <class T>
-void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB,
-                                cudaStream_t stream) {
+void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB) {
   uplo = oneOf("UL", uplo, 1);
   checkSize(dA.rows, 2);
   if (dA.rows != dA.cols) argumentError(-2);
@@ -61,20 +60,18 @@ void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, Matr
   checkOperand(dB, dA.rows, dA.cols, 5);
   using Map = cudalib::TriangularMap2D;
   cudalib::launch<&PrecisionConvertTriangular_k<Map, OtherPrecision<T>, T>>(
-      Map(dA.rows), stream, uplo == 'U', dA.rows, dA.data, dA.ld, dB.data, dB.ld);
+      Map(dA.rows), uplo == 'U', dA.rows, dA.data, dA.ld, dB.data, dB.ld);
 }
 
-template void convertPrecision(ConstView<double>, MatrixView<float>, cudaStream_t);
-template void convertPrecision(ConstView<float>, MatrixView<double>, cudaStream_t);
-template void convertPrecision(ConstView<Complex<double>>, MatrixView<Complex<float>>, cudaStream_t);
-template void convertPrecision(ConstView<Complex<float>>, MatrixView<Complex<double>>, cudaStream_t);
+template void convertPrecision(ConstView<double>, MatrixView<float>);
+template void convertPrecision(ConstView<float>, MatrixView<double>);
+template void convertPrecision(ConstView<Complex<double>>, MatrixView<Complex<float>>);
+template void convertPrecision(ConstView<Complex<float>>, MatrixView<Complex<double>>);
 
-template void convertPrecisionTriangular(char, ConstView<double>, MatrixView<float>, cudaStream_t);
-template void convertPrecisionTriangular(char, ConstView<float>, MatrixView<double>, cudaStream_t);
-template void convertPrecisionTriangular(char, ConstView<Complex<double>>, MatrixView<Complex<float>>,
-                                         cudaStream_t);
-template void convertPrecisionTriangular(char, ConstView<Complex<float>>, MatrixView<Complex<double>>,
-                                         cudaStream_t);
+template void convertPrecisionTriangular(char, ConstView<double>, MatrixView<float>);
+template void convertPrecisionTriangular(char, ConstView<float>, MatrixView<double>);
+template void convertPrecisionTriangular(char, ConstView<Complex<double>>, MatrixView<Complex<float>>);
+template void convertPrecisionTriangular(char, ConstView<Complex<float>>, MatrixView<Complex<double>>);
 
 }  // namespace basic
 }  // namespace tovi

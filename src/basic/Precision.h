@@ -4,9 +4,9 @@
 #ifndef TOVI_BASIC_PRECISION_H
 #define TOVI_BASIC_PRECISION_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
@@ -41,12 +41,11 @@ using OtherPrecision = typename ToOtherPrecision<T>::type;
 // dB := dA, rounded to nearest where dB's elements are the narrower ones: numbers beyond their range become
 // infinite, NaN stays NaN.
 template <class T>
-void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB, cudaStream_t stream = nullptr);
+void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB);
 
 // The triangle uplo (U or L) of square matrices.
 template <class T>
-void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB,
-                                cudaStream_t stream = nullptr);
+void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB);
 
 }  // namespace basic
 }  // namespace tovi

@@ -3,8 +3,8 @@
 #ifndef TOVI_BASIC_SCALE_H
 #define TOVI_BASIC_SCALE_H
 
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
 
 namespace tovi {
 
@@ -16,8 +16,7 @@ namespace basic {
 
 // dAlpha must not point into dX.
 template <class T>
-void scaleVector(int n, T* dX, const T* dAlpha, int incx, bool reciprocal = false,
-                 cudaStream_t stream = nullptr);
+void scaleVector(int n, T* dX, const T* dAlpha, int incx, bool reciprocal = false);
 
 }  // namespace basic
 }  // namespace tovi

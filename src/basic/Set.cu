@@ -43,87 +43,87 @@ namespace basic {
 namespace {
 
 template <int V, class T>
-void launchTriangular(char uplo, char diag, MatrixView<T> dA, cudaStream_t stream) {
+void launchTriangular(char uplo, char diag, MatrixView<T> dA) {
   const bool upper = uplo == 'U';
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     const cudalib::Map2D map(m, n);
     if (i == j)
-      cudalib::launch<&SetTriangularMatrix_k<V, T>>(map, stream, upper, diag != 'N', m, n, dA.at(i, j), dA.ld,
+      cudalib::launch<&SetTriangularMatrix_k<V, T>>(map, upper, diag != 'N', m, n, dA.at(i, j), dA.ld,
                                                     T(diag == 'U' ? 1 : 0));
     else if ((i > j) == upper)
-      cudalib::launch<&SetMatrix_k<cudalib::Map2D, V, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&SetMatrix_k<cudalib::Map2D, V, T>>(map, m, n, dA.at(i, j), dA.ld);
   });
 }
 
 }  // namespace
 
 template <class T>
-void setVector(Fill fill, int n, T* dX, int incx, cudaStream_t stream) {
+void setVector(Fill fill, int n, T* dX, int incx) {
   checkSize(n, 1);
   if (n == 0) return;
   checkPointer(dX, 2);
   const cudalib::Map1D map(n);
   if (fill == Fill::one)
-    cudalib::launch<&SetVector_k<cudalib::Map1D, 1, T>>(map, stream, n, firstElement(n, dX, incx), incx);
+    cudalib::launch<&SetVector_k<cudalib::Map1D, 1, T>>(map, n, firstElement(n, dX, incx), incx);
   else
-    cudalib::launch<&SetVector_k<cudalib::Map1D, 0, T>>(map, stream, n, firstElement(n, dX, incx), incx);
+    cudalib::launch<&SetVector_k<cudalib::Map1D, 0, T>>(map, n, firstElement(n, dX, incx), incx);
 }
 
 template <class T>
-void setMatrix(Fill fill, MatrixView<T> dA, cudaStream_t stream) {
+void setMatrix(Fill fill, MatrixView<T> dA) {
   checkShape(dA, 1);
   if (dA.empty()) return;
   checkPointer(dA.data, 3);
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     const cudalib::Map2D map(m, n);
     if (fill == Fill::one)
-      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 1, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 1, T>>(map, m, n, dA.at(i, j), dA.ld);
     else
-      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 0, T>>(map, stream, m, n, dA.at(i, j), dA.ld);
+      cudalib::launch<&SetMatrix_k<cudalib::Map2D, 0, T>>(map, m, n, dA.at(i, j), dA.ld);
   });
 }
 
 template <class T>
-void setSingle(Fill fill, T* dP, cudaStream_t stream) {
+void setSingle(Fill fill, T* dP) {
   checkPointer(dP, 1);
   if (fill == Fill::one)
-    cudalib::launch<&SetSingle_k<1, T>>(cudalib::Map1D(1, 1, 1), stream, dP);
+    cudalib::launch<&SetSingle_k<1, T>>(cudalib::Map1D(1, 1, 1), dP);
   else
-    cudalib::launch<&SetSingle_k<0, T>>(cudalib::Map1D(1, 1, 1), stream, dP);
+    cudalib::launch<&SetSingle_k<0, T>>(cudalib::Map1D(1, 1, 1), dP);
 }
 
 template <class T>
-void setTriangular(char uplo, char diag, MatrixView<T> dA, Fill fill, cudaStream_t stream) {
+void setTriangular(char uplo, char diag, MatrixView<T> dA, Fill fill) {
   uplo = oneOf("UL", uplo, 1);
   diag = oneOf("UNZ", diag, 2);
   checkShape(dA, 3);
   if (dA.empty()) return;
   checkPointer(dA.data, 5);
   if (fill == Fill::one)
-    launchTriangular<1>(uplo, diag, dA, stream);
+    launchTriangular<1>(uplo, diag, dA);
   else
-    launchTriangular<0>(uplo, diag, dA, stream);
+    launchTriangular<0>(uplo, diag, dA);
 }
 
-template void setVector(Fill, int, float*, int, cudaStream_t);
-template void setVector(Fill, int, double*, int, cudaStream_t);
-template void setVector(Fill, int, Complex<float>*, int, cudaStream_t);
-template void setVector(Fill, int, Complex<double>*, int, cudaStream_t);
+template void setVector(Fill, int, float*, int);
+template void setVector(Fill, int, double*, int);
+template void setVector(Fill, int, Complex<float>*, int);
+template void setVector(Fill, int, Complex<double>*, int);
 
-template void setMatrix(Fill, MatrixView<float>, cudaStream_t);
-template void setMatrix(Fill, MatrixView<double>, cudaStream_t);
-template void setMatrix(Fill, MatrixView<Complex<float>>, cudaStream_t);
-template void setMatrix(Fill, MatrixView<Complex<double>>, cudaStream_t);
+template void setMatrix(Fill, MatrixView<float>);
+template void setMatrix(Fill, MatrixView<double>);
+template void setMatrix(Fill, MatrixView<Complex<float>>);
+template void setMatrix(Fill, MatrixView<Complex<double>>);
 
-template void setSingle(Fill, float*, cudaStream_t);
-template void setSingle(Fill, double*, cudaStream_t);
-template void setSingle(Fill, Complex<float>*, cudaStream_t);
-template void setSingle(Fill, Complex<double>*, cudaStream_t);
+template void setSingle(Fill, float*);
+template void setSingle(Fill, double*);
+template void setSingle(Fill, Complex<float>*);
+template void setSingle(Fill, Complex<double>*);
 
-template void setTriangular(char, char, MatrixView<float>, Fill, cudaStream_t);
-template void setTriangular(char, char, MatrixView<double>, Fill, cudaStream_t);
-template void setTriangular(char, char, MatrixView<Complex<float>>, Fill, cudaStream_t);
-template void setTriangular(char, char, MatrixView<Complex<double>>, Fill, cudaStream_t);
+template void setTriangular(char, char, MatrixView<float>, Fill);
+template void setTriangular(char, char, MatrixView<double>, Fill);
+template void setTriangular(char, char, MatrixView<Complex<float>>, Fill);
+template void setTriangular(char, char, MatrixView<Complex<double>>, Fill);
 
 }  // namespace basic
 }  // namespace tovi

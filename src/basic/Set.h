@@ -3,9 +3,9 @@
 #ifndef TOVI_BASIC_SET_H
 #define TOVI_BASIC_SET_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
@@ -27,17 +27,16 @@ namespace basic {
 enum class Fill { zero, one };
 
 template <class T>
-void setVector(Fill fill, int n, T* dX, int incx, cudaStream_t stream = nullptr);
+void setVector(Fill fill, int n, T* dX, int incx);
 template <class T>
-void setMatrix(Fill fill, MatrixView<T> dA, cudaStream_t stream = nullptr);
+void setMatrix(Fill fill, MatrixView<T> dA);
 template <class T>
-void setSingle(Fill fill, T* dP, cudaStream_t stream = nullptr);
+void setSingle(Fill fill, T* dP);
 
 // Shapes dA into the triangular matrix that uplo ("U" or "L") names: the opposite strict triangle becomes
 // fill. The diagonal becomes one with diag "U", zero with "Z", and stays as it is with "N".
 template <class T>
-void setTriangular(char uplo, char diag, MatrixView<T> dA, Fill fill = Fill::zero,
-                   cudaStream_t stream = nullptr);
+void setTriangular(char uplo, char diag, MatrixView<T> dA, Fill fill = Fill::zero);
 
 }  // namespace basic
 }  // namespace tovi

@@ -44,9 +44,9 @@ namespace basic {
 namespace {
 
 template <auto Kernel, bool transA, bool transB, class T>
-void launchSubtract(int rows, int cols, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
+void launchSubtract(int rows, int cols, ConstView<T> dA, MatrixView<T> dB) {
   cudalib::forEachPart(rows, cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<Kernel>(cudalib::Map2D(m, n), stream, m, n, transA ? dA.at(j, i) : dA.at(i, j), dA.ld,
+    cudalib::launch<Kernel>(cudalib::Map2D(m, n), m, n, transA ? dA.at(j, i) : dA.at(i, j), dA.ld,
                             transB ? dB.at(j, i) : dB.at(i, j), dB.ld);
   });
 }
@@ -54,7 +54,7 @@ void launchSubtract(int rows, int cols, ConstView<T> dA, MatrixView<T> dB, cudaS
 }  // namespace
 
 template <class T>
-void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB, cudaStream_t stream) {
+void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB) {
   const bool transposedA = oneOf("NT", transa, 1) == 'T', transposedB = oneOf("NT", transb, 2) == 'T';
   checkShape(dB, 3);
   if (dB.empty()) return;
@@ -65,14 +65,13 @@ void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB,
                                                  : &launchSubtract<&SubtractMatrix_TN_k<T>, true, false, T>)
                                   : (transposedB ? &launchSubtract<&SubtractMatrix_NT_k<T>, false, true, T>
                                                  : &launchSubtract<&SubtractMatrix_NN_k<T>, false, false, T>);
-  launch(m, n, dA, dB, stream);
+  launch(m, n, dA, dB);
 }
 
-template void subtractMatrix(char, char, ConstView<float>, MatrixView<float>, cudaStream_t);
-template void subtractMatrix(char, char, ConstView<double>, MatrixView<double>, cudaStream_t);
-template void subtractMatrix(char, char, ConstView<Complex<float>>, MatrixView<Complex<float>>, cudaStream_t);
-template void subtractMatrix(char, char, ConstView<Complex<double>>, MatrixView<Complex<double>>,
-                             cudaStream_t);
+template void subtractMatrix(char, char, ConstView<float>, MatrixView<float>);
+template void subtractMatrix(char, char, ConstView<double>, MatrixView<double>);
+template void subtractMatrix(char, char, ConstView<Complex<float>>, MatrixView<Complex<float>>);
+template void subtractMatrix(char, char, ConstView<Complex<double>>, MatrixView<Complex<double>>);
 
 }  // namespace basic
 }  // namespace tovi

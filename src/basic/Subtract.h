@@ -3,9 +3,9 @@
 #ifndef TOVI_BASIC_SUBTRACT_H
 #define TOVI_BASIC_SUBTRACT_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
@@ -25,8 +25,7 @@ namespace basic {
 
 // op(dB) := op(dB) - op(dA), transa and transb "N" or "T": "T", "N" is dB := dB - dA^T.
 template <class T>
-void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB,
-                    cudaStream_t stream = nullptr);
+void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB);
 
 }  // namespace basic
 }  // namespace tovi

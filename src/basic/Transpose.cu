@@ -2,7 +2,7 @@
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/scalars.h"
+#include "ground/scalars.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 
@@ -43,7 +43,7 @@ __global__ void TransposeInplace_k(T* A, int lda, int n) {
 namespace basic {
 
 template <class T>
-void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate, cudaStream_t stream) {
+void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate) {
   checkShape(dA, 5);
   if (dA.empty()) return;
   checkOperand(dB, dA.cols, dA.rows, 1);
@@ -51,34 +51,38 @@ void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate, cudaStream_t s
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
     const cudalib::Map2D map(m, n);
     if (conjugate && isComplex<T>)
-      cudalib::launch<&Transpose_k<T, true>>(map, stream, dB.at(j, i), dB.ld, dA.at(i, j), dA.ld, m, n);
+      cudalib::launch<&Transpose_k<T, true>, native::Transpose<T, true>>(map, dB.at(j, i), dB.ld, dA.at(i, j),
+                                                                         dA.ld, m, n);
     else
-      cudalib::launch<&Transpose_k<T, false>>(map, stream, dB.at(j, i), dB.ld, dA.at(i, j), dA.ld, m, n);
+      cudalib::launch<&Transpose_k<T, false>, native::Transpose<T, false>>(map, dB.at(j, i), dB.ld,
+                                                                           dA.at(i, j), dA.ld, m, n);
   });
 }
 
 template <class T>
-void transposeInplace(MatrixView<T> dA, bool conjugate, cudaStream_t stream) {
+void transposeInplace(MatrixView<T> dA, bool conjugate) {
   checkSize(dA.rows, 3);
   if (dA.rows != dA.cols) argumentError(-3);
   if (dA.empty()) return;
   checkPointer(dA.data, 1);
   const cudalib::Map2D map(dA.rows, dA.cols);
   if (conjugate && isComplex<T>)
-    cudalib::launch<&TransposeInplace_k<T, true>>(map, stream, dA.data, dA.ld, dA.rows);
+    cudalib::launch<&TransposeInplace_k<T, true>, native::TransposeInplace<T, true>>(map, dA.data, dA.ld,
+                                                                                     dA.rows);
   else
-    cudalib::launch<&TransposeInplace_k<T, false>>(map, stream, dA.data, dA.ld, dA.rows);
+    cudalib::launch<&TransposeInplace_k<T, false>, native::TransposeInplace<T, false>>(map, dA.data, dA.ld,
+                                                                                       dA.rows);
 }
 
-template void transpose(ConstView<float>, MatrixView<float>, bool, cudaStream_t);
-template void transpose(ConstView<double>, MatrixView<double>, bool, cudaStream_t);
-template void transpose(ConstView<Complex<float>>, MatrixView<Complex<float>>, bool, cudaStream_t);
-template void transpose(ConstView<Complex<double>>, MatrixView<Complex<double>>, bool, cudaStream_t);
+template void transpose(ConstView<float>, MatrixView<float>, bool);
+template void transpose(ConstView<double>, MatrixView<double>, bool);
+template void transpose(ConstView<Complex<float>>, MatrixView<Complex<float>>, bool);
+template void transpose(ConstView<Complex<double>>, MatrixView<Complex<double>>, bool);
 
-template void transposeInplace(MatrixView<float>, bool, cudaStream_t);
-template void transposeInplace(MatrixView<double>, bool, cudaStream_t);
-template void transposeInplace(MatrixView<Complex<float>>, bool, cudaStream_t);
-template void transposeInplace(MatrixView<Complex<double>>, bool, cudaStream_t);
+template void transposeInplace(MatrixView<float>, bool);
+template void transposeInplace(MatrixView<double>, bool);
+template void transposeInplace(MatrixView<Complex<float>>, bool);
+template void transposeInplace(MatrixView<Complex<double>>, bool);
 
 }  // namespace basic
 }  // namespace tovi

@@ -3,9 +3,9 @@
 #ifndef TOVI_BASIC_TRANSPOSE_H
 #define TOVI_BASIC_TRANSPOSE_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
@@ -21,11 +21,11 @@ namespace basic {
 
 // dB := dA^T (dA^H); dB has as many rows as dA has columns and the other way round.
 template <class T>
-void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate = false, cudaStream_t stream = nullptr);
+void transpose(ConstView<T> dA, MatrixView<T> dB, bool conjugate = false);
 
 // dA := dA^T (dA^H); dA is square.
 template <class T>
-void transposeInplace(MatrixView<T> dA, bool conjugate = false, cudaStream_t stream = nullptr);
+void transposeInplace(MatrixView<T> dA, bool conjugate = false);
 
 }  // namespace basic
 }  // namespace tovi

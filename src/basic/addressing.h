@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-#include "platform/runtime.h"
+#include "device/runtime.h"
 
 namespace tovi {
 

@@ -1,24 +1,20 @@
 // What the wrappers of this floor share: argument checks in the manner of LAPACK. Positions count in the
-// argument list of the wrapper's kernel.
+// argument list of the wrapper's kernel, which is launched on the default stream.
 
 #ifndef TOVI_BASIC_ARGUMENTS_H
 #define TOVI_BASIC_ARGUMENTS_H
 
-#include "cudalib/exceptions.h"
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
+#include "ground/options.h"
+#include "ground/outcomes.h"
 
 namespace tovi::basic {
 
-inline char upperCase(char letter) {
-  return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
-}
-
 // `letter` in upper case, which must be one of `letters`.
-inline char oneOf(const char* letters, char letter, int position) {
-  const char upper = upperCase(letter);
-  for (const char* l = letters; *l != '\0'; ++l)
-    if (upper == *l) return upper;
-  argumentError(-position);
+inline char oneOf(std::string_view letters, char letter, int position) {
+  letter = upperCase(letter);
+  if (!isOneOf(letters, letter)) argumentError(-position);
+  return letter;
 }
 
 inline void checkSize(int size, int position) {

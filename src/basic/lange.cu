@@ -7,7 +7,7 @@
 #include "cudalib/copy2d.h"
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/scalars.h"
+#include "ground/scalars.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 
@@ -127,11 +127,11 @@ class Lines {
 
   // Where it is found, in device memory.
   const R* findGreatest() const {
-    cudalib::launch<&findMaxValue_k<OneBlock, R>>(OneBlock(), nullptr, count_, get(), dGreatest_);
+    cudalib::launch<&findMaxValue_k<OneBlock, R>>(OneBlock(), count_, get(), dGreatest_);
     return dGreatest_;
   }
   const R* findSum() const {
-    cudalib::launch<&findSum_k<OneBlock, R>>(OneBlock(), nullptr, count_, get(), dGreatest_ + 1);
+    cudalib::launch<&findSum_k<OneBlock, R>>(OneBlock(), count_, get(), dGreatest_ + 1);
     return dGreatest_ + 1;
   }
 
@@ -155,14 +155,14 @@ Real<T> normByLines(char norm, ConstView<T> dA, int count) {
   const Map map(dA.rows, dA.cols);
   const Lines<R> lines(count);
   if (norm == 'O' || norm == '1' || norm == 'I') {
-    cudalib::launch<&LANGE_OI_k<Map, T>>(map, nullptr, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
+    cudalib::launch<&LANGE_OI_k<Map, T>>(map, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
     return download(lines.findGreatest());
   }
-  cudalib::launch<&LANGE_M_k<Map, T>>(map, nullptr, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
+  cudalib::launch<&LANGE_M_k<Map, T>>(map, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
   const R* const dGreatest = lines.findGreatest();
   const R greatest = download(dGreatest);
   if (norm == 'M' || !(greatest > 0 && greatest <= std::numeric_limits<R>::max())) return greatest;
-  cudalib::launch<&LANGE_F_k<Map, T>>(map, nullptr, dA.rows, dA.cols, dA.data, dA.ld, dGreatest, lines.get());
+  cudalib::launch<&LANGE_F_k<Map, T>>(map, dA.rows, dA.cols, dA.data, dA.ld, dGreatest, lines.get());
   return greatest * std::sqrt(download(lines.findSum()));
 }
 
@@ -190,7 +190,7 @@ Real<T> lanhe(char norm, char uplo, ConstView<T> dA) {
   if (dA.empty()) return 0;
   checkPointer(dA.data, 4);
   const Lines<Real<T>> lines(dA.cols);
-  cudalib::launch<&LANHE_O_k<Map, T>>(Map(dA.rows, dA.cols), nullptr, uplo == 'U', dA.rows, dA.data, dA.ld,
+  cudalib::launch<&LANHE_O_k<Map, T>>(Map(dA.rows, dA.cols), uplo == 'U', dA.rows, dA.data, dA.ld,
                                       lines.get());
   return download(lines.findGreatest());
 }

@@ -3,24 +3,24 @@
 #ifndef TOVI_BASIC_LANGE_H
 #define TOVI_BASIC_LANGE_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi {
 
-// Each thread leaves one number in work, which findSum_k and findMaxValue_k then bring together.
-// The greatest absolute value of each column.
+// A thread owns one line of the m x n matrix A, a column where Map is a column-wise map, a row where it is a
+// row-wise one, and leaves one number in work: findSum_k and findMaxValue_k bring the numbers together.
+// The greatest absolute value.
 template <class Map, class T>
 __global__ void LANGE_M_k(int m, int n, const T* A, int lda, Real<T>* work);
-// The sums of absolute values: of each column where Map is a column-wise map, of each row where it is a
-// row-wise one.
+// The sum of the absolute values.
 template <class Map, class T>
 __global__ void LANGE_OI_k(int m, int n, const T* A, int lda, Real<T>* work);
-// The sums of the squares of each column of A / *scale.
+// The sum of the squares of the absolute values in A / *scale.
 template <class Map, class T>
 __global__ void LANGE_F_k(int m, int n, const T* A, int lda, const Real<T>* scale, Real<T>* work);
-// The sums of absolute values of each column of the Hermitian matrix that one triangle of A stands for: the
+// The sum of the absolute values of a column of the Hermitian matrix that one triangle of A stands for: the
 // upper one, or the lower one. The imaginary parts of the diagonal are taken as zero.
 template <class Map, class T>
 __global__ void LANHE_O_k(bool upper, int n, const T* A, int lda, Real<T>* work);

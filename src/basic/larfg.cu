@@ -2,7 +2,7 @@
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/reflector.h"
+#include "ground/reflector.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 
@@ -73,20 +73,20 @@ __global__ void LARFG_k(int n, T* alpha, T* x, int incx, T* tau) {
 namespace basic {
 
 template <class T>
-void larfg(int n, T* dAlpha, T* dX, int incx, T* dTau, cudaStream_t stream) {
+void larfg(int n, T* dAlpha, T* dX, int incx, T* dTau) {
   using Map = cudalib::StaticOneBlockMap1D<32>;
   checkSize(n, 1);
   if (n > 0) checkPointer(dAlpha, 2);
   if (n > 1) checkPointer(dX, 3);
   checkSize(incx, 4);
   checkPointer(dTau, 5);
-  cudalib::launch<&LARFG_k<Map, T>>(Map(), stream, n, dAlpha, dX, incx, dTau);
+  cudalib::launch<&LARFG_k<Map, T>, native::MakeReflector<T>>(Map(), n, dAlpha, dX, incx, dTau);
 }
 
-template void larfg(int, float*, float*, int, float*, cudaStream_t);
-template void larfg(int, double*, double*, int, double*, cudaStream_t);
-template void larfg(int, Complex<float>*, Complex<float>*, int, Complex<float>*, cudaStream_t);
-template void larfg(int, Complex<double>*, Complex<double>*, int, Complex<double>*, cudaStream_t);
+template void larfg(int, float*, float*, int, float*);
+template void larfg(int, double*, double*, int, double*);
+template void larfg(int, Complex<float>*, Complex<float>*, int, Complex<float>*);
+template void larfg(int, Complex<double>*, Complex<double>*, int, Complex<double>*);
 
 }  // namespace basic
 }  // namespace tovi

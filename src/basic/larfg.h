@@ -3,8 +3,8 @@
 #ifndef TOVI_BASIC_LARFG_H
 #define TOVI_BASIC_LARFG_H
 
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
 
 namespace tovi {
 
@@ -18,7 +18,7 @@ namespace basic {
 
 // dAlpha, dX and dTau are device memory. n = 0 only sets *dTau to 0. incx is not negative.
 template <class T>
-void larfg(int n, T* dAlpha, T* dX, int incx, T* dTau, cudaStream_t stream = nullptr);
+void larfg(int n, T* dAlpha, T* dX, int incx, T* dTau);
 
 }  // namespace basic
 }  // namespace tovi

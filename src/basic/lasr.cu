@@ -1,6 +1,7 @@
 #include "src/basic/lasr.h"
 
 #include <algorithm>
+#include <type_traits>
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
@@ -70,20 +71,22 @@ namespace basic {
 
 namespace {
 
+template <class Map, char side, char direct, class T>
+void launchLasr(int lines, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA, int lda) {
+  using Native = std::conditional_t<side == 'R', native::RotateColumns<T, direct>, native::None>;
+  cudalib::launch<&LASR_k<Map, side, 'V', direct, T>, Native>(Map(lines), m, n, dC, dS, dA, lda);
+}
 template <class Map, char side, class T>
-void launchLasr(char direct, int lines, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA, int lda,
-                cudaStream_t stream) {
-  if (direct == 'F')
-    cudalib::launch<&LASR_k<Map, side, 'V', 'F', T>>(Map(lines), stream, m, n, dC, dS, dA, lda);
-  else
-    cudalib::launch<&LASR_k<Map, side, 'V', 'B', T>>(Map(lines), stream, m, n, dC, dS, dA, lda);
+void launchLasr(char direct, int lines, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA, int lda) {
+  (direct == 'F' ? launchLasr<Map, side, 'F', T> : launchLasr<Map, side, 'B', T>)(lines, m, n, dC, dS, dA,
+                                                                                  lda);
 }
 
 }  // namespace
 
 template <class T>
 void lasr(char side, char pivot, char direct, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA,
-          int lda, cudaStream_t stream) {
+          int lda) {
   side = oneOf("LR", side, 1);
   pivot = oneOf("VTB", pivot, 2);
   direct = oneOf("FB", direct, 3);
@@ -96,17 +99,15 @@ void lasr(char side, char pivot, char direct, int m, int n, const Real<T>* dC, c
   checkPointer(dA, 8);
   if (pivot != 'V') return;
   if (side == 'L')
-    launchLasr<cudalib::StaticMap1D<128>, 'L'>(direct, n, m, n, dC, dS, dA, lda, stream);
+    launchLasr<cudalib::StaticMap1D<128>, 'L'>(direct, n, m, n, dC, dS, dA, lda);
   else
-    launchLasr<cudalib::StaticMap1D<64>, 'R'>(direct, m, m, n, dC, dS, dA, lda, stream);
+    launchLasr<cudalib::StaticMap1D<64>, 'R'>(direct, m, m, n, dC, dS, dA, lda);
 }
 
-template void lasr(char, char, char, int, int, const float*, const float*, float*, int, cudaStream_t);
-template void lasr(char, char, char, int, int, const double*, const double*, double*, int, cudaStream_t);
-template void lasr(char, char, char, int, int, const float*, const float*, Complex<float>*, int,
-                   cudaStream_t);
-template void lasr(char, char, char, int, int, const double*, const double*, Complex<double>*, int,
-                   cudaStream_t);
+template void lasr(char, char, char, int, int, const float*, const float*, float*, int);
+template void lasr(char, char, char, int, int, const double*, const double*, double*, int);
+template void lasr(char, char, char, int, int, const float*, const float*, Complex<float>*, int);
+template void lasr(char, char, char, int, int, const double*, const double*, Complex<double>*, int);
 
 }  // namespace basic
 }  // namespace tovi

@@ -3,8 +3,8 @@
 #ifndef TOVI_BASIC_LASR_H
 #define TOVI_BASIC_LASR_H
 
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
 
 namespace tovi {
 
@@ -22,7 +22,7 @@ namespace basic {
 // are accepted and apply nothing: every caller rotates neighbours, pivot "V".
 template <class T>
 void lasr(char side, char pivot, char direct, int m, int n, const Real<T>* dC, const Real<T>* dS, T* dA,
-          int lda, cudaStream_t stream = nullptr);
+          int lda);
 
 }  // namespace basic
 }  // namespace tovi

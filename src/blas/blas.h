@@ -8,16 +8,16 @@
 #ifndef TOVI_BLAS_BLAS_H
 #define TOVI_BLAS_BLAS_H
 
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::blas {
 
 // A scalar takes the element type of the operand that is written.
 template <class T>
-using Scalar = typename Identity<T>::type;
+using Scalar = Identity<T>;
 template <class T>
-using RealScalar = Real<typename Identity<T>::type>;
+using RealScalar = Real<Identity<T>>;
 
 // C := alpha op(A) op(B) + beta C
 template <class T>

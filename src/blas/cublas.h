@@ -6,11 +6,12 @@
 #define TOVI_BLAS_CUBLAS_H
 
 #include <algorithm>
+#include <type_traits>
 
 #include "cudalib/check.h"
-#include "cudalib/matrix_view.h"
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::cublas {
 
@@ -70,15 +71,13 @@ inline float raw(float x) { return x; }
 inline double raw(double x) { return x; }
 inline cuComplex raw(Complex<float> z) { return {z.re, z.im}; }
 inline cuDoubleComplex raw(Complex<double> z) { return {z.re, z.im}; }
-inline float* raw(float* p) { return p; }
-inline double* raw(double* p) { return p; }
-inline cuComplex* raw(Complex<float>* p) { return reinterpret_cast<cuComplex*>(p); }
-inline cuDoubleComplex* raw(Complex<double>* p) { return reinterpret_cast<cuDoubleComplex*>(p); }
-inline const float* raw(const float* p) { return p; }
-inline const double* raw(const double* p) { return p; }
-inline const cuComplex* raw(const Complex<float>* p) { return reinterpret_cast<const cuComplex*>(p); }
-inline const cuDoubleComplex* raw(const Complex<double>* p) {
-  return reinterpret_cast<const cuDoubleComplex*>(p);
+template <class T>
+auto raw(T* p) {
+  using Element = std::remove_const_t<T>;
+  if constexpr (isComplex<Element>)
+    return recast<decltype(raw(Element()))>(p);
+  else
+    return p;
 }
 
 // The conjugate transpose of a real matrix is its transpose.

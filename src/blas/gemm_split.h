@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "cudalib/matrix_view.h"
+#include "ground/matrix_view.h"
 
 namespace tovi::blas {
 

@@ -6,7 +6,7 @@
 #include "cudalib/device_table.h"
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/scalars.h"
+#include "ground/scalars.h"
 #include "src/basic/addressing.h"
 #include "src/blas/blas.h"
 #include "src/blas/cublas.h"
@@ -82,9 +82,9 @@ template <bool conj, class T>
 void launchTransposed(T alpha, MatrixView<const T> dA, const T* dX, int incx, T beta, T* dY, int incy) {
   constexpr int bx = GemvBlock<T>::x, by = GemvBlock<T>::y;
   const cudalib::StaticMap2D<bx, by> map(dA.cols, 1);  // BX entries of y a block, made by all its threads
-  cudalib::launch<&gemvt_k<T, bx, by, conj>>(map, nullptr, dA.rows, dA.cols, alpha,
-                                             dA.rows / (bx * by) * (bx * by), dA.data, dA.ld, beta, dX, incx,
-                                             dY, incy);
+  cudalib::launch<&gemvt_k<T, bx, by, conj>, native::MultiplyTransposed<T, conj>>(
+      map, dA.rows, dA.cols, alpha, dA.rows / (bx * by) * (bx * by), dA.data, dA.ld, beta, dX, incx, dY,
+      incy);
 }
 
 // Whether the current device takes a grid with blocks for so many columns.

@@ -4,8 +4,8 @@
 #ifndef TOVI_BLAS_GEMV_H
 #define TOVI_BLAS_GEMV_H
 
-#include "platform/host/complex.h"
-#include "platform/runtime.h"
+#include "device/runtime.h"
+#include "ground/complex.h"
 
 namespace tovi {
 

@@ -9,8 +9,8 @@
 #include <type_traits>
 
 #include "cudalib/buffer_cache.h"
-#include "cudalib/matrix_view.h"
-#include "platform/host/fortran.h"
+#include "ground/matrix_view.h"
+#include "host/fortran.h"
 
 namespace tovi::blas {
 

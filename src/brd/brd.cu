@@ -4,7 +4,7 @@
 
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
-#include "platform/host/complex.h"
+#include "ground/complex.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 
@@ -30,7 +30,7 @@ __global__ void ORGBR_COPY_U_k(int n, T* A, int lda) {
 namespace brd {
 
 template <class T>
-void orgbrCopy(char uplo, int n, T* dA, int lda, cudaStream_t stream) {
+void orgbrCopy(char uplo, int n, T* dA, int lda) {
   uplo = basic::oneOf("LU", uplo, 1);
   basic::checkSize(n, 2);
   if (lda < std::max(1, n)) argumentError(-4);
@@ -38,15 +38,15 @@ void orgbrCopy(char uplo, int n, T* dA, int lda, cudaStream_t stream) {
   basic::checkPointer(dA, 3);
   const cudalib::Map1D map(n - 1);
   if (uplo == 'L')
-    cudalib::launch<&ORGBR_COPY_L_k<T>>(map, stream, n, dA, lda);
+    cudalib::launch<&ORGBR_COPY_L_k<T>>(map, n, dA, lda);
   else
-    cudalib::launch<&ORGBR_COPY_U_k<T>>(map, stream, n, dA, lda);
+    cudalib::launch<&ORGBR_COPY_U_k<T>>(map, n, dA, lda);
 }
 
-template void orgbrCopy(char, int, float*, int, cudaStream_t);
-template void orgbrCopy(char, int, double*, int, cudaStream_t);
-template void orgbrCopy(char, int, Complex<float>*, int, cudaStream_t);
-template void orgbrCopy(char, int, Complex<double>*, int, cudaStream_t);
+template void orgbrCopy(char, int, float*, int);
+template void orgbrCopy(char, int, double*, int);
+template void orgbrCopy(char, int, Complex<float>*, int);
+template void orgbrCopy(char, int, Complex<double>*, int);
 
 }  // namespace brd
 }  // namespace tovi

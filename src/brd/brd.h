@@ -4,7 +4,7 @@
 #ifndef TOVI_SRC_BRD_BRD_H
 #define TOVI_SRC_BRD_BRD_H
 
-#include "platform/runtime.h"
+#include "device/runtime.h"
 
 namespace tovi {
 
@@ -20,7 +20,7 @@ namespace brd {
 // The shift in the n x n matrix dA: "L" for the reflectors of Q, which are columns, "U" for those of P, which
 // are rows. The first row and the first column are left for the caller to fill with the identity's.
 template <class T>
-void orgbrCopy(char uplo, int n, T* dA, int lda, cudaStream_t stream = nullptr);
+void orgbrCopy(char uplo, int n, T* dA, int lda);
 
 }  // namespace brd
 }  // namespace tovi

@@ -1,7 +1,7 @@
 // Random argument lists on other devices than the usual one: on the first generation the blocked paths begin
 // within the sizes that are drawn.
 
-#include "tests/support/fuzz.h"
+#include "tests/fuzz/fuzz.h"
 #include "tests/support/machines.h"
 
 namespace testing_support {

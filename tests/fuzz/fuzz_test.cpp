@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "tests/support/fuzz.h"
+#include "tests/fuzz/fuzz.h"
 
 namespace testing_support {
 namespace {

@@ -3,8 +3,8 @@
 #ifndef TOVI_TESTS_SUPPORT_MACHINES_H
 #define TOVI_TESTS_SUPPORT_MACHINES_H
 
+#include "device/software/testing/software_device.h"
 #include "include/tovi.h"
-#include "platform/software/testing/software_device.h"
 
 namespace testing_support {
 

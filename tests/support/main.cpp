@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <platform/runtime.h>
+#include <device/runtime.h>
 
 #include <cstdio>
 #include <string>

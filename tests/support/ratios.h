@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/host/blas.h"
-#include "platform/host/lapack.h"
+#include "host/blas.h"
+#include "host/lapack.h"
 #include "tests/support/matrix.h"
 
 namespace testing_support {

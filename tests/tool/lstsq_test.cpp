@@ -168,23 +168,18 @@ TEST_F(Lstsq, ReadsTables) {
 TEST_F(Lstsq, BadTablesGetOneLine) {
   const Failures cases = {
       {"", "t.csv: the file is empty"},
-      {"\n \n\r\n", "t.csv: the file is empty"},
       {"a,y\n", "t.csv: no line of numbers follows the names"},
       {"a,b\n1,2\n", "t.csv: no column has the name 'y'"},
-      {"1,2\n3,4\n", "t.csv: no column has the name 'y'"},
       {"y\n1\n2\n", "t.csv: no column is left beside the response"},
       {"a,,y\n1,2,3\n", "t.csv:1: column 2 has no name"},
       {"a,y,a\n1,2,3\n", "t.csv:1: two columns have the name 'a'"},
       {"a,y\n1,2\n3\n", "t.csv:3: expected 2 fields, found 1"},
-      {"a,y\n1,2\n3,4,5\n", "t.csv:3: expected 2 fields, found 3"},
       {"a,y\n1,2,\n", "t.csv:2: expected 2 fields, found 3"},
       {"a,y\n1,2\n\n3,four\n", "t.csv:4: column 'y': 'four' is not a number"},
       {"a,y\n1,2\n3,\n", "t.csv:3: column 'y': no value"},
       {"a,y\n1,2\nNaN,4\n", "t.csv:3: column 'a': 'NaN' is not a finite number"},
-      {"a,y\nnan(1),4\n", "t.csv:2: column 'a': 'nan(1)' is not a finite number"},
       {"a,y\n\033[2J,4\n", "t.csv:2: column 'a': '?[2J' is not a number"},
       {"a,y\n" + std::string(99, 'x') + ",4\n", "column 'a': '" + std::string(40, 'x') + "...' is not"},
-      {std::string(99, 'a') + ",y\n1,?\n3,4\n", "t.csv:2: column 'y': '?' is not a number"},
       {std::string(99, 'a') + ",y\n?,1\n3,4\n", "t.csv:2: column '" + std::string(40, 'a') + "...': '?'"},
       {"a\033[2J,y\n1,2\n", "t.csv:1: control characters in the name 'a?[2J'"},
       {"a\xC2\x9B"
@@ -193,16 +188,11 @@ TEST_F(Lstsq, BadTablesGetOneLine) {
       {"a\x9B"
        "2J,y\n1,2\n",
        "t.csv:1: control characters in the name 'a?2J'"},
-      {"\x9B\x80,y\n1,2\n", "t.csv:1: control characters in the name '?\?'"},
       {"1,2,x\n3,4,5\n", "t.csv:1: neither names nor numbers: '1' is a number, 'x' is not"},
-      {"1o,2\n3,4\n", "t.csv:1: neither names nor numbers: '2' is a number, '1o' is not"},
       {"a,y,nan\n1,2,3\n", "t.csv:1: neither names nor numbers: 'nan' is a number, 'a' is not"},
-      {"1,y\n1,2\n", "t.csv:1: neither names nor numbers: '1' is a number, 'y' is not"},
-      {"1,inf\n1,2\n", "t.csv:1: column '2': 'inf' is not a finite number"},
       {"1e39,-nan\n1,2\n", "t.csv:1: column '1': '1e39' overflows single precision"},
       {"y\n1,2\n", "t.csv:2: expected 1 field, found 2"},
       {"a,y\n1e39,2\n", "t.csv:2: column 'a': '1e39' overflows single precision"},
-      {"a;y\n1;2\n", "t.csv:2: column 'a;y': '1;2' is not a number"},
       {"\"a,y\n1,2\n", "t.csv:1: a quote is not closed"},
       {"\"a\"b,y\n1,2\n", "t.csv:1: text follows a closing quote"},
       {std::string(1 << 21, '1'), "t.csv:1: the line is too long"},
@@ -224,7 +214,6 @@ TEST_F(Lstsq, OtherFailuresGetOneLineToo) {
   array("one.mtx", real + "1 1\n1\n");
   array("K.mtx", real + "1 2\n1 1\n");
   write("wide9.mtx", "%%MatrixMarket matrix coordinate real general\n9 2147483647 1\n1 1 1\n");
-  write("rhs9.mtx", "%%MatrixMarket matrix coordinate real general\n9 3 1\n1 1 1\n");
   write("K9.mtx", "%%MatrixMarket matrix coordinate real general\n2147483641 2147483647 1\n1 1 1\n");
   write("d9.mtx", "%%MatrixMarket matrix coordinate real general\n2147483641 1 1\n1 1 1\n");
   array("column.mtx", real + "2 1\n1 1\n");
@@ -234,45 +223,24 @@ TEST_F(Lstsq, OtherFailuresGetOneLineToo) {
   write("t.csv", "a,y\n1,2\n3,5\n");
   const Failures cases = {
       {"missing.mtx", "missing.mtx: cannot be opened: "},
-      {"missing.csv --response y", "missing.csv: cannot be opened: "},
       {"a.mtx b3.mtx", "b3.mtx: has 3 rows, the matrix has 4"},
       {"a.mtx --response y", "a.mtx is no .csv file"},
-      {"a.mtx --intercept", "a.mtx is no .csv file"},
       {"t.csv", "t.csv: no right-hand side"},
       {"t.csv b.mtx --response y", "both --response and b.mtx"},
-      {"t.csv b.mtx", "b.mtx: has 4 rows, the matrix has 2"},
       {"a.mtx b2.mtx --constraint K.mtx one.mtx", "b2.mtx: a problem with a constraint has one"},
       {"a.mtx one.mtx", "one.mtx: has 1 row, the matrix has 4"},
       {"wide9.mtx", "wide9.mtx: too large: 9 x 2147483647 needs "},
-      {"wide9.mtx rhs9.mtx", "wide9.mtx: too large: 9 x 2147483647 with 3 right-hand sides needs "},
       {"wide9.mtx --constraint K9.mtx d9.mtx", "9 x 2147483647 with 2147483641 constraints needs "},
       {"wide.mtx one.mtx --constraint K.mtx one.mtx", "K.mtx: has 2 columns, the matrix has 3"},
-      {"wide.mtx one.mtx --constraint one.mtx one.mtx", "one.mtx: has 1 column, the matrix has 3"},
       {"one.mtx --constraint column.mtx column.mtx", "column.mtx: has 2 rows, more than the 1 column"},
       {"a.mtx b.mtx --constraint K3.mtx b3.mtx", "K3.mtx: has 3 rows, more than the 2 columns"},
       {"wide.mtx one.mtx --constraint wide.mtx one.mtx", "wide.mtx: together with the matrix has fewer rows"},
       {"a.mtx b.mtx --constraint K.mtx b3.mtx", "b3.mtx: is 3 x 1, expected 1 x 1"},
       {"small.mtx large.mtx", "small.mtx: the solution overflows single precision"},
-      {"a.mtx b.mtx -o no/x.mtx", "no/x.mtx: cannot be written: "},
   };
   expectOneLine(cases, [&](const std::string& arguments) { return run("lstsq " + arguments); });
   for (const char* arguments : {"lstsq", "lstsq a.mtx b.mtx c.mtx", "lstsq a.mtx --constraint K.mtx"})
     EXPECT_EQ(run(arguments).exitCode, 2) << arguments;
-}
-
-TEST_F(Lstsq, RankDeficiencyIsADataError) {
-  array("a.mtx", real + "3 2\n1 2 3 0 0 0\n");
-  array("wide.mtx", real + "2 3\n1 0 2 0 3 0\n");
-  array("zero.mtx", real + "1 2\n0 0\n");
-  array("d.mtx", real + "1 1\n1\n");
-  const std::pair<const char*, const char*> cases[] = {
-      {"a.mtx", "pos 2"}, {"wide.mtx", "pos 2"}, {"a.mtx --constraint zero.mtx d.mtx", "pos 1"}};
-  for (const auto& [arguments, position] : cases) {
-    const Result result = run(std::string("lstsq ") + arguments);
-    EXPECT_EQ(result.exitCode, 1);
-    expectParts(result.err, {std::string("Data error at ") + position});
-    EXPECT_EQ(result.out.find("residual"), std::string::npos);
-  }
 }
 
 }  // namespace

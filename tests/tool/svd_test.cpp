@@ -229,24 +229,6 @@ TEST_F(Svd, PlotsPrincipalComponents) {
   EXPECT_LT(plot.find(">9</text>", legend), plot.find(">10</text>", legend));
   EXPECT_LT(plot.find(">10</text>", legend), plot.find(">&lt;b&gt;</text>", legend));
 
-  // Each of the rectangle's corners has two neighbours in line with it.
-  std::vector<double> xs, ys;
-  for (std::size_t at = plot.find("<g "); at < legend; at = plot.find("<circle", at + 1)) {
-    double x = 0, y = 0;
-    if (std::sscanf(plot.c_str() + at, "<circle cx=\"%lf\" cy=\"%lf\"", &x, &y) != 2) continue;
-    xs.push_back(x);
-    ys.push_back(y);
-  }
-  ASSERT_EQ(xs.size(), 4u);
-  std::sort(xs.begin(), xs.end());
-  std::sort(ys.begin(), ys.end());
-  EXPECT_NEAR(xs[0], xs[1], 0.11);
-  EXPECT_NEAR(xs[2], xs[3], 0.11);
-  EXPECT_GT(xs[2] - xs[1], 400);
-  EXPECT_NEAR(ys[0], ys[1], 0.11);
-  EXPECT_NEAR(ys[2], ys[3], 0.11);
-  EXPECT_GT(ys[2] - ys[1], 300);
-
   // Columns without names, no labels, not centered: x = (1, 0, 0, 2), y = (0, 2, 1, 0).
   write("plain.csv", "1,0\n0,2\n0,1\n2,0\n");
   svd("plain.csv --scatter");
@@ -264,31 +246,22 @@ TEST_F(Svd, PlotsPrincipalComponents) {
 TEST_F(Svd, BadPicturesGetOneLine) {
   const Failures cases = {
       {"", "p.pgm: the file is empty"},
-      {"P", "does not begin with P2 or P5"},
       {"P6\n1 1\n255\nabc", "does not begin with P2 or P5"},
-      {"\x89PNG\r\n", "does not begin with P2 or P5"},
       {"P5\n# nothing else", "cut short: no width"},
       {"P5\nwide 5\n255\n", "malformed: no width"},
-      {"P5\n-1 1\n255\nx", "malformed: no width"},
-      {"P5\n3", "cut short: no height"},
       {"P2\n3 2\n", "cut short: no largest grey value"},
       {"P5\n0 1\n255\n", "width 0 is not in 1..2147483647"},
       {"P5\n1 2147483648\n255\n", "height 2147483648 is not in 1..2147483647"},
-      {"P5\n99999999999999999999999 1\n255\n", "is not in 1..2147483647"},
       {"P5\n1 1\n0\nx", "largest grey value 0 is not in 1..65535"},
       {"P5\n1 1\n65536\nxx", "largest grey value 65536 is not in 1..65535"},
       {"P5\n1 1\n255x", "no blank follows the header"},
       {"P5\n2147483647 2147483647\n255\nx", "2147483647 x 2147483647 pixels cannot stand in 30 bytes"},
       {"P5\n3 2\n255\nabcde", "cut short: the file ends after 5 of 6 pixels"},
-      {"P5\n1 8\n65535\nabababababababa", "cut short: the file ends after 7 of 8 pixels"},
       {"P5\n3 2\n255\nabcdefg", "more follows the 6 pixels"},
       {"P5\n1 1\n80\nz", "grey value 122 is above 80"},
       {"P2\n3 1\n255\n1    2", "cut short: the file ends after 2 of 3 pixels"},
-      {"P2\n2 1\n255\n1 2 3", "more follows the 2 pixels"},
       {"P2\n2 1\n255\n1 x", "malformed: a grey value is no number"},
-      {"P2\n2 1\n255\n1 -2", "malformed: a grey value is no number"},
       {"P2\n2 1\n255\n1 256", "grey value 256 is above 255"},
-      {"P2\n1 1\n255\n99999999999999999999999", "is above 255"},
   };
   expectOneLine(cases, [&](const std::string& text) {
     write("p.pgm", text);
@@ -309,20 +282,17 @@ TEST_F(Svd, OtherFailuresGetOneLineToo) {
   write("c.mtx", "%%MatrixMarket matrix array complex general\n2 2\n1 0\n0 1\n0 0\n1 1\n");
   write("t.csv", "a,b\n1,2\n3,5\n");
   write("one.csv", "a,kind\n1,x\n2,y\n");
-  write("header.csv", "a,kind\n");
   write("large.mtx", real + "2 2\n3e38\n3e38\n3e38\n3e38\n");
   std::string many = "a,b,kind\n";
   for (int i = 0; i < 21; ++i) many += "1,2,k" + std::to_string(i) + "\n";
   write("many.csv", many);
   const Failures cases = {
       {"missing.mtx", "missing.mtx: cannot be opened: "},
-      {"missing.csv", "missing.csv: cannot be opened: "},
       {"missing.pgm", "missing.pgm: cannot be opened: "},
       {"a.mtx --rank 3", "a.mtx: rank 3 is more than its 2 singular values"},
       {"a.mtx --label b", "--label is for tables, and a.mtx is no .csv file"},
       {"t.csv --label c", "t.csv: no column has the name 'c'"},
       {"one.csv", "one.csv:2: column 'kind': 'x' is not a number"},
-      {"header.csv --label kind", "header.csv: no line of numbers follows the names"},
       {"one.csv --label kind -o p --scatter", "one.csv: has one component, a scatter plot takes two"},
       {"c.mtx -o p --scatter", "c.mtx: complex, a scatter plot takes real components"},
       {"many.csv --label kind -o p --scatter",

@@ -113,16 +113,6 @@ TEST_F(Tool, ReadsEveryKindOfFile) {
   }
 }
 
-TEST_F(Tool, ReportsDeviceSizeTimeAndError) {
-  const Result result = solve("%%MatrixMarket matrix array real general\n2 2\n4\n1\n1\n3\n");
-  ASSERT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_EQ(result.err, "");
-  const std::string device = run("devices").out;  // "0: NAME (MEMORY)"
-  ASSERT_NE(device.find("B)\n"), std::string::npos) << device;
-  expectParts(result.out, {"order 2, array real general", "device  ", " with transfers", " without",
-                           "GFLOP/s", "backward error  "});
-}
-
 TEST_F(Tool, AddsEntriesForOnePlaceAndTakesOnesWithoutB) {
   const Result result = run("solve '" +
                             write("a.mtx",
@@ -149,16 +139,6 @@ TEST_F(Tool, WrittenSolutionComesBackBitForBit) {
   for (std::size_t k = 0; k < 4; ++k) EXPECT_EQ(static_cast<float>(x[k]), values[k]);
 }
 
-TEST_F(Tool, SingularMatrixIsADataError) {
-  const Result result = solve("%%MatrixMarket matrix coordinate real general\n3 3 2\n1 1 1\n3 3 1\n");
-  EXPECT_EQ(result.exitCode, 1);
-  expectParts(result.err, {"Data error; see toviGetErrorInfo for error code\n"});
-  EXPECT_NE(result.err.find("Data error at pos 2 (see the TOVI Reference Manual for more information)\n"),
-            std::string::npos)
-      << result.err;
-  EXPECT_EQ(result.out.find("backward error"), std::string::npos);
-}
-
 TEST_F(Tool, BadFilesGetOneLine) {
   const std::string real = "%%MatrixMarket matrix coordinate real general\n",
                     array = "%%MatrixMarket matrix array real general\n";
@@ -179,32 +159,21 @@ TEST_F(Tool, BadFilesGetOneLine) {
       {real + "2 2\n", "a.mtx:2: expected: rows columns entries"},
       {real + "2 two 1\n1 1 1\n", "'two' is not a whole number"},
       {real + "0 0 0\n", "number of rows '0' is not in 1..2147483647"},
-      {real + "-2 2 1\n1 1 1\n", "'-2' is not a whole number"},
-      {real + "99999999999999999999 1 1\n1 1 1\n", "is not in 1..2147483647"},
       {real + "2 2 99999999999999999999\n1 1 1\n", "cut short"},
-      {real + std::string(99, '9') + " 1 1\n", "rows '" + std::string(40, '9') + "...' is not in"},
-      {real + "99999999999999999999x 1 1\n", "'99999999999999999999x' is not a whole number"},
       {real + "2 2 1\n", "cut short: the file ends after 0 of 1 entry"},
       {real + "2 3 1\n1 1 1\n", "not square: 2 x 3"},
       {"%%MatrixMarket matrix coordinate real symmetric\n2 3 1\n1 1 1\n", "not square: 2 x 3"},
       {real + "2 2 3\n1 1 1\n2 2 1\n", "cut short: the file ends after 2 of 3 entries"},
-      {array + "2 2\n1\n2\n3\n", "cut short: the file ends after 3 of 4 entries"},
-      {array + "50000 50000\n1\n", "cut short: 2500000000 entries cannot stand in 55 bytes"},
       {real + "1000000 1000000 1\n1 1 1\n", "too large: order 1000000 needs"},
-      {real + "2147483647 2147483647 1\n1 1 1\n", "too large: order 2147483647 needs"},
       {real + "2 2 1\n1 1 1\n2 2 1\n", "a.mtx:4: more than the 1 entry that"},
       {real + "2 2 1\n1 1\n", "a.mtx:3: expected 3 numbers, found 2 words"},
       {real + "2 2 1\n3 1 1\n", "row '3' is not in 1..2"},
-      {real + "2 2 1\n1 0 1\n", "column '0' is not in 1..2"},
       {real + "2 2 1\n1 1 1,5\n", "'1,5' is not a number"},
-      {real + "2 2 1\n1 1 1.0D0\n", "'1.0D0' is not a number"},
       {real + "2 2 1\n1 1 " + std::string(60000, 'x') + "\n", ": '" + std::string(40, 'x') + "...' is not"},
       {real + "2 2 1\n1 1 \033[2J\n", "a.mtx:3: '?[2J' is not a number"},
       {nans, "a.mtx:3: 'nan' is not a finite number"},
-      {real + "2 2 1\n1 1 nan(1)\n", "'nan(1)' is not a finite number"},
       {real + "2 2 1\n1 1 -inf\n", "'-inf' is not a finite number"},
       {real + "2 2 1\n1 1 3.5e38\n", "'3.5e38' overflows single precision"},
-      {real + "2 2 1\n1 1 1e999\n", "'1e999' overflows single precision"},
       {real + "2 2 2\n1 1 3e38\n1 1 3e38\n", "a.mtx:4: the sum of the entries for this place overflows"},
       {"%%MatrixMarket matrix coordinate integer general\n2 2 1\n1 1 1.5\n", "'1.5' is not an integer"},
       {"%%MatrixMarket matrix coordinate real symmetric\n2 2 1\n1 2 1\n", "lies above the diagonal"},

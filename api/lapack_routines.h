@@ -1,0 +1,100 @@
+// What stands behind the exported LAPACK routines: one body each, for operands in host or in device memory. A
+// data error leaves complete factors, and what has been made with them, which the caller gets as well.
+
+#ifndef TOVI_API_LAPACK_ROUTINES_H
+#define TOVI_API_LAPACK_ROUTINES_H
+
+#include <algorithm>
+
+#include "api/checks.h"
+#include "api/frame.h"
+#include "lapack/least_squares.h"
+#include "lapack/lu.h"
+#include "lapack/qr.h"
+#include "lapack/svd.h"
+
+namespace tovi::api {
+
+template <class Place, class T>
+toviStatus getrf(int m, int n, T* a, int lda, int* ipiv) {
+  const auto check = [&] { checkGetrf(m, n, a, lda, ipiv); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, m, n, lda, StageIn | StageOut);
+    Vector<Place, int> dIpiv(ipiv, std::min(m, n), 1, StageOut);
+    compute<Place, T>([&] { lapack::getrf(dA.view(), dIpiv.data()); },
+                      [&] { dA.copyBack(), dIpiv.copyBack(); });
+  });
+}
+
+template <class Place, class T>
+toviStatus gesv(int n, int nrhs, T* a, int lda, int* ipiv, T* b, int ldb) {
+  const auto check = [&] { checkGesv(n, nrhs, a, lda, ipiv, b, ldb); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut), dB(b, n, nrhs, ldb, StageIn | StageOut);
+    Vector<Place, int> dIpiv(ipiv, n, 1, StageOut);
+    compute<Place, T>([&] { lapack::gesv(dA.view(), dIpiv.data(), dB.view()); },
+                      [&] { dA.copyBack(), dIpiv.copyBack(); });
+    dB.copyBack();
+  });
+}
+
+template <class Place, class T>
+toviStatus geqrf(int m, int n, T* a, int lda, T* tau) {
+  const auto check = [&] { checkGeqrf(m, n, a, lda, tau); };
+  return routine<Place, T>(check, [&] {
+    if (a == nullptr || tau == nullptr) return;  // empty, or 1 x 1: nothing to do, and no error
+    Matrix<Place, T> dA(a, m, n, lda, StageIn | StageOut);
+    Vector<Place, T> dTau(tau, std::min(m, n), 1, StageOut);
+    compute<Place, T>([&] { lapack::geqrf(dA.view(), dTau.data()); });
+    dA.copyBack();
+    dTau.copyBack();
+  });
+}
+
+template <class Place, class T>
+toviStatus gels(char trans, int m, int n, int nrhs, T* a, int lda, T* b, int ldb) {
+  const auto check = [&] { checkGels(trans, m, n, nrhs, a, lda, b, ldb); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, m, n, lda, StageIn | StageOut);
+    Matrix<Place, T> dB(b, std::max(m, n), nrhs, ldb, StageIn | StageOut);
+    compute<Place, T>([&] { lapack::gels(trans, dA.view(), dB.view()); },
+                      [&] { dA.copyBack(), dB.copyBack(); });
+  });
+}
+
+// Room for VT is reserved even where it is not asked for, and for all of its n rows then: deliberate.
+template <class Place, class T>
+toviStatus gesvd(char jobu, char jobvt, int m, int n, T* a, int lda, Real<T>* s, T* u, int ldu, T* vt,
+                 int ldvt) {
+  const auto check = [&] { checkGesvd(jobu, jobvt, m, n, a, lda, s, u, ldu, vt, ldvt); };
+  return routine<Place, T>(check, [&] {
+    if (m == 0 || n == 0) return;  // U or VT may have elements all the same
+    const auto use = [](char job) { return job == 'A' || job == 'S' ? StageOut : StageRoom; };
+    const int k = std::min(m, n);
+    Matrix<Place, T> dA(a, m, n, lda, StageIn | StageOut);
+    Vector<Place, Real<T>> dS(s, k, 1, StageOut);
+    Matrix<Place, T> dU(u, m, jobu == 'A' ? m : jobu == 'S' ? k : 1, ldu, use(jobu));
+    Matrix<Place, T> dVt(vt, jobvt == 'S' ? k : n, n, ldvt, use(jobvt));
+    compute<Place, T>([&] { lapack::gesvd(jobu, jobvt, dA.view(), dS.data(), dU.view(), dVt.view()); });
+    dA.copyBack();
+    dS.copyBack();
+    dU.copyBack();
+    dVt.copyBack();
+  });
+}
+
+template <class Place, class T>
+toviStatus gglse(int m, int n, int p, T* a, int lda, T* b, int ldb, T* c, T* d, T* x) {
+  const auto check = [&] { checkGglse(m, n, p, a, lda, b, ldb, c, d, x); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, m, n, lda, StageIn | StageOut), dB(b, p, n, ldb, StageIn | StageOut);
+    Vector<Place, T> dC(c, m, 1, StageIn | StageOut), dD(d, p, 1, StageIn | StageOut), dX(x, n, 1, StageOut);
+    compute<Place, T>([&] { lapack::gglse(dA.view(), dB.view(), dC.data(), dD.data(), dX.data()); },
+                      [&] { dA.copyBack(), dB.copyBack(), dC.copyBack(), dD.copyBack(); });
+    dX.copyBack();
+  });
+}
+
+}  // namespace tovi::api
+
+#endif

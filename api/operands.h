@@ -1,0 +1,99 @@
+// Where the operands of a call are: a type, so that a routine has one body. On the device it works with the
+// caller's operands as they are; of those in host memory it works with device copies, which are uploaded
+// when they are declared and copied back where the body says so.
+
+#ifndef TOVI_API_OPERANDS_H
+#define TOVI_API_OPERANDS_H
+
+#include <type_traits>
+
+#include "cudalib/check.h"
+#include "cudalib/runtime_flags.h"
+#include "ground/complex.h"
+#include "ground/matrix_view.h"
+#include "ground/outcomes.h"
+#include "src/blas/staged_matrix.h"
+
+namespace tovi::api {
+
+using blas::StageIn;
+using blas::StageOut;
+using blas::StageRoom;
+
+struct OnHost {
+  template <class T>
+  using Matrix = blas::StagedMatrix<T>;
+  template <class T>
+  using Vector = blas::StagedVector<T>;
+};
+
+struct OnDevice {
+  template <class T>
+  class Matrix {
+   public:
+    Matrix(T* dA, int rows, int cols, int ld, unsigned /*staging*/) : dA_(dA, rows, cols, ld) {}
+    MatrixView<T> view() const { return dA_; }
+    void copyBack() const {}
+
+   private:
+    MatrixView<T> dA_;
+  };
+
+  template <class T>
+  class Vector {
+   public:
+    Vector(T* dX, int /*n*/, int increment, unsigned /*staging*/) : dX_(dX), increment_(increment) {}
+    T* data() const { return dX_; }
+    int increment() const { return increment_; }
+    void copyBack() const {}
+
+   private:
+    T* dX_;
+    int increment_;
+  };
+};
+
+template <class Place, class T>
+using Matrix = typename Place::template Matrix<T>;
+template <class Place, class T>
+using Vector = typename Place::template Vector<T>;
+
+// How an operand that is only read, and one that is written as a whole, are staged.
+inline unsigned readOnly(int m, int n) { return m == 0 || n == 0 ? 0 : StageIn; }
+template <class T>
+unsigned overwritten(T beta) {
+  return beta == T(0) ? StageOut : StageIn | StageOut;
+}
+
+// Whether the executing device computes with numbers of this type.
+template <class T>
+bool deviceComputesWith() {
+  return !std::is_same_v<Real<T>, double> || cudalib::runtimeFlags().doublePrecision;
+}
+
+inline constexpr auto nothing = [] {};
+
+// Runs the driver, and copyBack() once its results are there: those that a data error leaves complete, too,
+// which then goes on its way.
+template <class Place, class T, class Driver, class CopyBack = decltype(nothing)>
+void compute(const Driver& driver, const CopyBack& copyBack = nothing) {
+  if constexpr (std::is_same_v<Place, OnDevice>) {
+    driver();
+  } else {
+    if (!deviceComputesWith<T>()) throw InfoException(0, Outcome::insufficientComputeCapability);
+    try {
+      driver();
+      cudalib::completionCheck();
+    } catch (const InfoException& failure) {
+      if (failure.status() != Outcome::dataError) throw;
+      cudalib::settle();
+      copyBack();
+      throw;
+    }
+    copyBack();
+  }
+}
+
+}  // namespace tovi::api
+
+#endif

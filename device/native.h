@@ -1,0 +1,34 @@
+// Native bodies. What a kernel does that cannot be fast thread by thread, the software device does as a
+// whole. The wrapper that launches such a kernel names its body, one of these: launch<&Transpose_k<T, true>,
+// native::Transpose<T, true>>(...). On a GPU they are names and nothing else.
+
+#ifndef TOVI_DEVICE_NATIVE_H
+#define TOVI_DEVICE_NATIVE_H
+
+namespace device::native {
+
+template <class T>
+struct CopyMatrix;
+template <class T, bool conj>
+struct Transpose;
+template <class T, bool conj>
+struct TransposeInplace;
+template <class T>
+struct SwapRows;
+template <class T>
+struct SwapColumns;
+template <class T, char direct>
+struct RotateColumns;
+template <class T>
+struct MakeReflector;
+template <class T, bool conj>
+struct MultiplyTransposed;
+struct None;
+
+}  // namespace device::native
+
+namespace tovi {
+namespace native = device::native;  // to the wrappers
+}
+
+#endif

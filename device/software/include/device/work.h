@@ -1,0 +1,48 @@
+// A piece of work in the device's queue. It is made where the call is made, with all the memory that it is
+// going to need: when the queue comes to it there is nobody left to be told that memory is short.
+
+#ifndef TOVI_DEVICE_WORK_H
+#define TOVI_DEVICE_WORK_H
+
+#include <utility>
+
+namespace software_device {
+
+struct Device;
+
+#pragma GCC visibility push(default)  // between the device and the library
+
+class Work {
+ public:
+  Work() = default;
+  Work(const Work&) = delete;
+  Work& operator=(const Work&) = delete;
+  virtual ~Work() = default;
+
+  virtual void run() = 0;
+
+ private:
+  friend class Queue;
+
+  Work* next_ = nullptr;
+  Device* device_ = nullptr;
+  unsigned long long thread_ = 0;  // that has issued it
+  bool owned_ = true;              // by the queue; else by a caller who waits for it
+  int error_ = 0;                  // how it ended
+};
+
+#pragma GCC visibility pop
+
+template <class Body>
+class WorkOf final : public Work {
+ public:
+  explicit WorkOf(Body body) : body_(std::move(body)) {}
+  void run() override { body_(); }
+
+ private:
+  Body body_;
+};
+
+}  // namespace software_device
+
+#endif

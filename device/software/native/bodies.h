@@ -1,0 +1,149 @@
+// What the device runs in place of a kernel whose wrapper names a native body (device/native.h). The contract
+// is the kernel's, to the bit, or to rounding for the transposed product, whose sums are the host BLAS's. The
+// shape of the launch says how many elements there are; software_device::useNativeBodies(false) runs the
+// kernel instead, so that a test can hold both against each other.
+//
+// To add one: declare it in device/native.h, define it here with the kernel's parameters, and the function
+// that does the work of the whole grid in a source beside this file.
+
+#ifndef TOVI_DEVICE_SOFTWARE_NATIVE_BODIES_H
+#define TOVI_DEVICE_SOFTWARE_NATIVE_BODIES_H
+
+#include <cuda_runtime.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "device/native.h"
+#include "ground/complex.h"
+
+namespace software_device::native {
+
+using FloatComplex = tovi::Complex<float>;
+using DoubleComplex = tovi::Complex<double>;
+
+// Visible between the device and the library, by attribute: a pragma does not reach what is made from
+// templates.
+template <class T>
+[[gnu::visibility("default")]] void copyMatrix(int m, int n, const T* dA, int lda, T* dB, int ldb);
+template <bool conj, class T>
+[[gnu::visibility("default")]] void transpose(T* dB, int ldb, const T* dA, int lda, int rows, int cols);
+template <bool conj, class T>
+[[gnu::visibility("default")]] void transposeInplace(T* dA, int lda, int n);
+// lines[t]: what line first + t changes places with, t = 0 ... count - 1
+template <class T, class Int>
+[[gnu::visibility("default")]] void swapRows(int cols, T* dA, int lda, int first, int count,
+                                             const Int* lines);
+template <class T, class Int>
+[[gnu::visibility("default")]] void swapColumns(int rows, T* dA, int lda, int first, int count,
+                                                const Int* lines);
+template <bool forward, class T>
+[[gnu::visibility("default")]] void rotateColumns(int m, int n, const tovi::Real<T>* dC,
+                                                  const tovi::Real<T>* dS, T* dA, int lda);
+template <class T>
+[[gnu::visibility("default")]] void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau);
+// The first `count` of the n entries of y. room: null, or for the m elements of x
+template <bool conj, class T>
+[[gnu::visibility("default")]] void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda,
+                                                       T beta, const T* dX, int incx, T* dY, int incy,
+                                                       T* room);
+
+}  // namespace software_device::native
+
+namespace device::native {
+
+using namespace software_device::native;
+
+// The elements that threads stand for: a grid that is too small leaves the rest alone here, too.
+inline int covered(int n, std::size_t threads) {
+  return static_cast<int>(std::min(static_cast<std::size_t>(std::max(n, 0)), threads));
+}
+inline std::size_t inX(dim3 grid, dim3 block) { return std::size_t{grid.x} * block.x; }
+inline std::size_t inY(dim3 grid, dim3 block) { return std::size_t{grid.y} * block.y; }
+
+// What a body needs beside the arguments is had when the kernel is launched: room(arguments) makes it.
+struct NoRoom {};
+struct Body {
+  template <class... Parameters>
+  static NoRoom room(const Parameters&...) {
+    return {};
+  }
+};
+
+template <class T>
+struct CopyMatrix : Body {
+  static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const T* dA, int lda, T* dB, int ldb) {
+    copyMatrix(covered(m, inX(grid, block)), covered(n, inY(grid, block)), dA, lda, dB, ldb);
+  }
+};
+
+template <class T, bool conj>
+struct Transpose : Body {
+  static void run(NoRoom, dim3 grid, dim3 block, T* dB, int ldb, const T* dA, int lda, int rows, int cols) {
+    transpose<conj>(dB, ldb, dA, lda, covered(rows, inX(grid, block)), covered(cols, inY(grid, block)));
+  }
+};
+
+template <class T, bool conj>
+struct TransposeInplace : Body {
+  static void run(NoRoom, dim3 grid, dim3 block, T* dA, int lda, int n) {
+    transposeInplace<conj>(dA, lda, covered(n, std::min(inX(grid, block), inY(grid, block))));
+  }
+};
+
+template <class T>
+struct SwapRows : Body {
+  template <class Pivots>
+  static void run(NoRoom, dim3 grid, dim3 block, int n, T* dA, int lda, int first, int count,
+                  const Pivots& pivots) {
+    swapRows(covered(n, inX(grid, block) * grid.y * grid.z), dA, lda, first, count, pivots.line);
+  }
+};
+
+template <class T>
+struct SwapColumns : Body {
+  template <class Pivots>
+  static void run(NoRoom, dim3 grid, dim3 block, int n, T* dA, int lda, int first, int count,
+                  const Pivots& pivots) {
+    swapColumns(covered(n, inX(grid, block) * grid.y * grid.z), dA, lda, first, count, pivots.line);
+  }
+};
+
+template <class T, char direct>
+struct RotateColumns : Body {
+  static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const tovi::Real<T>* dC,
+                  const tovi::Real<T>* dS, T* dA, int lda) {
+    rotateColumns<direct == 'F'>(covered(m, inX(grid, block) * grid.y * grid.z), n, dC, dS, dA, lda);
+  }
+};
+
+template <class T>
+struct MakeReflector : Body {
+  static void run(NoRoom, dim3, dim3, int n, T* dAlpha, T* dX, int incx, T* dTau) {
+    makeReflector(n, dAlpha, dX, incx, dTau);
+  }
+};
+
+template <class T, bool conj>
+struct MultiplyTransposed : Body {
+  // For the elements of x where they are no neighbours
+  static std::unique_ptr<T[]> room(int m, int /*n*/, T alpha, int /*mMain*/, const T* /*dA*/, int /*lda*/,
+                                   T /*beta*/, const T* /*dX*/, int incx, T* /*dY*/, int /*incy*/) {
+    const bool gathered = m > 0 && alpha != T(0) && incx != 1;
+    return std::unique_ptr<T[]>(gathered ? new T[static_cast<std::size_t>(m)] : nullptr);
+  }
+  static void run(const std::unique_ptr<T[]>& room, dim3 grid, dim3 block, int m, int n, T alpha,
+                  int /*mMain*/, const T* dA, int lda, T beta, const T* dX, int incx, T* dY, int incy) {
+    multiplyTransposed<conj>(covered(n, inX(grid, block)), m, n, alpha, dA, lda, beta, dX, incx, dY, incy,
+                             room.get());
+  }
+};
+
+// Thread by thread.
+struct None : Body {};
+
+}  // namespace device::native
+
+#endif

@@ -1,0 +1,239 @@
+// The machine that the software device pretends: its devices and the choice among them, errors, injected
+// faults and counts.
+
+#include <cublas.h>
+#include <cuda_runtime.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "device/launch.h"
+#include "device/runtime.h"
+#include "device/software/testing/software_device.h"
+
+namespace {
+
+using software_device::calls;
+using software_device::Entry;
+using software_device::Machine;
+using software_device::Profile;
+
+Machine twoDevices() {
+  Machine machine;
+  machine.devices.resize(2);
+  machine.devices[0].name = "First";
+  machine.devices[0].major = 1;
+  machine.devices[0].minor = 1;
+  machine.devices[0].memory = 1000000;
+  machine.devices[0].overlapsCopies = false;
+  machine.devices[1].name = std::string(300, 'x');
+  machine.devices[1].memory = 2000000;
+  machine.devices[1].multiprocessors = 14;
+  machine.devices[1].clockRateKHz = 1150000;
+  machine.devices[1].mapsHostMemory = false;
+  machine.runtimeVersion = 3020;
+  machine.driverVersion = 4000;
+  return machine;
+}
+
+__global__ void nothing_k() {}
+
+TEST(DeviceMachine, ReportsTheProfiles) {
+  software_device::configure(twoDevices());
+  int runtime = 0, driver = 0;
+  EXPECT_EQ(cudaRuntimeGetVersion(&runtime), cudaSuccess);
+  EXPECT_EQ(cudaDriverGetVersion(&driver), cudaSuccess);
+  EXPECT_TRUE(runtime == 3020 && driver == 4000);
+  device::DeviceProperties p = {};
+  ASSERT_EQ(device::getDeviceProperties(&p, 0), cudaSuccess);
+  EXPECT_STREQ(p.name, "First");
+  EXPECT_TRUE(p.major == 1 && p.minor == 1 && p.totalGlobalMem == 1000000 && p.overlapsCopies == 0);
+  EXPECT_TRUE(p.maxThreadsPerBlock == 512 && p.maxGridSize[2] == 1);
+  ASSERT_EQ(device::getDeviceProperties(&p, 1), cudaSuccess);
+  EXPECT_EQ(std::strlen(p.name), 255u);
+  EXPECT_TRUE(p.clockRateKHz == 1150000 && p.multiProcessorCount == 14 && p.canMapHostMemory == 0);
+  EXPECT_EQ(p.maxThreadsPerBlock, 1024);
+  for (const int none : {-1, 2}) EXPECT_EQ(cudaGetDeviceProperties(&p, none), cudaErrorInvalidDevice);
+}
+
+TEST(DeviceMachine, WithoutDeviceNothingWorks) {
+  software_device::configure(Machine());
+  int value = -1;
+  EXPECT_EQ(cudaGetDeviceCount(&value), cudaSuccess);
+  EXPECT_EQ(value, 0);
+  EXPECT_EQ(cudaGetDevice(&value), cudaErrorNoDevice);
+  EXPECT_EQ(cudaSetDevice(0), cudaErrorNoDevice);
+  void* d = nullptr;
+  EXPECT_EQ(cudaMalloc(&d, 1), cudaErrorNoDevice);
+  device::launch<&nothing_k>(dim3(1), dim3(1), 0, nullptr);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorNoDevice);
+  EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+}
+
+__global__ void store_k(int* p) { *p = 5; }
+
+TEST(DeviceMachine, EveryThreadHasACurrentDevice) {
+  software_device::configure(twoDevices());
+  int device = -1;
+  ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
+  ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
+  ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
+  int* onFirst = nullptr;
+  cudaStream_t ofFirst = nullptr;
+  std::thread([&] {
+    EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
+    EXPECT_EQ(device, 0);
+    EXPECT_EQ(cudaMalloc(&onFirst, 1500000), cudaErrorMemoryAllocation);  // more than it has
+    EXPECT_EQ(cudaMalloc(&onFirst, sizeof *onFirst), cudaSuccess);
+    EXPECT_EQ(cudaStreamCreate(&ofFirst), cudaSuccess);
+  }).join();
+  EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
+  EXPECT_EQ(device, 1);
+  // A stream belongs to a device, an address may be copied from anywhere.
+  int* onSecond = nullptr;
+  ASSERT_EQ(cudaMalloc(&onSecond, 1500000), cudaSuccess);
+  device::launch<&store_k>(dim3(1), dim3(1), 0, ofFirst, onSecond);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
+  device::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, onSecond);
+  ASSERT_EQ(cudaMemcpy(onFirst, onSecond, sizeof *onFirst, cudaMemcpyDeviceToDevice), cudaSuccess);
+  int value = 0;
+  ASSERT_EQ(cudaMemcpy(&value, onFirst, sizeof value, cudaMemcpyDeviceToHost), cudaSuccess);
+  EXPECT_EQ(value, 5);
+  EXPECT_EQ(cudaStreamDestroy(ofFirst), cudaSuccess);
+  EXPECT_EQ(cudaFree(onFirst), cudaSuccess);
+  EXPECT_EQ(cudaFree(onSecond), cudaSuccess);
+}
+
+// A kernel, and a product, that get an address of another device, of the host, or behind an allocation. The
+// device is lost for good, for all threads, with what was queued; another device is not.
+TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
+  std::vector<float> onHost(4);
+  float *other = nullptr, *own = nullptr;
+  int *value = nullptr, *copied = nullptr;
+  cudaStream_t stream = nullptr;
+  const auto store = [&](float* p) {
+    device::launch<&store_k>(dim3(1), dim3(1), 0, stream, reinterpret_cast<int*>(p));
+  };
+  const auto multiply = [&](float* c, int n) {
+    cublasSgemm('N', 'N', n, n, 1, 1.0f, own, n, own, 1, 0.0f, c, n);
+    EXPECT_EQ(cublasGetError(), 0U);  // as long as nobody waits
+  };
+  const std::function<void()> wild[] = {[&] { store(other); }, [&] { store(onHost.data()); },
+                                        [&] { multiply(other, 1); }, [&] { multiply(onHost.data(), 1); },
+                                        [&] { multiply(own, 3); }};
+  for (const auto& go : wild) {
+    SCOPED_TRACE(&go - wild);
+    software_device::configure(twoDevices());
+    ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
+    ASSERT_EQ(cudaMalloc(&other, 16), cudaSuccess);
+    ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
+    ASSERT_EQ(cudaMalloc(&own, 16), cudaSuccess);
+    ASSERT_EQ(cudaMalloc(&value, sizeof *value), cudaSuccess);
+    ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+    ASSERT_EQ(cudaMallocHost(reinterpret_cast<void**>(&copied), sizeof *copied), cudaSuccess);
+    *copied = 7;
+    ASSERT_EQ(cudaMemset(value, 0, sizeof *value), cudaSuccess);
+    software_device::setSchedule(software_device::Schedule::lazy);
+    go();
+    device::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, value);
+    EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+    EXPECT_EQ(cudaMemcpyAsync(copied, value, sizeof *copied, cudaMemcpyDeviceToHost, nullptr), cudaSuccess);
+    EXPECT_EQ(cudaThreadSynchronize(), cudaErrorLaunchFailure);
+    EXPECT_EQ(*copied, 7) << "what is queued behind it does not run";
+
+    void* p = nullptr;
+    cudaStream_t another = nullptr;
+    std::size_t free = 0, total = 0;
+    const std::function<cudaError_t()> calls[] = {
+        [&] { return cudaMalloc(&p, 4); },
+        [&] { return cudaMallocHost(&p, 4); },
+        [&] { return cudaMemGetInfo(&free, &total); },
+        [&] { return cudaMemcpy(&p, value, 4, cudaMemcpyDeviceToHost); },
+        [&] { return cudaMemset(value, 0, 4); },
+        [&] { return cudaStreamCreate(&another); },
+        [&] { return cudaStreamSynchronize(stream); },
+        [&] { return cudaStreamQuery(stream); },
+        [&] { return cudaThreadSynchronize(); },
+        [&] { return cudaGetLastError(); },
+        [&] {
+          device::launch<&store_k>(dim3(1), dim3(1), 0, nullptr, value);
+          return cudaGetLastError();
+        }};
+    const auto expectAllFails = [&] {
+      for (const auto& call : calls) EXPECT_EQ(call(), cudaErrorLaunchFailure) << &call - calls;
+      cublasSgemm('N', 'N', 1, 1, 1, 1.0f, own, 1, own, 1, 0.0f, own, 1);
+      EXPECT_EQ(cublasGetError(), static_cast<cublasStatus>(CUBLAS_STATUS_NOT_INITIALIZED));
+    };
+    expectAllFails();
+    std::thread([&] {
+      EXPECT_EQ(cudaMemset(other, 0, 4), cudaSuccess) << "on the other device";
+      EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+      EXPECT_EQ(cudaSetDevice(1), cudaSuccess);
+      expectAllFails();
+    }).join();
+    // They tell, and free.
+    for (void* const memory : {static_cast<void*>(own), static_cast<void*>(value), static_cast<void*>(other)})
+      EXPECT_EQ(cudaFree(memory), cudaErrorLaunchFailure);
+    EXPECT_EQ(cudaFreeHost(copied), cudaErrorLaunchFailure);
+    EXPECT_EQ(cudaStreamDestroy(stream), cudaErrorLaunchFailure);
+    EXPECT_EQ(software_device::live().allocations, 0u);
+    EXPECT_EQ(software_device::live().streams, 0u);
+  }
+}
+
+TEST(DeviceMachine, ErrorsStickToTheirThreadUntilRead) {
+  EXPECT_EQ(cudaSetDevice(-1), cudaErrorInvalidDevice);
+  int count = 0;
+  EXPECT_EQ(cudaGetDeviceCount(&count), cudaSuccess);  // a success does not clear it
+  EXPECT_EQ(cudaPeekAtLastError(), cudaErrorInvalidDevice);
+  cudaError_t elsewhere = cudaErrorUnknown;
+  std::thread([&] { elsewhere = cudaGetLastError(); }).join();
+  EXPECT_EQ(elsewhere, cudaSuccess);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidDevice);
+  EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+
+  EXPECT_EQ(cudaSetDevice(-1), cudaErrorInvalidDevice);
+  software_device::configure(twoDevices());
+  EXPECT_EQ(cudaPeekAtLastError(), cudaSuccess);
+}
+
+TEST(DeviceMachine, FaultsStrikeTheCallThatWasNamed) {
+  software_device::configure(twoDevices());
+  void* d = nullptr;
+  software_device::failCall(Entry::malloc, 2, cudaErrorMemoryAllocation);
+  EXPECT_EQ(cudaMalloc(&d, 16), cudaSuccess);
+  void* e = d;
+  EXPECT_EQ(cudaMalloc(&e, 16), cudaErrorMemoryAllocation);
+  EXPECT_EQ(cudaMalloc(&e, 16), cudaSuccess);
+  EXPECT_EQ(software_device::failuresInjected(), 1u);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorMemoryAllocation);
+
+  software_device::failCall(Entry::free, 1, cudaErrorUnknown);
+  EXPECT_EQ(cudaFree(e), cudaErrorUnknown);  // and frees
+  EXPECT_EQ(software_device::live().allocations, 1u);
+
+  software_device::failCall(Entry::launch, 1, cudaErrorLaunchFailure);
+  software_device::setSchedule(software_device::Schedule::lazy);
+  static_cast<void>(cudaGetLastError());
+  device::launch<&nothing_k>(dim3(1), dim3(1), 0, nullptr);
+  EXPECT_EQ(software_device::pending(), 0u);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
+
+  software_device::failAnyCall(3, cudaErrorInvalidValue, 13, true);
+  int value = 0;
+  EXPECT_EQ(cudaGetDevice(&value), cudaSuccess);
+  EXPECT_EQ(cudaGetLastError(), cudaSuccess);  // does not count
+  EXPECT_EQ(cudaGetDeviceCount(&value), cudaSuccess);
+  EXPECT_EQ(cudaGetDevice(&value), cudaErrorInvalidValue);
+  EXPECT_EQ(cudaThreadSynchronize(), cudaErrorInvalidValue);
+  EXPECT_EQ(software_device::failuresInjected(), 2u);
+  software_device::clearFaults();
+  EXPECT_EQ(cudaGetDevice(&value), cudaSuccess);
+  EXPECT_EQ(cudaFree(d), cudaSuccess);
+}
+
+}  // namespace

@@ -1,0 +1,222 @@
+// Rotation sequences, exact on integer data, and reflectors, to rounding.
+
+#include <cmath>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "src/basic/larfg.h"
+#include "src/basic/lasr.h"
+#include "tests/support/matrix.h"
+#include "tests/support/ratios.h"
+
+namespace {
+
+using namespace testing_support;
+
+template <class T>
+class SvdKernels : public testing::Test {};
+using Elements = testing::Types<float, double, Complex<float>, Complex<double>>;
+TYPED_TEST_SUITE(SvdKernels, Elements);
+
+// --- Rotations
+
+template <class R>
+struct Rotations {
+  std::vector<R> c, s;
+
+  // Quarter turns of either sense, half turns, some that do nothing, and six that stretch by whole numbers,
+  // so that no rounding happens.
+  static Rotations whole(int count) {
+    Rotations r;
+    Random random(static_cast<std::uint64_t>(count));
+    for (int k = 0; k < count; ++k) {
+      const int choice = random.below(9);
+      r.c.push_back(R(choice == 0 ? -1 : choice < 3 ? 1 : 0));
+      r.s.push_back(R(choice < 3 ? 0 : choice < 6 ? 1 : -1));
+    }
+    for (int k = 0; k < count; k += 1 + count / 6) {
+      const auto at = static_cast<std::size_t>(k);
+      r.c[at] = 2, r.s[at] = R(k % 2 == 0 ? 1 : -1);
+    }
+    return r;
+  }
+};
+
+// The definition, on the matrix in host memory.
+template <class T, class R>
+void applyRotations(char side, char direct, const Rotations<R>& rotations, HostMatrix<T>& a) {
+  const int last = (side == 'L' ? a.rows() : a.cols()) - 1, lines = side == 'L' ? a.cols() : a.rows();
+  for (int done = 0; done < last; ++done) {
+    const int k = direct == 'F' ? done : last - 1 - done;
+    const T c = T(rotations.c[static_cast<std::size_t>(k)]), s = T(rotations.s[static_cast<std::size_t>(k)]);
+    if (c == T(1) && s == T(0)) continue;
+    for (int line = 0; line < lines; ++line) {
+      T& x = side == 'L' ? a(k, line) : a(line, k);
+      T& y = side == 'L' ? a(k + 1, line) : a(line, k + 1);
+      const T before = x;
+      x = c * before + s * y;
+      y = c * y - s * before;
+    }
+  }
+}
+
+template <class T, class R>
+HostMatrix<T> rotated(char side, char pivot, char direct, const Rotations<R>& rotations,
+                      const HostMatrix<T>& a) {
+  const OnDevice<T> dA(a);
+  const DeviceArray<R> dC(rotations.c), dS(rotations.s);
+  tovi::basic::lasr(side, pivot, direct, a.rows(), a.cols(), dC.data(), dS.data(), dA.view.data, a.ld());
+  return dA.downloaded(a);
+}
+
+// Lines that are rotated, and their length
+const std::pair<int, int> lineShapes[] = {{1, 2},  {3, 1},  {5, 3},    {63, 4},   {64, 5},
+                                          {65, 6}, {17, 9}, {128, 10}, {130, 66}, {300, 127}};
+
+TYPED_TEST(SvdKernels, RotatesByWholeNumbersExactly) {
+  using T = TypeParam;
+  for (const auto& [lines, length] : lineShapes)
+    for (const char* letters : {"LVF", "LVB", "RVF", "RVB", "lvf", "rvb"}) {
+      SCOPED_TRACE(std::string(letters) + " " + std::to_string(lines) + " x " + std::to_string(length));
+      const char side = letters[0] & ~0x20, direct = letters[2] & ~0x20;
+      HostMatrix<T> a(side == 'L' ? length : lines, side == 'L' ? lines : length, 3);
+      Random random(5);
+      for (int j = 0; j < a.cols(); ++j)
+        for (int i = 0; i < a.rows(); ++i)
+          a(i, j) = makeElement<T>(random.below(19) - 9, random.below(19) - 9);
+      const auto rotations = Rotations<Real<T>>::whole(length - 1);
+      HostMatrix<T> expected = a;
+      applyRotations(side, direct, rotations, expected);
+      const HostMatrix<T> result = rotated(letters[0], letters[1], letters[2], rotations, a);
+      EXPECT_TRUE(result.paddingIntact());
+      for (int j = 0; j < a.cols(); ++j)
+        for (int i = 0; i < a.rows(); ++i) ASSERT_TRUE(result(i, j) == expected(i, j)) << i << ", " << j;
+    }
+}
+
+TYPED_TEST(SvdKernels, RotationsThatDoNothingTouchNothing) {
+  using T = TypeParam;
+  auto a = HostMatrix<T>::random(20, 20, 2, 4);
+  a(3, 4) = makeElement<T>(HUGE_VAL, 0);
+  a(7, 7) = quietNaN<T>();
+  const Rotations<Real<T>> none = {std::vector<Real<T>>(19, 1), std::vector<Real<T>>(19, 0)};
+  const auto turns = Rotations<Real<T>>::whole(19);
+  for (const char side : {'L', 'R'})
+    for (const char direct : {'F', 'B'}) {
+      EXPECT_TRUE(rotated(side, 'V', direct, none, a).sameBits(a));
+      EXPECT_TRUE(rotated(side, 'T', direct, turns, a).sameBits(a));
+      EXPECT_TRUE(rotated(side, 'b', direct, turns, a).sameBits(a));
+      EXPECT_FALSE(rotated(side, 'V', direct, turns, a).sameBits(a));
+    }
+}
+
+// --- Reflectors
+
+// n elements: the first one, and a row of a matrix, whose padding lies between the others.
+template <class T>
+struct Vector {
+  Vector(int n, int inc, double scale = 1)
+      : alpha(Random(3).element<T>() * makeElement<T>(scale, 0)),
+        x(HostMatrix<T>::random(1, n - 1, inc - 1, static_cast<std::uint64_t>(n * 7 + inc))) {
+    for (int i = 0; i < n - 1; ++i) x(0, i) *= makeElement<T>(scale, 0);
+  }
+  T alpha;
+  HostMatrix<T> x;
+};
+
+template <class T>
+struct Reflector {
+  T beta, tau;
+  HostMatrix<T> v;
+};
+
+template <class T>
+Reflector<T> reflectorOf(const Vector<T>& y) {
+  const T untouched = makeElement<T>(77, 77);
+  const DeviceArray<T> dAlpha(&y.alpha, 1), dX(y.x), dTau(&untouched, 1);
+  tovi::basic::larfg(y.x.cols() + 1, dAlpha.data(), dX.data(), y.x.ld(), dTau.data());
+  Reflector<T> r = {untouched, untouched, y.x};
+  dX.download(r.v);
+  dAlpha.download(&r.beta);
+  dTau.download(&r.tau);
+  EXPECT_TRUE(r.v.paddingIntact());
+  return r;
+}
+
+template <class T>
+double imaginary(T x) {
+  return magnitude(widen(x) - widen(T(tovi::real(x))));
+}
+
+TYPED_TEST(SvdKernels, ReflectorsAnnihilate) {
+  using T = TypeParam;
+  using W = Wide<T>;
+  for (const int n : {1, 2, 3, 32, 33, 34, 1000})
+    for (const int inc : {1, 3}) {
+      if (n == 1 && !tovi::isComplex<T>) continue;  // nothing to annihilate
+      SCOPED_TRACE(testing::Message() << n << " elements, " << inc << " apart");
+      const Vector<T> y(n, inc);
+      const Reflector<T> r = reflectorOf(y);
+      EXPECT_EQ(imaginary(r.beta), 0);
+      EXPECT_LT(tovi::real(r.beta) * tovi::real(y.alpha), 0);
+      // w^H y with w = (1, v), |w|^2 and |y|^2
+      W product = widen(y.alpha);
+      double lengthW = 1, lengthY = std::pow(magnitude(y.alpha), 2);
+      for (int i = 0; i < n - 1; ++i) {
+        product += tovi::conj(widen(r.v(0, i))) * widen(y.x(0, i));
+        lengthW += std::pow(magnitude(r.v(0, i)), 2);
+        lengthY += std::pow(magnitude(y.x(0, i)), 2);
+      }
+      const W factor = tovi::conj(widen(r.tau)) * product;
+      double residual = std::pow(magnitude(widen(y.alpha) - factor - widen(r.beta)), 2);
+      for (int i = 0; i < n - 1; ++i)
+        residual += std::pow(magnitude(widen(y.x(0, i)) - factor * widen(r.v(0, i))), 2);
+      CHECK_RATIO(std::sqrt(residual / lengthY) / (std::sqrt(n) * epsilon<T>()), qrBound);
+      // H is unitary: |tau|^2 |w|^2 = 2 Re tau
+      const double loss =
+          std::pow(magnitude(r.tau), 2) * lengthW - 2 * static_cast<double>(tovi::real(r.tau));
+      CHECK_RATIO(std::abs(loss) / (std::sqrt(n) * epsilon<T>()), qrBound);
+    }
+}
+
+// Scaling by a power of two changes nothing but beta, also where squares, or the reciprocal of beta, leave
+// the range of the type.
+TYPED_TEST(SvdKernels, ReflectorsOfVerySmallAndVeryLargeVectors) {
+  using T = TypeParam;
+  using R = Real<T>;
+  using Limits = std::numeric_limits<R>;
+  const int safe = Limits::min_exponent + Limits::digits;
+  for (const int exponent :
+       {safe - 9, safe - 1, safe + 8, Limits::min_exponent / 2, Limits::max_exponent - 8})
+    for (const int n : {2, 40}) {
+      SCOPED_TRACE(testing::Message() << n << " elements, scaled by 2^" << exponent);
+      const double scale = std::ldexp(1.0, exponent);
+      const auto expected = reflectorOf(Vector<T>(n, 1)), r = reflectorOf(Vector<T>(n, 1, scale));
+      const auto close = [](T x, T y) {
+        CHECK_RATIO(magnitude(widen(x) - widen(y)) / (magnitude(y) * epsilon<T>()), 16);
+      };
+      close(makeElement<T>(static_cast<double>(tovi::real(r.beta)) / scale, 0), expected.beta);
+      close(r.tau, expected.tau);
+      for (int i = 0; i < n - 1; ++i) close(r.v(0, i), expected.v(0, i));
+    }
+}
+
+// A NaN anywhere wins over all other numbers; an infinity shows. Nothing to annihilate makes tau zero.
+TYPED_TEST(SvdKernels, ReflectorsOfVectorsWithNaN) {
+  using T = TypeParam;
+  for (const int at : {-1, 0, 44}) {
+    Vector<T> y(50, 1);
+    (at < 0 ? y.alpha : y.x(0, at)) = tovi::isComplex<T> ? makeElement<T>(1, std::nan("")) : quietNaN<T>();
+    const Reflector<T> r = reflectorOf(y);
+    EXPECT_TRUE(std::isnan(tovi::real(r.beta)) && std::isnan(tovi::real(r.tau))) << at;
+  }
+  Vector<T> y(50, 2);
+  y.x(0, 7) = makeElement<T>(HUGE_VAL, 0);
+  EXPECT_TRUE(std::isinf(tovi::real(reflectorOf(y).beta)));
+  y.x.fill(T(0));
+  y.alpha = makeElement<T>(-3, 0);
+  EXPECT_TRUE(reflectorOf(y).tau == T(0));
+}
+
+}  // namespace

@@ -1,0 +1,76 @@
+// Orthogonal factorizations on pretended machines: the small blocks of the first device generation, and how
+// panels travel.
+
+#include <string>
+
+#include "device/software/testing/software_device.h"
+#include "tests/qr/qr_checks.h"
+#include "tests/support/machines.h"
+
+namespace testing_support {
+namespace {
+
+using software_device::Entry;
+
+template <class T>
+class QrSoftwareTest : public ::testing::Test {};
+using Elements = ::testing::Types<float, Complex<float>>;
+TYPED_TEST_SUITE(QrSoftwareTest, Elements);
+
+// Panels are 32 wide on capabilities 1.0 to 1.3.
+TYPED_TEST(QrSoftwareTest, SmallBlocks) {
+  ASSERT_EQ(pretend(1, 3), toviNoError);
+  for (const Orthogonal form : everyForm) {
+    for (const int n : {31, 32, 33, 64, 65, 96, 97, 150}) checkForm<TypeParam>(form, n, n);
+    for (const int n : {32, 33, 64, 70}) {
+      checkForm<TypeParam>(form, 200, n);
+      checkForm<TypeParam>(form, n, 200);
+      checkForm<TypeParam>(form, n, n + 1);  // no more than one line beyond the last panel
+      checkForm<TypeParam>(form, n + 1, n);
+    }
+  }
+  checkQr<TypeParam>(Memory::host, 130, 70);
+}
+
+// Panels go down on the private stream, one ahead of the factorization: the second update of a block is
+// queued after the download of the next panel. Whatever fits into one panel needs no stream, and no product.
+TYPED_TEST(QrSoftwareTest, TheNextPanelTravelsWhileTheRestIsUpdated) {
+  ASSERT_EQ(pretend(2, 0), toviNoError);
+  const int nb = tovi::isComplex<TypeParam> ? 64 : 96;
+  for (const int blocks : {1, 4}) {
+    const int n = blocks * nb;
+    HostMatrix<TypeParam> a = HostMatrix<TypeParam>::random(n, n, 0, 1);
+    std::vector<TypeParam> tau(static_cast<std::size_t>(n));
+    const DeviceArray<TypeParam> dA(a), dTau(tau.data(), tau.size());
+    for (const Orthogonal form : everyForm) {
+      software_device::startRecording();
+      ASSERT_EQ(factorDevice(form, n, n, dA.data(), n, dTau.data()), toviNoError);
+      std::string order;
+      bool underWay = false;
+      for (const software_device::Call& call : software_device::stopRecording()) {
+        if (call.entry == Entry::memcpyAsync || call.entry == Entry::memcpy2DAsync) {
+          EXPECT_NE(call.stream, 0u);
+          order += 'd';
+          underWay = true;
+        } else if (call.entry == Entry::streamSynchronize) {
+          underWay = false;
+        } else if (call.entry == Entry::streamDestroy) {
+          EXPECT_FALSE(underWay) << "nobody waits for the last transfer";
+        } else if (call.entry == Entry::gemm) {
+          order += 'g';
+        }
+      }
+      // A download; then for each of the panels but the last W, two products for the next panel, its
+      // download, and two for the rest, which the last but one has none of.
+      EXPECT_EQ(order, blocks == 1 ? ""
+                                   : "d"
+                                     "gggdgg"
+                                     "gggdgg"
+                                     "gggd")
+          << static_cast<int>(form);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace testing_support

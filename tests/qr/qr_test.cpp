@@ -1,0 +1,76 @@
+// QR factorization through the exported functions, on whatever device is there.
+
+#include <cmath>
+
+#include "tests/qr/qr_checks.h"
+
+namespace testing_support {
+namespace {
+
+template <class T>
+class QrTest : public LibraryTest {};
+using Elements = ::testing::Types<float, Complex<float>>;
+TYPED_TEST_SUITE(QrTest, Elements);
+
+// Panels are 96 wide (64 for complex): one host call up to there, one device block and a last column at one
+// more, and so on.
+TYPED_TEST(QrTest, FactorsSquareMatricesAroundEveryBlockEdge) {
+  for (const Memory where : bothInterfaces)
+    for (const int n : {1, 2, 17, 63, 64, 65, 95, 96, 97, 128, 129, 191, 192, 193, 300, 389})
+      checkQr<TypeParam>(where, n, n);
+}
+
+TYPED_TEST(QrTest, FactorsTallAndWideMatrices) {
+  for (const Memory where : bothInterfaces) {
+    for (const int m : {1, 64, 97, 128, 193, 320})
+      for (const int n : {1, 65, 96, 130, 192, 400})
+        if (m != n) checkQr<TypeParam>(where, m, n);
+    checkQr<TypeParam>(where, 2000, 150);
+    checkQr<TypeParam>(where, 150, 2000);
+  }
+}
+
+// Each column of zeros on and below the diagonal has nothing to reflect: tau is exactly zero there.
+TYPED_TEST(QrTest, UpperTriangularMatricesComeBackUnchanged) {
+  const int n = 250;
+  HostMatrix<TypeParam> a = HostMatrix<TypeParam>::random(n, n, 1, 5);
+  for (int j = 0; j < n; ++j) {
+    a(j, j) = TypeParam(tovi::real(a(j, j)));
+    for (int i = j + 1; i < n; ++i) a(i, j) = TypeParam(0);
+  }
+  for (const int zero : {0, 95, 96, 200}) a(zero, zero) = TypeParam(0);
+  for (const Memory where : bothInterfaces) {
+    HostMatrix<TypeParam> qr = a;
+    std::vector<TypeParam> tau(static_cast<std::size_t>(n), TypeParam(-7));
+    ASSERT_EQ(factorQr(where, qr, tau), toviNoError);
+    for (const TypeParam& t : tau) EXPECT_TRUE(t == TypeParam(0));
+    for (int j = 0; j < n; ++j)
+      for (int i = 0; i < n; ++i) ASSERT_TRUE(qr(i, j) == a(i, j)) << i << ", " << j;
+  }
+}
+
+TYPED_TEST(QrTest, RankDeficientMatricesAreFactoredAsWell) {
+  HostMatrix<TypeParam> a = HostMatrix<TypeParam>::random(300, 220, 2, 6);
+  for (int j = 0; j < a.cols(); j += 3)
+    for (int i = 0; i < a.rows(); ++i) a(i, j) = j % 2 == 0 ? TypeParam(0) : a(i, 1);
+  for (const Memory where : bothInterfaces) {
+    HostMatrix<TypeParam> qr = a;
+    std::vector<TypeParam> tau(220);
+    ASSERT_EQ(factorQr(where, qr, tau), toviNoError);
+    expectFactored(Orthogonal::qr, a, qr, tau);
+  }
+}
+
+TYPED_TEST(QrTest, NaNTravelsThroughAndNeverChangesTheStatus) {
+  for (const Memory where : bothInterfaces)
+    for (const int n : {50, 200}) {
+      HostMatrix<TypeParam> a = HostMatrix<TypeParam>::random(n, n, 0, 8);
+      a(n / 2, n / 3) = quietNaN<TypeParam>();
+      std::vector<TypeParam> tau(static_cast<std::size_t>(n));
+      EXPECT_EQ(factorQr(where, a, tau), toviNoError);
+      EXPECT_TRUE(std::isnan(norm1(a)));
+    }
+}
+
+}  // namespace
+}  // namespace testing_support

@@ -1,0 +1,164 @@
+// The singular values and vectors of bidiagonal matrices.
+
+#include <functional>
+#include <limits>
+#include <optional>
+
+#include "tests/svd/bdsqr_checks.h"
+#include "tests/svd/rotation_limit.h"
+
+namespace testing_support {
+namespace {
+
+template <class T>
+class BdsqrTest : public LibraryTest {};
+using Elements = ::testing::Types<float, Complex<float>>;
+TYPED_TEST_SUITE(BdsqrTest, Elements);
+
+constexpr float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
+
+Bidiagonal made(char uplo, int n, const std::function<double(int)>& d, const std::function<double(int)>& e) {
+  Bidiagonal b = randomBidiagonal(uplo, n);
+  for (int i = 0; i < n; ++i) b.d[static_cast<std::size_t>(i)] = static_cast<float>(d(i));
+  for (int i = 0; i + 1 < n; ++i) b.e[static_cast<std::size_t>(i)] = static_cast<float>(e(i));
+  return b;
+}
+
+TYPED_TEST(BdsqrTest, UpperAndLower) {
+  for (const int n : {1, 2, 3, 4, 5, 17, 64, 100, 257})
+    for (const char uplo : {'U', 'L'})
+      for (const std::uint64_t seed : {1, 2, 3}) {
+        SCOPED_TRACE(std::string(1, uplo) + " order " + std::to_string(n));
+        checkDecomposition<TypeParam>(randomBidiagonal(uplo, n, seed));
+      }
+}
+
+// Large at either end, or in the middle, so that blocks are swept both ways: from the larger end to the
+// smaller one. The other way costs four times as many rotations.
+TYPED_TEST(BdsqrTest, GradedMatricesAreSweptTheShortWay) {
+  for (const char uplo : {'U', 'L'})
+    for (const double step : {0.5, 1.0})
+      for (const int large : {0, 17, 35}) {
+        const auto grade = [&](int i) { return std::pow(10.0, -step * std::abs(i - large)); };
+        std::optional<RotationLimit> limit;
+        if (large != 17) limit.emplace(10 * 36);
+        checkDecomposition<TypeParam>(made(uplo, 36, grade, [&](int i) { return 0.7 * grade(i); }));
+      }
+}
+
+TYPED_TEST(BdsqrTest, ZerosAndClusters) {
+  const auto zero = [](int) { return 0.0; };
+  const auto one = [](int) { return 1.0; };
+  for (const char uplo : {'U', 'L'}) {
+    for (const int n : {1, 2, 3, 50}) {
+      SCOPED_TRACE(n);
+      checkDecomposition<TypeParam>(made(uplo, n, zero, zero));
+      checkDecomposition<TypeParam>(made(uplo, n, one, zero));
+      checkDecomposition<TypeParam>(made(uplo, n, zero, one));
+      checkDecomposition<TypeParam>(made(uplo, n, one, one));
+      checkDecomposition<TypeParam>(made(uplo, n, one, [](int) { return 1e-4; }));
+      checkDecomposition<TypeParam>(made(
+          uplo, n, [](int i) { return i - 20; }, zero));
+    }
+    for (const int at : {0, 1, 25, 48, 49}) {
+      SCOPED_TRACE(at);
+      Bidiagonal b = randomBidiagonal(uplo, 50);
+      b.d[static_cast<std::size_t>(at)] = 0;
+      checkDecomposition<TypeParam>(b);
+      b = randomBidiagonal(uplo, 50);
+      b.e[static_cast<std::size_t>(std::min(at, 48))] = 0;
+      checkDecomposition<TypeParam>(b);
+    }
+    // Three clusters
+    checkDecomposition<TypeParam>(made(
+        uplo, 60, [](int i) { return 1 + i % 3 + 1e-6 * i; }, [](int) { return 1e-3; }));
+  }
+}
+
+TYPED_TEST(BdsqrTest, TinyAndHuge) {
+  for (const char uplo : {'U', 'L'})
+    for (const double size : {1e-30, 1e30}) {
+      Bidiagonal b = randomBidiagonal(uplo, 60);
+      for (float& x : b.d) x = static_cast<float>(x * size);
+      for (float& x : b.e) x = static_cast<float>(x * size);
+      checkDecomposition<TypeParam>(b);
+      // Side by side
+      for (std::size_t i = 0; i < 60; i += 2) b.d[i] /= static_cast<float>(size);
+      checkDecomposition<TypeParam>(b);
+    }
+}
+
+// No sweep at all, some, and all but a few.
+TYPED_TEST(BdsqrTest, TheLimitLeavesABidiagonalMatrix) {
+  const int n = 60;
+  for (const char uplo : {'U', 'L'})
+    for (const int most : {0, 1, 200, 2000}) {
+      SCOPED_TRACE(std::string(1, uplo) + ", limit " + std::to_string(most));
+      const Bidiagonal b = randomBidiagonal(uplo, n);
+      const Decomposition<TypeParam> found = [&] {
+        const RotationLimit limit(most);
+        return decompose<TypeParam>(b);
+      }();
+      const auto& e = found.result.e;
+      EXPECT_EQ(found.info,
+                static_cast<int>(e.size() - 1) - static_cast<int>(std::count(e.begin() + 1, e.end(), 0.0f)));
+      // Nothing has been swept: every element but the first counts.
+      if (most == 0) {
+        EXPECT_EQ(found.info, n - 2);
+      }
+      expectSimilar(b, found);
+      std::vector<double> left = exactValues(found.result), exact = exactValues(b);
+      for (std::size_t i = 0; i < left.size(); ++i)
+        EXPECT_NEAR(left[i], exact[i], bdsqrBound * n * epsilon<float>() * exact[0]);
+
+      checkDecomposition<TypeParam>(b);
+    }
+  // Blocks of order 2 need no sweep.
+  const RotationLimit limit(0);
+  Bidiagonal b = randomBidiagonal('U', 50);
+  for (std::size_t i = 1; i < 49; i += 2) b.e[i] = 0;
+  checkDecomposition<TypeParam>(b);
+}
+
+template <class T>
+void expectNaN(const Bidiagonal& b) {
+  const Decomposition<T> found = decompose<T>(b);
+  EXPECT_EQ(found.info, 0);
+  for (const float x : found.result.d) EXPECT_TRUE(std::isnan(x));
+  EXPECT_TRUE(found.vt.sameBits(identity<T>(b.n(), 2)));
+  EXPECT_TRUE(found.u.sameBits(identity<T>(b.n(), 3)));
+  for (const float x : valuesOf(b).result.d) EXPECT_TRUE(std::isnan(x));
+}
+
+TYPED_TEST(BdsqrTest, WhatIsNoNumberMakesNaN) {
+  for (const float bad : {nan, inf, -inf})
+    for (const int n : {1, 2, 3, 50})
+      for (const int at : {0, n / 2, n - 1}) {
+        SCOPED_TRACE(std::to_string(bad) + " at " + std::to_string(at) + " of " + std::to_string(n));
+        Bidiagonal b = randomBidiagonal('U', n);
+        b.d[static_cast<std::size_t>(at)] = bad;
+        expectNaN<TypeParam>(b);
+        if (at == n - 1) continue;
+        b = randomBidiagonal('L', n);
+        b.e[static_cast<std::size_t>(at)] = bad;
+        expectNaN<TypeParam>(b);
+      }
+}
+
+// Values beyond the largest number: the iteration overflows and ends, by failing or without a number. The
+// rotations of such a sweep are not worth having.
+TYPED_TEST(BdsqrTest, OverflowEnds) {
+  const double most = std::numeric_limits<float>::max();
+  for (const char uplo : {'U', 'L'})
+    for (const int n : {2, 3, 4, 80}) {
+      const Bidiagonal b = made(
+          uplo, n, [&](int) { return most; }, [&](int) { return most; });
+      const Decomposition<TypeParam> found = decompose<TypeParam>(b);
+      EXPECT_TRUE(found.info > 0 || !(found.result.d[0] <= std::numeric_limits<float>::max())) << n;
+      const Decomposition<float> alone = valuesOf(b);
+      EXPECT_TRUE(alone.info > 0 || !(alone.result.d[0] <= std::numeric_limits<float>::max())) << n;
+    }
+}
+
+}  // namespace
+}  // namespace testing_support

@@ -1,0 +1,138 @@
+// Singular value decompositions through the exported functions, on whatever device is there.
+
+#include "tests/svd/svd_checks.h"
+
+namespace testing_support {
+namespace {
+
+template <class T>
+class SvdTest : public LibraryTest {};
+using Elements = ::testing::Types<float, Complex<float>>;
+TYPED_TEST_SUITE(SvdTest, Elements);
+
+constexpr Jobs somePairs[] = {{'N', 'N'}, {'S', 'S'}, {'A', 'O'}, {'O', 'A'}};
+
+// Where the longer side has 1.6 times the shorter one's elements, rounded down, or more, A is reduced to a
+// triangle first. Everything else begins with A itself, and with a lower bidiagonal form if it has more
+// columns than rows.
+TYPED_TEST(SvdTest, EveryPairOfJobsOnEveryPath) {
+  const struct {
+    int m, n;
+  } shapes[] = {{1, 1},   {2, 1},   {7, 1},    {2, 2},   {3, 2},   {4, 3},     {5, 4},    {6, 6},    {17, 5},
+                {33, 33}, {40, 31}, {100, 30}, {97, 97}, {98, 97}, {130, 100}, {160, 97}, {161, 100}};
+  for (const Memory where : bothInterfaces)
+    for (const auto& shape : shapes) {
+      checkEveryPairOfJobs<TypeParam>(where, shape.m, shape.n);
+      if (shape.m != shape.n) checkEveryPairOfJobs<TypeParam>(where, shape.n, shape.m);
+    }
+}
+
+// Blocks of the bidiagonal form are 96 wide; the last 1 to 96 rows and columns are reduced on the host.
+TYPED_TEST(SvdTest, LargerMatrices) {
+  for (const auto& [m, n] : {std::pair{95, 95},
+                             {96, 96},
+                             {192, 192},
+                             {193, 193},
+                             {300, 300},
+                             {193, 194},
+                             {450, 250},
+                             {250, 450},
+                             {320, 280},
+                             {280, 320}})
+    checkSvd(Memory::host, randomSvdProblem<TypeParam>({'S', 'S'}, m, n));
+}
+
+// Graded, rank-deficient, clustered, all equal, one large one, and none but zeros.
+TYPED_TEST(SvdTest, ValuesAreThoseThatTheMatrixWasMadeOf) {
+  const struct {
+    const char* name;
+    double (*value)(int i, int k);
+  } spectra[] = {
+      {"even", [](int i, int k) { return 1.0 - static_cast<double>(i) / k; }},
+      {"graded", [](int i, int k) { return std::pow(1e-9, static_cast<double>(i) / k); }},
+      {"deficient", [](int i, int k) { return 3 * i < k ? 2.0 - static_cast<double>(i) / k : 0.0; }},
+      {"clustered", [](int i, int k) { return 2 * i < k ? 1.0 : 1e-3; }},
+      {"equal", [](int, int) { return 5.0; }},
+      {"one large", [](int i, int) { return i == 0 ? 1.0 : 1e-6; }},
+      {"zero", [](int, int) { return 0.0; }},
+  };
+  for (const auto& spectrum : spectra)
+    for (const auto& [m, n] : {std::pair{60, 60}, {90, 40}, {40, 90}, {120, 100}, {100, 120}}) {
+      SCOPED_TRACE(spectrum.name);
+      const int k = std::min(m, n);
+      std::vector<double> s;
+      for (int i = 0; i < k; ++i) s.push_back(spectrum.value(i, k));
+      const HostMatrix<TypeParam> a = withValues<TypeParam>(m, n, s);
+      for (const Jobs jobs : somePairs) {
+        const Svd<TypeParam> solved = checkSvd(Memory::host, svdProblem(jobs, a));
+        CHECK_RATIO(valuesRatio(solved, s), svdBound);
+      }
+    }
+}
+
+TYPED_TEST(SvdTest, DiagonalMatricesAreSorted) {
+  for (const Memory where : bothInterfaces)
+    for (const auto& [m, n] : {std::pair{40, 40}, {50, 40}, {40, 90}}) {
+      HostMatrix<TypeParam> identity(m, n), mixed(m, n);
+      for (int i = 0; i < 40; ++i) {
+        identity(i, i) = TypeParam(1);
+        mixed(i, i) = TypeParam(static_cast<float>(i % 2 == 0 ? i - 40 : i));
+      }
+      for (const Jobs jobs : somePairs) {
+        EXPECT_EQ(values(checkSvd(where, svdProblem(jobs, identity))), std::vector<double>(40, 1.0));
+        std::vector<double> expected;
+        for (int i = 0; i < 40; ++i) expected.push_back(i % 2 == 0 ? 40 - i : i);
+        std::sort(expected.rbegin(), expected.rend());
+        CHECK_RATIO(valuesRatio(checkSvd(where, svdProblem(jobs, mixed)), expected), 1);
+      }
+    }
+}
+
+// Beyond 2^40 and 2^-40 the matrix is scaled, by a power of 2.
+TYPED_TEST(SvdTest, LargeAndSmallMatricesAreScaled) {
+  for (const double factor : {0x1p-120, 0x1p-100, 0x1p-41, 0x1p41, 0x1p100, 0x1p120})
+    for (const auto& [m, n] : {std::pair{1, 1}, {30, 30}, {70, 40}, {40, 50}})
+      for (const Jobs jobs : somePairs) {
+        const Svd<TypeParam> plain = randomSvdProblem<TypeParam>(jobs, m, n);
+        Svd<TypeParam> problem = plain;
+        for (int j = 0; j < n; ++j)
+          for (int i = 0; i < m; ++i) problem.a(i, j) *= TypeParam(static_cast<float>(factor));
+        std::vector<double> reference = values(checkSvd(Memory::device, plain));
+        for (double& value : reference) value *= factor;
+        CHECK_RATIO(valuesRatio(checkSvd(Memory::device, problem), reference), svdBound);
+      }
+}
+
+// At the ends of the type's range: the smallest numbers, and values of which only the largest does not
+// overflow by much.
+TYPED_TEST(SvdTest, TheWholeRangeOfTheTypeIsSafe) {
+  for (const float size : {1e-44f, 3e37f}) {
+    HostMatrix<TypeParam> a(3, 2);
+    a(0, 0) = TypeParam(size);
+    a(2, 1) = TypeParam(size);
+    for (const Jobs jobs : somePairs) {
+      const double exact = static_cast<double>(size);
+      const Svd<TypeParam> solved = checkSvd(Memory::host, svdProblem(jobs, a));
+      CHECK_RATIO(valuesRatio(solved, {exact, exact}), 1);
+    }
+  }
+}
+
+TYPED_TEST(SvdTest, NaNAndInfinityEndTheCall) {
+  for (const Memory where : bothInterfaces)
+    for (const auto& [m, n] :
+         {std::pair{1, 1}, {3, 3}, {5, 2}, {40, 40}, {120, 120}, {150, 60}, {60, 150}, {100, 120}})
+      for (const Jobs jobs : somePairs)
+        for (const float bad :
+             {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+          Svd<TypeParam> problem = randomSvdProblem<TypeParam>(jobs, m, n);
+          problem.a(m / 2, n - 1) = TypeParam(bad);
+          const toviStatus status = problem.run(where);
+          EXPECT_TRUE(status == toviDataError || (status == toviNoError && std::isnan(problem.s(0, 0))))
+              << status << ", " << problem.s(0, 0) << ", " << jobs.u << jobs.vt << ", " << m << " x " << n;
+          EXPECT_TRUE(problem.paddingIntact());
+        }
+}
+
+}  // namespace
+}  // namespace testing_support
