@@ -1,9 +1,8 @@
 # Includes point down: cmake -DROOT=<the sources> -P includes.cmake. A file may include those of its own floor and of
 # the floors before it in the list, nothing else of the project's.
 
-# Floor by floor, from the ground up, the folders of each.
+# From the ground up.
 set(floors
-  device/cuda/include/cuda_words.h|device/software/include/cuda_words.h
   ground
   host
   device
@@ -13,18 +12,16 @@ set(floors
   src/brd
   lapack
   api)
-# The floor of a file, by the first of the folders that it is in; -1: none.
+
+# The floor of a file; -1: none.
 function(floor_of file result)
   set(found -1)
   set(level 0)
-  foreach(floor IN LISTS floors)
-    string(REPLACE "|" ";" folders "${floor}")
-    foreach(folder IN LISTS folders)
-      string(FIND "${file}/" "${folder}/" at)
-      if(at EQUAL 0 AND found EQUAL -1)
-        set(found ${level})
-      endif()
-    endforeach()
+  foreach(folder IN LISTS floors)
+    string(FIND "${file}" "${folder}/" at)
+    if(at EQUAL 0)
+      set(found ${level})
+    endif()
     math(EXPR level "${level} + 1")
   endforeach()
   set(${result} ${found} PARENT_SCOPE)
@@ -42,12 +39,14 @@ foreach(file IN LISTS files)
     string(REGEX REPLACE "^[ \t]*#[ \t]*include[ \t]*[<\"]([^>\"]+)[>\"].*" "\\1" included "${line}")
     # Headers that the include path finds: the public one, and those that each device supplies.
     set(target "${included}")
-    if(included MATCHES "^(device/[a-z_]+|cuda_words|cuda_runtime|cublas)\\.h$" AND NOT EXISTS "${ROOT}/${included}")
-      string(REGEX MATCH "^device/[a-z]+" device "${file}")
-      if(NOT device)
-        set(device device/software)
+    if(included STREQUAL cuda_words.h)
+      set(target ground/words/software/cuda_words.h)
+    elseif(included MATCHES "^(device/[a-z_]+|cuda_runtime|cublas)\\.h$" AND NOT EXISTS "${ROOT}/${included}")
+      set(device software)
+      if(file MATCHES "/cuda/")
+        set(device cuda)
       endif()
-      set(target "${device}/include/${included}")
+      set(target "device/${device}/include/${included}")
     endif()
     if(NOT EXISTS "${ROOT}/${target}")
       if(line MATCHES "\"") # else the system's, a library's
@@ -68,7 +67,7 @@ foreach(file IN LISTS files)
     elseif(floor_below EQUAL -1 OR floor_below GREATER floor)
       string(APPEND wrong "${file}: ${line} (climbs)\n")
     elseif(target MATCHES "^device/software/" AND NOT file MATCHES "^device/software/"
-           AND NOT included MATCHES "^(device/(runtime|launch)|cuda_words|cuda_runtime|cublas)\\.h$")
+           AND NOT included MATCHES "^(device/(runtime|launch)|cuda_runtime|cublas)\\.h$")
       string(APPEND wrong "${file}: ${line} (behind the seam)\n")
     endif()
     if(target MATCHES "/testing/" AND NOT file MATCHES "/testing/")

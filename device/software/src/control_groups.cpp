@@ -76,15 +76,15 @@ std::vector<ControlGroup> controlGroups(const std::string& controller, const std
     const Mount mount = mountOf(mountLine);
     const bool unified = mount.kind == "cgroup2";
     if (!unified && (mount.kind != "cgroup" || !lists(mount.options, controller))) continue;
+    const std::string top = root + mount.point;
     std::ifstream memberships(root + "/proc/self/cgroup");
     for (std::string line; std::getline(memberships, line);) {
       const std::string path = groupPath(line, controller, unified);
       if (path.empty()) continue;
       std::string part = below(mount.root, path);
       while (!part.empty() && part.back() == '/') part.pop_back();
-      for (; !part.empty(); part.resize(part.rfind('/')))
-        groups.push_back({root + mount.point + part, unified});
-      groups.push_back({root + mount.point, unified});
+      for (; !part.empty(); part.resize(part.rfind('/'))) groups.push_back({top + part, unified});
+      groups.push_back({top, unified});
     }
   }
   return groups;
