@@ -18,15 +18,4 @@ void Stream::synchronize() const {
   if (handle_ != nullptr) check(cudaStreamSynchronize(handle_));
 }
 
-bool Stream::query() const {
-  if (handle_ == nullptr) return true;
-  const cudaError_t status = cudaStreamQuery(handle_);
-  if (status == cudaErrorNotReady) {
-    ignoreFailure(status);
-    return false;
-  }
-  check(status);
-  return true;
-}
-
 }  // namespace cudalib

@@ -8,7 +8,7 @@
 namespace cudalib {
 
 // Owns a stream on devices that can overlap copies with kernels. Elsewhere it holds none, get() is the
-// default stream, and there is nothing to wait for or to ask about. Used by one host thread.
+// default stream, and there is nothing to wait for. Used by one host thread.
 class Stream {
  public:
   Stream();
@@ -18,8 +18,6 @@ class Stream {
 
   cudaStream_t get() const { return handle_; }
   void synchronize() const;
-  // True when all work on the stream is complete.
-  bool query() const;
 
  private:
   cudaStream_t handle_ = nullptr;

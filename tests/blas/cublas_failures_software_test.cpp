@@ -39,11 +39,14 @@ TEST(CublasFailures, NoOtherThreadReportsOrErasesOne) {
   constexpr int n = 1100;  // large enough to be done by blocks: trmm, gemm, trmm
   std::vector<float> a(n * n, 1.0f), b(n * 8, 1.0f);
   for (int round = 0; round < 20; ++round)
-    for (const Entry entry : {Entry::trmm, Entry::gemm}) {
-      failCall(entry, 1, 13);
-      EXPECT_EQ(toviStrmm('L', 'L', 'N', 'N', n, 8, 1, a.data(), n, b.data(), n), toviBlasError);
-      software_device::clearFaults();
-    }
+    for (const Entry entry : {Entry::trmm, Entry::gemm})
+      for (const int status : {13, 3}) {  // an execution that failed, no memory
+        failCall(entry, 1, status);
+        EXPECT_EQ(toviStrmm('L', 'L', 'N', 'N', n, 8, 1, a.data(), n, b.data(), n),
+                  status == 3 ? toviInsufficientMemory : toviBlasError);
+        EXPECT_EQ(b, std::vector<float>(n * 8, 1.0f)) << "nothing is copied back";
+        software_device::clearFaults();
+      }
   ends = true;
   singular.join();
   good.join();
