@@ -13,7 +13,15 @@ toviStatus toviSgetrf(int m, int n, float* a, int lda, int* ipiv) {
   return getrf<OnHost>(m, n, a, lda, ipiv);
 }
 
+toviStatus toviDgetrf(int m, int n, double* a, int lda, int* ipiv) {
+  return getrf<OnHost>(m, n, a, lda, ipiv);
+}
+
 toviStatus toviCgetrf(int m, int n, toviFloatComplex* a, int lda, int* ipiv) {
+  return getrf<OnHost>(m, n, ours(a), lda, ipiv);
+}
+
+toviStatus toviZgetrf(int m, int n, toviDoubleComplex* a, int lda, int* ipiv) {
   return getrf<OnHost>(m, n, ours(a), lda, ipiv);
 }
 
@@ -21,7 +29,15 @@ toviStatus toviDeviceSgetrf(int m, int n, float* a, int lda, int* ipiv) {
   return getrf<OnDevice>(m, n, a, lda, ipiv);
 }
 
+toviStatus toviDeviceDgetrf(int m, int n, double* a, int lda, int* ipiv) {
+  return getrf<OnDevice>(m, n, a, lda, ipiv);
+}
+
 toviStatus toviDeviceCgetrf(int m, int n, toviFloatComplex* a, int lda, int* ipiv) {
+  return getrf<OnDevice>(m, n, ours(a), lda, ipiv);
+}
+
+toviStatus toviDeviceZgetrf(int m, int n, toviDoubleComplex* a, int lda, int* ipiv) {
   return getrf<OnDevice>(m, n, ours(a), lda, ipiv);
 }
 
@@ -31,7 +47,16 @@ toviStatus toviSgesv(int n, int nrhs, float* a, int lda, int* ipiv, float* b, in
   return gesv<OnHost>(n, nrhs, a, lda, ipiv, b, ldb);
 }
 
+toviStatus toviDgesv(int n, int nrhs, double* a, int lda, int* ipiv, double* b, int ldb) {
+  return gesv<OnHost>(n, nrhs, a, lda, ipiv, b, ldb);
+}
+
 toviStatus toviCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv, toviFloatComplex* b, int ldb) {
+  return gesv<OnHost>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
+toviStatus toviZgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv, toviDoubleComplex* b,
+                     int ldb) {
   return gesv<OnHost>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
 }
 
@@ -39,7 +64,16 @@ toviStatus toviDeviceSgesv(int n, int nrhs, float* a, int lda, int* ipiv, float*
   return gesv<OnDevice>(n, nrhs, a, lda, ipiv, b, ldb);
 }
 
+toviStatus toviDeviceDgesv(int n, int nrhs, double* a, int lda, int* ipiv, double* b, int ldb) {
+  return gesv<OnDevice>(n, nrhs, a, lda, ipiv, b, ldb);
+}
+
 toviStatus toviDeviceCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv, toviFloatComplex* b,
+                           int ldb) {
+  return gesv<OnDevice>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
+toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv, toviDoubleComplex* b,
                            int ldb) {
   return gesv<OnDevice>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
 }
@@ -50,7 +84,15 @@ toviStatus toviSgeqrf(int m, int n, float* a, int lda, float* tau) {
   return geqrf<OnHost>(m, n, a, lda, tau);
 }
 
+toviStatus toviDgeqrf(int m, int n, double* a, int lda, double* tau) {
+  return geqrf<OnHost>(m, n, a, lda, tau);
+}
+
 toviStatus toviCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau) {
+  return geqrf<OnHost>(m, n, ours(a), lda, ours(tau));
+}
+
+toviStatus toviZgeqrf(int m, int n, toviDoubleComplex* a, int lda, toviDoubleComplex* tau) {
   return geqrf<OnHost>(m, n, ours(a), lda, ours(tau));
 }
 
@@ -58,7 +100,15 @@ toviStatus toviDeviceSgeqrf(int m, int n, float* a, int lda, float* tau) {
   return geqrf<OnDevice>(m, n, a, lda, tau);
 }
 
+toviStatus toviDeviceDgeqrf(int m, int n, double* a, int lda, double* tau) {
+  return geqrf<OnDevice>(m, n, a, lda, tau);
+}
+
 toviStatus toviDeviceCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau) {
+  return geqrf<OnDevice>(m, n, ours(a), lda, ours(tau));
+}
+
+toviStatus toviDeviceZgeqrf(int m, int n, toviDoubleComplex* a, int lda, toviDoubleComplex* tau) {
   return geqrf<OnDevice>(m, n, ours(a), lda, ours(tau));
 }
 
@@ -68,7 +118,16 @@ toviStatus toviSgels(char trans, int m, int n, int nrhs, float* a, int lda, floa
   return gels<OnHost>(trans, m, n, nrhs, a, lda, b, ldb);
 }
 
+toviStatus toviDgels(char trans, int m, int n, int nrhs, double* a, int lda, double* b, int ldb) {
+  return gels<OnHost>(trans, m, n, nrhs, a, lda, b, ldb);
+}
+
 toviStatus toviCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda, toviFloatComplex* b,
+                     int ldb) {
+  return gels<OnHost>(trans, m, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviZgels(char trans, int m, int n, int nrhs, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
                      int ldb) {
   return gels<OnHost>(trans, m, n, nrhs, ours(a), lda, ours(b), ldb);
 }
@@ -77,8 +136,17 @@ toviStatus toviDeviceSgels(char trans, int m, int n, int nrhs, float* a, int lda
   return gels<OnDevice>(trans, m, n, nrhs, a, lda, b, ldb);
 }
 
+toviStatus toviDeviceDgels(char trans, int m, int n, int nrhs, double* a, int lda, double* b, int ldb) {
+  return gels<OnDevice>(trans, m, n, nrhs, a, lda, b, ldb);
+}
+
 toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda,
                            toviFloatComplex* b, int ldb) {
+  return gels<OnDevice>(trans, m, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviDeviceZgels(char trans, int m, int n, int nrhs, toviDoubleComplex* a, int lda,
+                           toviDoubleComplex* b, int ldb) {
   return gels<OnDevice>(trans, m, n, nrhs, ours(a), lda, ours(b), ldb);
 }
 
@@ -89,8 +157,18 @@ toviStatus toviSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, fl
   return gesvd<OnHost>(jobu, jobvt, m, n, a, lda, s, u, ldu, vt, ldvt);
 }
 
+toviStatus toviDgesvd(char jobu, char jobvt, int m, int n, double* a, int lda, double* s, double* u, int ldu,
+                      double* vt, int ldvt) {
+  return gesvd<OnHost>(jobu, jobvt, m, n, a, lda, s, u, ldu, vt, ldvt);
+}
+
 toviStatus toviCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda, float* s,
                       toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt) {
+  return gesvd<OnHost>(jobu, jobvt, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
+}
+
+toviStatus toviZgesvd(char jobu, char jobvt, int m, int n, toviDoubleComplex* a, int lda, double* s,
+                      toviDoubleComplex* u, int ldu, toviDoubleComplex* vt, int ldvt) {
   return gesvd<OnHost>(jobu, jobvt, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
 }
 
@@ -99,8 +177,18 @@ toviStatus toviDeviceSgesvd(char jobu, char jobvt, int m, int n, float* a, int l
   return gesvd<OnDevice>(jobu, jobvt, m, n, a, lda, s, u, ldu, vt, ldvt);
 }
 
+toviStatus toviDeviceDgesvd(char jobu, char jobvt, int m, int n, double* a, int lda, double* s, double* u,
+                            int ldu, double* vt, int ldvt) {
+  return gesvd<OnDevice>(jobu, jobvt, m, n, a, lda, s, u, ldu, vt, ldvt);
+}
+
 toviStatus toviDeviceCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda, float* s,
                             toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt) {
+  return gesvd<OnDevice>(jobu, jobvt, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
+}
+
+toviStatus toviDeviceZgesvd(char jobu, char jobvt, int m, int n, toviDoubleComplex* a, int lda, double* s,
+                            toviDoubleComplex* u, int ldu, toviDoubleComplex* vt, int ldvt) {
   return gesvd<OnDevice>(jobu, jobvt, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
 }
 
@@ -111,8 +199,18 @@ toviStatus toviSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb,
   return gglse<OnHost>(m, n, p, a, lda, b, ldb, c, d, x);
 }
 
+toviStatus toviDgglse(int m, int n, int p, double* a, int lda, double* b, int ldb, double* c, double* d,
+                      double* x) {
+  return gglse<OnHost>(m, n, p, a, lda, b, ldb, c, d, x);
+}
+
 toviStatus toviCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb,
                       toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x) {
+  return gglse<OnHost>(m, n, p, ours(a), lda, ours(b), ldb, ours(c), ours(d), ours(x));
+}
+
+toviStatus toviZgglse(int m, int n, int p, toviDoubleComplex* a, int lda, toviDoubleComplex* b, int ldb,
+                      toviDoubleComplex* c, toviDoubleComplex* d, toviDoubleComplex* x) {
   return gglse<OnHost>(m, n, p, ours(a), lda, ours(b), ldb, ours(c), ours(d), ours(x));
 }
 
@@ -121,7 +219,17 @@ toviStatus toviDeviceSgglse(int m, int n, int p, float* a, int lda, float* b, in
   return gglse<OnDevice>(m, n, p, a, lda, b, ldb, c, d, x);
 }
 
+toviStatus toviDeviceDgglse(int m, int n, int p, double* a, int lda, double* b, int ldb, double* c, double* d,
+                            double* x) {
+  return gglse<OnDevice>(m, n, p, a, lda, b, ldb, c, d, x);
+}
+
 toviStatus toviDeviceCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb,
                             toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x) {
+  return gglse<OnDevice>(m, n, p, ours(a), lda, ours(b), ldb, ours(c), ours(d), ours(x));
+}
+
+toviStatus toviDeviceZgglse(int m, int n, int p, toviDoubleComplex* a, int lda, toviDoubleComplex* b, int ldb,
+                            toviDoubleComplex* c, toviDoubleComplex* d, toviDoubleComplex* x) {
   return gglse<OnDevice>(m, n, p, ours(a), lda, ours(b), ldb, ours(c), ours(d), ours(x));
 }

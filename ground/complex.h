@@ -39,6 +39,9 @@ struct [[gnu::visibility("default")]] Complex {
   friend __host__ __device__ constexpr bool operator!=(Complex a, Complex b) { return !(a == b); }
 };
 
+// X(T) for each element type.
+#define TOVI_FOR_EACH_TYPE(X) X(float) X(double) X(tovi::Complex<float>) X(tovi::Complex<double>)
+
 static_assert(sizeof(Complex<float>) == 2 * sizeof(float) && sizeof(Complex<double>) == 2 * sizeof(double));
 
 // ToReal<T>::type: the real type that belongs to T.

@@ -474,9 +474,13 @@ TOVI_API toviStatus toviDeviceZher2k(char uplo, char trans, int n, int k, toviDo
  * be in the order before that interchange.
  */
 TOVI_API toviStatus toviSgetrf(int m, int n, float* a, int lda, int* ipiv);
+TOVI_API toviStatus toviDgetrf(int m, int n, double* a, int lda, int* ipiv);
 TOVI_API toviStatus toviCgetrf(int m, int n, toviFloatComplex* a, int lda, int* ipiv);
+TOVI_API toviStatus toviZgetrf(int m, int n, toviDoubleComplex* a, int lda, int* ipiv);
 TOVI_API toviStatus toviDeviceSgetrf(int m, int n, float* a, int lda, int* ipiv);
+TOVI_API toviStatus toviDeviceDgetrf(int m, int n, double* a, int lda, int* ipiv);
 TOVI_API toviStatus toviDeviceCgetrf(int m, int n, toviFloatComplex* a, int lda, int* ipiv);
+TOVI_API toviStatus toviDeviceZgetrf(int m, int n, toviDoubleComplex* a, int lda, int* ipiv);
 
 /*
  * gesv: solves A X = B, as LAPACK xGESV.
@@ -490,11 +494,17 @@ TOVI_API toviStatus toviDeviceCgetrf(int m, int n, toviFloatComplex* a, int lda,
  * hold the completed factorization, B is unchanged.
  */
 TOVI_API toviStatus toviSgesv(int n, int nrhs, float* a, int lda, int* ipiv, float* b, int ldb);
+TOVI_API toviStatus toviDgesv(int n, int nrhs, double* a, int lda, int* ipiv, double* b, int ldb);
 TOVI_API toviStatus toviCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv, toviFloatComplex* b,
                               int ldb);
+TOVI_API toviStatus toviZgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv, toviDoubleComplex* b,
+                              int ldb);
 TOVI_API toviStatus toviDeviceSgesv(int n, int nrhs, float* a, int lda, int* ipiv, float* b, int ldb);
+TOVI_API toviStatus toviDeviceDgesv(int n, int nrhs, double* a, int lda, int* ipiv, double* b, int ldb);
 TOVI_API toviStatus toviDeviceCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv,
                                     toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv,
+                                    toviDoubleComplex* b, int ldb);
 
 /*
  * geqrf: QR factorization, A = Q R, as LAPACK xGEQRF.
@@ -504,9 +514,13 @@ TOVI_API toviStatus toviDeviceCgesv(int n, int nrhs, toviFloatComplex* a, int ld
  * from 1; v(i + 1 : m) overwrites A(i + 1 : m, i). tau has k elements.
  */
 TOVI_API toviStatus toviSgeqrf(int m, int n, float* a, int lda, float* tau);
+TOVI_API toviStatus toviDgeqrf(int m, int n, double* a, int lda, double* tau);
 TOVI_API toviStatus toviCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau);
+TOVI_API toviStatus toviZgeqrf(int m, int n, toviDoubleComplex* a, int lda, toviDoubleComplex* tau);
 TOVI_API toviStatus toviDeviceSgeqrf(int m, int n, float* a, int lda, float* tau);
+TOVI_API toviStatus toviDeviceDgeqrf(int m, int n, double* a, int lda, double* tau);
 TOVI_API toviStatus toviDeviceCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau);
+TOVI_API toviStatus toviDeviceZgeqrf(int m, int n, toviDoubleComplex* a, int lda, toviDoubleComplex* tau);
 
 /*
  * gels: least squares and minimum norm, op(A) X = B, as LAPACK xGELS.
@@ -531,11 +545,18 @@ TOVI_API toviStatus toviDeviceCgeqrf(int m, int n, toviFloatComplex* a, int lda,
  * that results may overflow or lose digits.
  */
 TOVI_API toviStatus toviSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDgels(char trans, int m, int n, int nrhs, double* a, int lda, double* b, int ldb);
 TOVI_API toviStatus toviCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda,
                               toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviZgels(char trans, int m, int n, int nrhs, toviDoubleComplex* a, int lda,
+                              toviDoubleComplex* b, int ldb);
 TOVI_API toviStatus toviDeviceSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDeviceDgels(char trans, int m, int n, int nrhs, double* a, int lda, double* b,
+                                    int ldb);
 TOVI_API toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloatComplex* a, int lda,
                                     toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZgels(char trans, int m, int n, int nrhs, toviDoubleComplex* a, int lda,
+                                    toviDoubleComplex* b, int ldb);
 
 /*
  * gesvd: singular value decomposition, A = U Sigma V^H, as LAPACK xGESVD.
@@ -567,12 +588,21 @@ TOVI_API toviStatus toviDeviceCgels(char trans, int m, int n, int nrhs, toviFloa
  */
 TOVI_API toviStatus toviSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, float* s, float* u,
                                int ldu, float* vt, int ldvt);
+TOVI_API toviStatus toviDgesvd(char jobu, char jobvt, int m, int n, double* a, int lda, double* s, double* u,
+                               int ldu, double* vt, int ldvt);
 TOVI_API toviStatus toviCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda, float* s,
                                toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt);
+TOVI_API toviStatus toviZgesvd(char jobu, char jobvt, int m, int n, toviDoubleComplex* a, int lda, double* s,
+                               toviDoubleComplex* u, int ldu, toviDoubleComplex* vt, int ldvt);
 TOVI_API toviStatus toviDeviceSgesvd(char jobu, char jobvt, int m, int n, float* a, int lda, float* s,
                                      float* u, int ldu, float* vt, int ldvt);
+TOVI_API toviStatus toviDeviceDgesvd(char jobu, char jobvt, int m, int n, double* a, int lda, double* s,
+                                     double* u, int ldu, double* vt, int ldvt);
 TOVI_API toviStatus toviDeviceCgesvd(char jobu, char jobvt, int m, int n, toviFloatComplex* a, int lda,
                                      float* s, toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt);
+TOVI_API toviStatus toviDeviceZgesvd(char jobu, char jobvt, int m, int n, toviDoubleComplex* a, int lda,
+                                     double* s, toviDoubleComplex* u, int ldu, toviDoubleComplex* vt,
+                                     int ldvt);
 
 /*
  * gglse: least squares under equality constraints, as LAPACK xGGLSE: x minimizes the norm of c - A x under
@@ -595,12 +625,21 @@ TOVI_API toviStatus toviDeviceCgesvd(char jobu, char jobvt, int m, int n, toviFl
  */
 TOVI_API toviStatus toviSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c, float* d,
                                float* x);
+TOVI_API toviStatus toviDgglse(int m, int n, int p, double* a, int lda, double* b, int ldb, double* c,
+                               double* d, double* x);
 TOVI_API toviStatus toviCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b,
                                int ldb, toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x);
+TOVI_API toviStatus toviZgglse(int m, int n, int p, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                               int ldb, toviDoubleComplex* c, toviDoubleComplex* d, toviDoubleComplex* x);
 TOVI_API toviStatus toviDeviceSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c,
                                      float* d, float* x);
+TOVI_API toviStatus toviDeviceDgglse(int m, int n, int p, double* a, int lda, double* b, int ldb, double* c,
+                                     double* d, double* x);
 TOVI_API toviStatus toviDeviceCgglse(int m, int n, int p, toviFloatComplex* a, int lda, toviFloatComplex* b,
                                      int ldb, toviFloatComplex* c, toviFloatComplex* d, toviFloatComplex* x);
+TOVI_API toviStatus toviDeviceZgglse(int m, int n, int p, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                                     int ldb, toviDoubleComplex* c, toviDoubleComplex* d,
+                                     toviDoubleComplex* x);
 
 #ifdef __cplusplus
 }

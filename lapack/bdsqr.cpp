@@ -471,8 +471,7 @@ void bdsqr(char uplo, int n, Real<T>* dD, Real<T>* dE, MatrixView<T> dVt, Matrix
   dataError(info);
 }
 
-template void bdsqr(char, int, float*, float*, MatrixView<float>, MatrixView<float>, MatrixView<float>);
-template void bdsqr(char, int, float*, float*, MatrixView<Complex<float>>, MatrixView<Complex<float>>,
-                    MatrixView<Complex<float>>);
+#define TOVI_INSTANCES(T) template decltype(bdsqr<T>) bdsqr<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::lapack

@@ -179,14 +179,10 @@ void orgbr(char vect, MatrixView<T> dA, int k, const T* dTau) {
   generateQ(kind, n - 1, dA.block(1, 1, m - 1, n - 1), dTau);
 }
 
-template void labrd(MatrixView<float>, int, float*, float*, float*, float*, MatrixView<float>,
-                    MatrixView<float>, float*);
-template void labrd(MatrixView<Complex<float>>, int, float*, float*, Complex<float>*, Complex<float>*,
-                    MatrixView<Complex<float>>, MatrixView<Complex<float>>, Complex<float>*);
-template void gebrd(MatrixView<float>, float*, float*, float*, float*);
-template void gebrd(MatrixView<Complex<float>>, float*, float*, Complex<float>*, Complex<float>*);
-
-template void orgbr(char, MatrixView<float>, int, const float*);
-template void orgbr(char, MatrixView<Complex<float>>, int, const Complex<float>*);
+#define TOVI_INSTANCES(T)               \
+  template decltype(labrd<T>) labrd<T>; \
+  template decltype(gebrd<T>) gebrd<T>; \
+  template decltype(orgbr<T>) orgbr<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::lapack

@@ -111,11 +111,9 @@ void factorPanel(MatrixView<T> hP, T* hTau, MatrixView<T> hT, std::vector<T>& hW
   }
 }
 
-template void factorPanel<QrBlock>(MatrixView<float>, float*, MatrixView<float>, std::vector<float>&);
-template void factorPanel<QlBlock>(MatrixView<float>, float*, MatrixView<float>, std::vector<float>&);
-template void factorPanel<QrBlock>(MatrixView<Complex<float>>, Complex<float>*, MatrixView<Complex<float>>,
-                                   std::vector<Complex<float>>&);
-template void factorPanel<QlBlock>(MatrixView<Complex<float>>, Complex<float>*, MatrixView<Complex<float>>,
-                                   std::vector<Complex<float>>&);
+#define TOVI_INSTANCES(T)                                             \
+  template decltype(factorPanel<QrBlock, T>) factorPanel<QrBlock, T>; \
+  template decltype(factorPanel<QlBlock, T>) factorPanel<QlBlock, T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::lapack

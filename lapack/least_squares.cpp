@@ -130,12 +130,10 @@ void gglse(MatrixView<T> dA, MatrixView<T> dB, T* dC, T* dD, T* dX) {
   applyReflectors(Reflectors::rq, 'L', 'C', p, dB, dTauB.get(), column(dX, n));
 }
 
-template void trtrs(char, char, char, int, ConstView<float>, MatrixView<float>);
-template void trtrs(char, char, char, int, ConstView<Complex<float>>, MatrixView<Complex<float>>);
-template void gels(char, MatrixView<float>, MatrixView<float>);
-template void gels(char, MatrixView<Complex<float>>, MatrixView<Complex<float>>);
-template void gglse(MatrixView<float>, MatrixView<float>, float*, float*, float*);
-template void gglse(MatrixView<Complex<float>>, MatrixView<Complex<float>>, Complex<float>*, Complex<float>*,
-                    Complex<float>*);
+#define TOVI_INSTANCES(T)               \
+  template decltype(trtrs<T>) trtrs<T>; \
+  template decltype(gels<T>) gels<T>;   \
+  template decltype(gglse<T>) gglse<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::lapack

@@ -223,11 +223,10 @@ void gesv(MatrixView<T> dA, int* dIpiv, MatrixView<T> dB) {
   getrs('N', dA, dIpiv, dB);
 }
 
-template void getrf(MatrixView<float>, int*);
-template void getrf(MatrixView<Complex<float>>, int*);
-template void getrs(char, ConstView<float>, const int*, MatrixView<float>);
-template void getrs(char, ConstView<Complex<float>>, const int*, MatrixView<Complex<float>>);
-template void gesv(MatrixView<float>, int*, MatrixView<float>);
-template void gesv(MatrixView<Complex<float>>, int*, MatrixView<Complex<float>>);
+#define TOVI_INSTANCES(T)               \
+  template decltype(getrf<T>) getrf<T>; \
+  template decltype(getrs<T>) getrs<T>; \
+  template decltype(gesv<T>) gesv<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::lapack

@@ -242,11 +242,10 @@ void gerqf(MatrixView<T> dA, T* dTau) {
   factor<Rows<T, Direction::backward>>(dA, dTau);
 }
 
-template void geqrf(MatrixView<float>, float*);
-template void geqrf(MatrixView<Complex<float>>, Complex<float>*);
-template void gelqf(MatrixView<float>, float*);
-template void gelqf(MatrixView<Complex<float>>, Complex<float>*);
-template void gerqf(MatrixView<float>, float*);
-template void gerqf(MatrixView<Complex<float>>, Complex<float>*);
+#define TOVI_INSTANCES(T)               \
+  template decltype(geqrf<T>) geqrf<T>; \
+  template decltype(gelqf<T>) gelqf<T>; \
+  template decltype(gerqf<T>) gerqf<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::lapack

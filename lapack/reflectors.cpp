@@ -329,14 +329,10 @@ void generateQ(Reflectors kind, int k, MatrixView<T> dA, const T* dTau) {
     generate<Lq>(k, dA, dTau);
 }
 
-template void larfb(Reflectors, char, char, ConstView<float>, const float*, int, MatrixView<float>);
-template void larfb(Reflectors, char, char, ConstView<Complex<float>>, const Complex<float>*, int,
-                    MatrixView<Complex<float>>);
-template void applyReflectors(Reflectors, char, char, int, MatrixView<float>, const float*,
-                              MatrixView<float>);
-template void applyReflectors(Reflectors, char, char, int, MatrixView<Complex<float>>, const Complex<float>*,
-                              MatrixView<Complex<float>>);
-template void generateQ(Reflectors, int, MatrixView<float>, const float*);
-template void generateQ(Reflectors, int, MatrixView<Complex<float>>, const Complex<float>*);
+#define TOVI_INSTANCES(T)                                   \
+  template decltype(larfb<T>) larfb<T>;                     \
+  template decltype(applyReflectors<T>) applyReflectors<T>; \
+  template decltype(generateQ<T>) generateQ<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::lapack

@@ -252,8 +252,7 @@ void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> d
   scale(1 / factor, MatrixView<Real<T>>(dS, k, 1, k));
 }
 
-template void gesvd(char, char, MatrixView<float>, float*, MatrixView<float>, MatrixView<float>);
-template void gesvd(char, char, MatrixView<Complex<float>>, float*, MatrixView<Complex<float>>,
-                    MatrixView<Complex<float>>);
+#define TOVI_INSTANCES(T) template decltype(gesvd<T>) gesvd<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::lapack

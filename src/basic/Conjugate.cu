@@ -66,20 +66,11 @@ void conjugateMatrixLower(MatrixView<T> dA) {
   });
 }
 
-template void conjugateVector(int, float*, int);
-template void conjugateVector(int, double*, int);
-template void conjugateVector(int, Complex<float>*, int);
-template void conjugateVector(int, Complex<double>*, int);
-
-template void conjugateMatrix(MatrixView<float>);
-template void conjugateMatrix(MatrixView<double>);
-template void conjugateMatrix(MatrixView<Complex<float>>);
-template void conjugateMatrix(MatrixView<Complex<double>>);
-
-template void conjugateMatrixLower(MatrixView<float>);
-template void conjugateMatrixLower(MatrixView<double>);
-template void conjugateMatrixLower(MatrixView<Complex<float>>);
-template void conjugateMatrixLower(MatrixView<Complex<double>>);
+#define TOVI_INSTANCES(T)                                   \
+  template decltype(conjugateVector<T>) conjugateVector<T>; \
+  template decltype(conjugateMatrix<T>) conjugateMatrix<T>; \
+  template decltype(conjugateMatrixLower<T>) conjugateMatrixLower<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

@@ -98,35 +98,14 @@ void copyComplexToReal(const T* dX, Real<T>* dY) {
   cudalib::launch<&CopyComplexToReal_k<T>>(cudalib::Map1D(1, 1, 1), dY, dX);
 }
 
-template void copyVector(int, const float*, int, float*, int);
-template void copyVector(int, const double*, int, double*, int);
-template void copyVector(int, const Complex<float>*, int, Complex<float>*, int);
-template void copyVector(int, const Complex<double>*, int, Complex<double>*, int);
-
-template void copyVectorRealToComplex(int, const Real<float>*, int, float*, int);
-template void copyVectorRealToComplex(int, const Real<double>*, int, double*, int);
-template void copyVectorRealToComplex(int, const Real<Complex<float>>*, int, Complex<float>*, int);
-template void copyVectorRealToComplex(int, const Real<Complex<double>>*, int, Complex<double>*, int);
-
-template void copyMatrix(ConstView<float>, MatrixView<float>);
-template void copyMatrix(ConstView<double>, MatrixView<double>);
-template void copyMatrix(ConstView<Complex<float>>, MatrixView<Complex<float>>);
-template void copyMatrix(ConstView<Complex<double>>, MatrixView<Complex<double>>);
-
-template void copySingle(const float*, float*);
-template void copySingle(const double*, double*);
-template void copySingle(const Complex<float>*, Complex<float>*);
-template void copySingle(const Complex<double>*, Complex<double>*);
-
-template void copyRealToComplex(const Real<float>*, float*);
-template void copyRealToComplex(const Real<double>*, double*);
-template void copyRealToComplex(const Real<Complex<float>>*, Complex<float>*);
-template void copyRealToComplex(const Real<Complex<double>>*, Complex<double>*);
-
-template void copyComplexToReal<float>(const float*, Real<float>*);
-template void copyComplexToReal<double>(const double*, Real<double>*);
-template void copyComplexToReal<Complex<float>>(const Complex<float>*, Real<Complex<float>>*);
-template void copyComplexToReal<Complex<double>>(const Complex<double>*, Real<Complex<double>>*);
+#define TOVI_INSTANCES(T)                                                   \
+  template decltype(copyVector<T>) copyVector<T>;                           \
+  template decltype(copyVectorRealToComplex<T>) copyVectorRealToComplex<T>; \
+  template decltype(copyMatrix<T>) copyMatrix<T>;                           \
+  template decltype(copySingle<T>) copySingle<T>;                           \
+  template decltype(copyRealToComplex<T>) copyRealToComplex<T>;             \
+  template decltype(copyComplexToReal<T>) copyComplexToReal<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

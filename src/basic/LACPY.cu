@@ -48,10 +48,8 @@ void lacpy(char uplo, ConstView<T> dA, MatrixView<T> dB) {
   });
 }
 
-template void lacpy(char, ConstView<float>, MatrixView<float>);
-template void lacpy(char, ConstView<double>, MatrixView<double>);
-template void lacpy(char, ConstView<Complex<float>>, MatrixView<Complex<float>>);
-template void lacpy(char, ConstView<Complex<double>>, MatrixView<Complex<double>>);
+#define TOVI_INSTANCES(T) template decltype(lacpy<T>) lacpy<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

@@ -34,10 +34,8 @@ void laset(char uplo, Identity<T> alpha, Identity<T> beta, MatrixView<T> dA) {
   });
 }
 
-template void laset(char, float, float, MatrixView<float>);
-template void laset(char, double, double, MatrixView<double>);
-template void laset(char, Complex<float>, Complex<float>, MatrixView<Complex<float>>);
-template void laset(char, Complex<double>, Complex<double>, MatrixView<Complex<double>>);
+#define TOVI_INSTANCES(T) template decltype(laset<T>) laset<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

@@ -101,15 +101,10 @@ void laswpCol(int n, T* dA, int lda, int k1, int k2, const int* hIpiv, int /*inc
   });
 }
 
-template void laswp(int, float*, int, int, int, const int*, int);
-template void laswp(int, double*, int, int, int, const int*, int);
-template void laswp(int, Complex<float>*, int, int, int, const int*, int);
-template void laswp(int, Complex<double>*, int, int, int, const int*, int);
-
-template void laswpCol(int, float*, int, int, int, const int*, int);
-template void laswpCol(int, double*, int, int, int, const int*, int);
-template void laswpCol(int, Complex<float>*, int, int, int, const int*, int);
-template void laswpCol(int, Complex<double>*, int, int, int, const int*, int);
+#define TOVI_INSTANCES(T)               \
+  template decltype(laswp<T>) laswp<T>; \
+  template decltype(laswpCol<T>) laswpCol<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

@@ -90,14 +90,8 @@ void madd(char transa, char transb, Real<T> alpha, ConstView<T> dA, Real<T> beta
   launch(alpha, dA, beta, dB, dC);
 }
 
-template void madd(char, char, Real<float>, ConstView<float>, Real<float>, ConstView<float>,
-                   MatrixView<float>);
-template void madd(char, char, Real<double>, ConstView<double>, Real<double>, ConstView<double>,
-                   MatrixView<double>);
-template void madd(char, char, Real<Complex<float>>, ConstView<Complex<float>>, Real<Complex<float>>,
-                   ConstView<Complex<float>>, MatrixView<Complex<float>>);
-template void madd(char, char, Real<Complex<double>>, ConstView<Complex<double>>, Real<Complex<double>>,
-                   ConstView<Complex<double>>, MatrixView<Complex<double>>);
+#define TOVI_INSTANCES(T) template decltype(madd<T>) madd<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

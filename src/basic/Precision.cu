@@ -63,15 +63,10 @@ void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, Matr
       Map(dA.rows), uplo == 'U', dA.rows, dA.data, dA.ld, dB.data, dB.ld);
 }
 
-template void convertPrecision(ConstView<double>, MatrixView<float>);
-template void convertPrecision(ConstView<float>, MatrixView<double>);
-template void convertPrecision(ConstView<Complex<double>>, MatrixView<Complex<float>>);
-template void convertPrecision(ConstView<Complex<float>>, MatrixView<Complex<double>>);
-
-template void convertPrecisionTriangular(char, ConstView<double>, MatrixView<float>);
-template void convertPrecisionTriangular(char, ConstView<float>, MatrixView<double>);
-template void convertPrecisionTriangular(char, ConstView<Complex<double>>, MatrixView<Complex<float>>);
-template void convertPrecisionTriangular(char, ConstView<Complex<float>>, MatrixView<Complex<double>>);
+#define TOVI_INSTANCES(T)                                     \
+  template decltype(convertPrecision<T>) convertPrecision<T>; \
+  template decltype(convertPrecisionTriangular<T>) convertPrecisionTriangular<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

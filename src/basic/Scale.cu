@@ -30,10 +30,8 @@ void scaleVector(int n, T* dX, const T* dAlpha, int incx, bool reciprocal) {
     cudalib::launch<&Scale_k<cudalib::Map1D, T, false>>(map, n, firstElement(n, dX, incx), dAlpha, incx);
 }
 
-template void scaleVector(int, float*, const float*, int, bool);
-template void scaleVector(int, double*, const double*, int, bool);
-template void scaleVector(int, Complex<float>*, const Complex<float>*, int, bool);
-template void scaleVector(int, Complex<double>*, const Complex<double>*, int, bool);
+#define TOVI_INSTANCES(T) template decltype(scaleVector<T>) scaleVector<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

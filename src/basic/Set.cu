@@ -105,25 +105,12 @@ void setTriangular(char uplo, char diag, MatrixView<T> dA, Fill fill) {
     launchTriangular<0>(uplo, diag, dA);
 }
 
-template void setVector(Fill, int, float*, int);
-template void setVector(Fill, int, double*, int);
-template void setVector(Fill, int, Complex<float>*, int);
-template void setVector(Fill, int, Complex<double>*, int);
-
-template void setMatrix(Fill, MatrixView<float>);
-template void setMatrix(Fill, MatrixView<double>);
-template void setMatrix(Fill, MatrixView<Complex<float>>);
-template void setMatrix(Fill, MatrixView<Complex<double>>);
-
-template void setSingle(Fill, float*);
-template void setSingle(Fill, double*);
-template void setSingle(Fill, Complex<float>*);
-template void setSingle(Fill, Complex<double>*);
-
-template void setTriangular(char, char, MatrixView<float>, Fill);
-template void setTriangular(char, char, MatrixView<double>, Fill);
-template void setTriangular(char, char, MatrixView<Complex<float>>, Fill);
-template void setTriangular(char, char, MatrixView<Complex<double>>, Fill);
+#define TOVI_INSTANCES(T)                       \
+  template decltype(setVector<T>) setVector<T>; \
+  template decltype(setMatrix<T>) setMatrix<T>; \
+  template decltype(setSingle<T>) setSingle<T>; \
+  template decltype(setTriangular<T>) setTriangular<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

@@ -68,10 +68,8 @@ void subtractMatrix(char transa, char transb, ConstView<T> dA, MatrixView<T> dB)
   launch(m, n, dA, dB);
 }
 
-template void subtractMatrix(char, char, ConstView<float>, MatrixView<float>);
-template void subtractMatrix(char, char, ConstView<double>, MatrixView<double>);
-template void subtractMatrix(char, char, ConstView<Complex<float>>, MatrixView<Complex<float>>);
-template void subtractMatrix(char, char, ConstView<Complex<double>>, MatrixView<Complex<double>>);
+#define TOVI_INSTANCES(T) template decltype(subtractMatrix<T>) subtractMatrix<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

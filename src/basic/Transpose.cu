@@ -74,15 +74,10 @@ void transposeInplace(MatrixView<T> dA, bool conjugate) {
                                                                                        dA.rows);
 }
 
-template void transpose(ConstView<float>, MatrixView<float>, bool);
-template void transpose(ConstView<double>, MatrixView<double>, bool);
-template void transpose(ConstView<Complex<float>>, MatrixView<Complex<float>>, bool);
-template void transpose(ConstView<Complex<double>>, MatrixView<Complex<double>>, bool);
-
-template void transposeInplace(MatrixView<float>, bool);
-template void transposeInplace(MatrixView<double>, bool);
-template void transposeInplace(MatrixView<Complex<float>>, bool);
-template void transposeInplace(MatrixView<Complex<double>>, bool);
+#define TOVI_INSTANCES(T)                       \
+  template decltype(transpose<T>) transpose<T>; \
+  template decltype(transposeInplace<T>) transposeInplace<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

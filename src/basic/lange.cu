@@ -195,15 +195,10 @@ Real<T> lanhe(char norm, char uplo, ConstView<T> dA) {
   return download(lines.findGreatest());
 }
 
-template float lange<float>(char, ConstView<float>);
-template double lange<double>(char, ConstView<double>);
-template float lange<Complex<float>>(char, ConstView<Complex<float>>);
-template double lange<Complex<double>>(char, ConstView<Complex<double>>);
-
-template float lanhe<float>(char, char, ConstView<float>);
-template double lanhe<double>(char, char, ConstView<double>);
-template float lanhe<Complex<float>>(char, char, ConstView<Complex<float>>);
-template double lanhe<Complex<double>>(char, char, ConstView<Complex<double>>);
+#define TOVI_INSTANCES(T)               \
+  template decltype(lange<T>) lange<T>; \
+  template decltype(lanhe<T>) lanhe<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

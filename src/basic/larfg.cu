@@ -83,10 +83,8 @@ void larfg(int n, T* dAlpha, T* dX, int incx, T* dTau) {
   cudalib::launch<&LARFG_k<Map, T>, native::MakeReflector<T>>(Map(), n, dAlpha, dX, incx, dTau);
 }
 
-template void larfg(int, float*, float*, int, float*);
-template void larfg(int, double*, double*, int, double*);
-template void larfg(int, Complex<float>*, Complex<float>*, int, Complex<float>*);
-template void larfg(int, Complex<double>*, Complex<double>*, int, Complex<double>*);
+#define TOVI_INSTANCES(T) template decltype(larfg<T>) larfg<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

@@ -104,10 +104,8 @@ void lasr(char side, char pivot, char direct, int m, int n, const Real<T>* dC, c
     launchLasr<cudalib::StaticMap1D<64>, 'R'>(direct, m, m, n, dC, dS, dA, lda);
 }
 
-template void lasr(char, char, char, int, int, const float*, const float*, float*, int);
-template void lasr(char, char, char, int, int, const double*, const double*, double*, int);
-template void lasr(char, char, char, int, int, const float*, const float*, Complex<float>*, int);
-template void lasr(char, char, char, int, int, const double*, const double*, Complex<double>*, int);
+#define TOVI_INSTANCES(T) template decltype(lasr<T>) lasr<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic
 }  // namespace tovi

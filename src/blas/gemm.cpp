@@ -32,9 +32,7 @@ void gemm(char transa, char transb, Scalar<T> alpha, ConstView<T> dA, ConstView<
     cublas::gemm<T>(transa, transb, alpha, dA, dB, beta, dC);
 }
 
-template decltype(gemm<float>) gemm<float>;
-template decltype(gemm<double>) gemm<double>;
-template decltype(gemm<Complex<float>>) gemm<Complex<float>>;
-template decltype(gemm<Complex<double>>) gemm<Complex<double>>;
+#define TOVI_INSTANCES(T) template decltype(gemm<T>) gemm<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::blas

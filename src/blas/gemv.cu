@@ -113,10 +113,8 @@ void gemv(char trans, Scalar<T> alpha, ConstView<T> dA, const Scalar<T>* dX, int
   }
 }
 
-template decltype(gemv<float>) gemv<float>;
-template decltype(gemv<double>) gemv<double>;
-template decltype(gemv<Complex<float>>) gemv<Complex<float>>;
-template decltype(gemv<Complex<double>>) gemv<Complex<double>>;
+#define TOVI_INSTANCES(T) template decltype(gemv<T>) gemv<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace blas
 }  // namespace tovi

@@ -102,15 +102,11 @@ void syr2k(char uplo, char trans, Scalar<T> alpha, ConstView<T> dA, ConstView<T>
     cublas::syr2k<T>(uplo, trans, alpha, dA, dB, beta, dC);
 }
 
-template decltype(syrk<float>) syrk<float>;
-template decltype(syrk<double>) syrk<double>;
-template decltype(syrk<Complex<float>>) syrk<Complex<float>>;
-template decltype(syrk<Complex<double>>) syrk<Complex<double>>;
+#define TOVI_INSTANCES(T)             \
+  template decltype(syrk<T>) syrk<T>; \
+  template decltype(syr2k<T>) syr2k<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 template decltype(herk<Complex<float>>) herk<Complex<float>>;
 template decltype(herk<Complex<double>>) herk<Complex<double>>;
-template decltype(syr2k<float>) syr2k<float>;
-template decltype(syr2k<double>) syr2k<double>;
-template decltype(syr2k<Complex<float>>) syr2k<Complex<float>>;
-template decltype(syr2k<Complex<double>>) syr2k<Complex<double>>;
 
 }  // namespace tovi::blas

@@ -67,10 +67,8 @@ void hemm(char side, char uplo, Scalar<T> alpha, ConstView<T> dA, ConstView<T> d
     cublas::symm<T>(side, uplo, alpha, dA, dB, beta, dC);
 }
 
-template decltype(symm<float>) symm<float>;
-template decltype(symm<double>) symm<double>;
-template decltype(symm<Complex<float>>) symm<Complex<float>>;
-template decltype(symm<Complex<double>>) symm<Complex<double>>;
+#define TOVI_INSTANCES(T) template decltype(symm<T>) symm<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 template decltype(hemm<Complex<float>>) hemm<Complex<float>>;
 template decltype(hemm<Complex<double>>) hemm<Complex<double>>;
 

@@ -81,13 +81,9 @@ void trmm(char side, char uplo, char trans, char diag, Scalar<T> alpha, ConstVie
     cublas::trmm<T>(side, uplo, trans, diag, alpha, dA, dB);
 }
 
-template decltype(trsm<float>) trsm<float>;
-template decltype(trsm<double>) trsm<double>;
-template decltype(trsm<Complex<float>>) trsm<Complex<float>>;
-template decltype(trsm<Complex<double>>) trsm<Complex<double>>;
-template decltype(trmm<float>) trmm<float>;
-template decltype(trmm<double>) trmm<double>;
-template decltype(trmm<Complex<float>>) trmm<Complex<float>>;
-template decltype(trmm<Complex<double>>) trmm<Complex<double>>;
+#define TOVI_INSTANCES(T)             \
+  template decltype(trsm<T>) trsm<T>; \
+  template decltype(trmm<T>) trmm<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace tovi::blas

@@ -43,10 +43,8 @@ void orgbrCopy(char uplo, int n, T* dA, int lda) {
     cudalib::launch<&ORGBR_COPY_U_k<T>>(map, n, dA, lda);
 }
 
-template void orgbrCopy(char, int, float*, int);
-template void orgbrCopy(char, int, double*, int);
-template void orgbrCopy(char, int, Complex<float>*, int);
-template void orgbrCopy(char, int, Complex<double>*, int);
+#define TOVI_INSTANCES(T) template decltype(orgbrCopy<T>) orgbrCopy<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace brd
 }  // namespace tovi

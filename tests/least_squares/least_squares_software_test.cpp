@@ -10,7 +10,7 @@
 namespace testing_support {
 namespace {
 
-TOVI_TYPED_SUITE(LeastSquaresSoftwareTest, ::testing::Test, SingleTypes);
+TOVI_TYPED_SUITE(LeastSquaresSoftwareTest, ::testing::Test, AllTypes);
 
 // Panels are 32 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(LeastSquaresSoftwareTest, SmallBlocks) {

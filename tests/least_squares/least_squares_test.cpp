@@ -9,7 +9,7 @@
 namespace testing_support {
 namespace {
 
-TOVI_TYPED_SUITE(LeastSquaresTest, LibraryTest, SingleTypes);
+TOVI_TYPED_SUITE(LeastSquaresTest, LibraryTest, AllTypes);
 
 constexpr char transposes[] = {'N', 'T', 'C'};
 

@@ -13,7 +13,7 @@ namespace {
 
 using software_device::Entry;
 
-TOVI_TYPED_SUITE(LuSoftwareTest, ::testing::Test, SingleTypes);
+TOVI_TYPED_SUITE(LuSoftwareTest, ::testing::Test, AllTypes);
 
 // Panels are 64 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(LuSoftwareTest, SmallBlocks) {

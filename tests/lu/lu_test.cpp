@@ -10,7 +10,7 @@
 namespace testing_support {
 namespace {
 
-TOVI_TYPED_SUITE(LuTest, LibraryTest, SingleTypes);
+TOVI_TYPED_SUITE(LuTest, LibraryTest, AllTypes);
 
 // Panels are 192 wide (128 for complex); square matrices above 512 take the transposed path.
 TYPED_TEST(LuTest, FactorsSquareMatricesAroundEveryBlockEdge) {

@@ -12,7 +12,7 @@ namespace {
 
 using software_device::Entry;
 
-TOVI_TYPED_SUITE(QrSoftwareTest, ::testing::Test, SingleTypes);
+TOVI_TYPED_SUITE(QrSoftwareTest, ::testing::Test, AllTypes);
 
 // Panels are 32 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(QrSoftwareTest, SmallBlocks) {
@@ -71,7 +71,7 @@ TYPED_TEST(QrSoftwareTest, TheNextPanelTravelsWhileTheRestIsUpdated) {
 
 // --- Products with Q
 
-TOVI_TYPED_SUITE(ReflectorsSoftwareTest, ::testing::Test, SingleTypes);
+TOVI_TYPED_SUITE(ReflectorsSoftwareTest, ::testing::Test, AllTypes);
 
 // While a block is applied, the next panel is on its way: no panel waits for the products before it, and
 // nothing is allocated between blocks, which would wait as well.

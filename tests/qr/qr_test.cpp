@@ -7,7 +7,7 @@
 namespace testing_support {
 namespace {
 
-TOVI_TYPED_SUITE(QrTest, LibraryTest, SingleTypes);
+TOVI_TYPED_SUITE(QrTest, LibraryTest, AllTypes);
 
 // Panels are 96 wide (64 for complex): one host call up to there, one device block and a last column at one
 // more, and so on.

@@ -5,7 +5,7 @@
 namespace testing_support {
 namespace {
 
-TOVI_TYPED_SUITE(ReflectorsTest, LibraryTest, SingleTypes);
+TOVI_TYPED_SUITE(ReflectorsTest, LibraryTest, AllTypes);
 
 // Blocks are 96 reflectors wide, 64 for complex; up to that many are left to the host.
 template <class T>

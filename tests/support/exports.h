@@ -324,9 +324,7 @@ class ExportTable {
     if constexpr (tovi::isComplex<T>) {
       TOVI_HERMITIAN_BLAS(TOVI_ROW, )
     }
-    if constexpr (std::is_same_v<Real<T>, float>) {
-      TOVI_LAPACK(TOVI_ROW, )
-    }
+    TOVI_LAPACK(TOVI_ROW, )
 #undef TOVI_ROW
   }
   template <class... P>
@@ -352,7 +350,7 @@ class ExportTable {
   }
 };
 
-// All of them, 68 of BLAS and 24 of LAPACK.
+// All of them, 68 of BLAS and 48 of LAPACK.
 inline const std::vector<Export>& allExports() {
   static const ExportTable table;
   return table.all;

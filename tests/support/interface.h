@@ -81,10 +81,11 @@ struct Exports;
 #define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gglse)
 
 template <> struct Exports<float> { TOVI_BLAS(TOVI_EXPORT, S) TOVI_LAPACK(TOVI_EXPORT, S) };
-template <> struct Exports<double> { TOVI_BLAS(TOVI_EXPORT, D) };
+template <> struct Exports<double> { TOVI_BLAS(TOVI_EXPORT, D) TOVI_LAPACK(TOVI_EXPORT, D) };
 template <> struct Exports<Complex<float>> {
   TOVI_BLAS(TOVI_EXPORT, C) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, C) TOVI_LAPACK(TOVI_EXPORT, C) };
-template <> struct Exports<Complex<double>> { TOVI_BLAS(TOVI_EXPORT, Z) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, Z) };
+template <> struct Exports<Complex<double>> {
+  TOVI_BLAS(TOVI_EXPORT, Z) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, Z) TOVI_LAPACK(TOVI_EXPORT, Z) };
 // clang-format on
 
 // The element type of a call: that of its first array.

@@ -17,7 +17,7 @@ namespace {
 
 using software_device::Entry;
 
-TOVI_TYPED_SUITE(SvdSoftwareTest, ::testing::Test, SingleTypes);
+TOVI_TYPED_SUITE(SvdSoftwareTest, ::testing::Test, AllTypes);
 
 // Blocks are 32 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(SvdSoftwareTest, SmallBlocks) {
@@ -119,7 +119,7 @@ TYPED_TEST(SvdSoftwareTest, RoomForTheVectorsThatNobodyWants) {
   EXPECT_LT(peak(length, 3), square / 4);
 }
 
-TOVI_TYPED_SUITE(BdsqrSoftwareTest, ::testing::Test, SingleTypes);
+TOVI_TYPED_SUITE(BdsqrSoftwareTest, ::testing::Test, AllTypes);
 
 // One copy, on the private stream, and one launch for each matrix: that is a sweep. The host waits for the
 // copy of the sweep before, never for its rotations.

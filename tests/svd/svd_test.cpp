@@ -5,7 +5,7 @@
 namespace testing_support {
 namespace {
 
-TOVI_TYPED_SUITE(SvdTest, LibraryTest, SingleTypes);
+TOVI_TYPED_SUITE(SvdTest, LibraryTest, AllTypes);
 
 constexpr Jobs somePairs[] = {{'N', 'N'}, {'S', 'S'}, {'A', 'O'}, {'O', 'A'}};
 
