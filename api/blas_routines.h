@@ -10,7 +10,7 @@
 #define TOVI_API_BLAS_ROUTINES_H
 
 #include "api/checks.h"
-#include "api/frame.h"
+#include "api/operands.h"
 #include "src/blas/blas.h"
 
 namespace tovi::api {

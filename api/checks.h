@@ -3,7 +3,7 @@
 // upper case. Pointers are tested last, and only where the problem is not empty; they are not used.
 //
 // What is accepted differs between families in places (bare leading dimensions or at least 1, 'C' and 'T'):
-// deliberate.
+// docs/compatibility.md says why, as of all that is called deliberate in the library.
 
 #ifndef TOVI_API_CHECKS_H
 #define TOVI_API_CHECKS_H

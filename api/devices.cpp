@@ -8,6 +8,7 @@
 #include "cudalib/check.h"
 #include "cudalib/device_table.h"
 #include "cudalib/runtime_flags.h"
+#include "ground/outcomes.h"
 #include "ground/per_process.h"
 
 namespace tovi::api {

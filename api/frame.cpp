@@ -3,6 +3,7 @@
 #include "cudalib/buffer_cache.h"
 #include "cudalib/check.h"
 #include "cudalib/exceptions.h"
+#include "cudalib/runtime_flags.h"
 #include "device/runtime.h"
 #include "ground/hooks.h"
 #include "ground/outcomes.h"
@@ -24,6 +25,11 @@ toviStatus fail(toviStatus status, int info) {
   setErrorInfo(info);
   return status;
 }
+
+static_assert(static_cast<int>(Outcome::insufficientComputeCapability) == toviInsufficientComputeCapability &&
+              static_cast<int>(Outcome::argumentError) == toviArgumentError &&
+              static_cast<int>(Outcome::dataError) == toviDataError &&
+              static_cast<int>(Outcome::runtimeError) == toviRuntimeError);
 
 // The table of exceptions, for the one being handled. CudaMemoryException is a bad_alloc.
 toviStatus classify() {

@@ -5,9 +5,7 @@
 //   guarded   error info := 0, the body, the table of exceptions; the status is stored
 //   managed   the same with the completion check after the body: the management routines
 //   routine   test of the initialized flag, then as managed, between the call hooks: what computes
-//
-// The device interface asks first whether the device computes with the element type; the host interface asks
-// when its operands are staged.
+//             (api/operands.h)
 //
 // A routine comes with the check of its arguments, before which nothing is asked of the device. What follows
 // runs on the executing device, whichever one the calling thread has made current, and gives that back. The
@@ -22,7 +20,6 @@
 #include <optional>
 #include <type_traits>
 
-#include "api/operands.h"
 #include "cudalib/device_scope.h"
 #include "host/floating_point.h"
 #include "host/process.h"
@@ -51,10 +48,10 @@ class Call {
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
 
-  void begin();         // the entry hook
+  void begin();         // the host BLAS has its work buffer, the entry hook has run
   void enterDevice();   // the arguments have passed their check
   void complete();      // the body has ended well
-  toviStatus failed();  // with the exception that is being handled, or with a status
+  toviStatus failed();  // with the exception that is being handled
   void settle(toviStatus failure);
   toviStatus end(toviStatus status);  // the exit hook; the status to return
 
@@ -89,20 +86,14 @@ toviStatus run(Frame frame, const Check& check, const Body& body) {
 
 template <class Body>
 toviStatus guarded(const Body& body) {
-  return run(Frame::guarded, nothing, body);
+  return run(
+      Frame::guarded, [] {}, body);
 }
 
 template <class Body>
 toviStatus managed(const Body& body) {
-  return run(Frame::managed, nothing, body);
-}
-
-template <class Place, class T, class Check, class Body>
-toviStatus routine(const Check& check, const Body& body) {
-  if (!initialized()) return store(toviNotInitialized);
-  if (std::is_same_v<Place, OnDevice> && !deviceComputesWith<T>())
-    return store(toviInsufficientComputeCapability);
-  return run(Frame::routine, check, body);
+  return run(
+      Frame::managed, [] {}, body);
 }
 
 }  // namespace tovi::api

@@ -1,5 +1,5 @@
-// What stands behind the exported LAPACK routines: one body each, for operands in host or in device memory. A
-// data error leaves complete factors, and what has been made with them, which the caller gets as well.
+// What stands behind the exported LAPACK routines: one body each, for operands in host or in device memory.
+// What a data error leaves complete, mostly factors, the caller gets as well.
 
 #ifndef TOVI_API_LAPACK_ROUTINES_H
 #define TOVI_API_LAPACK_ROUTINES_H
@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "api/checks.h"
-#include "api/frame.h"
+#include "api/operands.h"
 #include "lapack/least_squares.h"
 #include "lapack/lu.h"
 #include "lapack/qr.h"

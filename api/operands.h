@@ -7,24 +7,21 @@
 
 #include <type_traits>
 
+#include "api/frame.h"
+#include "api/staged_operands.h"
 #include "cudalib/check.h"
 #include "cudalib/runtime_flags.h"
 #include "ground/complex.h"
 #include "ground/matrix_view.h"
 #include "ground/outcomes.h"
-#include "src/blas/staged_matrix.h"
 
 namespace tovi::api {
 
-using blas::StageIn;
-using blas::StageOut;
-using blas::StageRoom;
-
 struct OnHost {
   template <class T>
-  using Matrix = blas::StagedMatrix<T>;
+  using Matrix = StagedMatrix<T>;
   template <class T>
-  using Vector = blas::StagedVector<T>;
+  using Vector = StagedVector<T>;
 };
 
 struct OnDevice {
@@ -69,6 +66,16 @@ unsigned overwritten(T beta) {
 template <class T>
 bool deviceComputesWith() {
   return !std::is_same_v<Real<T>, double> || cudalib::runtimeFlags().doublePrecision;
+}
+
+// A routine: its frame. The device interface asks first whether the device computes with the element type;
+// the host interface asks when its operands are staged.
+template <class Place, class T, class Check, class Body>
+toviStatus routine(const Check& check, const Body& body) {
+  if (!initialized()) return store(toviNotInitialized);
+  if (std::is_same_v<Place, OnDevice> && !deviceComputesWith<T>())
+    return store(toviInsufficientComputeCapability);
+  return run(Frame::routine, check, body);
 }
 
 inline constexpr auto nothing = [] {};

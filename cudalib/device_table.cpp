@@ -49,10 +49,6 @@ DeviceRecord::DeviceRecord(int device, const device::DeviceProperties& read)
       minor(read.minor),
       code(10 * read.major + read.minor) {}
 
-bool DeviceRecord::knownFamily() const {
-  return contains(name, "GeForce") || contains(name, "Quadro") || contains(name, "Tesla");
-}
-
 int deviceCount() {
   int count = 0;
   const cudaError_t status = cudaGetDeviceCount(&count);

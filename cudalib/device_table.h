@@ -23,12 +23,8 @@ struct DeviceRecord {
   DeviceRecord() = default;
   DeviceRecord(int device, const device::DeviceProperties& read);
 
-  bool atLeast11() const { return code >= 11; }
-  bool atLeast12() const { return code >= 12; }
   bool hasDoublePrecision() const { return code >= 13; }
   bool overlapsCopies() const { return properties.overlapsCopies != 0; }
-  bool mapsHostMemory() const { return properties.canMapHostMemory != 0; }
-  bool knownFamily() const;  // GeForce, Quadro or Tesla
   // Pitches from here on (bytes) are too large for a two-dimensional copy.
   std::size_t pitchLimit() const { return 0x7FFFFFFF; }
 };

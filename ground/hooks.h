@@ -14,8 +14,8 @@ namespace tovi {
 struct CallHooks {
   using Hook = boost::function<void()>;
 
-  // Before the arguments are checked; on every way out from there. Neither runs around a call that is refused
-  // for what the library or its device is: not initialized, without the precision.
+  // Before the arguments are checked; on every way out from there. Neither runs around a call of a library
+  // that is not initialized or, in the device interface, around one in a precision that the device lacks.
   Hook entry, exit;
   Hook phaseBegin, phaseEnd;  // around a phase of a driver (ground/phase.h)
 

@@ -11,6 +11,8 @@
 
 namespace tovi {
 
+constexpr std::size_t size(int n) { return static_cast<std::size_t>(n); }
+
 template <class T>
 struct MatrixView {
   T* data = nullptr;

@@ -512,6 +512,7 @@ TOVI_API toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int l
  * A is m x n, k = min(m, n). R, upper triangular (upper trapezoidal if m < n), overwrites A on and above the
  * diagonal. Q = H(1) H(2) ... H(k) with H(i) = I - tau(i) v v^H, where v(1 : i - 1) = 0 and v(i) = 1, counted
  * from 1; v(i + 1 : m) overwrites A(i + 1 : m, i). tau has k elements.
+ * With m = n = 1 either array may be null; then nothing is done.
  */
 TOVI_API toviStatus toviSgeqrf(int m, int n, float* a, int lda, float* tau);
 TOVI_API toviStatus toviDgeqrf(int m, int n, double* a, int lda, double* tau);
@@ -575,7 +576,7 @@ TOVI_API toviStatus toviDeviceZgels(char trans, int m, int n, int nrhs, toviDoub
  *
  * A matrix whose largest element is not between 1e-12 and 1e12 is scaled before, and the values back after.
  *
- * Up to lda * n + k * k elements of device memory are needed beside A, u and vt. The host interface reserves
+ * Up to m * n + k * k elements of device memory are needed beside A, u and vt. The host interface reserves
  * vt, n x n, also where jobvt is 'O' or 'N', until the call returns. For a wide matrix that is most of the
  * memory, 1.6 GB for a 64 x 20000 one of 5 MB, and toviInsufficientMemory where there is not so much. The
  * device interface reserves nothing; nor is there much to reserve for the transpose, whose singular values

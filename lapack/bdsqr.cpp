@@ -408,7 +408,7 @@ template <class T>
 int iterate(char uplo, std::vector<Real<T>>& d, std::vector<Real<T>>& e, MatrixView<T> dV, MatrixView<T> dU,
             MatrixView<T> dC) {
   Vectors<T> vectors(static_cast<int>(d.size()), dV, dU, dC);
-  if (isOption(uplo, 'L')) turnUpper(d, e, vectors);
+  if (uplo == 'L') turnUpper(d, e, vectors);
   const bool converged = diagonalize(d, e, vectors);
   if (converged) {
     makePositive(d, vectors);

@@ -7,9 +7,11 @@
 #include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
 #include "cudalib/device_table.h"
+#include "ground/outcomes.h"
 #include "ground/phase.h"
 #include "host/lapack.h"
 #include "lapack/reflectors.h"
+#include "lapack/transfers.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
 #include "src/basic/Scale.h"
@@ -20,8 +22,6 @@
 
 namespace tovi::lapack {
 namespace {
-
-std::size_t size(int n) { return static_cast<std::size_t>(n); }
 
 // Rows and columns that are reduced before the rest of the matrix is updated; the first generation of devices
 // (capability 1.0 to 1.3) takes fewer.
@@ -110,15 +110,14 @@ void reduceOnHost(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup
   std::vector<T> hA(host::roomForRows(m, n)), hTauq(size(k)), hTaup(size(k)), hWork(size(std::max(m, n)));
   std::vector<Real<T>> hD(size(k)), hE(size(k));
   cudalib::download<T>(dA, hA.data(), m);
-  host::gebd2(m, n, hA.data(), m, hD.data(), hE.data(), hTauq.data(), hTaup.data(), hWork.data());
+  checkHostInfo(
+      host::gebd2(m, n, hA.data(), m, hD.data(), hE.data(), hTauq.data(), hTaup.data(), hWork.data()));
   cudalib::upload(hA.data(), m, dA);
-  const auto send = [](const auto& hX, auto* dX, int count) {
-    cudalib::upload(hX.data(), count, MatrixView(dX, count, 1, count));
-  };
-  send(hD, dD, k);
-  if (k > 1) send(hE, dE, k - 1);
-  send(hTauq, dTauq, k);
-  send(hTaup, dTaup, k);
+  hE.resize(size(k - 1));
+  copyToDevice(hD, dD);
+  if (k > 1) copyToDevice(hE, dE);
+  copyToDevice(hTauq, dTauq);
+  copyToDevice(hTaup, dTaup);
 }
 
 }  // namespace

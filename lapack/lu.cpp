@@ -22,7 +22,7 @@
 namespace tovi::lapack {
 namespace {
 
-// From this order on, square matrices are factored in transposed storage.
+// Square matrices of a higher order are factored in transposed storage.
 constexpr int transposedAbove = 512;
 
 // How a block column is reached in A as it lies. Rows and columns are counted from 0; a panel is A(j:m,
@@ -101,7 +101,7 @@ class Transposed {
 // parts, hence the 2. Then fetchAgain() brings the panel once more. Returns the position of the first zero
 // pivot, 0 for none.
 template <class T, class Fetch>
-int factorPanel(int rows, int cols, T* hPanel, int* hIpiv, const Fetch& fetchAgain) {
+int factorSafely(int rows, int cols, T* hPanel, int* hIpiv, const Fetch& fetchAgain) {
   int info = host::getrf(rows, cols, hPanel, rows, hIpiv);
   const MatrixView<const T> factors(hPanel, rows, cols, rows);
   bool suspicious = false;
@@ -121,7 +121,7 @@ int factorOnHost(MatrixView<T> dA, int* hIpiv) {
   std::vector<T> hA(static_cast<std::size_t>(dA.rows) * static_cast<std::size_t>(dA.cols));
   const auto fetch = [&] { cudalib::download<T>(dA, hA.data(), dA.rows); };
   fetch();
-  const int info = factorPanel(dA.rows, dA.cols, hA.data(), hIpiv, fetch);
+  const int info = factorSafely(dA.rows, dA.cols, hA.data(), hIpiv, fetch);
   cudalib::upload(hA.data(), dA.rows, dA);
   return info;
 }
@@ -140,7 +140,7 @@ int factorBlocked(const Storage& storage, int m, int n, int nb, int* hIpiv) {
     const int jb = std::min(k - j, nb);
     const int rows = m - j;
     finishTransfers(stream);
-    const int info = factorPanel(rows, jb, hPanel.get(), hIpiv + j, [&] {
+    const int info = factorSafely(rows, jb, hPanel.get(), hIpiv + j, [&] {
       storage.fetch(j, jb, hPanel.get(), stream.get());
       finishTransfers(stream);
     });

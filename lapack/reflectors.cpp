@@ -29,8 +29,6 @@ namespace {
 
 using cudalib::PaddedMemory;
 
-std::size_t size(int n) { return static_cast<std::size_t>(n); }
-
 // The three forms of Q: a product of the blocks H or H^H (opOfBlock "N" or "C"), in ascending order or the
 // other way round. To generate Q's first vectors they are applied to those of the identity, from `side`.
 
@@ -297,17 +295,6 @@ void generate(int k, MatrixView<T> dA, const T* dTau) {
 }  // namespace
 
 template <class T>
-void larfb(Reflectors kind, char side, char trans, ConstView<T> dV, const T* dT, int ldt, MatrixView<T> dC) {
-  withForm(kind, [&](auto form) {
-    using Form = decltype(form);
-    const int k = Form::count(dV), vectors = vectorsIn(dC, side);
-    if (k == 0 || dC.empty()) return;
-    const PaddedMemory<T> dW(size(vectors), size(k));
-    applyBlock<Form, T>(side, trans, dV, {dT, k, k, ldt}, dC, dW.view(vectors, k));
-  });
-}
-
-template <class T>
 void applyReflectors(Reflectors kind, char side, char trans, int k, MatrixView<T> dA, const T* dTau,
                      MatrixView<T> dC) {
   if (k == 0 || dC.empty()) return;
@@ -330,7 +317,6 @@ void generateQ(Reflectors kind, int k, MatrixView<T> dA, const T* dTau) {
 }
 
 #define TOVI_INSTANCES(T)                                   \
-  template decltype(larfb<T>) larfb<T>;                     \
   template decltype(applyReflectors<T>) applyReflectors<T>; \
   template decltype(generateQ<T>) generateQ<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)

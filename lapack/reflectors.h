@@ -24,11 +24,6 @@ template <class T>
 void applyReflectors(Reflectors kind, char side, char trans, int k, MatrixView<T> dA, const T* dTau,
                      MatrixView<T> dC);
 
-// The same product with one block H: C := H C, H^H C, C H or C H^H. All of dV is the block; dT is its
-// triangular factor, of which one triangle is read. Note that Q is made of blocks H^H for lq and rq.
-template <class T>
-void larfb(Reflectors kind, char side, char trans, ConstView<T> dV, const T* dT, int ldt, MatrixView<T> dC);
-
 // dA, m x n, := the first n columns of Q (qr, m >= n >= k) or the first m rows (lq, n >= m >= k), from the k
 // reflectors that it holds. Not provided for rq: FeatNotImplException.
 template <class T>

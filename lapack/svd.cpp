@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "cudalib/buffer_cache.h"
+#include "ground/options.h"
 #include "ground/phase.h"
 #include "lapack/bdsqr.h"
 #include "lapack/bidiagonal.h"
@@ -52,7 +53,7 @@ void decompose(MatrixView<T> dA, Real<T>* dS, MatrixView<T> dLeft, MatrixView<T>
         dLeft.empty() ? none : dLeft.columns(0, k));
 }
 
-bool separate(char job) { return job == 'A' || job == 'S'; }
+bool separate(char job) { return isOneOf("AS", job); }
 
 template <class T>
 void decomposeDirectly(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> dU,
@@ -130,8 +131,7 @@ constexpr Path paths[] = {
 };
 const Path& choosePath(char longJob, char shortJob) {
   return *std::find_if(std::begin(paths), std::end(paths), [&](const Path& path) {
-    return path.longJobs.find(longJob) != std::string_view::npos &&
-           path.shortJobs.find(shortJob) != std::string_view::npos;
+    return isOneOf(path.longJobs, longJob) && isOneOf(path.shortJobs, shortJob);
   });
 }
 
@@ -146,11 +146,11 @@ class ByTriangle {
         dA_(dA),
         dLong_(dLong),
         dShort_(dShort),
-        dW1_(!first()   ? 0
-             : second() ? dA.ld
-                        : k_,
+        dW1_(!needsW1()                   ? 0
+             : path_.product == Where::w1 ? dA.rows
+                                          : k_,
              path_.product == Where::w1 ? dA.cols : k_),
-        dW2_(second() ? k_ : 0, k_),
+        dW2_(needsW2() ? k_ : 0, k_),
         dTau_(k_) {}
 
   void run(Real<T>* dS) const {
@@ -158,6 +158,7 @@ class ByTriangle {
     const MatrixView<T> dR = takeTriangle(), dU1 = square(path_.longPart);
     if (path_.q != Where::none)
       generateQ(Form::reflectors, k_, path_.q == Where::longOut ? dLong_ : dA_, dTau_.get());
+    // R = U1 Sigma V^H
     Form::decomposeTriangle(dR, dS, dU1, square(shortJob_ == 'N' ? Where::none : path_.shortPart));
 
     if (longJob_ != 'N') {
@@ -169,9 +170,9 @@ class ByTriangle {
   }
 
  private:
-  // W1 is as long as A's columns where it takes the product, of W2 and the Q that is in A.
-  bool second() const { return path_.longPart == Where::w2 || path_.shortPart == Where::w2; }
-  bool first() const { return path_.triangle == Where::w1 || path_.product == Where::w1; }
+  bool needsW2() const { return path_.longPart == Where::w2 || path_.shortPart == Where::w2; }
+  // As large as A where it takes the product, of W2 and the Q that is in A.
+  bool needsW1() const { return path_.triangle == Where::w1 || path_.product == Where::w1; }
 
   MatrixView<T> at(Where place, int rows, int cols) const {
     switch (place) {

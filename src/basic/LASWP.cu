@@ -45,6 +45,8 @@ namespace basic {
 
 namespace {
 
+using Map = cudalib::Map1D;
+
 template <class Int>
 PivotBatch<Int> batchOf(const int* pivots, int count) {
   PivotBatch<Int> batch = {};
@@ -85,8 +87,7 @@ void laswp(int n, T* dA, int lda, int k1, int k2, const int* hIpiv, int /*incx*/
   if (n == 0 || k1 >= k2) return;
   forEachBatch(k1, k2, hIpiv, [&](int first, int count, auto pivots) {
     using Int = typename decltype(pivots)::Integer;
-    cudalib::launch<&KernelLASWP<cudalib::Map1D, T, Int>, native::SwapRows<T>>(cudalib::Map1D(n), n, dA, lda,
-                                                                               first, count, pivots);
+    cudalib::launch<&KernelLASWP<Map, T, Int>, native::SwapRows<T>>(Map(n), n, dA, lda, first, count, pivots);
   });
 }
 
@@ -96,8 +97,8 @@ void laswpCol(int n, T* dA, int lda, int k1, int k2, const int* hIpiv, int /*inc
   if (n == 0 || k1 >= k2) return;
   forEachBatch(k1, k2, hIpiv, [&](int first, int count, auto pivots) {
     using Int = typename decltype(pivots)::Integer;
-    cudalib::launch<&KernelLASWPCOL<cudalib::Map1D, T, Int>, native::SwapColumns<T>>(
-        cudalib::Map1D(n), n, dA, lda, first, count, pivots);
+    cudalib::launch<&KernelLASWPCOL<Map, T, Int>, native::SwapColumns<T>>(Map(n), n, dA, lda, first, count,
+                                                                          pivots);
   });
 }
 

@@ -1,7 +1,7 @@
 // The frame around exported routines: order of its tests, table of exceptions, hooks, and what a failure
 // leaves behind.
 
-#include "api/frame.h"
+#include "api/operands.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 // routine says so. Their memory comes from the buffers of the calling thread, but for what is only
 // room.
 
-#ifndef TOVI_BLAS_STAGED_MATRIX_H
-#define TOVI_BLAS_STAGED_MATRIX_H
+#ifndef TOVI_API_STAGED_OPERANDS_H
+#define TOVI_API_STAGED_OPERANDS_H
 
 #include <cstddef>
 #include <type_traits>
@@ -12,7 +12,7 @@
 #include "ground/matrix_view.h"
 #include "host/fortran.h"
 
-namespace tovi::blas {
+namespace tovi::api {
 
 constexpr unsigned StageIn = 2;    // upload when built
 constexpr unsigned StageOut = 4;   // copyBack() copies back
@@ -109,6 +109,6 @@ class StagedVector : public Staged<T> {
   int increment_;
 };
 
-}  // namespace tovi::blas
+}  // namespace tovi::api
 
 #endif
