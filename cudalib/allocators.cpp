@@ -241,27 +241,18 @@ cudaError_t PageLockedAllocator<T>::deallocate(T* device) {
 
 // --- The instances that exist.
 
-template class CopyingAllocator<float, CopiedByRuntime>;
-template class CopyingAllocator<double, CopiedByRuntime>;
-template class CopyingAllocator<tovi::Complex<float>, CopiedByRuntime>;
-template class CopyingAllocator<tovi::Complex<double>, CopiedByRuntime>;
+#define TOVI_INSTANCES(T)                                \
+  template class CopyingAllocator<T, CopiedByRuntime>;   \
+  template class CopyingAllocator<T, CopiedByProcessor>; \
+  template class CudaAllocator<T>;                       \
+  template class CudaPitchAllocator<T>;                  \
+  template class PageLockedAllocator<T>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 template class CopyingAllocator<int, CopiedByRuntime>;
 template class CopyingAllocator<unsigned int, CopiedByRuntime>;
-template class CopyingAllocator<float, CopiedByProcessor>;
-template class CopyingAllocator<tovi::Complex<float>, CopiedByProcessor>;
-template class CudaAllocator<float>;
-template class CudaAllocator<double>;
-template class CudaAllocator<tovi::Complex<float>>;
-template class CudaAllocator<tovi::Complex<double>>;
 template class CudaAllocator<int>;
 template class CudaAllocator<unsigned int>;
-template class CudaPitchAllocator<float>;
-template class CudaPitchAllocator<double>;
-template class CudaPitchAllocator<tovi::Complex<float>>;
-template class CudaPitchAllocator<tovi::Complex<double>>;
 template class CudaPitchAllocator<int>;
-template class PageLockedAllocator<float>;
-template class PageLockedAllocator<tovi::Complex<float>>;
 
 }  // namespace cudalib
 
@@ -285,10 +276,8 @@ T* BlasAllocator<T>::allocate(std::size_t rows, std::size_t cols, std::size_t co
   return cudalib::allocateLinear<T>(cudalib::checkedProduct({ld, cols, count, sizeof(T)}));
 }
 
-template class BlasAllocator<float>;
-template class BlasAllocator<double>;
-template class BlasAllocator<Complex<float>>;
-template class BlasAllocator<Complex<double>>;
+#define TOVI_BLAS_INSTANCE(T) template class BlasAllocator<T>;
+TOVI_FOR_EACH_TYPE(TOVI_BLAS_INSTANCE)
 template class BlasAllocator<int>;
 
 }  // namespace tovi

@@ -94,7 +94,7 @@ struct Caches {
   boost::mutex mutex;  // of all kinds. Never held while memory is allocated or freed
   std::tuple<Padded<float>, Padded<double>, Padded<Complex<float>>, Padded<Complex<double>>, Padded<int>,
              Linear<float>, Linear<double>, Linear<Complex<float>>, Linear<Complex<double>>, Linear<int>,
-             PageLocked<float>, PageLocked<Complex<float>>>
+             PageLocked<float>, PageLocked<double>, PageLocked<Complex<float>>, PageLocked<Complex<double>>>
       kinds;
 };
 
@@ -164,17 +164,12 @@ ManagedMemory<T, Allocator> CachedMemory<T, Allocator>::take(std::size_t rows, s
 std::size_t releaseThreadBuffers() { return release(thisThread()); }
 std::size_t releaseAllBuffers() { return release(nullptr); }
 
-template class CachedMemory<float, tovi::BlasAllocator<float>>;
-template class CachedMemory<double, tovi::BlasAllocator<double>>;
-template class CachedMemory<Complex<float>, tovi::BlasAllocator<Complex<float>>>;
-template class CachedMemory<Complex<double>, tovi::BlasAllocator<Complex<double>>>;
+#define TOVI_INSTANCES(T)                                 \
+  template class CachedMemory<T, tovi::BlasAllocator<T>>; \
+  template class CachedMemory<T, CudaAllocator<T>>;       \
+  template class CachedMemory<T, PageLockedAllocator<T>>;
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 template class CachedMemory<int, tovi::BlasAllocator<int>>;
-template class CachedMemory<float, CudaAllocator<float>>;
-template class CachedMemory<double, CudaAllocator<double>>;
-template class CachedMemory<Complex<float>, CudaAllocator<Complex<float>>>;
-template class CachedMemory<Complex<double>, CudaAllocator<Complex<double>>>;
 template class CachedMemory<int, CudaAllocator<int>>;
-template class CachedMemory<float, PageLockedAllocator<float>>;
-template class CachedMemory<Complex<float>, PageLockedAllocator<Complex<float>>>;
 
 }  // namespace cudalib

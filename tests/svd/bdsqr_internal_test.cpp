@@ -10,7 +10,7 @@
 namespace testing_support {
 namespace {
 
-TOVI_TYPED_SUITE(BdsqrTest, LibraryTest, AllTypes);
+TOVI_TYPED_SUITE(BdsqrTest, LibraryTest, SingleTypes);
 
 constexpr float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
 

@@ -119,7 +119,7 @@ TYPED_TEST(SvdSoftwareTest, RoomForTheVectorsThatNobodyWants) {
   EXPECT_LT(peak(length, 3), square / 4);
 }
 
-TOVI_TYPED_SUITE(BdsqrSoftwareTest, ::testing::Test, AllTypes);
+TOVI_TYPED_SUITE(BdsqrSoftwareTest, ::testing::Test, SingleTypes);
 
 // One copy, on the private stream, and one launch for each matrix: that is a sweep. The host waits for the
 // copy of the sweep before, never for its rotations.
