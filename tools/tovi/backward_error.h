@@ -6,20 +6,17 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <vector>
 
 #include "tools/tovi/matrix.h"
 
 namespace tool {
 
-// The largest ||b - A x|| / (n ||A|| ||x|| eps) over the columns of b and x, 1-norms, eps = 2^-24. x is
-// finite.
+// The largest ||b - A x|| / (n ||A|| ||x|| eps) over the columns of b and x, 1-norms, eps of a rounding to
+// T. x is finite.
 template <class T>
 double backwardError(const Matrix<T>& a, const Matrix<T>& b, const Matrix<T>& x) {
   using W = Wide<T>;
-  constexpr double eps = std::numeric_limits<float>::epsilon() / 2.0;
-
   double normA = 0.0;
   for (int j = 0; j < a.columns; ++j) {
     double sum = 0.0;
@@ -38,7 +35,7 @@ double backwardError(const Matrix<T>& a, const Matrix<T>& b, const Matrix<T>& x)
       for (int i = 0; i < a.rows; ++i) residual[static_cast<std::size_t>(i)] -= W(a(i, j)) * xj;
     }
     for (const W& r : residual) normResidual += std::abs(r);
-    if (normResidual > 0.0) worst = std::max(worst, normResidual / (a.rows * normA * normX * eps));
+    if (normResidual > 0.0) worst = std::max(worst, normResidual / (a.rows * normA * normX * eps<T>));
   }
   return worst;
 }

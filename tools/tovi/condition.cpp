@@ -23,7 +23,7 @@ std::string Condition::text() const {
 }
 
 std::string Condition::warning() const {
-  return "condition " + valueText(*this) + number(", single precision resolves %.3g: ", resolved) +
+  return "condition " + valueText(*this) + ", " + precision + number(" resolves %.3g: ", resolved) +
          "no digit of x can be trusted";
 }
 
@@ -32,7 +32,8 @@ void Condition::addTo(CsvRow& row) const {
 }
 
 std::vector<std::string> describe(const std::string& path, const Dependences& dependences,
-                                  const std::string& what, const std::function<std::string(int)>& name) {
+                                  const char* precision, const std::string& what,
+                                  const std::function<std::string(int)>& name) {
   constexpr std::size_t mostOthers = 5;
   std::vector<std::string> lines;
   for (const Dependence& dependence : dependences.first) {
@@ -42,7 +43,7 @@ std::vector<std::string> describe(const std::string& path, const Dependences& de
       others += k == mostOthers ? "..." : name(dependence.others[k]);
     }
     std::string line = path;
-    line += others.empty() ? ": " : ": to single precision ";
+    line += others.empty() ? ": " : std::string(": to ") + precision + ' ';
     line += what + " " + name(dependence.column);
     line += others.empty() ? " is zero" : " depends on " + others;
     lines.push_back(line);

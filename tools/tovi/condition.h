@@ -1,5 +1,5 @@
 // How well a matrix determines a solution: estimates in double precision, from the factors that the library
-// has left in single precision.
+// has left in the precision of the problem, T.
 
 #ifndef TOVI_TOOLS_CONDITION_H
 #define TOVI_TOOLS_CONDITION_H
@@ -18,22 +18,25 @@
 
 namespace tool {
 
-// The largest condition of an m x n matrix that single precision can tell from infinity. A factorization's
+// The largest condition of an m x n matrix that T can tell from infinity. A factorization's
 // errors are sums along the longer side and grow like its root: matrices whose columns depend on each other
 // have been seen with conditions from here on.
-inline double resolvedCondition(int m, int n) {
-  return 1.0 / (eps * std::sqrt(static_cast<double>(std::max(m, n))));
+template <class T>
+double resolvedCondition(int m, int n) {
+  return 1.0 / (eps<T> * std::sqrt(static_cast<double>(std::max(m, n))));
 }
 
 struct Condition {
   // sensitivity: of the solution, which is that to A and more where the residual is large
   double value = 0.0, sensitivity = 0.0, resolved = 0.0;
+  const char* precision = "";
 
-  Condition() = default;
-  Condition(double estimate, int m, int n)
-      : value(std::isnan(estimate) ? INFINITY : estimate),  // an overflow on the way
-        sensitivity(value),
-        resolved(resolvedCondition(m, n)) {}
+  // Of an m x n matrix of T
+  template <class T>
+  static Condition of(double estimate, int m, int n) {
+    const double value = std::isnan(estimate) ? INFINITY : estimate;  // an overflow on the way
+    return {value, value, resolvedCondition<T>(m, n), precisionOf<T>};
+  }
 
   // ratio: ||r|| / ||A x||, the tangent of the angle between b and A x. A change of A by a share e of it
   // moves the solution of least squares by up to e (K / cos + K^2 tan). Of the second term a factorization's
@@ -137,8 +140,11 @@ double normOfInverse(const Matrix<T>& lu, const std::vector<double>& divisors) {
   });
 }
 
-inline std::vector<double> ones(int count) {
-  return std::vector<double>(static_cast<std::size_t>(count), 1.0);
+// ||A|| ||A^-1||, from A and its factors.
+template <class T>
+double conditionOf(const Matrix<T>& a, const Matrix<T>& factors) {
+  const std::vector<double> units(static_cast<std::size_t>(a.columns), scaleOf(a));
+  return normOf(a, units) * normOfInverse(factors, units);
 }
 
 // --- What depends on what
@@ -154,7 +160,7 @@ struct Dependences {
   int count = 0;
 };
 
-// The columns of A that are combinations of those before them, to single precision. A = Q U or L U, and of u
+// The columns of A that are combinations of those before them, to its precision. A = Q U or L U, and of u
 // the upper triangle is read: its diagonal is what each column has beside those before it. The one that has
 // the smallest part is always among them.
 template <class T>
@@ -164,10 +170,10 @@ Dependences dependentColumns(const Matrix<T>& u, double resolved) {
   const auto at = [](int j) { return static_cast<std::size_t>(j); };
   std::vector<double> lengths(at(n)), parts(at(n));
   for (int j = 0; j < n; ++j) {
-    double squares = 0.0;
-    for (int i = 0; i <= j; ++i) squares += std::norm(W(u(i, j)));
-    lengths[at(j)] = std::sqrt(squares);
-    if (squares > 0.0) parts[at(j)] = std::abs(W(u(j, j))) / lengths[at(j)];
+    Matrix<W> column(j + 1, 1);
+    for (int i = 0; i <= j; ++i) column(i, 0) = W(u(i, j));
+    lengths[at(j)] = norm(column);
+    if (lengths[at(j)] > 0.0) parts[at(j)] = std::abs(W(u(j, j))) / lengths[at(j)];
   }
   const double bound =
       std::max(std::sqrt(static_cast<double>(n)) / resolved, *std::min_element(parts.begin(), parts.end()));
@@ -202,7 +208,8 @@ Dependences dependentColumns(const Matrix<T>& u, double resolved) {
 
 // One line each: "t.csv: to single precision column 'b' depends on 'a'". what: "column".
 std::vector<std::string> describe(const std::string& path, const Dependences& dependences,
-                                  const std::string& what, const std::function<std::string(int)>& name);
+                                  const char* precision, const std::string& what,
+                                  const std::function<std::string(int)>& name);
 
 }  // namespace tool
 

@@ -1,4 +1,4 @@
-// Least squares in double precision on the processor, to hold the library's results against: plain
+// A QR factorization in double precision on the processor, to judge the library's results by: plain
 // Householder reflections, column by column, nothing of the library. W is double or std::complex<double>.
 
 #ifndef TOVI_TOOLS_HOUSEHOLDER_H
@@ -47,7 +47,8 @@ void addProduct(Matrix<W>& target, double factor, const Matrix<W>& a, const Matr
 template <class W>
 class HouseholderQr {
  public:
-  explicit HouseholderQr(Matrix<W> a) : a_(std::move(a)) {
+  explicit HouseholderQr(Matrix<W> a) : a_(std::move(a)), scale_(scaleOf(a_)) {
+    for (W& value : a_.values) value /= scale_;
     for (int k = 0; k < a_.columns; ++k) {
       double squares = 0.0;
       for (int i = k; i < a_.rows; ++i) squares += std::norm(a_(i, k));
@@ -61,10 +62,6 @@ class HouseholderQr {
     }
   }
 
-  void applyQ(Matrix<W>& b) const {
-    for (int k = a_.columns - 1; k >= 0; --k)
-      for (int j = 0; j < b.columns; ++j) reflect(k, b, j);
-  }
   void applyQConjugateTransposed(Matrix<W>& b) const {
     for (int k = 0; k < a_.columns; ++k)
       for (int j = 0; j < b.columns; ++j) reflect(k, b, j);
@@ -73,26 +70,10 @@ class HouseholderQr {
   Matrix<W> r() const {
     Matrix<W> result(a_.columns, a_.columns);
     for (int j = 0; j < a_.columns; ++j) {
-      for (int i = 0; i < j; ++i) result(i, j) = a_(i, j);
-      result(j, j) = diagonal_[static_cast<std::size_t>(j)];
+      for (int i = 0; i < j; ++i) result(i, j) = scale_ * a_(i, j);
+      result(j, j) = scale_ * diagonal_[static_cast<std::size_t>(j)];
     }
     return result;
-  }
-
-  // b := R^-1 b and b := R^-H b, on the leading rows of b.
-  void solveR(Matrix<W>& b) const {
-    for (int j = 0; j < b.columns; ++j)
-      for (int k = a_.columns - 1; k >= 0; --k) {
-        b(k, j) /= diagonal_[static_cast<std::size_t>(k)];
-        for (int i = 0; i < k; ++i) b(i, j) -= a_(i, k) * b(k, j);
-      }
-  }
-  void solveRConjugateTransposed(Matrix<W>& b) const {
-    for (int j = 0; j < b.columns; ++j)
-      for (int k = 0; k < a_.columns; ++k) {
-        for (int i = 0; i < k; ++i) b(k, j) -= conjugated(a_(i, k)) * b(i, j);
-        b(k, j) /= conjugated(diagonal_[static_cast<std::size_t>(k)]);
-      }
   }
 
  private:
@@ -105,49 +86,10 @@ class HouseholderQr {
   }
 
   Matrix<W> a_;
+  double scale_;  // what A has been divided by
   std::vector<W> diagonal_;
   std::vector<double> scales_;
 };
-
-// The x of least ||b - a x||, or, where a has more columns than rows, the x of least ||x|| with a x = b.
-template <class W>
-Matrix<W> leastSquares(const Matrix<W>& a, const Matrix<W>& b) {
-  if (a.rows >= a.columns) {
-    const HouseholderQr<W> qr(a);
-    Matrix<W> x = b;
-    qr.applyQConjugateTransposed(x);
-    qr.solveR(x);
-    return rowsOf(x, 0, a.columns);
-  }
-  const HouseholderQr<W> qr(conjugateTransposed(a));
-  Matrix<W> x(a.columns, b.columns);
-  for (int j = 0; j < b.columns; ++j)
-    for (int i = 0; i < b.rows; ++i) x(i, j) = b(i, j);
-  qr.solveRConjugateTransposed(x);
-  qr.applyQ(x);
-  return x;
-}
-
-// The x of least ||b - a x|| among those with constraint x = d. With constraint^H = Q R and x = Q y, the
-// constraint fixes the leading part of y, y1 = R^-H d, and leaves an ordinary problem for the rest:
-// || (b - A1 y1) - A2 y2 ||, (A1 A2) = a Q.
-template <class W>
-Matrix<W> constrainedLeastSquares(const Matrix<W>& a, const Matrix<W>& b, const Matrix<W>& constraint,
-                                  const Matrix<W>& d) {
-  const int n = a.columns, p = constraint.rows;
-  const HouseholderQr<W> qr(conjugateTransposed(constraint));
-  Matrix<W> rotated = conjugateTransposed(a);  // (a Q)^H = Q^H a^H
-  qr.applyQConjugateTransposed(rotated);
-  Matrix<W> y1 = d, rest = b;
-  qr.solveRConjugateTransposed(y1);
-  addProduct(rest, -1.0, conjugateTransposed(rowsOf(rotated, 0, p)), y1);
-  const Matrix<W> y2 = leastSquares(conjugateTransposed(rowsOf(rotated, p, n - p)), rest);
-  Matrix<W> x(n, b.columns);
-  for (int j = 0; j < b.columns; ++j)
-    for (int i = 0; i < n; ++i) x(i, j) = i < p ? y1(i, j) : y2(i - p, j);
-  qr.applyQ(x);
-  return x;
-}
 
 }  // namespace tool
 

@@ -26,16 +26,18 @@ namespace {
 // --- What is asked
 
 // A table, taken apart as the options say.
+template <class R>
 struct Design {
   std::vector<std::string> names;  // of the columns of a
-  Matrix<float> a{0, 0};
-  std::optional<Matrix<float>> response;
+  Matrix<R> a{0, 0};
+  std::optional<Matrix<R>> response;
 };
 
-Design designOf(const LstsqOptions& options) {
-  const Table table = readTable(options.matrix);
+template <class R>
+Design<R> designOf(const LstsqOptions& options) {
+  const Table<R> table = readTable<R>(options.matrix);
   const int rows = table.values.rows;
-  Design design;
+  Design<R> design;
   int responseColumn = -1;
   if (!options.response.empty()) {
     const auto found = std::find(table.names.begin(), table.names.end(), options.response);
@@ -46,9 +48,9 @@ Design designOf(const LstsqOptions& options) {
   }
 
   if (options.intercept) design.names.emplace_back("(intercept)");
-  std::vector<float> a(options.intercept ? static_cast<std::size_t>(rows) : 0u, 1.0f);
+  std::vector<R> a(options.intercept ? static_cast<std::size_t>(rows) : 0u, R(1));
   for (int j = 0; j < table.values.columns; ++j) {
-    const float* column = &table.values(0, j);
+    const R* column = &table.values(0, j);
     if (j == responseColumn) {
       std::copy(column, column + rows, design.response->values.begin());
     } else {
@@ -57,14 +59,15 @@ Design designOf(const LstsqOptions& options) {
     }
   }
   if (design.names.empty()) throw Failure(options.matrix + ": no column is left beside the response");
-  design.a = Matrix<float>(rows, static_cast<int>(design.names.size()));
+  design.a = Matrix<R>(rows, static_cast<int>(design.names.size()));
   design.a.values = std::move(a);
   return design;
 }
 
 // The files, of which Matrix Market ones have been opened and have told their size.
+template <class R>
 struct Sources {
-  std::optional<Design> design;  // or
+  std::optional<Design<R>> design;  // or
   std::optional<MatrixMarketReader> matrix;
   std::optional<MatrixMarketReader> rightHandSide, constraint, d;
 
@@ -78,7 +81,7 @@ struct Sources {
       throw Failure(options.matrix +
                     ": no right-hand side: name one of its columns by --response, or a file");
     if (table)
-      design = designOf(options);
+      design = designOf<R>(options);
     else
       matrix.emplace(options.matrix);
     if (!options.rightHandSide.empty()) rightHandSide.emplace(options.rightHandSide);
@@ -143,23 +146,23 @@ struct Problem {
 };
 
 template <class T>
-Problem<T> read(const LstsqOptions& options, Sources& sources) {
+Problem<T> read(const LstsqOptions& options, Sources<Real<T>>& sources) {
   Problem<T> problem{options.matrix,
                      options.constraint.empty() ? "" : options.constraint.front(),
                      sources.design ? sources.design->names : std::vector<std::string>(),
-                     sources.design ? converted<T>(sources.design->a) : sources.matrix->read<T>(),
+                     sources.design ? converted<T>(sources.design->a) : sources.matrix->template read<T>(),
                      Matrix<T>(0, 0),
                      {},
                      {}};
   if (sources.rightHandSide)
-    problem.b = sources.rightHandSide->read<T>();
+    problem.b = sources.rightHandSide->template read<T>();
   else if (sources.design)
     problem.b = converted<T>(*sources.design->response);
   else
     problem.b = Matrix<T>(problem.a.rows, 1, T(1));
   if (sources.constraint) {
-    problem.constraint = sources.constraint->read<T>();
-    problem.d = sources.d->read<T>();
+    problem.constraint = sources.constraint->template read<T>();
+    problem.d = sources.d->template read<T>();
   }
   return problem;
 }
@@ -217,10 +220,14 @@ std::vector<Factor<Wide<T>>> factorsOf(const Problem<T>& problem, const Solution
 template <class T>
 Condition conditionOf(const Problem<T>& problem, const Factor<Wide<T>>& factor) {
   const int m = problem.a.rows, n = problem.a.columns;
-  if (factor.of == Factor<Wide<T>>::Of::rest)
-    return {norm(converted<Wide<T>>(problem.a)) * normOfInverse(factor.r, ones(factor.r.columns)), m, n};
+  if (factor.of == Factor<Wide<T>>::Of::rest) {
+    const double scale = scaleOf(problem.a);
+    const std::vector<double> units(static_cast<std::size_t>(factor.r.columns), scale);
+    return Condition::of<T>(norm(converted<Wide<T>>(problem.a)) / scale * normOfInverse(factor.r, units), m,
+                            n);
+  }
   const std::vector<double> lengths = columnLengths(factor.r);
-  return {normOf(factor.r, lengths) * normOfInverse(factor.r, lengths), m, n};
+  return Condition::of<T>(normOf(factor.r, lengths) * normOfInverse(factor.r, lengths), m, n);
 }
 
 // What depends on what, if the columns of a factor do.
@@ -228,20 +235,21 @@ template <class T>
 std::vector<std::string> dependences(const Problem<T>& problem, const Factor<Wide<T>>& factor) {
   using W = Wide<T>;
   using Of = typename Factor<W>::Of;
-  const double resolved = resolvedCondition(problem.a.rows, problem.a.columns);
+  const double resolved = resolvedCondition<T>(problem.a.rows, problem.a.columns);
   const auto columnName = [&](int j) {
     return problem.names.empty() ? std::to_string(j + 1)
                                  : "'" + problem.names[static_cast<std::size_t>(j)] + "'";
   };
   switch (factor.of) {
     case Of::constraints:
-      return describe(problem.constraintPath, dependentColumns(factor.r, resolved), "row",
+      return describe(problem.constraintPath, dependentColumns(factor.r, resolved), precisionOf<T>, "row",
                       [&](int j) { return std::to_string(factor.r.columns - j); });
     case Of::rows:
-      return describe(problem.path, dependentColumns(factor.r, resolved), "row",
+      return describe(problem.path, dependentColumns(factor.r, resolved), precisionOf<T>, "row",
                       [](int j) { return std::to_string(j + 1); });
     case Of::columns:
-      return describe(problem.path, dependentColumns(factor.r, resolved), "column", columnName);
+      return describe(problem.path, dependentColumns(factor.r, resolved), precisionOf<T>, "column",
+                      columnName);
     case Of::rest:
       break;
   }
@@ -251,7 +259,8 @@ std::vector<std::string> dependences(const Problem<T>& problem, const Factor<Wid
   for (int j = 0; j < both.columns; ++j)
     for (int i = 0; i < both.rows; ++i)
       both(i, j) = W(i < p ? (*problem.constraint)(i, j) : problem.a(i - p, j));
-  return describe(problem.path, dependentColumns(HouseholderQr<W>(both).r(), resolved), "column", columnName);
+  return describe(problem.path, dependentColumns(HouseholderQr<W>(both).r(), resolved), precisionOf<T>,
+                  "column", columnName);
 }
 
 // --- Solving
@@ -267,9 +276,9 @@ Matrix<T> resized(const Matrix<T>& a, int rows) {
 
 // By the host interface. The operands are copied: what is reported needs them.
 template <class T>
-Solution<T> solveFromHost(const Problem<T>& problem, double& time) {
+toviStatus call(const Problem<T>& problem, Solution<T>& solution, double& time) {
   const int m = problem.a.rows, n = problem.a.columns;
-  Solution<T> solution{Matrix<T>(n, 1), problem.a, problem.constraint};
+  solution = {Matrix<T>(n, 1), problem.a, problem.constraint};
   T* const a = solution.a.values.data();
   toviStatus status = toviNoError;
   if (problem.constraint) {
@@ -284,6 +293,13 @@ Solution<T> solveFromHost(const Problem<T>& problem, double& time) {
     time = seconds([&] { status = gels(m, n, b.columns, a, m, b.values.data(), b.rows); });
     solution.x = resized(b, n);
   }
+  return status;
+}
+
+template <class T>
+Solution<T> solveFromHost(const Problem<T>& problem, double& time) {
+  Solution<T> solution{Matrix<T>(0, 0), Matrix<T>(0, 0), {}};
+  const toviStatus status = call(problem, solution, time);
   if (status == toviDataError || (status == toviNoError && !isFinite(solution.x)))
     for (const Factor<Wide<T>>& factor : factorsOf(problem, solution))
       if (!conditionOf(problem, factor).isResolved()) warn(dependences(problem, factor));
@@ -310,12 +326,21 @@ double timeOnDevice(const Problem<T>& problem) {
   });
 }
 
+// What the same operands give in double precision; no numbers, where that finds no solution.
 template <class T>
 Matrix<Wide<T>> solveInDouble(const Problem<T>& problem) {
   using W = Wide<T>;
-  const Matrix<W> a = converted<W>(problem.a), b = converted<W>(problem.b);
-  if (!problem.constraint) return leastSquares(a, b);
-  return constrainedLeastSquares(a, b, converted<W>(*problem.constraint), converted<W>(*problem.d));
+  Problem<W> wide{problem.path, {}, {}, converted<W>(problem.a), converted<W>(problem.b), {}, {}};
+  if (problem.constraint) {
+    wide.constraint = converted<W>(*problem.constraint);
+    wide.d = converted<W>(*problem.d);
+  }
+  Solution<W> solution{Matrix<W>(0, 0), Matrix<W>(0, 0), {}};
+  double time = 0.0;
+  const toviStatus status = call(wide, solution, time);
+  if (status == toviDataError) return Matrix<W>(problem.a.columns, problem.b.columns, W(NAN));
+  check(status, problem.path + ": in double precision");
+  return solution.x;
 }
 
 // --- Reporting
@@ -323,6 +348,7 @@ Matrix<Wide<T>> solveInDouble(const Problem<T>& problem) {
 struct Report {
   std::string matrix, problem, device;
   int rows = 0, columns = 0, rightHandSides = 0;
+  bool inDouble = false;
   Speed speed;
   double residual = 0.0, residualRatio = 0.0;  // these and what follows: the largest of the columns
   std::optional<double> optimality;            // none where the residual is not what is made least
@@ -342,6 +368,7 @@ CsvRow csvRow(const Report& report) {
                 {"columns", std::to_string(report.columns)},
                 {"right_hand_sides", std::to_string(report.rightHandSides)},
                 {"problem", report.problem}};
+  addPrecision(row, report.inDouble);
   report.speed.addTo(row);
   row.insert(row.end(), {{"residual_norm", number("%.6g", report.residual)},
                          {"residual_ratio", number("%.6g", report.residualRatio)},
@@ -395,17 +422,17 @@ void measure(const Problem<T>& problem, const Matrix<T>& solution, Report& repor
   const bool leastNorm = a.rows < a.columns && !constraint;
   for (int j = 0; j < solution.columns; ++j) {
     const Matrix<W> x = converted<W>(columnOf(solution, j)), b = converted<W>(columnOf(problem.b, j));
-    const double ratio = residualRatio(a, x, b);
+    const double ratio = residualRatio<T>(a, x, b);
     keepLargest(report.residual, norm(residual(a, x, b)));
     keepLargest(report.residualRatio, ratio);
     // A residual of a few roundings has no direction that could be asked for. Where x is large without need
     // its terms' roundings say nothing.
-    if (!leastNorm && !(report.condition.isResolved() && isRoundingError(a, x, b))) {
+    if (!leastNorm && !(report.condition.isResolved() && isRoundingError<T>(a, x, b))) {
       if (!report.optimality) report.optimality = 0.0;
-      keepLargest(*report.optimality, optimalityRatio(a, x, b, constraint));
+      keepLargest(*report.optimality, optimalityRatio<T>(a, x, b, constraint));
     }
-    if (!leastNorm && !isRoundingError(a, x, b)) addSensitivity(problem, a, x, b, report);
-    if (constraint) report.constraint = residualRatio(*constraint, x, converted<W>(*problem.d));
+    if (!leastNorm && !isRoundingError<T>(a, x, b)) addSensitivity(problem, a, x, b, report);
+    if (constraint) report.constraint = residualRatio<T>(*constraint, x, converted<W>(*problem.d));
   }
 }
 
@@ -419,18 +446,18 @@ double largestDifference(const Matrix<W>& x, const Matrix<W>& y) {
   return largest;
 }
 
-std::string valueText(double value) { return number("%.7g", value); }
-std::string valueText(std::complex<double> value) {
-  return number("%.7g", value.real()) + number("%+.7gi", value.imag());
+std::string valueText(bool inDouble, double value) { return number(inDouble ? "%.16g" : "%.7g", value); }
+std::string valueText(bool inDouble, std::complex<double> value) {
+  return valueText(inDouble, value.real()) + number(inDouble ? "%+.16gi" : "%+.7gi", value.imag());
 }
 
 // One line a coefficient: every column of x and, where there is one, its reference.
-template <class W>
+template <class T, class W = Wide<T>>
 std::string coefficientTable(const std::vector<std::string>& names, const Matrix<W>& x,
                              const std::optional<Matrix<W>>& reference) {
   std::size_t widest = std::string("coefficient").size();
   for (const std::string& name : names) widest = std::max(widest, name.size());
-  constexpr int valueWidth = isComplex<W> ? 30 : 18;
+  constexpr int valueWidth = isDouble<T> ? (isComplex<T> ? 50 : 26) : (isComplex<T> ? 30 : 18);
   std::ostringstream text;
   const auto beginLine = [&](const std::string& name) {
     text << std::left << std::setw(static_cast<int>(widest)) << name << std::right;
@@ -443,8 +470,8 @@ std::string coefficientTable(const std::vector<std::string>& names, const Matrix
   for (int i = 0; i < x.rows; ++i) {
     beginLine('\n' + names[static_cast<std::size_t>(i)]);
     for (int j = 0; j < x.columns; ++j) {
-      text << std::setw(valueWidth) << valueText(x(i, j));
-      if (reference) text << std::setw(valueWidth) << valueText((*reference)(i, j));
+      text << std::setw(valueWidth) << valueText(isDouble<T>, x(i, j));
+      if (reference) text << std::setw(valueWidth) << valueText(isDouble<T>, (*reference)(i, j));
     }
   }
   return text.str() + '\n';
@@ -466,7 +493,8 @@ std::string text(const Report& report) {
   return lines + report.condition.text();
 }
 
-std::string matrixText(const LstsqOptions& options, const Sources& sources) {
+template <class R>
+std::string matrixText(const LstsqOptions& options, const Sources<R>& sources) {
   std::string text =
       options.matrix + ": " + std::to_string(sources.m()) + " x " + std::to_string(sources.n());
   if (sources.matrix) {
@@ -480,7 +508,7 @@ std::string matrixText(const LstsqOptions& options, const Sources& sources) {
 }
 
 template <class T>
-bool lstsqAs(const LstsqOptions& options, Sources& sources, Outputs& outputs) {
+bool lstsqAs(const LstsqOptions& options, Sources<Real<T>>& sources, Outputs& outputs) {
   Report report;
   report.matrix = options.matrix;
   report.problem = sources.constraint           ? "constrained least squares"
@@ -489,13 +517,14 @@ bool lstsqAs(const LstsqOptions& options, Sources& sources, Outputs& outputs) {
   report.rows = sources.m();
   report.columns = sources.n();
   report.rightHandSides = sources.columns();
+  report.inDouble = isDouble<T>;
 
   const Session session(options.device);
   report.device = deviceText(session.device());
   std::cout << "device          " << report.device << '\n'
             << "matrix          " << printable(matrixText(options, sources)) << '\n'
             << "problem         " << report.problem << '\n'
-            << std::flush;
+            << precisionText(report.inDouble) << std::flush;
   const double m = report.rows, n = report.columns, p = sources.p();
   std::string size = ": too large: " + std::to_string(report.rows) + " x " + std::to_string(report.columns);
   if (report.rightHandSides > 1) size += " with " + rightHandSides(report.rightHandSides);
@@ -523,7 +552,7 @@ bool lstsqAs(const LstsqOptions& options, Sources& sources, Outputs& outputs) {
     report.difference = largestDifference(wideX, *reference);
   }
   std::cout << text(report);
-  if (sources.design) std::cout << '\n' << coefficientTable(sources.design->names, wideX, reference);
+  if (sources.design) std::cout << '\n' << coefficientTable<T>(sources.design->names, wideX, reference);
   std::cout << std::flush;
   warn(report.warnings);
   if (!options.output.empty())
@@ -533,16 +562,25 @@ bool lstsqAs(const LstsqOptions& options, Sources& sources, Outputs& outputs) {
   return report.condition.isResolved();
 }
 
+template <class R>
+bool lstsqIn(const LstsqOptions& options, Outputs& outputs) {
+  Sources<R> sources(options);
+  return sources.isComplex() ? lstsqAs<std::complex<R>>(options, sources, outputs)
+                             : lstsqAs<R>(options, sources, outputs);
+}
+
 }  // namespace
 
 bool lstsq(const LstsqOptions& options) {
   std::vector<std::string> inputs = options.constraint;
   inputs.insert(inputs.end(), {options.matrix, options.rightHandSide});
   Outputs outputs(inputs, {options.output}, options.csv);
-  checkCsv(options.csv, csvRow({}));
-  Sources sources(options);
-  if (sources.isComplex()) return lstsqAs<std::complex<float>>(options, sources, outputs);
-  return lstsqAs<float>(options, sources, outputs);
+  Report names;
+  names.inDouble = options.inDouble;
+  checkCsv(options.csv, csvRow(names));
+  if (options.inDouble && options.reference)
+    throw Failure("--reference compares with double precision, which --precision double computes in");
+  return options.inDouble ? lstsqIn<double>(options, outputs) : lstsqIn<float>(options, outputs);
 }
 
 }  // namespace tool

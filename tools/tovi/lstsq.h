@@ -16,6 +16,7 @@ struct LstsqOptions {
   std::string csv;                      // empty: no line is appended
   bool reference = false;               // solve in double precision on the processor too
   int device = -1;                      // negative: the library chooses
+  bool inDouble = false;                // not in single precision
 };
 
 // `tovi lstsq`: reads, solves, reports. Returns whether digits of the solution can be trusted.

@@ -21,7 +21,7 @@ constexpr int failed = 1, wrongUsage = 2, notResolved = 3;
 constexpr const char* fileNotes =
     "Files are Matrix Market: coordinate or array; real, complex, integer or pattern; general,\n"
     "symmetric, Hermitian or skew-symmetric. Entries for one place are added. Values are\n"
-    "rounded to single precision; the problem is complex where a file is.\n\n";
+    "rounded to the precision; the problem is complex where a file is.\n\n";
 
 // Of every command
 constexpr const char* outputNotes =
@@ -34,9 +34,10 @@ constexpr const char* solveNotes =
     "                device goes before\n"
     "speed           (2/3 n^3 + 2 n^2 nrhs) / time, four times that for complex systems\n"
     "backward error  max over the columns of ||b - A x|| / (n ||A|| ||x|| eps), in double\n"
-    "                precision; 1-norms, eps = 2^-24, A and b as rounded\n"
+    "                precision; 1-norms, A and b as rounded, eps = 2^-24, of double\n"
+    "                precision 2^-53\n"
     "condition       ||A|| ||A^-1||, 2-norms, estimated from the factors, up to a tenth too\n"
-    "                small. Single precision resolves up to K = 1 / (eps sqrt(n)); about\n"
+    "                small. The precision resolves up to K = 1 / (eps sqrt(n)); about\n"
     "                log10 (K / condition) decimal digits of x can be trusted\n\n"
     "Where the condition is not resolved a warning on standard error says so, and which\n"
     "columns depend on others, or that A is badly scaled.\n\n"
@@ -58,18 +59,18 @@ constexpr const char* lstsqNotes =
     "optimality     ||A^H r|| / (||A|| ||r|| max(m,n) eps): of order one or below where ||r|| is\n"
     "               least. With a constraint, without the part of A^H r in the rows of B\n"
     "constraint     ||d - B x|| / ((||B|| ||x|| + ||d||) max(p,n) eps)\n"
-    "difference     max |x - y| / |y| over the elements, y computed on the host in double\n"
-    "               precision from the same A and b (--reference)\n"
+    "difference     max |x - y| / |y| over the elements, y computed in double precision from\n"
+    "               the same A and b (--reference)\n"
     "condition      ||A|| ||A^+||, 2-norms, the columns of A, or of a wide A the rows, scaled\n"
     "               to one length; estimated from the factors, up to a tenth too small. With\n"
     "               a constraint the larger one of B, its rows scaled, and of A on what B\n"
-    "               leaves free, not scaled. Single precision resolves up to\n"
+    "               leaves free, not scaled. The precision resolves up to\n"
     "               K = 1 / (eps sqrt(max(m,n))); about log10 (K / condition) decimal digits\n"
     "               of x can be trusted. Beside a residual r of t = ||r|| / ||A x|| x is more\n"
     "               sensitive: K / condition is taken of\n"
     "               condition sqrt(1 + t^2) + condition^2 t / sqrt(max(m,n))\n\n"
     "All in double precision, from A and b as rounded, the largest of the columns of b;\n"
-    "2-norms, Frobenius norms of matrices, eps = 2^-24.\n\n"
+    "2-norms, Frobenius norms of matrices, eps = 2^-24, of double precision 2^-53.\n\n"
     "Where the condition is not resolved a warning on standard error says so, and which\n"
     "columns, or rows, depend on others.\n\n"
     "Exit code: 0 solved, 1 failed, 2 wrong usage, 3 solved, but no digit can be trusted.";
@@ -84,11 +85,21 @@ constexpr const char* svdNotes =
     "                numbers for m n\n"
     "reconstruction  ||A - U S V^H|| / (max(m,n) ||A|| eps)\n"
     "orthogonality   ||I - U^H U|| / (m eps), ||I - V^H V|| / (n eps)\n\n"
-    "In double precision, from A as rounded (and centered); Frobenius norms, eps = 2^-24.\n\n"
+    "In double precision, from A as rounded (and centered); Frobenius norms, eps = 2^-24, of\n"
+    "double precision 2^-53.\n\n"
     "-o PREFIX writes PREFIX.csv (index, value, energy) and PREFIX.svg (the values, plotted);\n"
     "for a picture PREFIX.png, its rank-K picture; with --scatter PREFIX_scatter.svg: the rows\n"
     "by their first two components, which with --center are the principal components.\n\n"
     "Exit code: 0 decomposed, 1 failed, 2 wrong usage.";
+
+void addPrecision(CLI::App* command, bool& inDouble) {
+  command
+      ->add_option_function<std::string>(
+          "--precision", [&inDouble](const std::string& word) { inDouble = word == "double"; },
+          "Of what is read, computed and written: single (default) or double")
+      ->check(CLI::IsMember({"single", "double"}))
+      ->option_text("NAME");
+}
 
 void addDevice(CLI::App* command, int& device) {
   command->add_option("-d,--device", device, "Number of the device (default: the library chooses)")
@@ -103,7 +114,7 @@ int run(int argc, char** argv) {
   app.require_subcommand(1);
 
   CLI::App* devices = app.add_subcommand("devices", "List the devices");
-  CLI::App* solve = app.add_subcommand("solve", "Solve A x = b in single precision");
+  CLI::App* solve = app.add_subcommand("solve", "Solve A x = b");
   tool::SolveOptions options;
   solve->add_option("A", options.matrix, "Matrix, square")->required()->option_text("A.mtx");
   solve
@@ -111,10 +122,11 @@ int run(int argc, char** argv) {
       ->option_text("b.mtx");
   solve->add_option("-o,--output", options.output, "Write x, in array format")->option_text("x.mtx");
   solve->add_option("--csv", options.csv, "Append the results to this file, one line")->option_text("FILE");
+  addPrecision(solve, options.inDouble);
   addDevice(solve, options.device);
   solve->footer(std::string(fileNotes) + outputNotes + solveNotes);
 
-  CLI::App* lstsq = app.add_subcommand("lstsq", "Solve A x = b by least squares in single precision");
+  CLI::App* lstsq = app.add_subcommand("lstsq", "Solve A x = b by least squares");
   tool::LstsqOptions lstsqOptions;
   lstsq->add_option("A", lstsqOptions.matrix, "Matrix, or table")->required()->option_text("A.mtx|A.csv");
   lstsq
@@ -126,15 +138,15 @@ int run(int argc, char** argv) {
   lstsq->add_option("--constraint", lstsqOptions.constraint, "Solve subject to B x = d")
       ->expected(2)
       ->option_text("B.mtx d.mtx");
-  lstsq->add_flag("--reference", lstsqOptions.reference,
-                  "Compare with a solution in double precision, on one core of the host");
+  lstsq->add_flag("--reference", lstsqOptions.reference, "Compare with a solution in double precision");
   lstsq->add_option("-o,--output", lstsqOptions.output, "Write x, in array format")->option_text("x.mtx");
   lstsq->add_option("--csv", lstsqOptions.csv, "Append the results to this file, one line")
       ->option_text("FILE");
+  addPrecision(lstsq, lstsqOptions.inDouble);
   addDevice(lstsq, lstsqOptions.device);
   lstsq->footer(std::string(fileNotes) + outputNotes + lstsqNotes);
 
-  CLI::App* svd = app.add_subcommand("svd", "Singular values and vectors of A in single precision");
+  CLI::App* svd = app.add_subcommand("svd", "Singular values and vectors of A");
   tool::SvdOptions svdOptions;
   svd->add_option("A", svdOptions.matrix, "Matrix, table or picture")
       ->required()
@@ -152,6 +164,7 @@ int run(int argc, char** argv) {
                 "Plot the rows by their first two components, coloured by label")
       ->needs(prefix);
   svd->add_option("--csv", svdOptions.csv, "Append the results to this file, one line")->option_text("FILE");
+  addPrecision(svd, svdOptions.inDouble);
   addDevice(svd, svdOptions.device);
   svd->footer(std::string(fileNotes) + outputNotes + svdNotes);
 

@@ -31,17 +31,17 @@ std::string lower(std::string_view word) {
 }
 
 template <class T>
-T convert(std::complex<float> value) {
-  if constexpr (std::is_same_v<T, float>)
-    return value.real();
-  else
+T convert(std::complex<Real<T>> value) {
+  if constexpr (isComplex<T>)
     return value;
+  else
+    return value.real();
 }
 
 template <class T>
 T mirrored(Symmetry symmetry, T value) {
   if (symmetry == Symmetry::skew) return -value;
-  if constexpr (!std::is_same_v<T, float>) {
+  if constexpr (isComplex<T>) {
     if (symmetry == Symmetry::hermitian) return std::conj(value);
   }
   return value;
@@ -158,16 +158,16 @@ void MatrixMarketReader::readCoordinates(Matrix<T>& a) {
     nextEntry(entry, 2 + wordsOfValue());
     const int i = parseIndex(words_[0], header_.rows, "row") - 1;
     const int j = parseIndex(words_[1], header_.columns, "column") - 1;
-    const std::complex<float> value = parseValue(2);
+    const std::complex<Real<T>> value = parseValue<Real<T>>(2);
     if (!general && i < j)
       lines_.failAtLine("the entry lies above the diagonal, where the symmetry gives it");
     if (header_.symmetry == Symmetry::skew && i == j)
       lines_.failAtLine("a skew-symmetric matrix has no diagonal entries");
-    if (header_.symmetry == Symmetry::hermitian && i == j && value.imag() != 0.0f)
+    if (header_.symmetry == Symmetry::hermitian && i == j && value.imag() != 0)
       lines_.failAtLine("the diagonal of a Hermitian matrix is real");
     a(i, j) += convert<T>(value);
     if (!std::isfinite(std::real(a(i, j))) || !std::isfinite(std::imag(a(i, j))))
-      lines_.failAtLine("the sum of the entries for this place overflows single precision");
+      lines_.failAtLine(std::string("the sum of the entries for this place overflows ") + precisionOf<T>);
     if (!general && i != j) a(j, i) = mirrored(header_.symmetry, a(i, j));
   }
 }
@@ -180,8 +180,8 @@ void MatrixMarketReader::readArray(Matrix<T>& a) {
     const int first = general ? 0 : header_.symmetry == Symmetry::skew ? j + 1 : j;
     for (int i = first; i < a.rows; ++i) {
       nextEntry(entry++, wordsOfValue());
-      const std::complex<float> value = parseValue(0);
-      if (header_.symmetry == Symmetry::hermitian && i == j && value.imag() != 0.0f)
+      const std::complex<Real<T>> value = parseValue<Real<T>>(0);
+      if (header_.symmetry == Symmetry::hermitian && i == j && value.imag() != 0)
         lines_.failAtLine("the diagonal of a Hermitian matrix is real");
       a(i, j) = convert<T>(value);
       if (!general && i != j) a(j, i) = mirrored(header_.symmetry, a(i, j));
@@ -202,35 +202,38 @@ void MatrixMarketReader::nextEntry(std::uint64_t entry, std::size_t words) {
                       counted(words_.size(), "word", "words"));
 }
 
-std::complex<float> MatrixMarketReader::parseValue(std::size_t firstWord) const {
+template <class R>
+std::complex<R> MatrixMarketReader::parseValue(std::size_t firstWord) const {
   switch (header_.field) {
     case Field::pattern:
-      return 1.0f;
+      return R(1);
     case Field::integer:
-      return parseInteger(words_[firstWord]);
+      return parseInteger<R>(words_[firstWord]);
     case Field::complex:
-      return {parseReal(words_[firstWord]), parseReal(words_[firstWord + 1])};
+      return {parseReal<R>(words_[firstWord]), parseReal<R>(words_[firstWord + 1])};
     case Field::real:
       break;
   }
-  return parseReal(words_[firstWord]);
+  return parseReal<R>(words_[firstWord]);
 }
 
-float MatrixMarketReader::parseReal(std::string_view word) const {
-  float value = 0.0f;
+template <class R>
+R MatrixMarketReader::parseReal(std::string_view word) const {
+  R value(0);
   const std::string wrong = readReal(word, value);
   if (!wrong.empty()) lines_.failAtLine(wrong);
   return value;
 }
 
-float MatrixMarketReader::parseInteger(std::string_view word) const {
+template <class R>
+R MatrixMarketReader::parseInteger(std::string_view word) const {
   std::string_view digits = word;
   if (digits.size() > 1 && digits[0] == '+' && digits[1] != '-') digits.remove_prefix(1);
   long long value = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (error != std::errc() || end != digits.data() + digits.size())
     lines_.failAtLine(shown(word) + " is not an integer of 64 bits");
-  return static_cast<float>(value);
+  return static_cast<R>(value);
 }
 
 int MatrixMarketReader::parseIndex(std::string_view word, int limit, const char* what) const {
@@ -249,11 +252,14 @@ std::uint64_t MatrixMarketReader::parseCount(std::string_view word) const {
 }
 
 template Matrix<float> MatrixMarketReader::read<float>();
+template Matrix<double> MatrixMarketReader::read<double>();
 template Matrix<std::complex<float>> MatrixMarketReader::read<std::complex<float>>();
+template Matrix<std::complex<double>> MatrixMarketReader::read<std::complex<double>>();
 
 namespace {
 
-void append(std::string& line, float value) {
+template <class R>
+void append(std::string& line, R value) {
   char digits[32];
   const auto result = std::to_chars(digits, digits + sizeof digits, value);
   line.append(digits, result.ptr);
@@ -267,7 +273,7 @@ void writeMatrixMarket(std::ostream& file, const Matrix<T>& a) {
   file << "%%MatrixMarket matrix array " << (complex ? "complex" : "real") << " general\n"
        << a.rows << ' ' << a.columns << '\n';
   std::string line;
-  for (const std::complex<float> value : a.values) {
+  for (const std::complex<Real<T>> value : a.values) {
     line.clear();
     append(line, value.real());
     if (complex) append(line += ' ', value.imag());
@@ -276,6 +282,8 @@ void writeMatrixMarket(std::ostream& file, const Matrix<T>& a) {
 }
 
 template void writeMatrixMarket(std::ostream&, const Matrix<float>&);
+template void writeMatrixMarket(std::ostream&, const Matrix<double>&);
 template void writeMatrixMarket(std::ostream&, const Matrix<std::complex<float>>&);
+template void writeMatrixMarket(std::ostream&, const Matrix<std::complex<double>>&);
 
 }  // namespace tool

@@ -1,7 +1,7 @@
 // Matrix Market files, read strictly: what the format leaves without a meaning is refused with one line that
 // names the file and the line. Several entries for one place are added, as files of assembled matrices mean
 // them; an entry above the diagonal of a symmetric matrix is refused. Values are rounded from decimal to
-// single precision.
+// the precision of the matrix.
 
 #ifndef TOVI_TOOLS_MATRIX_MARKET_H
 #define TOVI_TOOLS_MATRIX_MARKET_H
@@ -42,7 +42,7 @@ class MatrixMarketReader {
   // For a right-hand side: refuses it unless it has as many rows as the matrix.
   void expectRows(int rowsOfMatrix) const;
 
-  // The whole matrix, T float (not for complex files) or std::complex<float>. To be called once.
+  // The whole matrix, T float, double (not for complex files) or a complex type. To be called once.
   template <class T>
   Matrix<T> read();
 
@@ -55,9 +55,12 @@ class MatrixMarketReader {
   template <class T>
   void readArray(Matrix<T>& a);
   void nextEntry(std::uint64_t entry, std::size_t words);
-  std::complex<float> parseValue(std::size_t firstWord) const;
-  float parseReal(std::string_view word) const;
-  float parseInteger(std::string_view word) const;
+  template <class R>
+  std::complex<R> parseValue(std::size_t firstWord) const;
+  template <class R>
+  R parseReal(std::string_view word) const;
+  template <class R>
+  R parseInteger(std::string_view word) const;
   int parseIndex(std::string_view word, int limit, const char* what) const;
   std::uint64_t parseCount(std::string_view word) const;
   std::size_t wordsOfValue() const;

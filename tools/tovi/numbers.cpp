@@ -7,12 +7,15 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "tools/tovi/matrix.h"
+
 namespace tool {
 
 namespace {
 
 // Where the whole word is a number: how from_chars took it. invalid_argument otherwise.
-std::errc convert(std::string_view digits, float& value) {
+template <class R>
+std::errc convert(std::string_view digits, R& value) {
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   return end == digits.data() + digits.size() ? error : std::errc::invalid_argument;
 }
@@ -24,19 +27,27 @@ std::string_view withoutPlus(std::string_view word) {
 
 }  // namespace
 
-std::string readReal(std::string_view word, float& value) {
+template <class R>
+std::string readReal(std::string_view word, R& value) {
   const std::string_view digits = withoutPlus(word);
-  value = 0.0f;
+  value = R(0);
   const std::errc error = convert(digits, value);
   if (error == std::errc::invalid_argument) return shown(word) + " is not a number";
   // from_chars says out of range for too large and for too small alike.
-  if (error == std::errc::result_out_of_range) value = std::strtof(std::string(digits).c_str(), nullptr);
+  if (error == std::errc::result_out_of_range) {
+    if constexpr (isDouble<R>)
+      value = std::strtod(std::string(digits).c_str(), nullptr);
+    else
+      value = std::strtof(std::string(digits).c_str(), nullptr);
+  }
   if (!std::isfinite(value)) {
     const bool spelled = error == std::errc();  // inf, nan, nan(1)
-    return shown(word) + (spelled ? " is not a finite number" : " overflows single precision");
+    return shown(word) + (spelled ? " is not a finite number" : std::string(" overflows ") + precisionOf<R>);
   }
   return {};
 }
+template std::string readReal(std::string_view, float&);
+template std::string readReal(std::string_view, double&);
 
 bool isNumber(std::string_view word) {
   float value = 0.0f;

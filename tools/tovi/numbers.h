@@ -10,9 +10,10 @@
 
 namespace tool {
 
-// Reads a finite number, rounded to single precision. Returns what is wrong with the word: nothing if it is
-// one.
-std::string readReal(std::string_view word, float& value);
+// Reads a finite number, rounded to the precision of R: float or double. Returns what is wrong with the word:
+// nothing if it is one.
+template <class R>
+std::string readReal(std::string_view word, R& value);
 
 // Whether the word is a number, though it be none that readReal takes: infinite, NaN, too large.
 bool isNumber(std::string_view word);

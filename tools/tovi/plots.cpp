@@ -221,8 +221,8 @@ std::string groupStyle(int group) {
 
 std::string svgOf(const ValuesPlot& plot) {
   std::vector<double> positive;
-  for (const float value : plot.values)
-    if (value > 0.0f) positive.push_back(static_cast<double>(value));
+  for (const double value : plot.values)
+    if (value > 0.0) positive.push_back(value);
   const std::size_t zeros = plot.values.size() - positive.size();
 
   constexpr double width = 800, height = 500;

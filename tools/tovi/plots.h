@@ -12,9 +12,9 @@ namespace tool {
 // Values over their index 1, 2, ..., on a logarithmic scale; those that are zero have no place on it.
 struct ValuesPlot {
   std::string title, xTitle, yTitle;
-  std::vector<float> values;  // falling
-  int marked = 0;             // an index that a vertical line marks; 0: none
-  std::string mark;           // what stands at the line
+  std::vector<double> values;  // falling
+  int marked = 0;              // an index that a vertical line marks; 0: none
+  std::string mark;            // what stands at the line
 };
 
 std::string svgOf(const ValuesPlot& plot);

@@ -86,6 +86,12 @@ void warn(const std::vector<std::string>& warnings) {
 
 std::string rightHandSides(int count) { return counted(count, "right-hand side", "right-hand sides"); }
 
+std::string precisionText(bool inDouble) { return inDouble ? "precision       double\n" : ""; }
+
+void addPrecision(CsvRow& row, bool inDouble) {
+  if (inDouble) row.emplace_back("precision", "double");
+}
+
 std::string quoted(const std::string& text) {
   std::string result = "\"";
   for (const char c : text) {

@@ -45,13 +45,17 @@ bool isFinite(const Matrix<T>& a) {
 }
 template <class T>
 void checkFinite(const std::string& path, const Matrix<T>& solution) {
-  if (!isFinite(solution)) throw Failure(path + ": the solution overflows single precision");
+  if (!isFinite(solution)) throw Failure(path + ": the solution overflows " + precisionOf<T>);
 }
 
 // To standard error.
 void warn(const std::vector<std::string>& warnings);
 
 std::string rightHandSides(int count);  // "1 right-hand side"
+
+// Of double precision; nothing of single precision, which is the default.
+std::string precisionText(bool inDouble);  // a line
+void addPrecision(CsvRow& row, bool inDouble);
 
 // A table of results: one line of names, then lines of fields.
 // Refuses a file that begins with other names than the row has.

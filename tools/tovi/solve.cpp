@@ -22,6 +22,7 @@ namespace {
 struct Report {
   std::string matrix, kind, device;
   int order, columns;
+  bool inDouble;
   Speed speed;
   double backwardError;
   Condition condition;
@@ -31,6 +32,7 @@ CsvRow csvRow(const Report& report) {
   CsvRow row = {{"order", std::to_string(report.order)},
                 {"columns", std::to_string(report.columns)},
                 {"kind", report.kind}};
+  addPrecision(row, report.inDouble);
   report.speed.addTo(row);
   row.emplace_back("backward_error", number("%.6g", report.backwardError));
   report.condition.addTo(row);
@@ -46,8 +48,8 @@ struct Solution {
 // Columns that make the matrix singular, or nearly, by its factors.
 template <class T>
 std::vector<std::string> dependences(const std::string& what, const Matrix<T>& factors) {
-  const double resolved = resolvedCondition(factors.rows, factors.columns);
-  return describe(what, dependentColumns(factors, resolved), "column",
+  const double resolved = resolvedCondition<T>(factors.rows, factors.columns);
+  return describe(what, dependentColumns(factors, resolved), precisionOf<T>, "column",
                   [](int j) { return std::to_string(j + 1); });
 }
 
@@ -85,7 +87,8 @@ std::vector<std::string> warningsOf(const std::string& what, const Condition& co
   if (condition.isResolved()) return {};
   std::vector<std::string> warnings = {what + ": " + condition.warning()};
   const std::vector<double> lengths = columnLengths(a);
-  const Condition scaled(normOf(a, lengths) * normOfInverse(factors, lengths), a.rows, a.columns);
+  const Condition scaled =
+      Condition::of<T>(normOf(a, lengths) * normOfInverse(factors, lengths), a.rows, a.columns);
   if (scaled.isResolved()) {
     warnings.front() +=
         number("; badly scaled: condition %.3g with its columns at one length, ", scaled.value) +
@@ -105,6 +108,7 @@ bool solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
   report.kind = matrix.header().kind;
   report.order = n;
   report.columns = nrhs;
+  report.inDouble = isDouble<T>;
 
   const Session session(options.device);
   report.device = deviceText(session.device());
@@ -112,7 +116,7 @@ bool solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
             << "matrix          " << printable(options.matrix) << ": order " << n << ", " << report.kind
             << ", " << counted(matrix.header().entries, "entry", "entries") << "; " << rightHandSides(nrhs)
             << '\n'
-            << std::flush;
+            << precisionText(report.inDouble) << std::flush;
   checkMemory(options.matrix + ": too large: order " + std::to_string(n) +
                   (nrhs > 1 ? " with " + rightHandSides(nrhs) : ""),
               static_cast<double>(n) * (static_cast<double>(n) + nrhs) * sizeof(T));
@@ -127,7 +131,7 @@ bool solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
   report.speed.withoutTransfers = timeOnDevice(options.matrix, a, b);
   report.speed.flops = (isComplex<T> ? 4.0 : 1.0) * (2.0 / 3.0 * n * n * n + 2.0 * n * n * nrhs);
   report.backwardError = backwardError(a, b, x);
-  report.condition = Condition(normOf(a, ones(n)) * normOfInverse(factors, ones(n)), n, n);
+  report.condition = Condition::of<T>(conditionOf(a, factors), n, n);
 
   std::cout << report.speed.text() << "backward error  " << number("%.3g\n", report.backwardError)
             << report.condition.text() << std::flush;
@@ -143,7 +147,9 @@ bool solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
 
 bool solve(const SolveOptions& options) {
   Outputs outputs({options.matrix, options.rightHandSide}, {options.output}, options.csv);
-  checkCsv(options.csv, csvRow({}));
+  Report names{};
+  names.inDouble = options.inDouble;
+  checkCsv(options.csv, csvRow(names));
   MatrixMarketReader matrix(options.matrix);
   const Header& header = matrix.header();
   if (header.rows != header.columns)
@@ -154,9 +160,11 @@ bool solve(const SolveOptions& options) {
     rightHandSide.emplace(options.rightHandSide);
     rightHandSide->expectRows(header.rows);
   }
-  if (header.field == Field::complex || (rightHandSide && rightHandSide->header().field == Field::complex))
-    return solveAs<std::complex<float>>(options, matrix, rightHandSide, outputs);
-  return solveAs<float>(options, matrix, rightHandSide, outputs);
+  const bool complex =
+      header.field == Field::complex || (rightHandSide && rightHandSide->header().field == Field::complex);
+  const auto run = options.inDouble ? (complex ? solveAs<std::complex<double>> : solveAs<double>)
+                                    : (complex ? solveAs<std::complex<float>> : solveAs<float>);
+  return run(options, matrix, rightHandSide, outputs);
 }
 
 }  // namespace tool

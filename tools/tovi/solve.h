@@ -11,6 +11,7 @@ struct SolveOptions {
   std::string output;         // empty: x is not written
   std::string csv;            // empty: no line is appended
   int device = -1;            // negative: the library chooses
+  bool inDouble = false;      // not in single precision
 };
 
 // `tovi solve`: reads, solves, reports. Returns whether digits of the solution can be trusted.

@@ -31,8 +31,9 @@ constexpr int usualRank = 10;
 // --- What is asked
 
 // The file: a table has been read, the others have been opened and have told their size.
+template <class R>
 struct Source {
-  std::optional<Table> table;  // or
+  std::optional<Table<R>> table;  // or
   std::optional<PgmReader> picture;
   std::optional<MatrixMarketReader> matrix;
 
@@ -40,7 +41,7 @@ struct Source {
     if (!options.label.empty() && !isTable(options.matrix))
       throw Failure("--label is for tables, and " + options.matrix + " is no .csv file");
     if (isTable(options.matrix)) {
-      table = readTable(options.matrix, options.label);
+      table = readTable<R>(options.matrix, options.label);
       if (table->names.empty()) throw Failure(options.matrix + ": no column is left beside the label");
     } else if (hasEnding(options.matrix, ".pgm")) {
       picture.emplace(options.matrix);
@@ -86,9 +87,10 @@ struct Groups {
   }
 };
 
+template <class R>
 struct Request {
   const SvdOptions& options;
-  Source source;
+  Source<R> source;
   int k;  // how many singular values there are
   int rank;
   Groups groups;
@@ -143,13 +145,13 @@ std::vector<Wide<T>> center(Matrix<T>& a, bool asked) {
 template <class T>
 Decomposition<T> decompose(const std::string& what, Matrix<T> a, double& time) {
   const int m = a.rows, n = a.columns, k = std::min(m, n);
-  Decomposition<T> svd{Matrix<T>(m, k), std::vector<float>(static_cast<std::size_t>(k)), Matrix<T>(k, n)};
+  Decomposition<T> svd{Matrix<T>(m, k), std::vector<Real<T>>(static_cast<std::size_t>(k)), Matrix<T>(k, n)};
   time = seconds([&] {
     check(gesvd(m, n, a.values.data(), m, svd.values.data(), svd.u.values.data(), m, svd.vh.values.data(), k),
           what);
   });
-  for (const float value : svd.values)
-    if (!std::isfinite(value)) throw Failure(what + ": the singular values overflow single precision");
+  for (const Real<T> value : svd.values)
+    if (!std::isfinite(value)) throw Failure(what + ": the singular values overflow " + precisionOf<T>);
   return svd;
 }
 
@@ -158,21 +160,23 @@ Decomposition<T> decompose(const std::string& what, Matrix<T> a, double& time) {
 struct Report {
   std::string device;
   double time = 0.0;
-  std::vector<float> values;
+  std::vector<double> values;
   std::vector<double> energy;  // of the first 1, 2, ... values
-  float largest = 0.0f;
+  double largest = 0.0;
   double rankEnergy = 0.0;  // of the first K
   double rankError = 0.0;   // ||A - A_K|| / ||A||
   double reconstruction = 0.0, orthogonalityU = 0.0, orthogonalityV = 0.0;
 };
 
 void measureEnergy(int rank, Report& report) {
+  const double scale = scaleOf(report.values.front());
+  const auto square = [scale](double value) { return value / scale * (value / scale); };
   double total = 0.0, sum = 0.0, rest = 0.0;
-  for (const double value : report.values) total += value * value;
+  for (const double value : report.values) total += square(value);
   for (const double value : report.values) {
-    sum += value * value;
+    sum += square(value);
     report.energy.push_back(total == 0.0 ? 1.0 : sum / total);
-    if (report.energy.size() > static_cast<std::size_t>(rank)) rest += value * value;
+    if (report.energy.size() > static_cast<std::size_t>(rank)) rest += square(value);
   }
   report.largest = report.values.front();
   report.rankEnergy = report.energy[static_cast<std::size_t>(rank - 1)];
@@ -181,8 +185,9 @@ void measureEnergy(int rank, Report& report) {
 
 std::string percent(double part) { return number("%.4g %%", 100.0 * part); }
 
-std::string matrixText(const Request& request) {
-  const Source& source = request.source;
+template <class R>
+std::string matrixText(const Request<R>& request) {
+  const Source<R>& source = request.source;
   std::string text = printable(request.options.matrix) + ": " + std::to_string(source.m()) + " x " +
                      std::to_string(source.n()) + ", " + source.kind();
   if (source.matrix) text += ", " + std::to_string(source.matrix->header().entries) + " entries";
@@ -193,7 +198,8 @@ std::string matrixText(const Request& request) {
   return text + (request.options.center ? ", centered" : "");
 }
 
-std::string text(const Request& request, const Report& report) {
+template <class R>
+std::string text(const Request<R>& request, const Report& report) {
   const double m = request.source.m(), n = request.source.n(), rank = request.rank;
   const std::string rankName = "rank " + std::to_string(request.rank);
   std::string lines =
@@ -202,41 +208,50 @@ std::string text(const Request& request, const Report& report) {
       number("%.3g of U, ", report.orthogonalityU) + number("%.3g of V\n", report.orthogonalityV) + rankName +
       std::string(rankName.size() < 16 ? 16 - rankName.size() : 1, ' ') + percent(report.rankEnergy) +
       " of the energy, " + number("relative error %.3g, ", report.rankError) +
-      number("%.0f numbers for ", rank * (m + n + 1)) + number("%.0f\n\n", m * n) +
-      "   index  singular value      energy\n";
+      number("%.0f numbers for ", rank * (m + n + 1)) + number("%.0f\n\n", m * n) + "   index" +
+      std::string(isDouble<R> ? 11 : 2, ' ') + "singular value      energy\n";
   for (int k = 0; k < request.rank; ++k) {
     if (k >= usualRank && k < request.rank - 1) {
       if (k == usualRank) lines += "     ...\n";
       continue;
     }
     const auto at = static_cast<std::size_t>(k);
-    lines += number("%8.0f", k + 1) + number("%16.7g", report.values[at]) +
+    lines += number("%8.0f", k + 1) + number(isDouble<R> ? "%25.16g" : "%16.7g", report.values[at]) +
              number("%10.4f %%\n", 100.0 * report.energy[at]);
   }
   return lines;
 }
 
-CsvRow csvRow(const Request& request, const Report& report) {
-  return {{"rows", std::to_string(request.source.m())},
-          {"columns", std::to_string(request.source.n())},
-          {"kind", request.source.kind()},
-          {"rank", std::to_string(request.rank)},
-          {"seconds", number("%.6g", report.time)},
-          {"largest_value", number("%.9g", report.largest)},
-          {"energy", number("%.9g", report.rankEnergy)},
-          {"reconstruction", number("%.6g", report.reconstruction)},
-          {"orthogonality_u", number("%.6g", report.orthogonalityU)},
-          {"orthogonality_v", number("%.6g", report.orthogonalityV)},
-          {"matrix", quoted(request.options.matrix)},
-          {"device", quoted(report.device)}};
+// As many as bring every bit back.
+template <class R>
+constexpr const char* digits = isDouble<R> ? "%.17g" : "%.9g";
+
+template <class R>
+CsvRow csvRow(const Request<R>& request, const Report& report) {
+  CsvRow row = {{"rows", std::to_string(request.source.m())},
+                {"columns", std::to_string(request.source.n())},
+                {"kind", request.source.kind()}};
+  addPrecision(row, isDouble<R>);
+  row.insert(row.end(), {{"rank", std::to_string(request.rank)},
+                         {"seconds", number("%.6g", report.time)},
+                         {"largest_value", number(digits<R>, report.largest)},
+                         {"energy", number("%.9g", report.rankEnergy)},
+                         {"reconstruction", number("%.6g", report.reconstruction)},
+                         {"orthogonality_u", number("%.6g", report.orthogonalityU)},
+                         {"orthogonality_v", number("%.6g", report.orthogonalityV)},
+                         {"matrix", quoted(request.options.matrix)},
+                         {"device", quoted(report.device)}});
+  return row;
 }
 
 std::string fileName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
 
-void writeValues(Outputs& outputs, const Request& request, const Report& report) {
+template <class R>
+void writeValues(Outputs& outputs, const Request<R>& request, const Report& report) {
   std::string csv = "index,value,energy\n";
   for (std::size_t k = 0; k < report.values.size(); ++k)
-    csv += std::to_string(k + 1) + number(",%.9g", report.values[k]) + number(",%.9g\n", report.energy[k]);
+    csv += std::to_string(k + 1) + ',' + number(digits<R>, report.values[k]) +
+           number(",%.9g\n", report.energy[k]);
   outputs.write(request.options.output + ".csv", [&](std::ostream& file) { file << csv; });
 
   ValuesPlot plot;
@@ -250,7 +265,8 @@ void writeValues(Outputs& outputs, const Request& request, const Report& report)
   outputs.write(request.options.output + ".svg", [&](std::ostream& file) { file << svgOf(plot); });
 }
 
-void writeScatter(Outputs& outputs, const Request& request, const Decomposition<float>& svd,
+template <class R>
+void writeScatter(Outputs& outputs, const Request<R>& request, const Decomposition<R>& svd,
                   const Report& report) {
   ScatterPlot plot;
   plot.title = (request.options.center ? "Principal components of " : "First two components of ") +
@@ -258,8 +274,8 @@ void writeScatter(Outputs& outputs, const Request& request, const Decomposition<
   plot.xTitle = "component 1 (" + percent(report.energy[0]) + " of the energy)";
   plot.yTitle = "component 2 (" + percent(report.energy[1] - report.energy[0]) + " of the energy)";
   for (int i = 0; i < svd.u.rows; ++i) {
-    plot.x.push_back(static_cast<double>(svd.u(i, 0)) * svd.values[0]);
-    plot.y.push_back(static_cast<double>(svd.u(i, 1)) * svd.values[1]);
+    plot.x.push_back(static_cast<double>(svd.u(i, 0)) * report.values[0]);
+    plot.y.push_back(static_cast<double>(svd.u(i, 1)) * report.values[1]);
   }
   plot.group = request.groups.ofRow;
   plot.groups = request.groups.names;
@@ -268,7 +284,7 @@ void writeScatter(Outputs& outputs, const Request& request, const Decomposition<
 }
 
 template <class T>
-void svdAs(Request& request) {
+void svdAs(Request<Real<T>>& request) {
   using W = Wide<T>;
   const SvdOptions& options = request.options;
   Outputs outputs({options.matrix}, request.outputs(), options.csv);
@@ -278,21 +294,21 @@ void svdAs(Request& request) {
   report.device = deviceText(session.device());
   std::cout << "device          " << report.device << '\n'
             << "matrix          " << matrixText(request) << '\n'
-            << std::flush;
+            << precisionText(isDouble<T>) << std::flush;
   const double m = request.source.m(), n = request.source.n();
   const std::string size = std::to_string(request.source.m()) + " x " + std::to_string(request.source.n());
   checkMemory(options.matrix + ": too large: " + size, (m * n + request.k * (m + n)) * sizeof(T));
 
-  Matrix<T> a = showing("reading " + options.matrix, [&] { return request.source.read<T>(); });
+  Matrix<T> a = showing("reading " + options.matrix, [&] { return request.source.template read<T>(); });
   const std::vector<W> means = center(a, options.center);
   const Decomposition<T> svd =
       showing("decomposing " + size, [&] { return decompose(options.matrix, a, report.time); });
-  report.values = svd.values;
+  report.values.assign(svd.values.begin(), svd.values.end());
   measureEnergy(request.rank, report);
   showing("checking", [&] {
     report.reconstruction = reconstructionRatio(a, leadingPart(svd, request.k));
-    report.orthogonalityU = orthogonalityRatio(svd.u);
-    report.orthogonalityV = orthogonalityRatio(conjugateTransposed(converted<W>(svd.vh)));
+    report.orthogonalityU = orthogonalityRatio<T>(svd.u);
+    report.orthogonalityV = orthogonalityRatio<T>(conjugateTransposed(converted<W>(svd.vh)));
   });
   std::cout << text(request, report) << std::flush;
 
@@ -317,14 +333,22 @@ void svdAs(Request& request) {
   std::cout << "\nwritten         " << written << '\n' << std::flush;
 }
 
+template <class R>
+void svdIn(const SvdOptions& options) {
+  Request<R> request(options);
+  if (request.source.isComplex())
+    svdAs<std::complex<R>>(request);
+  else
+    svdAs<R>(request);
+}
+
 }  // namespace
 
 void svd(const SvdOptions& options) {
-  Request request(options);
-  if (request.source.isComplex())
-    svdAs<std::complex<float>>(request);
+  if (options.inDouble)
+    svdIn<double>(options);
   else
-    svdAs<float>(request);
+    svdIn<float>(options);
 }
 
 }  // namespace tool

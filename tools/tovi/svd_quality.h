@@ -1,5 +1,6 @@
 // How good a singular value decomposition is: in double precision, from the matrix that the library was
-// given and the factors that it gave back, by plain loops on all cores of the host. eps = 2^-24.
+// given and the factors that it gave back, by plain loops on all cores of the host. eps
+// of a rounding to T.
 
 #ifndef TOVI_TOOLS_SVD_QUALITY_H
 #define TOVI_TOOLS_SVD_QUALITY_H
@@ -8,7 +9,6 @@
 #include <atomic>
 #include <cmath>
 #include <future>
-#include <limits>
 #include <thread>
 #include <vector>
 
@@ -21,7 +21,7 @@ namespace tool {
 template <class T>
 struct Decomposition {
   Matrix<T> u;
-  std::vector<float> values;
+  std::vector<Real<T>> values;
   Matrix<T> vh;
 };
 
@@ -58,20 +58,21 @@ Matrix<Wide<T>> leadingPart(const Decomposition<T>& svd, int rank) {
 // ||A - U S V^H|| / (||A|| max(m,n) eps), Frobenius norms. sum: U S V^H.
 template <class T>
 double reconstructionRatio(const Matrix<T>& a, const Matrix<Wide<T>>& sum) {
+  const double scale = scaleOf(a);
   double squares = 0.0, residualSquares = 0.0;
   for (std::size_t k = 0; k < a.values.size(); ++k) {
     const Wide<T> value(a.values[k]);
-    squares += std::norm(value);
-    residualSquares += std::norm(value - sum.values[k]);
+    squares += std::norm(value / scale);
+    residualSquares += std::norm((value - sum.values[k]) / scale);
   }
-  constexpr double eps = std::numeric_limits<float>::epsilon() / 2.0;
-  return residualSquares == 0.0 ? 0.0
-                                : std::sqrt(residualSquares / squares) / (std::max(a.rows, a.columns) * eps);
+  return residualSquares == 0.0
+             ? 0.0
+             : std::sqrt(residualSquares / squares) / (std::max(a.rows, a.columns) * eps<T>);
 }
 
-// ||I - Q^H Q|| / (m eps), Frobenius norm, m the rows of Q.
-template <class T>
-double orthogonalityRatio(const Matrix<T>& q) {
+// ||I - Q^H Q|| / (m eps), Frobenius norm, m the rows of Q, which T has been rounded to.
+template <class T, class U>
+double orthogonalityRatio(const Matrix<U>& q) {
   using W = Wide<T>;
   std::vector<double> squares(static_cast<std::size_t>(q.columns));
   forEachColumn(q.columns, [&](int j) {
@@ -80,7 +81,7 @@ double orthogonalityRatio(const Matrix<T>& q) {
     double columnSquares = 0.0;
     for (int first = 0; first <= j; first += together) {
       W sums[together] = {};
-      const T* columns[together];
+      const U* columns[together];
       for (int k = 0; k < together; ++k) columns[k] = &q(0, std::min(first + k, j));
       for (int i = 0; i < q.rows; ++i) {
         const W value(q(i, j));
@@ -93,8 +94,7 @@ double orthogonalityRatio(const Matrix<T>& q) {
   });
   double sum = 0.0;
   for (const double value : squares) sum += value;
-  constexpr double eps = std::numeric_limits<float>::epsilon() / 2.0;
-  return std::sqrt(sum) / (q.rows * eps);
+  return std::sqrt(sum) / (q.rows * eps<T>);
 }
 
 }  // namespace tool

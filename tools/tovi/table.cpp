@@ -80,8 +80,9 @@ void checkNames(const LineReader& reader, const std::vector<std::string>& names)
 
 // The columns are in the order of the file, the values by rows until all have been read. labelColumn: none of
 // the columns where there are no labels.
+template <class R>
 void appendRow(const LineReader& reader, const std::vector<std::string>& names, std::size_t labelColumn,
-               const std::vector<std::string>& fields, std::vector<float>& values,
+               const std::vector<std::string>& fields, std::vector<R>& values,
                std::vector<std::string>& labels) {
   if (fields.size() != names.size())
     reader.failAtLine("expected " + counted(names.size(), "field", "fields") + ", found " +
@@ -91,7 +92,7 @@ void appendRow(const LineReader& reader, const std::vector<std::string>& names, 
       labels.push_back(fields[j]);
       continue;
     }
-    float value = 0.0f;
+    R value(0);
     const std::string wrong = fields[j].empty() ? "no value" : readReal(fields[j], value);
     if (!wrong.empty()) reader.failAtLine("column " + shown(names[j]) + ": " + wrong);
     values.push_back(value);
@@ -100,11 +101,12 @@ void appendRow(const LineReader& reader, const std::vector<std::string>& names, 
 
 }  // namespace
 
-Table readTable(const std::string& path, const std::string& labels) {
+template <class R>
+Table<R> readTable(const std::string& path, const std::string& labels) {
   LineReader reader(path);
-  Table table;
+  Table<R> table;
   std::vector<std::string> fields;
-  std::vector<float> byRows;
+  std::vector<R> byRows;
   if (!nextFields(reader, fields)) reader.fail("the file is empty");
   const bool named = areNames(reader, fields);
   if (named) {
@@ -126,12 +128,14 @@ Table readTable(const std::string& path, const std::string& labels) {
   if (!labels.empty()) table.names.erase(found);
 
   const std::size_t columns = table.names.size();
-  table.values = Matrix<float>(rows, static_cast<int>(columns));
+  table.values = Matrix<R>(rows, static_cast<int>(columns));
   for (int i = 0; i < table.values.rows; ++i)
     for (int j = 0; j < table.values.columns; ++j)
       table.values(i, j) = byRows[static_cast<std::size_t>(i) * columns + static_cast<std::size_t>(j)];
   return table;
 }
+template Table<float> readTable(const std::string&, const std::string&);
+template Table<double> readTable(const std::string&, const std::string&);
 
 bool isTable(const std::string& path) { return hasEnding(path, ".csv"); }
 
