@@ -1,6 +1,7 @@
 // On a GPU: the device-memory interface beside cuBLAS and cuSOLVER on the same operands, and the host-memory
-// interface beside the same vendor calls with their transfers, real and complex. The transposed matrix-vector
-// product beside the bandwidth of the memory. Sizes grow until the time is spent: about six minutes.
+// interface beside the same vendor calls with their transfers, in all four precisions. The transposed
+// matrix-vector product beside the bandwidth of the memory. Sizes grow until the time is spent: about six
+// minutes.
 
 #include <cublas_v2.h>
 #include <cusolverDn.h>
@@ -9,15 +10,20 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <random>
 #include <string>
-#include <type_traits>
 #include <vector>
 
+#include "bench/elements.h"
 #include "bench/harness.h"
 #include "include/tovi.h"
 
 namespace {
+
+using bench::elements;
+using bench::isComplex;
+using bench::number;
+using bench::Real;
+using bench::weight;
 
 void must(bool good, const char* what) {
   if (good) return;
@@ -31,31 +37,10 @@ void must(cusolverStatus_t status, const char* what) { must(status == CUSOLVER_S
 
 void wait() { must(cudaDeviceSynchronize(), "cudaDeviceSynchronize"); }
 
-std::size_t elements(int rows, int cols) {
-  return static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
-}
-
-template <class T>
-constexpr bool isComplex = !std::is_same_v<T, float>;
-
-// Of either library's types.
-template <class T>
-T number(float x) {
-  if constexpr (isComplex<T>)
-    return {x, 0};
-  else
-    return x;
-}
-
 template <class T>
 std::vector<T> randomElements(int rows, int cols) {
   static unsigned seed = 0;
-  std::mt19937 engine(++seed);
-  std::uniform_real_distribution<float> uniform(-1, 1);
-  std::vector<T> x(elements(rows, cols));
-  float* const parts = reinterpret_cast<float*>(x.data());
-  std::generate(parts, parts + x.size() * sizeof(T) / sizeof(float), [&] { return uniform(engine); });
-  return x;
+  return bench::randomElements<T>(rows, cols, ++seed);
 }
 
 template <class T>
@@ -125,7 +110,9 @@ struct Routines;
     static constexpr auto vendorGesvd = cusolverDn##P##gesvd;                         \
   };
 TOVI_BENCH_ROUTINES(float, float, S, ormqr, SS)
+TOVI_BENCH_ROUTINES(double, double, D, ormqr, DD)
 TOVI_BENCH_ROUTINES(toviFloatComplex, cuComplex, C, unmqr, CC)
+TOVI_BENCH_ROUTINES(toviDoubleComplex, cuDoubleComplex, Z, unmqr, ZZ)
 
 // cuBLAS and cuSOLVER. Their workspace is kept from call to call, as this library's buffers are.
 template <class T>
@@ -207,7 +194,7 @@ class Vendor {
     solveTriangle(CUBLAS_OP_N, rest, a2, m, y2);
     applyQ(CUBLAS_SIDE_LEFT, false, n, 1, p, bH, n, tau, x, n);
   }
-  void gesvd(char job, int n, T* a, float* s, T* u, T* vt) {
+  void gesvd(char job, int n, T* a, Real<T>* s, T* u, T* vt) {
     const auto vendorJob = static_cast<signed char>(job);
     int size = 0;
     must(R::vendorGesvdSize(solver_, n, n, &size), "gesvd_bufferSize");
@@ -274,15 +261,17 @@ class Bench {
   template <class T>
   void difference(const std::vector<T>& ours, const std::vector<T>& rivals) {
     if (!timeLeft()) return;
-    const auto* a = reinterpret_cast<const float*>(ours.data());
-    const auto* b = reinterpret_cast<const float*>(rivals.data());
+    const auto* a = reinterpret_cast<const Real<T>*>(ours.data());
+    const auto* b = reinterpret_cast<const Real<T>*>(rivals.data());
     double worst = 0, largest = 0;
-    for (std::size_t i = 0; i < ours.size() * sizeof(T) / sizeof(float); ++i) {
+    for (std::size_t i = 0; i < ours.size() * sizeof(T) / sizeof(Real<T>); ++i) {
       const double difference = std::abs(a[i] - b[i]);
       if (!(difference <= worst)) worst = difference;  // NaN, too
       largest = std::max(largest, static_cast<double>(std::abs(b[i])));
     }
-    report_.figure("  greatest difference, of the greatest element", 1e6 * worst / largest, "e-6", 1e3);
+    constexpr bool whole = bench::isDouble<T>;
+    report_.figure("  greatest difference, of the greatest element", (whole ? 1e15 : 1e6) * worst / largest,
+                   whole ? "e-15" : "e-6", 1e3);
   }
   bool timeLeft() {
     if (bench::seconds() < end_) return true;
@@ -306,10 +295,6 @@ double memoryBandwidth() {
   must(cudaDeviceGetAttribute(&bits, cudaDevAttrGlobalMemoryBusWidth, device), "cudaDeviceGetAttribute");
   return 2e-6 * kilohertz * bits / 8;
 }
-
-// An operation of a complex type counts as four.
-template <class T>
-constexpr double weight = isComplex<T> ? 4 : 1;
 
 template <class T>
 std::string name(const char* memory, const char* routine, const char* rival, int n) {
@@ -464,7 +449,7 @@ void singularValues(Bench& bench, int n, char job) {
   if (!bench.timeLeft()) return;
   const DeviceBuffer<T> dA0(randomElements<T>(n, n)), dA(elements(n, n)), dU(elements(n, n)),
       dVt(elements(n, n));
-  const DeviceBuffer<float> ours(elements(n, 1)), rivals(elements(n, 1));
+  const DeviceBuffer<Real<T>> ours(elements(n, 1)), rivals(elements(n, 1));
   Vendor<T> vendor;
   const auto restore = [&] {
     dA.copy(dA0);
@@ -504,6 +489,8 @@ int main(int argc, char** argv) {
   for (int n = 512; n <= (quick ? 1024 : 16384); n *= 2) {
     all<float>(bench, n);
     all<toviFloatComplex>(bench, n);
+    all<double>(bench, n);
+    all<toviDoubleComplex>(bench, n);
   }
   if (!json.empty()) bench.writeJson(json);
   toviShutdown();

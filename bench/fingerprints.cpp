@@ -13,24 +13,12 @@
 #include <type_traits>
 #include <vector>
 
+#include "bench/elements.h"
 #include "include/tovi.h"
 
 namespace {
 
-template <class T>
-struct RealOf {
-  using type = T;
-};
-template <>
-struct RealOf<toviFloatComplex> {
-  using type = float;
-};
-template <>
-struct RealOf<toviDoubleComplex> {
-  using type = double;
-};
-template <class T>
-using Real = typename RealOf<T>::type;
+using bench::Real;
 
 // FNV-1a
 class Hash {
@@ -263,7 +251,6 @@ void rank2K(const char* name,
 
 #define TOVI_BOTH(check, letter, name) \
   check(#letter #name, onDevice ? toviDevice##letter##name : tovi##letter##name)
-#define TOVI_SINGLE(name) TOVI_BOTH(name, S, name), TOVI_BOTH(name, C, name)
 #define TOVI_ALL(check, name) \
   TOVI_BOTH(check, S, name), TOVI_BOTH(check, D, name), TOVI_BOTH(check, C, name), TOVI_BOTH(check, Z, name)
 
@@ -273,8 +260,8 @@ int main() {
   must(toviInitialize() == toviNoError, "toviInitialize");
   for (const bool device : {false, true}) {
     onDevice = device;
-    TOVI_SINGLE(getrf), TOVI_SINGLE(gesv), TOVI_SINGLE(geqrf);
-    TOVI_SINGLE(gels), TOVI_SINGLE(gesvd), TOVI_SINGLE(gglse);
+    TOVI_ALL(getrf, getrf), TOVI_ALL(gesv, gesv), TOVI_ALL(geqrf, geqrf);
+    TOVI_ALL(gels, gels), TOVI_ALL(gesvd, gesvd), TOVI_ALL(gglse, gglse);
     TOVI_ALL(gemm, gemm), TOVI_ALL(gemv, gemv);
     TOVI_ALL(triangular, trsm), TOVI_ALL(triangular, trmm);
     TOVI_ALL(symmetric, symm), TOVI_BOTH(symmetric, C, hemm), TOVI_BOTH(symmetric, Z, hemm);

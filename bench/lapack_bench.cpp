@@ -3,118 +3,115 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "bench/elements.h"
 #include "bench/harness.h"
 #include "bench/must.h"
+#include "bench/rival.h"
 #include "include/tovi.h"
-
-// The rival: any BLAS and LAPACK with the standard Fortran interface.
-extern "C" {
-void sgemm_(const char*, const char*, const int*, const int*, const int*, const float*, const float*,
-            const int*, const float*, const int*, const float*, float*, const int*, std::size_t, std::size_t);
-void dgemm_(const char*, const char*, const int*, const int*, const int*, const double*, const double*,
-            const int*, const double*, const int*, const double*, double*, const int*, std::size_t,
-            std::size_t);
-void cgemm_(const char*, const char*, const int*, const int*, const int*, const toviFloatComplex*,
-            const toviFloatComplex*, const int*, const toviFloatComplex*, const int*, const toviFloatComplex*,
-            toviFloatComplex*, const int*, std::size_t, std::size_t);
-void sgetrf_(const int*, const int*, float*, const int*, int*, int*);
-void cgetrf_(const int*, const int*, toviFloatComplex*, const int*, int*, int*);
-void sgeqrf_(const int*, const int*, float*, const int*, float*, float*, const int*, int*);
-void cgeqrf_(const int*, const int*, toviFloatComplex*, const int*, toviFloatComplex*, toviFloatComplex*,
-             const int*, int*);
-void sgesv_(const int*, const int*, float*, const int*, int*, float*, const int*, int*);
-}
 
 namespace {
 
+using bench::elements;
 using bench::must;
+using bench::number;
+using bench::Ours;
+using bench::randomElements;
+using bench::Rival;
+using bench::weight;
 
-std::size_t square(int n) { return static_cast<std::size_t>(n) * static_cast<std::size_t>(n); }
+constexpr char no = 'N';
 
-void fill(std::vector<float>& x) {
-  std::mt19937 engine(1);
-  std::uniform_real_distribution<float> uniform(-1, 1);
-  for (float& v : x) v = uniform(engine);
+template <class T>
+std::string named(const char* routine, const std::string& sizes) {
+  return std::string(Ours<T>::prefix) + routine + " " + sizes;
 }
-void fill(std::vector<double>& x) {
-  std::mt19937 engine(1);
-  std::uniform_real_distribution<double> uniform(-1, 1);
-  for (double& v : x) v = uniform(engine);
+std::string order(int n) { return "n = " + std::to_string(n); }
+
+template <class T>
+void ourGemm(int n, const T* a, const T* b, T* c) {
+  must(Ours<T>::gemm(no, no, n, n, n, number<T>(1), a, n, b, n, number<T>(0), c, n), "gemm");
 }
-void fill(std::vector<toviFloatComplex>& x) {
-  std::vector<float> parts(2 * x.size());
-  fill(parts);
-  std::memcpy(static_cast<void*>(x.data()), parts.data(), parts.size() * sizeof(float));
+template <class T>
+void hostGemm(int n, const T* a, const T* b, T* c) {
+  const T one = number<T>(1), zero = number<T>(0);
+  Rival<T>::gemm(&no, &no, &n, &n, &n, &one, a, &n, b, &n, &zero, c, &n, 1, 1);
 }
 
-// A multiplication of n x n matrices; Ours and Rival take (n, a, b, c).
-template <class T, class Ours, class Rival>
-void multiply(bench::Report& report, const std::string& name, int n, double flopsPerTerm, double aim,
-              Ours ours, Rival rival) {
-  std::vector<T> a(square(n)), b(square(n)), c(square(n));
-  fill(a);
-  fill(b);
+void smallProduct(bench::Report& report) {
+  const std::vector<float> a = randomElements<float>(16, 16), b = a;
+  std::vector<float> c = a;
   const auto nothing = [] {};
-  report.pair(name + " n = " + std::to_string(n), flopsPerTerm * n * n * n * 1e-9, "GF", aim,
-              {nothing, [&] { ours(n, a.data(), b.data(), c.data()); }},
-              {nothing, [&] { rival(n, a.data(), b.data(), c.data()); }});
+  report.overhead("toviSgemm n = 16, one call", 15,
+                  {nothing, [&] { ourGemm(16, a.data(), b.data(), c.data()); }, 2000},
+                  {nothing, [&] { hostGemm(16, a.data(), b.data(), c.data()); }, 2000});
 }
 
-template <class T, class Ours, class Rival>
-void factor(bench::Report& report, const std::string& name, int n, double flops, double aim, Ours ours,
-            Rival rival) {
-  std::vector<T> a(square(n)), work(square(n));
+template <class T>
+void multiply(bench::Report& report, int n, double aim) {
+  const std::vector<T> a = randomElements<T>(n, n), b = a;
+  std::vector<T> c(elements(n, n));
+  const auto nothing = [] {};
+  report.pair(named<T>("gemm", order(n)), 2 * weight<T> * n * n * n * 1e-9, "GF", aim,
+              {nothing, [&] { ourGemm(n, a.data(), b.data(), c.data()); }},
+              {nothing, [&] { hostGemm(n, a.data(), b.data(), c.data()); }});
+}
+
+template <class T>
+void factor(bench::Report& report, int n, double aim) {
+  const std::vector<T> a = randomElements<T>(n, n);
+  std::vector<T> lu;
   std::vector<int> ipiv(static_cast<std::size_t>(n));
-  fill(a);
-  const auto restore = [&] { work = a; };
-  report.pair(name + " n = " + std::to_string(n), flops * n * n * n * 1e-9, "GF", aim,
-              {restore, [&] { ours(n, work.data(), ipiv.data()); }},
-              {restore, [&] { rival(n, work.data(), ipiv.data()); }});
+  const auto restore = [&] { lu = a; };
+  report.pair(named<T>("getrf", order(n)), 2.0 / 3 * weight<T> * n * n * n * 1e-9, "GF", aim,
+              {restore, [&] { must(Ours<T>::getrf(n, n, lu.data(), n, ipiv.data()), "getrf"); }},
+              {restore, [&] {
+                 int info;
+                 Rival<T>::getrf(&n, &n, lu.data(), &n, ipiv.data(), &info);
+               }});
 }
 
-// A factorization of an m x n matrix by reflectors; Ours takes (a, tau), Rival (a, tau, work, lwork).
-template <class T, class Ours, class Rival>
-void reflect(bench::Report& report, const std::string& name, int m, int n, double flopsPerTerm, double aim,
-             Ours ours, Rival rival) {
-  std::vector<T> a(static_cast<std::size_t>(m) * static_cast<std::size_t>(n)), work;
-  std::vector<T> tau(static_cast<std::size_t>(n)), space(static_cast<std::size_t>(64 * n));
-  fill(a);
-  const auto restore = [&] { work = a; };
+template <class T>
+void reflect(bench::Report& report, int m, int n, double aim) {
+  const std::vector<T> a = randomElements<T>(m, n);
+  std::vector<T> qr, tau(elements(n, 1)), space(elements(n, 64));
+  const auto restore = [&] { qr = a; };
   const double terms = static_cast<double>(n) * n * (m - n / 3.0);
-  report.pair(name + " " + std::to_string(m) + " x " + std::to_string(n), flopsPerTerm * terms * 1e-9, "GF",
-              aim, {restore, [&] { ours(work.data(), tau.data()); }},
-              {restore, [&] { rival(work.data(), tau.data(), space.data(), 64 * n); }});
+  report.pair(named<T>("geqrf", std::to_string(m) + " x " + std::to_string(n)), 2 * weight<T> * terms * 1e-9,
+              "GF", aim, {restore, [&] { must(Ours<T>::geqrf(m, n, qr.data(), m, tau.data()), "geqrf"); }},
+              {restore, [&] {
+                 int info;
+                 const int lwork = 64 * n;
+                 Rival<T>::geqrf(&m, &n, qr.data(), &m, tau.data(), space.data(), &lwork, &info);
+               }});
 }
 
+template <class T>
 void solve(bench::Report& report, int n, int nrhs, double aim) {
-  std::vector<float> a(square(n)), b(static_cast<std::size_t>(n) * static_cast<std::size_t>(nrhs)), lu, x;
+  const std::vector<T> a = randomElements<T>(n, n), b = randomElements<T>(n, nrhs);
+  std::vector<T> lu, x;
   std::vector<int> ipiv(static_cast<std::size_t>(n));
-  fill(a);
-  fill(b);
   const auto restore = [&] {
     lu = a;
     x = b;
   };
-  const double work = (2.0 / 3 * n + 2.0 * nrhs) * n * n * 1e-9;
   report.pair(
-      "toviSgesv n = " + std::to_string(n) + ", nrhs = " + std::to_string(nrhs), work, "GF", aim,
-      {restore, [&] { must(toviSgesv(n, nrhs, lu.data(), n, ipiv.data(), x.data(), n), "toviSgesv"); }},
+      named<T>("gesv", order(n) + ", nrhs = " + std::to_string(nrhs)),
+      weight<T> * (2.0 / 3 * n + 2.0 * nrhs) * n * n * 1e-9, "GF", aim,
+      {restore, [&] { must(Ours<T>::gesv(n, nrhs, lu.data(), n, ipiv.data(), x.data(), n), "gesv"); }},
       {restore, [&] {
          int info;
-         sgesv_(&n, &nrhs, lu.data(), &n, ipiv.data(), x.data(), &n, &info);
+         Rival<T>::gesv(&n, &nrhs, lu.data(), &n, ipiv.data(), x.data(), &n, &info);
        }});
 }
 
 // What buffers kept from call to call are worth: beside calls that find none. Both times include a copy of A.
 void warmCalls(bench::Report& report, int n, int repeat) {
-  std::vector<float> a(square(n)), b(static_cast<std::size_t>(n)), lu, x;
+  const std::vector<float> a = randomElements<float>(n, n), b = randomElements<float>(n, 1);
+  std::vector<float> lu, x;
   std::vector<int> ipiv(static_cast<std::size_t>(n));
-  fill(a);
-  fill(b);
   const auto call = [&] {
     lu = a;
     x = b;
@@ -148,9 +145,8 @@ void resetPeak() {
 }
 
 void peakMemory(bench::Report& report, int n) {
-  std::vector<float> a(square(n));
+  std::vector<float> a = randomElements<float>(n, n);
   std::vector<int> ipiv(static_cast<std::size_t>(n));
-  fill(a);
   resetPeak();
   const double before = memory("VmRSS:");
   must(toviSgetrf(n, n, a.data(), n, ipiv.data()), "toviSgetrf");
@@ -171,86 +167,34 @@ int main(int argc, char** argv) {
   std::printf("%s\n\n", text);
 
   bench::Report report(quick ? 3 : 9);
-  const char no = 'N';
-  const float sOne = 1, sZero = 0;
-  const double dOne = 1, dZero = 0;
-  const toviFloatComplex cOne = {1, 0}, cZero = {0, 0};
-
-  peakMemory(report, quick ? 1024 : 4096);
-
-  const auto ourSgemm = [&](int n, const float* a, const float* b, float* c) {
-    must(toviSgemm(no, no, n, n, n, 1, a, n, b, n, 0, c, n), "toviSgemm");
-  };
-  const auto hostSgemm = [&](int n, const float* a, const float* b, float* c) {
-    sgemm_(&no, &no, &n, &n, &n, &sOne, a, &n, b, &n, &sZero, c, &n, 1, 1);
-  };
-  {
-    std::vector<float> a(256), b(256), c(256);
-    fill(a);
-    fill(b);
-    const auto nothing = [] {};
-    report.overhead("toviSgemm n = 16, one call", 15,
-                    {nothing, [&] { ourSgemm(16, a.data(), b.data(), c.data()); }, 2000},
-                    {nothing, [&] { hostSgemm(16, a.data(), b.data(), c.data()); }, 2000});
-  }
   const int n = quick ? 512 : 2048;
-  multiply<float>(report, "toviSgemm", n, 2, 0.85, ourSgemm, hostSgemm);
-  multiply<double>(
-      report, "toviDgemm", n, 2, 0.85,
-      [&](int k, const double* a, const double* b, double* c) {
-        must(toviDgemm(no, no, k, k, k, 1, a, k, b, k, 0, c, k), "toviDgemm");
-      },
-      [&](int k, const double* a, const double* b, double* c) {
-        dgemm_(&no, &no, &k, &k, &k, &dOne, a, &k, b, &k, &dZero, c, &k, 1, 1);
-      });
-  multiply<toviFloatComplex>(
-      report, "toviCgemm", n, 8, 0.85,
-      [&](int k, const toviFloatComplex* a, const toviFloatComplex* b, toviFloatComplex* c) {
-        must(toviCgemm(no, no, k, k, k, cOne, a, k, b, k, cZero, c, k), "toviCgemm");
-      },
-      [&](int k, const toviFloatComplex* a, const toviFloatComplex* b, toviFloatComplex* c) {
-        cgemm_(&no, &no, &k, &k, &k, &cOne, a, &k, b, &k, &cZero, c, &k, 1, 1);
-      });
 
-  for (const int order : {n, 2 * n}) {
-    factor<float>(
-        report, "toviSgetrf", order, 2.0 / 3, 0.8,
-        [&](int k, float* a, int* ipiv) { must(toviSgetrf(k, k, a, k, ipiv), "toviSgetrf"); },
-        [&](int k, float* a, int* ipiv) {
-          int info;
-          sgetrf_(&k, &k, a, &k, ipiv, &info);
-        });
-    factor<toviFloatComplex>(
-        report, "toviCgetrf", order, 8.0 / 3, 0.8,
-        [&](int k, toviFloatComplex* a, int* ipiv) { must(toviCgetrf(k, k, a, k, ipiv), "toviCgetrf"); },
-        [&](int k, toviFloatComplex* a, int* ipiv) {
-          int info;
-          cgetrf_(&k, &k, a, &k, ipiv, &info);
-        });
+  peakMemory(report, 2 * n);
+  smallProduct(report);
+  multiply<float>(report, n, 0.85);
+  multiply<double>(report, n, 0.85);
+  multiply<toviFloatComplex>(report, n, 0.85);
+  multiply<toviDoubleComplex>(report, n, 0.85);
+  for (const int k : {n, 2 * n}) {
+    factor<float>(report, k, 0.8);
+    factor<double>(report, k, 0.85);
+    factor<toviFloatComplex>(report, k, 0.8);
+    factor<toviDoubleComplex>(report, k, 0.85);
   }
   struct Shape {
     int rows, cols;
   };
-  for (const Shape shape : {Shape{n / 2, n / 2}, Shape{n, n}, Shape{2 * n, 2 * n}, Shape{4 * n, n / 4}}) {
-    const int rows = shape.rows, cols = shape.cols;
-    reflect<float>(
-        report, "toviSgeqrf", rows, cols, 2, 1.2,
-        [&](float* a, float* tau) { must(toviSgeqrf(rows, cols, a, rows, tau), "toviSgeqrf"); },
-        [&](float* a, float* tau, float* work, int lwork) {
-          int info;
-          sgeqrf_(&rows, &cols, a, &rows, tau, work, &lwork, &info);
-        });
-    reflect<toviFloatComplex>(
-        report, "toviCgeqrf", rows, cols, 8, 1.2,
-        [&](toviFloatComplex* a, toviFloatComplex* tau) {
-          must(toviCgeqrf(rows, cols, a, rows, tau), "toviCgeqrf");
-        },
-        [&](toviFloatComplex* a, toviFloatComplex* tau, toviFloatComplex* work, int lwork) {
-          int info;
-          cgeqrf_(&rows, &cols, a, &rows, tau, work, &lwork, &info);
-        });
+  for (const auto& [rows, cols] :
+       {Shape{n / 2, n / 2}, Shape{n, n}, Shape{2 * n, 2 * n}, Shape{4 * n, n / 4}}) {
+    reflect<float>(report, rows, cols, 1.2);
+    reflect<double>(report, rows, cols, 1.2);
+    reflect<toviFloatComplex>(report, rows, cols, 1.2);
+    reflect<toviDoubleComplex>(report, rows, cols, 1.0);
   }
-  for (const int nrhs : {1, 256}) solve(report, n, nrhs, 0.8);
+  for (const int nrhs : {1, 256}) {
+    solve<float>(report, n, nrhs, 0.8);
+    solve<double>(report, n, nrhs, 0.8);
+  }
   warmCalls(report, 64, 500);
   warmCalls(report, 512, 20);
 

@@ -2,32 +2,42 @@
 // LAPACK called directly, both on all processors of this machine (on the software device).
 
 #include <cstdlib>
-#include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "bench/elements.h"
 #include "bench/harness.h"
 #include "bench/must.h"
+#include "bench/rival.h"
 #include "include/tovi.h"
 
-// The rival: any LAPACK with the standard Fortran interface.
-extern "C" {
-void sgesvd_(const char*, const char*, const int*, const int*, float*, const int*, float*, float*, const int*,
-             float*, const int*, float*, const int*, int*, std::size_t, std::size_t);
-void sgesdd_(const char*, const int*, const int*, float*, const int*, float*, float*, const int*, float*,
-             const int*, float*, const int*, int*, int*, std::size_t);
-void cgesvd_(const char*, const char*, const int*, const int*, toviFloatComplex*, const int*, float*,
-             toviFloatComplex*, const int*, toviFloatComplex*, const int*, toviFloatComplex*, const int*,
-             float*, int*, std::size_t, std::size_t);
-}
+// The rivals, whose complex forms take reals beside their work space.
+#define TOVI_BENCH_GESVD(p, T, R, ...)                                                                     \
+  extern "C" {                                                                                             \
+  void p##gesvd_(const char*, const char*, const int*, const int*, T*, const int*, R*, T*, const int*, T*, \
+                 const int*, T*, const int*, __VA_ARGS__ int*, std::size_t, std::size_t);                  \
+  void p##gesdd_(const char*, const int*, const int*, T*, const int*, R*, T*, const int*, T*, const int*,  \
+                 T*, const int*, __VA_ARGS__ int*, int*, std::size_t);                                     \
+  }
+TOVI_BENCH_GESVD(s, float, float, )
+TOVI_BENCH_GESVD(d, double, double, )
+TOVI_BENCH_GESVD(c, toviFloatComplex, float, float*, )
+TOVI_BENCH_GESVD(z, toviDoubleComplex, double, double*, )
+#undef TOVI_BENCH_GESVD
 
 namespace {
 
+using bench::elements;
 using bench::must;
+using bench::Ours;
+using bench::Real;
 
-std::size_t elements(int rows, int cols) {
-  return static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
+template <class T, class Single, class Double>
+constexpr auto byPrecision(Single single, Double whole) {
+  if constexpr (bench::isDouble<T>)
+    return whole;
+  else
+    return single;
 }
 
 // An m x n matrix and the outputs of its decomposition, and the calls that fill them: with all vectors that
@@ -41,53 +51,50 @@ class Problem {
         m_(m),
         n_(n),
         k_(std::min(m, n)),
-        a_(elements(m, n)),
+        a_(bench::randomElements<T>(m, n)),
         u_(elements(m, k_)),
         vt_(elements(k_, n)),
         s_(elements(k_, 1)),
-        real_(elements(5, k_)),
-        integer_(elements(8, k_)) {
-    std::mt19937 engine(1);
-    std::uniform_real_distribution<float> uniform(-1, 1);
-    std::vector<float> parts(a_.size() * sizeof(T) / sizeof(float));
-    for (float& x : parts) x = uniform(engine);
-    std::memcpy(static_cast<void*>(a_.data()), parts.data(), parts.size() * sizeof(float));
-  }
+        real_(elements(5 * k_ + 7, k_)),
+        integer_(elements(8, k_)) {}
 
   void restore() { work_ = a_; }
   // Multiplications and additions, at two a rotated element and two sweeps a value: a nominal figure.
   double flops() const {
     const double k = k_, longest = std::max(m_, n_), reduction = (4 * longest - 4.0 / 3 * k) * k * k;
-    return (job_ == 'N' ? reduction : reduction + 14 * longest * k * k) *
-           (sizeof(T) == sizeof(float) ? 1 : 4);
+    return bench::weight<T> * (job_ == 'N' ? reduction : reduction + 14 * longest * k * k);
   }
 
   void ours() {
-    if constexpr (sizeof(T) == sizeof(float))
-      must(toviSgesvd(job_, job_, m_, n_, work_.data(), m_, s_.data(), u_.data(), m_, vt_.data(), k_),
-           "toviSgesvd");
-    else
-      must(toviCgesvd(job_, job_, m_, n_, work_.data(), m_, s_.data(), u_.data(), m_, vt_.data(), k_),
-           "toviCgesvd");
+    must(Ours<T>::gesvd(job_, job_, m_, n_, work_.data(), m_, s_.data(), u_.data(), m_, vt_.data(), k_),
+         "gesvd");
   }
   void hostGesvd() {
     withSpace([&](T* space, int lspace) {
       int info = 0;
-      if constexpr (sizeof(T) == sizeof(float))
-        sgesvd_(&job_, &job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space,
-                &lspace, &info, 1, 1);
+      const auto call = [&](auto routine, auto... reals) {
+        routine(&job_, &job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space,
+                &lspace, reals..., &info, 1, 1);
+      };
+      if constexpr (bench::isComplex<T>)
+        call(byPrecision<T>(cgesvd_, zgesvd_), real_.data());
       else
-        cgesvd_(&job_, &job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space,
-                &lspace, real_.data(), &info, 1, 1);
-      must(info, "gesvd");
+        call(byPrecision<T>(sgesvd_, dgesvd_));
+      must(info, "rival gesvd");
     });
   }
   void hostGesdd() {
-    withSpace([&](float* space, int lspace) {
+    withSpace([&](T* space, int lspace) {
       int info = 0;
-      sgesdd_(&job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space, &lspace,
-              integer_.data(), &info, 1);
-      must(info, "gesdd");
+      const auto call = [&](auto routine, auto... reals) {
+        routine(&job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space,
+                &lspace, reals..., integer_.data(), &info, 1);
+      };
+      if constexpr (bench::isComplex<T>)
+        call(byPrecision<T>(cgesdd_, zgesdd_), real_.data());
+      else
+        call(byPrecision<T>(sgesdd_, dgesdd_));
+      must(info, "rival gesdd");
     });
   }
 
@@ -97,9 +104,7 @@ class Problem {
     if (space_.empty()) {
       space_.resize(1);
       call(space_.data(), -1);
-      float wanted;
-      std::memcpy(&wanted, static_cast<const void*>(space_.data()), sizeof wanted);
-      space_.resize(static_cast<std::size_t>(wanted));
+      space_.resize(static_cast<std::size_t>(bench::spaceWanted(space_[0])));
     }
     call(space_.data(), static_cast<int>(space_.size()));
   }
@@ -107,58 +112,51 @@ class Problem {
   char job_;
   int m_, n_, k_;
   std::vector<T> a_, work_, u_, vt_, space_;
-  std::vector<float> s_, real_;
+  std::vector<Real<T>> s_, real_;
   std::vector<int> integer_;
 };
 
-std::string title(const char* routine, const std::string& jobs, int m, int n, const char* rival) {
-  return std::string(routine) + " " + jobs + " " + std::to_string(m) + " x " + std::to_string(n) + ", " +
-         rival;
+template <class T>
+std::string title(const std::string& jobs, int m, int n, const char* rival) {
+  return std::string(Ours<T>::prefix) + "gesvd " + jobs + " " + std::to_string(m) + " x " +
+         std::to_string(n) + ", " + rival;
 }
 
 template <class T>
-void compare(bench::Report& report, const char* routine, char job, int n, double aim, bool gesdd = false) {
+void compare(bench::Report& report, char job, int n, double aim, bool gesdd = false) {
   Problem<T> problem(job, n, n);
   const auto restore = [&] { problem.restore(); };
-  report.pair(title(routine, std::string{job, ',', job}, n, n, gesdd ? "gesdd" : "gesvd"),
-              problem.flops() * 1e-9, "GF", aim, {restore, [&] { problem.ours(); }},
-              {restore, [&] {
-                 if constexpr (sizeof(T) == sizeof(float)) {
-                   if (gesdd) return problem.hostGesdd();
-                 }
-                 problem.hostGesvd();
-               }});
+  report.pair(title<T>(std::string{job, ',', job}, n, n, gesdd ? "gesdd" : "gesvd"), problem.flops() * 1e-9,
+              "GF", aim, {restore, [&] { problem.ours(); }}, {restore, [&] {
+                                                                if (gesdd)
+                                                                  problem.hostGesdd();
+                                                                else
+                                                                  problem.hostGesvd();
+                                                              }});
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string json;
-  bool quick = false;
-  for (int i = 1; i < argc; ++i) {
-    if (std::strcmp(argv[i], "--quick") == 0)
-      quick = true;
-    else if (std::strcmp(argv[i], "--json") == 0 && i + 1 < argc)
-      json = argv[++i];
-    else {
-      std::fprintf(stderr, "usage: %s [--quick] [--json FILE]\n", argv[0]);
-      return 2;
-    }
-  }
+  const auto [quick, json] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
   bench::Report report(quick ? 1 : 5);
   const int unit = quick ? 128 : 512;
   for (const int n : {unit, 2 * unit}) {
-    compare<float>(report, "toviSgesvd", 'S', n, 8);
-    compare<float>(report, "toviSgesvd", 'S', n, 1.0 / 3, true);
+    compare<float>(report, 'S', n, 8);
+    compare<float>(report, 'S', n, 1.0 / 3, true);
+    compare<double>(report, 'S', n, 1.0 / 3, true);
   }
-  for (const int n : {2 * unit, 4 * unit}) compare<float>(report, "toviSgesvd", 'N', n, 0.9);
-  compare<toviFloatComplex>(report, "toviCgesvd", 'A', unit, 4);
+  for (const int n : {2 * unit, 4 * unit}) compare<float>(report, 'N', n, 0.9);
+  compare<double>(report, 'N', 2 * unit, 0.9);
+  compare<double>(report, 'S', unit, 8);
+  compare<toviFloatComplex>(report, 'A', unit, 4);
+  compare<toviDoubleComplex>(report, 'A', unit, 4);
   {
     const int rows = quick ? 125 : 500;
     Problem<float> wide('S', rows, 4 * rows), tall('S', 4 * rows, rows);
-    report.pair(title("toviSgesvd", "S,S", rows, 4 * rows, "ours of the transposed shape"),
-                wide.flops() * 1e-9, "GF", 1 / 1.3, {[&] { wide.restore(); }, [&] { wide.ours(); }},
+    report.pair(title<float>("S,S", rows, 4 * rows, "ours of the transposed shape"), wide.flops() * 1e-9,
+                "GF", 1 / 1.3, {[&] { wide.restore(); }, [&] { wide.ours(); }},
                 {[&] { tall.restore(); }, [&] { tall.ours(); }});
   }
   if (!json.empty()) report.writeJson(json);
