@@ -37,7 +37,7 @@ TEST_F(Precision, DoubleSolvesWhatSingleDoesNot) {
     EXPECT_EQ(single.exitCode, 3);
     EXPECT_EQ(single.out.find("precision"), std::string::npos) << single.out;
     EXPECT_EQ(whole.exitCode, 0) << whole.err;
-    expectParts(whole.out, {"\nprecision       double\n", "condition       1.5"});
+    expectParts(whole.out, {"\nprecision       double\n"});
     EXPECT_EQ(whole.err, "");
     const std::vector<double> x = solution();
     ASSERT_EQ(x.size(), 8u);
@@ -93,21 +93,21 @@ TEST_F(Precision, TheRangeOfTheTypeIsThatOfTheProgram) {
 }
 
 TEST_F(Precision, TablesOfResultsAreOfOnePrecision) {
-  write("t.csv", "t,y\n1,0.1\n2,0.2\n3,0.3\n");
-  const std::string arguments = "lstsq t.csv --response y --precision double";
-  const Result result = run(arguments + " --csv r.csv -o x.mtx");
+  write("t.csv", "t,y\n1,0.123456789012\n2,0.246913578024\n");
+  const Result result = run("lstsq t.csv --response y --precision double --csv r.csv -o x.mtx");
   ASSERT_EQ(result.exitCode, 0) << result.err;
-  expectParts(result.out, {"\nt                           0.1"});
-  EXPECT_NEAR(solution().at(0), 0.1, 1e-16);
+  constexpr double exact = 0.123456789012;
+  EXPECT_NEAR(std::stod(result.out.substr(result.out.find("\nt ") + 2)), exact, 1e-15) << result.out;
+  EXPECT_NEAR(solution().at(0), exact, 1e-15);
   EXPECT_EQ(results("r.csv")["precision"], "double");
   EXPECT_EQ(run("lstsq t.csv --response y --csv r.csv").exitCode, 1);
   EXPECT_EQ(lines(contents(path("r.csv"))), 2);
 
   write("a.mtx", real + "2 2\n1\n3\n2\n4\n");
   ASSERT_EQ(run("svd a.mtx --precision double -o a --csv s.csv").exitCode, 0);
-  const double exact = std::sqrt(15 + std::sqrt(221.0));
-  EXPECT_NEAR(std::stod(results("s.csv")["largest_value"]), exact, 4e-15);
-  EXPECT_NEAR(std::stod(results("a.csv")["value"]), exact, 4e-15);
+  const double largest = std::sqrt(15 + std::sqrt(221.0));
+  EXPECT_NEAR(std::stod(results("s.csv")["largest_value"]), largest, 4e-15);
+  EXPECT_NEAR(std::stod(results("a.csv")["value"]), largest, 4e-15);
   for (const char* name : {"reconstruction", "orthogonality_u", "orthogonality_v"})
     EXPECT_LT(std::stod(results("s.csv")[name]), 10) << name;
 }

@@ -21,7 +21,7 @@ constexpr int failed = 1, wrongUsage = 2, notResolved = 3;
 constexpr const char* fileNotes =
     "Files are Matrix Market: coordinate or array; real, complex, integer or pattern; general,\n"
     "symmetric, Hermitian or skew-symmetric. Entries for one place are added. Values are\n"
-    "rounded to the precision; the problem is complex where a file is.\n\n";
+    "rounded to the precision of the problem, which is complex where a file is.\n\n";
 
 // Of every command
 constexpr const char* outputNotes =

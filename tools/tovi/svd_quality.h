@@ -1,6 +1,6 @@
 // How good a singular value decomposition is: in double precision, from the matrix that the library was
-// given and the factors that it gave back, by plain loops on all cores of the host. eps
-// of a rounding to T.
+// given and the factors that it gave back, by plain loops on all cores of the host. eps is that of T, the
+// type of the matrix.
 
 #ifndef TOVI_TOOLS_SVD_QUALITY_H
 #define TOVI_TOOLS_SVD_QUALITY_H
@@ -70,7 +70,7 @@ double reconstructionRatio(const Matrix<T>& a, const Matrix<Wide<T>>& sum) {
              : std::sqrt(residualSquares / squares) / (std::max(a.rows, a.columns) * eps<T>);
 }
 
-// ||I - Q^H Q|| / (m eps), Frobenius norm, m the rows of Q, which T has been rounded to.
+// ||I - Q^H Q|| / (m eps), Frobenius norm, m the rows of Q, whose elements are numbers of T.
 template <class T, class U>
 double orthogonalityRatio(const Matrix<U>& q) {
   using W = Wide<T>;
