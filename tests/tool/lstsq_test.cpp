@@ -156,42 +156,4 @@ TEST_F(Lstsq, ReadsTables) {
   expectSolution({3.5, 1.4});
 }
 
-TEST_F(Lstsq, OtherFailuresGetOneLineToo) {
-  array("a.mtx", line);
-  array("b.mtx", points);
-  array("b3.mtx", real + "3 1\n1 2 3\n");
-  array("b2.mtx", real + "4 2\n1 2 3 4 5 6 7 8\n");
-  array("wide.mtx", real + "1 3\n1 2 3\n");
-  array("one.mtx", real + "1 1\n1\n");
-  array("K.mtx", real + "1 2\n1 1\n");
-  write("wide9.mtx", "%%MatrixMarket matrix coordinate real general\n9 2147483647 1\n1 1 1\n");
-  write("K9.mtx", "%%MatrixMarket matrix coordinate real general\n2147483641 2147483647 1\n1 1 1\n");
-  write("d9.mtx", "%%MatrixMarket matrix coordinate real general\n2147483641 1 1\n1 1 1\n");
-  array("column.mtx", real + "2 1\n1 1\n");
-  array("K3.mtx", real + "3 2\n1 2 3 4 5 7\n");
-  array("small.mtx", real + "2 1\n1e-30 1e-30\n");
-  array("large.mtx", real + "2 1\n1e30 1e30\n");
-  write("t.csv", "a,y\n1,2\n3,5\n");
-  const Failures cases = {
-      {"missing.mtx", "missing.mtx: cannot be opened: "},
-      {"a.mtx b3.mtx", "b3.mtx: has 3 rows, the matrix has 4"},
-      {"a.mtx --response y", "a.mtx is no .csv file"},
-      {"t.csv", "t.csv: no right-hand side"},
-      {"t.csv b.mtx --response y", "both --response and b.mtx"},
-      {"a.mtx b2.mtx --constraint K.mtx one.mtx", "b2.mtx: a problem with a constraint has one"},
-      {"a.mtx one.mtx", "one.mtx: has 1 row, the matrix has 4"},
-      {"wide9.mtx", "wide9.mtx: too large: 9 x 2147483647 needs "},
-      {"wide9.mtx --constraint K9.mtx d9.mtx", "9 x 2147483647 with 2147483641 constraints needs "},
-      {"wide.mtx one.mtx --constraint K.mtx one.mtx", "K.mtx: has 2 columns, the matrix has 3"},
-      {"one.mtx --constraint column.mtx column.mtx", "column.mtx: has 2 rows, more than the 1 column"},
-      {"a.mtx b.mtx --constraint K3.mtx b3.mtx", "K3.mtx: has 3 rows, more than the 2 columns"},
-      {"wide.mtx one.mtx --constraint wide.mtx one.mtx", "wide.mtx: together with the matrix has fewer rows"},
-      {"a.mtx b.mtx --constraint K.mtx b3.mtx", "b3.mtx: is 3 x 1, expected 1 x 1"},
-      {"small.mtx large.mtx", "small.mtx: the solution overflows single precision"},
-  };
-  expectOneLine(cases, [&](const std::string& arguments) { return run("lstsq " + arguments); });
-  for (const char* arguments : {"lstsq", "lstsq a.mtx b.mtx c.mtx", "lstsq a.mtx --constraint K.mtx"})
-    EXPECT_EQ(run(arguments).exitCode, 2) << arguments;
-}
-
 }  // namespace

@@ -38,6 +38,12 @@ inline void expectParts(const std::string& text, const std::vector<std::string>&
   for (const std::string& part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << '\n' << text;
 }
 
+inline void expectOneLine(const Result& result, const std::string& message) {
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(lines(result.err), 1) << result.err;
+  expectParts(result.err, {message});
+}
+
 // Words between blanks, in single quotes where they hold one.
 inline std::vector<std::string> wordsOf(const std::string& text) {
   std::istringstream stream(text);
@@ -72,21 +78,6 @@ class Tool : public testing::Test {
     }
     return result;
   }
-  Result solve(const std::string& text) const { return run("solve '" + write("a.mtx", text) + "'"); }
-
-  // Each case is a text, or arguments, of which call() makes a run that fails with one line.
-  using Failures = std::vector<std::pair<std::string, std::string>>;
-  template <class Run>
-  void expectOneLine(const Failures& failures, const Run& call) const {
-    for (const auto& [what, message] : failures) {
-      SCOPED_TRACE(what.substr(0, 200));
-      const Result result = call(what);
-      EXPECT_EQ(result.exitCode, 1);
-      EXPECT_EQ(lines(result.err), 1) << result.err;
-      EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
-    }
-  }
-
   // The fields of the first line of a table of results, by name.
   std::map<std::string, std::string> results(const std::string& name) const {
     std::ifstream csv(path(name));
