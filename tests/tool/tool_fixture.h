@@ -52,6 +52,24 @@ inline std::vector<std::string> wordsOf(const std::string& text) {
   return words;
 }
 
+// A text in which \n, \r, \xHH and \{99x} stand for what they do in failures.txt.
+inline std::string unescaped(const std::string& text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const std::size_t end = text.find('}', i);
+    if (text[i] != '\\') {
+      result += text[i];
+    } else if (text[++i] == '{') {
+      result.append(std::stoul(text.substr(i + 1)), text[end - 1]), i = end;
+    } else if (text[i] == 'x') {
+      result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16)), i += 2;
+    } else {
+      result += text[i] == 'n' ? '\n' : '\r';
+    }
+  }
+  return result;
+}
+
 class Tool : public testing::Test {
  protected:
   void SetUp() override { folder_ = testing_support::newFolder(); }
@@ -77,6 +95,31 @@ class Tool : public testing::Test {
       if (name != "out" && name != "err") result[name] = entry.is_directory() ? "" : contents(entry.path());
     }
     return result;
+  }
+  // Visits the runs of failures.txt or of answers.txt, each with the files of its section. How many there
+  // are.
+  template <class Visit>
+  int forEachRun(const char* name, const Visit& visit) {
+    std::ifstream table(name);
+    int runs = 0;
+    for (std::string line; std::getline(table, line);) {
+      SCOPED_TRACE(line.substr(0, 200));
+      if (line.empty()) TearDown(), SetUp();
+      if (line.empty() || line[0] == '#') continue;
+      if (line.find(" | ") == std::string::npos) {
+        const std::size_t end = line.find(" =");
+        make(line.substr(0, end), unescaped(line.substr(std::min(end + 3, line.size()))));
+        continue;
+      }
+      std::vector<std::string> fields;
+      for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 3) {
+        end = line.find(" | ", begin);
+        fields.push_back(unescaped(line.substr(begin, end - begin)));
+      }
+      visit(fields);
+      ++runs;
+    }
+    return runs;
   }
   // The fields of the first line of a table of results, by name.
   std::map<std::string, std::string> results(const std::string& name) const {
@@ -105,6 +148,16 @@ class Tool : public testing::Test {
   }
 
  private:
+  // A file; a folder, where nothing is to be held; another name of a file.
+  void make(const std::string& name, const std::string& holds) const {
+    if (holds.empty())
+      std::filesystem::create_directory(path(name));
+    else if (holds[0] == '@')
+      std::filesystem::create_hard_link(path(holds.substr(1)), path(name));
+    else
+      write(name, holds);
+  }
+
   std::filesystem::path folder_;
 };
 

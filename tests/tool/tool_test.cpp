@@ -106,55 +106,17 @@ TEST_F(Tool, WrittenSolutionComesBackBitForBit) {
   for (std::size_t k = 0; k < 4; ++k) EXPECT_EQ(static_cast<float>(x[k]), values[k]);
 }
 
-// A field of failures.txt.
-std::string unescaped(const std::string& text) {
-  std::string result;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const std::size_t end = text.find('}', i);
-    if (text[i] != '\\') {
-      result += text[i];
-    } else if (text[++i] == '{') {
-      result.append(std::stoul(text.substr(i + 1)), text[end - 1]), i = end;
-    } else if (text[i] == 'x') {
-      result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16)), i += 2;
-    } else {
-      result += text[i] == 'n' ? '\n' : '\r';
-    }
-  }
-  return result;
-}
-
 // Before anything is computed, and the folder is left as it was.
 TEST_F(Tool, FailuresGetOneLine) {
-  std::ifstream table(TOVI_FAILURES);
-  int rows = 0;
-  for (std::string line; std::getline(table, line);) {
-    SCOPED_TRACE(line.substr(0, 200));
-    const std::size_t name = line.find(" ="), text = line.find(" | "), message = line.rfind(" | ");
-    if (line.empty()) TearDown(), SetUp();
-    if (line.empty() || line[0] == '#') continue;
-    if (text == std::string::npos) {
-      const std::filesystem::path file = path(line.substr(0, name));
-      const std::string holds = unescaped(line.substr(std::min(name + 3, line.size())));
-      if (holds.empty())
-        std::filesystem::create_directory(file);
-      else if (holds[0] == '@')
-        std::filesystem::create_hard_link(path(holds.substr(1)), file);
-      else
-        write(line.substr(0, name), holds);
-      continue;
-    }
-    const std::string arguments = line.substr(0, text);
-    if (text != message)
-      write(wordsOf(arguments).at(1), unescaped(line.substr(text + 3, message - text - 3)));
+  const int runs = forEachRun(TOVI_TABLES "/failures.txt", [&](const std::vector<std::string>& fields) {
+    if (fields.size() == 3) write(wordsOf(fields[0]).at(1), fields[1]);
     const auto before = files();
-    const Result result = run(arguments);
-    expectOneLine(result, unescaped(line.substr(message + 3)));
+    const Result result = run(fields[0]);
+    expectOneLine(result, fields.back());
     EXPECT_EQ(result.out.find("time"), std::string::npos) << result.out;
     EXPECT_TRUE(files() == before);
-    ++rows;
-  }
-  EXPECT_EQ(rows, 130);
+  });
+  EXPECT_EQ(runs, 130);
 }
 
 TEST_F(Tool, OutputThatCannotBeWrittenIsAFailure) {
