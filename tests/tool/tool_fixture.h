@@ -17,8 +17,7 @@
 
 #include "tests/support/program.h"
 
-const std::string real = "%%MatrixMarket matrix array real general\n",
-                  complex = "%%MatrixMarket matrix array complex general\n";
+const std::string real = "%%MatrixMarket matrix array real general\n";
 
 struct Result {
   int exitCode;
@@ -52,7 +51,7 @@ inline std::vector<std::string> wordsOf(const std::string& text) {
   return words;
 }
 
-// A text in which \n, \r, \xHH and \{99x} stand for what they do in failures.txt.
+// A field of failures.txt or answers.txt.
 inline std::string unescaped(const std::string& text) {
   std::string result;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -96,8 +95,8 @@ class Tool : public testing::Test {
     }
     return result;
   }
-  // Visits the runs of failures.txt or of answers.txt, each with the files of its section. How many there
-  // are.
+
+  // Visits the runs of a table, each with the files of its section. Returns how many there are.
   template <class Visit>
   int forEachRun(const char* name, const Visit& visit) {
     std::ifstream table(name);
@@ -121,6 +120,7 @@ class Tool : public testing::Test {
     }
     return runs;
   }
+
   // The fields of the first line of a table of results, by name.
   std::map<std::string, std::string> results(const std::string& name) const {
     std::ifstream csv(path(name));

@@ -106,7 +106,7 @@ TEST_F(Tool, WrittenSolutionComesBackBitForBit) {
   for (std::size_t k = 0; k < 4; ++k) EXPECT_EQ(static_cast<float>(x[k]), values[k]);
 }
 
-// Before anything is computed, and the folder is left as it was.
+// They leave the folder as it was, and show no results.
 TEST_F(Tool, FailuresGetOneLine) {
   const int runs = forEachRun(TOVI_TABLES "/failures.txt", [&](const std::vector<std::string>& fields) {
     if (fields.size() == 3) write(wordsOf(fields[0]).at(1), fields[1]);
