@@ -14,20 +14,6 @@ using software_device::Entry;
 
 TOVI_TYPED_SUITE(QrSoftwareTest, ::testing::Test, SingleTypes);
 
-// Visits the calls that have been recorded. What travels has a stream of its own, which is waited for before
-// it goes.
-template <class Visit>
-void forEachCall(const Visit& visit) {
-  bool underWay = false;
-  for (const software_device::Call& call : software_device::stopRecording()) {
-    const bool travels = call.entry == Entry::memcpyAsync || call.entry == Entry::memcpy2DAsync;
-    EXPECT_TRUE(!travels || call.stream != 0);
-    EXPECT_TRUE(!underWay || call.entry != Entry::streamDestroy) << "nobody waits for the last transfer";
-    underWay = travels || (underWay && call.entry != Entry::streamSynchronize);
-    visit(call, travels);
-  }
-}
-
 // Panels are 32 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(QrSoftwareTest, SmallBlocks) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
@@ -57,7 +43,8 @@ TYPED_TEST(QrSoftwareTest, TheNextPanelTravelsWhileTheRestIsUpdated) {
       software_device::startRecording();
       ASSERT_EQ(factorDevice(form, n, n, dA.data(), n, dTau.data()), toviNoError);
       std::string order;
-      forEachCall([&](const software_device::Call& call, bool travels) {
+      forEachRecorded([&](const software_device::Call& call, bool travels) {
+        EXPECT_TRUE(!travels || call.stream != 0);
         if (travels || call.entry == Entry::gemm) order += travels ? 'd' : 'g';
       });
       // A download; then for each of the panels but the last W, two products for the next panel, its
@@ -90,7 +77,8 @@ TYPED_TEST(ReflectorsSoftwareTest, PanelsTravelAheadOnAPrivateStream) {
     tovi::lapack::applyReflectors(form, 'L', 'N', q.k, dA.view, dTau.data(), dC.view);
     int down = 0, blocksApplied = 0, otherwise = 0;
     bool multiplying = false;
-    forEachCall([&](const software_device::Call& call, bool travels) {
+    forEachRecorded([&](const software_device::Call& call, bool travels) {
+      EXPECT_TRUE(!travels || call.stream != 0);
       const int direction = call.entry == Entry::memcpyAsync ? 1 : 4;
       if (travels && call.arguments[direction] == cudaMemcpyDeviceToHost) {
         ++down;
