@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <tovi.h>
 
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -49,20 +50,17 @@ int executingDevice() {
 TEST(LifecycleMachines, VersionsAreChecked) {
   const struct {
     int runtime, driver;
-    toviStatus status;
-  } rows[] = {{3010, 3020, toviInsufficientRuntime},
-              {3020, 3010, toviInsufficientRuntime},
-              {3019, 3019, toviInsufficientRuntime},
-              {4000, 3020, toviInsufficientRuntime},
-              {3020, 0, toviInsufficientRuntime},
-              {3020, 3020, toviNoError},
-              {3020, 4000, toviNoError}};
+    bool suffice;
+  } rows[] = {
+      {3010, 3020, false}, {3020, 3010, false}, {3019, 3019, false}, {4000, 3020, false},
+      {3020, 0, false},    {3020, 3020, true},  {3020, 4000, true},
+  };
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     Machine machine = software_device::defaultMachine();
     machine.runtimeVersion = row.runtime, machine.driverVersion = row.driver;
     configure(machine);
-    expectInitialize(row.status, 0);
+    expectInitialize(row.suffice ? toviNoError : toviInsufficientRuntime, 0);
     toviShutdown();
   }
 }
@@ -106,13 +104,15 @@ TEST(LifecycleMachines, TheLatestSelectionBeforeInitializationCounts) {
 }
 
 TEST(LifecycleMachines, MemoryTexts) {
-  const std::pair<std::size_t, const char*> rows[] = {{0, "A (0  B)"},
-                                                      {1023, "A (1023  B)"},
-                                                      {1024, "A (1 KB)"},
-                                                      {1535, "A (1 KB)"},
-                                                      {64 * MiB, "A (64 MB)"},
-                                                      {1024 * MiB - 1, "A (1024 MB)"},
-                                                      {std::size_t(4294705152U), "A (4 GB)"}};
+  const std::pair<std::size_t, const char*> rows[] = {
+      {0, "A (0  B)"},
+      {1023, "A (1023  B)"},
+      {1024, "A (1 KB)"},
+      {1535, "A (1 KB)"},
+      {64 * MiB, "A (64 MB)"},
+      {1024 * MiB - 1, "A (1024 MB)"},
+      {std::size_t(4294705152U), "A (4 GB)"},
+  };
   Machine machine;
   for (const auto& row : rows) machine.devices.push_back(profile("A", row.first));
   configure(machine);
@@ -175,40 +175,34 @@ TEST(LifecycleMachines, NobodyWaitsForADeviceThatIsNotThere) {
   }
 }
 
-// The same for whichever platform call comes first, second, ... until the routine succeeds.
-template <class Call>
-void expectEveryFailureReported(Call call) {
-  for (unsigned n = 1;; ++n) {
-    ASSERT_LT(n, 100U);
-    SCOPED_TRACE(n);
-    configure(software_device::defaultMachine());
-    software_device::failAnyCall(n, 46, 14);
-    const toviStatus status = call();
-    const bool failed = software_device::failuresInjected() != 0;
-    software_device::clearFaults();
-    EXPECT_EQ(cudaGetLastError(), cudaSuccess);
-    if (!failed) {
-      EXPECT_EQ(status, toviNoError);
-      return;
-    }
-    EXPECT_TRUE((status == toviRuntimeError && toviGetErrorInfo() == 46) ||
-                (status == toviBlasError && toviGetErrorInfo() == 14))
-        << status << ", " << toviGetErrorInfo();
-    EXPECT_EQ(software_device::live().blasHandles, 0U) << "what a failed start has started is stopped";
-    EXPECT_EQ(toviInitialize(), toviNoError);
-    toviShutdown();
-    EXPECT_EQ(software_device::live().blasHandles, 0U);
-  }
-}
-
+// Whichever platform call comes first, second, ... until the routine succeeds.
 TEST(LifecycleMachines, ManagementRoutinesFailCleanly) {
   int count = -1;
   char text[32];
-  expectEveryFailureReported([&] { return toviGetDeviceCount(&count); });
-  expectEveryFailureReported([&] { return toviGetDeviceInfo(0, text, sizeof text); });
-  expectEveryFailureReported([&] { return toviSelectDevice(0); });
-  expectEveryFailureReported([&] { return toviGetErrorInfoString(toviNoError, 0, text, sizeof text); });
-  expectEveryFailureReported(toviInitialize);
+  const std::function<toviStatus()> routines[] = {
+      [&] { return toviGetDeviceCount(&count); }, [&] { return toviGetDeviceInfo(0, text, sizeof text); },
+      [] { return toviSelectDevice(0); },
+      [&] { return toviGetErrorInfoString(toviNoError, 0, text, sizeof text); }, toviInitialize};
+  for (const auto& routine : routines)
+    for (unsigned n = 1;; ++n) {
+      ASSERT_LT(n, 100U);
+      SCOPED_TRACE(testing::Message() << &routine - routines << ", call " << n);
+      configure(software_device::defaultMachine());
+      software_device::failAnyCall(n, 46, 14);
+      const toviStatus status = routine();
+      const bool failed = software_device::failuresInjected() != 0;
+      software_device::clearFaults();
+      EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+      EXPECT_TRUE(failed ? (status == toviRuntimeError && toviGetErrorInfo() == 46) ||
+                               (status == toviBlasError && toviGetErrorInfo() == 14)
+                         : status == toviNoError)
+          << status << ", " << toviGetErrorInfo();
+      if (!failed) break;
+      EXPECT_EQ(software_device::live().blasHandles, 0U) << "what a failed start has started is stopped";
+      EXPECT_EQ(toviInitialize(), toviNoError);
+      toviShutdown();
+      EXPECT_EQ(software_device::live().blasHandles, 0U);
+    }
 }
 
 TEST(LifecycleMachines, CublasLivesFromFirstToLastThread) {

@@ -69,7 +69,8 @@ TEST(Status, ErrorInfoTexts) {
       {8, "architecture mismatch"},
       {11, "mapping error"},
       {13, "execution failed"},
-      {14, "internal error"}};
+      {14, "internal error"},
+  };
   for (const auto& row : cublas)
     EXPECT_EQ(describe(9, row.first), std::string("CUBLAS error: ") + row.second);
   for (const int error : {0, 2, 17, -17})

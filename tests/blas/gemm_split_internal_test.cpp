@@ -21,11 +21,10 @@ std::ostream& operator<<(std::ostream& out, const Piece& p) { return out << p.m 
 
 template <class T>
 HostMatrix<T> integers(int rows, int cols, int ld, std::uint64_t seed) {
-  HostMatrix<T> a(rows, cols, ld - rows);
   Random random(seed);
-  for (int j = 0; j < cols; ++j)
-    for (int i = 0; i < rows; ++i) a(i, j) = makeElement<T>(random.below(9) - 4, random.below(9) - 4);
-  return a;
+  return HostMatrix<T>(rows, cols, ld - rows).set([&](int, int) {
+    return makeElement<T>(random.below(9) - 4, random.below(9) - 4);
+  });
 }
 
 // Splits, and expects so many pieces, the first of which is this one, and the product in one piece.

@@ -87,6 +87,7 @@ TEST(DeviceChoice, AloneAPlaceholderIsNoDevice) {
   EXPECT_EQ(cudalib::deviceCount(), 0);
   use({10, 9});
   EXPECT_EQ(cudalib::deviceCount(), 2);
+  for (const int none : {-1, 2}) EXPECT_THROW(cudalib::deviceRecord(none), cudalib::CudaRuntimeException);
   use({});
   EXPECT_EQ(cudalib::deviceCount(), 0);
   EXPECT_EQ(cudaPeekAtLastError(), cudaSuccess);

@@ -33,6 +33,10 @@ Machine twoDevices() {
   return machine;
 }
 
+void expectSuccess(std::initializer_list<cudaError_t> results) {
+  for (const cudaError_t& result : results) EXPECT_EQ(result, cudaSuccess) << &result - results.begin();
+}
+
 __global__ void nothing_k() {}
 
 TEST(DeviceMachine, ReportsTheProfiles) {
@@ -66,9 +70,7 @@ __global__ void store_k(int* p) { *p = 5; }
 TEST(DeviceMachine, EveryThreadHasACurrentDevice) {
   software_device::configure(twoDevices());
   int device = -1;
-  ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
-  ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
-  ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
+  expectSuccess({cudaSetDevice(1), cudaSetDevice(0), cudaSetDevice(1)});
   int* onFirst = nullptr;
   cudaStream_t ofFirst = nullptr;
   std::thread([&] {
@@ -90,9 +92,7 @@ TEST(DeviceMachine, EveryThreadHasACurrentDevice) {
   int value = 0;
   ASSERT_EQ(cudaMemcpy(&value, onFirst, sizeof value, cudaMemcpyDeviceToHost), cudaSuccess);
   EXPECT_EQ(value, 5);
-  EXPECT_EQ(cudaStreamDestroy(ofFirst), cudaSuccess);
-  EXPECT_EQ(cudaFree(onFirst), cudaSuccess);
-  EXPECT_EQ(cudaFree(onSecond), cudaSuccess);
+  expectSuccess({cudaStreamDestroy(ofFirst), cudaFree(onFirst), cudaFree(onSecond)});
 }
 
 // A kernel, and a product, that get an address of another device, of the host, or behind an allocation. The
@@ -123,14 +123,10 @@ TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
     SCOPED_TRACE(&go - wild);
     software_device::configure(twoDevices());
     ASSERT_EQ(cublasInit(), CUBLAS_STATUS_SUCCESS);
-    ASSERT_EQ(cudaMalloc(&other, 16), cudaSuccess);
-    ASSERT_EQ(cudaSetDevice(1), cudaSuccess);
-    ASSERT_EQ(cudaMalloc(&own, 16), cudaSuccess);
-    ASSERT_EQ(cudaMalloc(&value, sizeof *value), cudaSuccess);
-    ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
-    ASSERT_EQ(cudaMallocHost(reinterpret_cast<void**>(&copied), sizeof *copied), cudaSuccess);
+    expectSuccess({cudaMalloc(&other, 16), cudaSetDevice(1), cudaMalloc(&own, 16),
+                   cudaMalloc(&value, sizeof *value), cudaStreamCreate(&stream),
+                   cudaMallocHost(&copied, sizeof *copied), cudaMemset(value, 0, sizeof *value)});
     *copied = 7;
-    ASSERT_EQ(cudaMemset(value, 0, sizeof *value), cudaSuccess);
     software_device::setSchedule(software_device::Schedule::lazy);
     go();
     EXPECT_EQ(cublasGetError(), 0U);  // as long as nobody waits
@@ -171,12 +167,10 @@ TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
       expectAllFails();
     }).join();
     // They tell, and free.
-    for (void* const memory : {static_cast<void*>(own), static_cast<void*>(value), static_cast<void*>(other)})
-      EXPECT_EQ(cudaFree(memory), cudaErrorLaunchFailure);
-    EXPECT_EQ(cudaFreeHost(copied), cudaErrorLaunchFailure);
-    EXPECT_EQ(cudaStreamDestroy(stream), cudaErrorLaunchFailure);
-    EXPECT_EQ(software_device::live().allocations, 0u);
-    EXPECT_EQ(software_device::live().streams, 0u);
+    for (const cudaError_t error :
+         {cudaFree(own), cudaFree(value), cudaFree(other), cudaFreeHost(copied), cudaStreamDestroy(stream)})
+      EXPECT_EQ(error, cudaErrorLaunchFailure);
+    EXPECT_TRUE(software_device::live().allocations == 0 && software_device::live().streams == 0);
   }
 }
 

@@ -34,7 +34,7 @@ using tovi::MatrixView;
 // On the software device: the native body, and, unless that takes long, the kernel with its threads in their
 // order and in another one.
 template <class Run>
-void withEachBody(std::size_t elements, const Run& run) {
+void withEachBody([[maybe_unused]] std::size_t elements, const Run& run) {
 #if defined(TOVI_SOFTWARE_CUDA_RUNTIME_H)
   for (const std::uint64_t seed : {0U, 1U}) {
     if (elements > 300000) break;

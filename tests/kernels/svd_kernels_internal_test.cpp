@@ -79,9 +79,7 @@ TYPED_TEST(SvdKernels, RotatesByWholeNumbersExactly) {
       const char side = letters[0] & ~0x20, direct = letters[2] & ~0x20;
       HostMatrix<T> a(side == 'L' ? length : lines, side == 'L' ? lines : length, 3);
       Random random(5);
-      for (int j = 0; j < a.cols(); ++j)
-        for (int i = 0; i < a.rows(); ++i)
-          a(i, j) = makeElement<T>(random.below(19) - 9, random.below(19) - 9);
+      a.set([&](int, int) { return makeElement<T>(random.below(19) - 9, random.below(19) - 9); });
       const auto rotations = Rotations<Real<T>>::whole(length - 1);
       HostMatrix<T> expected = a;
       applyRotations(side, direct, rotations, expected);

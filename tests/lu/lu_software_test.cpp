@@ -34,11 +34,10 @@ TYPED_TEST(LuSoftwareTest, PanelsTravelOnAPrivateStream) {
     software_device::startRecording();
     ASSERT_EQ(factor(Memory::device, a, ipiv), toviNoError);
     int transfers = 0;
-    for (const software_device::Call& call : software_device::stopRecording())
-      if (call.entry == Entry::memcpyAsync || call.entry == Entry::memcpy2DAsync) {
-        EXPECT_NE(call.stream, 0u);
-        ++transfers;
-      }
+    forEachRecorded([&](const software_device::Call& call, bool travels) {
+      EXPECT_TRUE(!travels || call.stream != 0);
+      transfers += travels;
+    });
     EXPECT_EQ(transfers, 6);  // down and up for each of the three panels
   }
 }

@@ -240,7 +240,9 @@ TEST_P(PromisesOnALazyDevice, EveryWaitIsThere) {
     Random random(seed);
     Call good = drawCall(routine, random, draw), late = good;
     software_device::setSchedule(software_device::Schedule::eager);
+    software_device::startRecording();
     const toviStatus status = good.run();
+    forEachRecorded([](const software_device::Call&, bool) {});
     EXPECT_EQ(good.fault(status, toviGetErrorInfo()), "") << good.text();
     software_device::setSchedule(software_device::Schedule::lazy);
     EXPECT_EQ(late.run(), status) << late.text();

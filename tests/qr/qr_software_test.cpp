@@ -43,20 +43,10 @@ TYPED_TEST(QrSoftwareTest, TheNextPanelTravelsWhileTheRestIsUpdated) {
       software_device::startRecording();
       ASSERT_EQ(factorDevice(form, n, n, dA.data(), n, dTau.data()), toviNoError);
       std::string order;
-      bool underWay = false;
-      for (const software_device::Call& call : software_device::stopRecording()) {
-        if (call.entry == Entry::memcpyAsync || call.entry == Entry::memcpy2DAsync) {
-          EXPECT_NE(call.stream, 0u);
-          order += 'd';
-          underWay = true;
-        } else if (call.entry == Entry::streamSynchronize) {
-          underWay = false;
-        } else if (call.entry == Entry::streamDestroy) {
-          EXPECT_FALSE(underWay) << "nobody waits for the last transfer";
-        } else if (call.entry == Entry::gemm) {
-          order += 'g';
-        }
-      }
+      forEachRecorded([&](const software_device::Call& call, bool travels) {
+        EXPECT_TRUE(!travels || call.stream != 0);
+        if (travels || call.entry == Entry::gemm) order += travels ? 'd' : 'g';
+      });
       // A download; then for each of the panels but the last W, two products for the next panel, its
       // download, and two for the rest, which the last but one has none of.
       EXPECT_EQ(order, blocks == 1 ? ""
@@ -86,28 +76,19 @@ TYPED_TEST(ReflectorsSoftwareTest, PanelsTravelAheadOnAPrivateStream) {
     software_device::startRecording();
     tovi::lapack::applyReflectors(form, 'L', 'N', q.k, dA.view, dTau.data(), dC.view);
     int down = 0, blocksApplied = 0, otherwise = 0;
-    bool multiplying = false, underWay = false;
-    for (const software_device::Call& call : software_device::stopRecording()) {
-      const bool flat = call.entry == Entry::memcpyAsync, deep = call.entry == Entry::memcpy2DAsync;
-      if (flat || deep) {
-        EXPECT_NE(call.stream, 0u);
-        if (call.arguments[flat ? 1 : 4] == cudaMemcpyDeviceToHost) {
-          ++down;
-          EXPECT_EQ(blocksApplied, std::max(0, down - 2)) << "panel " << down << " was sent for too late";
-        }
-        multiplying = false;
-        underWay = true;
+    bool multiplying = false;
+    forEachRecorded([&](const software_device::Call& call, bool travels) {
+      EXPECT_TRUE(!travels || call.stream != 0);
+      const int direction = call.entry == Entry::memcpyAsync ? 1 : 4;
+      if (travels && call.arguments[direction] == cudaMemcpyDeviceToHost) {
+        ++down;
+        EXPECT_EQ(blocksApplied, std::max(0, down - 2)) << "panel " << down << " was sent for too late";
       }
-      if (call.entry == Entry::streamSynchronize) underWay = false;
-      if (call.entry == Entry::streamDestroy) {
-        EXPECT_FALSE(underWay) << "nobody waits for the last transfer";
-      }
-      if (call.entry == Entry::trmm && !multiplying) {
-        multiplying = true;
-        ++blocksApplied;
-      }
+      const bool multiplies = call.entry == Entry::trmm;
+      if (multiplies && !multiplying) ++blocksApplied;
+      multiplying = !travels && (multiplying || multiplies);
       if (blocksApplied > 0 && blocksApplied < 3 && call.entry == Entry::malloc) ++otherwise;
-    }
+    });
     EXPECT_EQ(down, 3);
     EXPECT_EQ(blocksApplied, 3);
     EXPECT_EQ(otherwise, 0);

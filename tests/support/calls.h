@@ -262,27 +262,23 @@ class Call {
   }
 
   bool sameBits(const Call& other) const {
-    for (std::size_t i = 0; i < values_.size(); ++i)
-      if (operands_[i] && operands_[i]->after != other.operands_[i]->after) return false;
-    return true;
+    return everyOperand(
+        [&](std::size_t i, const Operand& operand) { return operand.after == other.operands_[i]->after; });
   }
   bool unchanged() const {
-    return std::all_of(operands_.begin(), operands_.end(),
-                       [](const auto& operand) { return !operand || operand->unchanged(); });
+    return everyOperand([](std::size_t, const Operand& operand) { return operand.unchanged(); });
   }
   // Each operand by itself: as it was before, or as another call has left it.
   bool untouchedOrAs(const Call& other) const {
-    for (std::size_t i = 0; i < values_.size(); ++i)
-      if (operands_[i] && !operands_[i]->unchanged() && operands_[i]->after != other.operands_[i]->after)
-        return false;
-    return true;
+    return everyOperand([&](std::size_t i, const Operand& operand) {
+      return operand.unchanged() || operand.after == other.operands_[i]->after;
+    });
   }
   // Operands that are only read, what lies between and around the elements.
   bool paddingIntact() const {
-    for (std::size_t i = 0; i < values_.size(); ++i)
-      if (operands_[i] && !(isWritten(i) ? operands_[i]->surroundingsUnchanged() : operands_[i]->unchanged()))
-        return false;
-    return true;
+    return everyOperand([&](std::size_t i, const Operand& operand) {
+      return isWritten(i) ? operand.surroundingsUnchanged() : operand.unchanged();
+    });
   }
   std::uint64_t digest() const {
     std::uint64_t hash = 0xCBF29CE484222325;
@@ -341,6 +337,12 @@ class Call {
     std::size_t i = 0;
     while (row(i).name != name) ++i;
     return i;
+  }
+  template <class Holds>
+  bool everyOperand(const Holds& holds) const {
+    for (std::size_t i = 0; i < values_.size(); ++i)
+      if (operands_[i] && !holds(i, *operands_[i])) return false;
+    return true;
   }
   bool isWritten(std::size_t i) const { return !routine_->types[i].constant; }
   bool isRead(std::size_t i) const {

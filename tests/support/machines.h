@@ -3,6 +3,11 @@
 #ifndef TOVI_TESTS_SUPPORT_MACHINES_H
 #define TOVI_TESTS_SUPPORT_MACHINES_H
 
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <set>
+
 #include "device/software/testing/software_device.h"
 #include "include/tovi.h"
 
@@ -44,6 +49,23 @@ inline bool nothingAlive(std::size_t butOperands = 0) {
 inline software_device::Live liveBesideBuffers() {
   toviFreeBuffers();
   return software_device::live();
+}
+
+// Visits the calls that have been recorded. No stream goes with something under way on it, to or from a
+// buffer that another call may get.
+template <class Visit>
+void forEachRecorded(const Visit& visit) {
+  using software_device::Entry;
+  std::set<std::size_t> busy;
+  for (const software_device::Call& call : software_device::stopRecording()) {
+    const bool travels = call.entry == Entry::memcpyAsync || call.entry == Entry::memcpy2DAsync;
+    if (travels) busy.insert(call.stream);
+    if (call.entry == Entry::streamSynchronize) busy.erase(call.stream);
+    if (call.entry == Entry::streamDestroy) {
+      EXPECT_EQ(busy.count(call.stream), 0u) << "nobody waits for the last transfer";
+    }
+    visit(call, travels);
+  }
 }
 
 }  // namespace testing_support

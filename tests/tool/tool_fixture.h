@@ -17,8 +17,7 @@
 
 #include "tests/support/program.h"
 
-const std::string real = "%%MatrixMarket matrix array real general\n",
-                  complex = "%%MatrixMarket matrix array complex general\n";
+const std::string real = "%%MatrixMarket matrix array real general\n";
 
 struct Result {
   int exitCode;
@@ -38,12 +37,36 @@ inline void expectParts(const std::string& text, const std::vector<std::string>&
   for (const std::string& part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << '\n' << text;
 }
 
+inline void expectOneLine(const Result& result, const std::string& message) {
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(lines(result.err), 1) << result.err;
+  expectParts(result.err, {message});
+}
+
 // Words between blanks, in single quotes where they hold one.
 inline std::vector<std::string> wordsOf(const std::string& text) {
   std::istringstream stream(text);
   std::vector<std::string> words;
   for (std::string word; stream >> std::quoted(word, '\'', '\0');) words.push_back(word);
   return words;
+}
+
+// A field of failures.txt or answers.txt.
+inline std::string unescaped(const std::string& text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const std::size_t end = text.find('}', i);
+    if (text[i] != '\\') {
+      result += text[i];
+    } else if (text[++i] == '{') {
+      result.append(std::stoul(text.substr(i + 1)), text[end - 1]), i = end;
+    } else if (text[i] == 'x') {
+      result += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16)), i += 2;
+    } else {
+      result += text[i] == 'n' ? '\n' : '\r';
+    }
+  }
+  return result;
 }
 
 class Tool : public testing::Test {
@@ -72,19 +95,30 @@ class Tool : public testing::Test {
     }
     return result;
   }
-  Result solve(const std::string& text) const { return run("solve '" + write("a.mtx", text) + "'"); }
 
-  // Each case is a text, or arguments, of which call() makes a run that fails with one line.
-  using Failures = std::vector<std::pair<std::string, std::string>>;
-  template <class Run>
-  void expectOneLine(const Failures& failures, const Run& call) const {
-    for (const auto& [what, message] : failures) {
-      SCOPED_TRACE(what.substr(0, 200));
-      const Result result = call(what);
-      EXPECT_EQ(result.exitCode, 1);
-      EXPECT_EQ(lines(result.err), 1) << result.err;
-      EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+  // Visits the runs of a table, each with the files of its section. Returns how many there are.
+  template <class Visit>
+  int forEachRun(const char* name, const Visit& visit) {
+    std::ifstream table(name);
+    int runs = 0;
+    for (std::string line; std::getline(table, line);) {
+      SCOPED_TRACE(line.substr(0, 200));
+      if (line.empty()) TearDown(), SetUp();
+      if (line.empty() || line[0] == '#') continue;
+      if (line.find(" | ") == std::string::npos) {
+        const std::size_t end = line.find(" =");
+        make(line.substr(0, end), unescaped(line.substr(std::min(end + 3, line.size()))));
+        continue;
+      }
+      std::vector<std::string> fields;
+      for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 3) {
+        end = line.find(" | ", begin);
+        fields.push_back(unescaped(line.substr(begin, end - begin)));
+      }
+      visit(fields);
+      ++runs;
     }
+    return runs;
   }
 
   // The fields of the first line of a table of results, by name.
@@ -114,6 +148,16 @@ class Tool : public testing::Test {
   }
 
  private:
+  // A file; a folder, where nothing is to be held; another name of a file.
+  void make(const std::string& name, const std::string& holds) const {
+    if (holds.empty())
+      std::filesystem::create_directory(path(name));
+    else if (holds[0] == '@')
+      std::filesystem::create_hard_link(path(holds.substr(1)), path(name));
+    else
+      write(name, holds);
+  }
+
   std::filesystem::path folder_;
 };
 
