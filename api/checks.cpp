@@ -64,6 +64,14 @@ void checkRank2KUpdate(std::string_view transposes, char& uplo, char& trans, int
   requirePointer(c, -11);
 }
 
+void checkPositiveSystem(char& uplo, int n, int nrhs, int lda, int ldb) {
+  requireOneOf(uplo, "UL", -1);
+  require(n >= 0, -2);
+  require(nrhs >= 0, -3);
+  require(lda >= std::max(1, n), -5);
+  require(ldb >= std::max(1, n), -7);
+}
+
 }  // namespace
 
 void checkGetrf(int m, int n, const void* a, int lda, const void* ipiv) {
@@ -84,6 +92,28 @@ void checkGesv(int n, int nrhs, const void* a, int lda, const void* ipiv, const 
   requirePointer(a, -3);
   requirePointer(ipiv, -5);
   requirePointer(b, -6);
+}
+
+void checkPotrf(char& uplo, int n, const void* a, int lda) {
+  requireOneOf(uplo, "UL", -1);
+  require(n >= 0, -2);
+  require(lda >= std::max(1, n), -4);
+  if (n == 0) return;
+  requirePointer(a, -3);
+}
+
+void checkPotrs(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb) {
+  checkPositiveSystem(uplo, n, nrhs, lda, ldb);
+  if (n == 0 || nrhs == 0) return;
+  requirePointer(a, -4);
+  requirePointer(b, -6);
+}
+
+void checkPosv(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb) {
+  checkPositiveSystem(uplo, n, nrhs, lda, ldb);
+  if (n == 0) return;
+  requirePointer(a, -4);
+  if (nrhs > 0) requirePointer(b, -6);
 }
 
 void checkGeqrf(int m, int n, const void* a, int lda, const void* tau) {

@@ -12,6 +12,9 @@ namespace tovi::api {
 
 void checkGetrf(int m, int n, const void* a, int lda, const void* ipiv);
 void checkGesv(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b, int ldb);
+void checkPotrf(char& uplo, int n, const void* a, int lda);
+void checkPotrs(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
+void checkPosv(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
 void checkGeqrf(int m, int n, const void* a, int lda, const void* tau);
 void checkGels(char& trans, int m, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
 void checkGesvd(char& jobu, char& jobvt, int m, int n, const void* a, int lda, const void* s, const void* u,

@@ -233,3 +233,104 @@ toviStatus toviDeviceZgglse(int m, int n, int p, toviDoubleComplex* a, int lda, 
                             toviDoubleComplex* c, toviDoubleComplex* d, toviDoubleComplex* x) {
   return gglse<OnDevice>(m, n, p, ours(a), lda, ours(b), ldb, ours(c), ours(d), ours(x));
 }
+
+// ---------------------------------------------------------------------------------------------------- potrf
+
+toviStatus toviSpotrf(char uplo, int n, float* a, int lda) { return potrf<OnHost>(uplo, n, a, lda); }
+
+toviStatus toviDpotrf(char uplo, int n, double* a, int lda) { return potrf<OnHost>(uplo, n, a, lda); }
+
+toviStatus toviCpotrf(char uplo, int n, toviFloatComplex* a, int lda) {
+  return potrf<OnHost>(uplo, n, ours(a), lda);
+}
+
+toviStatus toviZpotrf(char uplo, int n, toviDoubleComplex* a, int lda) {
+  return potrf<OnHost>(uplo, n, ours(a), lda);
+}
+
+toviStatus toviDeviceSpotrf(char uplo, int n, float* a, int lda) { return potrf<OnDevice>(uplo, n, a, lda); }
+
+toviStatus toviDeviceDpotrf(char uplo, int n, double* a, int lda) { return potrf<OnDevice>(uplo, n, a, lda); }
+
+toviStatus toviDeviceCpotrf(char uplo, int n, toviFloatComplex* a, int lda) {
+  return potrf<OnDevice>(uplo, n, ours(a), lda);
+}
+
+toviStatus toviDeviceZpotrf(char uplo, int n, toviDoubleComplex* a, int lda) {
+  return potrf<OnDevice>(uplo, n, ours(a), lda);
+}
+
+// ---------------------------------------------------------------------------------------------------- potrs
+
+toviStatus toviSpotrs(char uplo, int n, int nrhs, const float* a, int lda, float* b, int ldb) {
+  return potrs<OnHost>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDpotrs(char uplo, int n, int nrhs, const double* a, int lda, double* b, int ldb) {
+  return potrs<OnHost>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviCpotrs(char uplo, int n, int nrhs, const toviFloatComplex* a, int lda, toviFloatComplex* b,
+                      int ldb) {
+  return potrs<OnHost>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviZpotrs(char uplo, int n, int nrhs, const toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                      int ldb) {
+  return potrs<OnHost>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviDeviceSpotrs(char uplo, int n, int nrhs, const float* a, int lda, float* b, int ldb) {
+  return potrs<OnDevice>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDeviceDpotrs(char uplo, int n, int nrhs, const double* a, int lda, double* b, int ldb) {
+  return potrs<OnDevice>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDeviceCpotrs(char uplo, int n, int nrhs, const toviFloatComplex* a, int lda,
+                            toviFloatComplex* b, int ldb) {
+  return potrs<OnDevice>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviDeviceZpotrs(char uplo, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                            toviDoubleComplex* b, int ldb) {
+  return potrs<OnDevice>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+// ----------------------------------------------------------------------------------------------------- posv
+
+toviStatus toviSposv(char uplo, int n, int nrhs, float* a, int lda, float* b, int ldb) {
+  return posv<OnHost>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDposv(char uplo, int n, int nrhs, double* a, int lda, double* b, int ldb) {
+  return posv<OnHost>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviCposv(char uplo, int n, int nrhs, toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb) {
+  return posv<OnHost>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviZposv(char uplo, int n, int nrhs, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                     int ldb) {
+  return posv<OnHost>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviDeviceSposv(char uplo, int n, int nrhs, float* a, int lda, float* b, int ldb) {
+  return posv<OnDevice>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDeviceDposv(char uplo, int n, int nrhs, double* a, int lda, double* b, int ldb) {
+  return posv<OnDevice>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDeviceCposv(char uplo, int n, int nrhs, toviFloatComplex* a, int lda, toviFloatComplex* b,
+                           int ldb) {
+  return posv<OnDevice>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviDeviceZposv(char uplo, int n, int nrhs, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                           int ldb) {
+  return posv<OnDevice>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}

@@ -8,6 +8,7 @@
 
 #include "api/checks.h"
 #include "api/operands.h"
+#include "lapack/cholesky.h"
 #include "lapack/least_squares.h"
 #include "lapack/lu.h"
 #include "lapack/qr.h"
@@ -34,6 +35,39 @@ toviStatus gesv(int n, int nrhs, T* a, int lda, int* ipiv, T* b, int ldb) {
     Vector<Place, int> dIpiv(ipiv, n, 1, StageOut);
     compute<Place, T>([&] { lapack::gesv(dA.view(), dIpiv.data(), dB.view()); },
                       [&] { dA.copyBack(), dIpiv.copyBack(); });
+    dB.copyBack();
+  });
+}
+
+template <class Place, class T>
+toviStatus potrf(char uplo, int n, T* a, int lda) {
+  const auto check = [&] { checkPotrf(uplo, n, a, lda); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut);
+    compute<Place, T>([&] { lapack::potrf(uplo, dA.view()); });
+    dA.copyBack();
+  });
+}
+
+template <class Place, class T>
+toviStatus potrs(char uplo, int n, int nrhs, const T* a, int lda, T* b, int ldb) {
+  const auto check = [&] { checkPotrs(uplo, n, nrhs, a, lda, b, ldb); };
+  return routine<Place, T>(check, [&] {
+    if (nrhs == 0) return;  // A is not needed then
+    Matrix<Place, const T> dA(a, n, n, lda, StageIn);
+    Matrix<Place, T> dB(b, n, nrhs, ldb, StageIn | StageOut);
+    compute<Place, T>([&] { lapack::potrs<T>(uplo, dA.view(), dB.view()); });
+    dB.copyBack();
+  });
+}
+
+template <class Place, class T>
+toviStatus posv(char uplo, int n, int nrhs, T* a, int lda, T* b, int ldb) {
+  const auto check = [&] { checkPosv(uplo, n, nrhs, a, lda, b, ldb); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut), dB(b, n, nrhs, ldb, StageIn | StageOut);
+    compute<Place, T>([&] { lapack::posv(uplo, dA.view(), dB.view()); });
+    dA.copyBack();
     dB.copyBack();
   });
 }

@@ -30,6 +30,13 @@ extern "C" Getrf<double> dgetrf2_;
 extern "C" Getrf<Complex<float>> cgetrf2_;
 extern "C" Getrf<Complex<double>> zgetrf2_;
 
+template <class T>
+using Potrf = void(const char* uplo, const int* n, T* a, const int* lda, int* info, std::size_t);
+extern "C" Potrf<float> spotrf_;
+extern "C" Potrf<double> dpotrf_;
+extern "C" Potrf<Complex<float>> cpotrf_;
+extern "C" Potrf<Complex<double>> zpotrf_;
+
 // Factorizations by reflectors: geqrf, geqlf, gelqf, gerqf
 template <class T>
 using Geqrf = void(const int* m, const int* n, T* a, const int* lda, T* tau, T* work, const int* lwork,
@@ -157,6 +164,17 @@ template <class T>
 int getrf2(int m, int n, T* a, int lda, int* ipiv) {
   using namespace fortran;
   return detail::factorize(detail::routine<T>(sgetrf2_, dgetrf2_, cgetrf2_, zgetrf2_), m, n, a, lda, ipiv);
+}
+
+// A = L L^H (uplo L) or U^H U (U), A n x n; the other triangle is not touched. OpenBLAS lets NaN pass as a
+// pivot.
+template <class T>
+int potrf(char uplo, int n, T* a, int lda) {
+  using namespace fortran;
+  detail::writes(uplo, n, n, a, lda);
+  int info = 0;
+  detail::routine<T>(spotrf_, dpotrf_, cpotrf_, zpotrf_)(&uplo, &n, a, &lda, &info, std::size_t{1});
+  return info;
 }
 
 // With lwork = -1 the routines that take work only say, in work[0], how much of it they want.

@@ -205,6 +205,9 @@ TOVI_API toviStatus toviGetErrorInfoString(toviStatus e, int info, char* buf, in
  * - C of syrk, herk, syr2k and her2k to the device, whatever beta is, and back: the other triangle must be
  *   memory that can be written, and is, with the bits that it had. No other thread may use it until the
  *   routine returns: what it wrote there would be lost.
+ *
+ * The same holds in LAPACK: potrs takes its factor as the first of these, potrf and posv take A as the
+ * others.
  */
 
 /*
@@ -504,6 +507,67 @@ TOVI_API toviStatus toviDeviceDgesv(int n, int nrhs, double* a, int lda, int* ip
 TOVI_API toviStatus toviDeviceCgesv(int n, int nrhs, toviFloatComplex* a, int lda, int* ipiv,
                                     toviFloatComplex* b, int ldb);
 TOVI_API toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv,
+                                    toviDoubleComplex* b, int ldb);
+
+/*
+ * potrf: Cholesky factorization of a positive definite matrix, A = L L^H (uplo = 'L') or A = U^H U ('U'), as
+ * LAPACK xPOTRF.
+ *
+ * A is n x n, symmetric or, for complex types, Hermitian, and given by its lower (uplo = 'L') or upper ('U')
+ * triangle, which L or U overwrites; see Triangles, where it is like C. The imaginary parts of the diagonal
+ * are taken as zero.
+ *
+ * toviDataError, error info i: the leading minor of order i is not positive definite, the first such one, or
+ * a NaN has reached its last diagonal element. The host interface leaves A as it was, the device interface
+ * undefined.
+ */
+TOVI_API toviStatus toviSpotrf(char uplo, int n, float* a, int lda);
+TOVI_API toviStatus toviDpotrf(char uplo, int n, double* a, int lda);
+TOVI_API toviStatus toviCpotrf(char uplo, int n, toviFloatComplex* a, int lda);
+TOVI_API toviStatus toviZpotrf(char uplo, int n, toviDoubleComplex* a, int lda);
+TOVI_API toviStatus toviDeviceSpotrf(char uplo, int n, float* a, int lda);
+TOVI_API toviStatus toviDeviceDpotrf(char uplo, int n, double* a, int lda);
+TOVI_API toviStatus toviDeviceCpotrf(char uplo, int n, toviFloatComplex* a, int lda);
+TOVI_API toviStatus toviDeviceZpotrf(char uplo, int n, toviDoubleComplex* a, int lda);
+
+/*
+ * potrs: solves A X = B with the factor that potrf has left in A, as LAPACK xPOTRS.
+ *
+ * A is n x n and holds L (uplo = 'L') or U ('U'); see Triangles. B is n x nrhs and overwritten with X.
+ */
+TOVI_API toviStatus toviSpotrs(char uplo, int n, int nrhs, const float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDpotrs(char uplo, int n, int nrhs, const double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviCpotrs(char uplo, int n, int nrhs, const toviFloatComplex* a, int lda,
+                               toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviZpotrs(char uplo, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                               toviDoubleComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceSpotrs(char uplo, int n, int nrhs, const float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDeviceDpotrs(char uplo, int n, int nrhs, const double* a, int lda, double* b,
+                                     int ldb);
+TOVI_API toviStatus toviDeviceCpotrs(char uplo, int n, int nrhs, const toviFloatComplex* a, int lda,
+                                     toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZpotrs(char uplo, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                                     toviDoubleComplex* b, int ldb);
+
+/*
+ * posv: solves A X = B with a positive definite A, as LAPACK xPOSV.
+ *
+ * A is n x n, B n x nrhs. A is overwritten with its factor, as by potrf; B is overwritten with X. With nrhs =
+ * 0 A is factored all the same.
+ *
+ * toviDataError as for potrf; B is unchanged then.
+ */
+TOVI_API toviStatus toviSposv(char uplo, int n, int nrhs, float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDposv(char uplo, int n, int nrhs, double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviCposv(char uplo, int n, int nrhs, toviFloatComplex* a, int lda, toviFloatComplex* b,
+                              int ldb);
+TOVI_API toviStatus toviZposv(char uplo, int n, int nrhs, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                              int ldb);
+TOVI_API toviStatus toviDeviceSposv(char uplo, int n, int nrhs, float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDeviceDposv(char uplo, int n, int nrhs, double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviDeviceCposv(char uplo, int n, int nrhs, toviFloatComplex* a, int lda,
+                                    toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZposv(char uplo, int n, int nrhs, toviDoubleComplex* a, int lda,
                                     toviDoubleComplex* b, int ldb);
 
 /*

@@ -264,7 +264,10 @@ inline const std::vector<Family>& families() {
         lapackFamily("gesvd", "jobu=ASON jobvt=ASON m n a(m,n) lda s(min,1)> u(m,m)> ldu vt(n,n)> ldvt",
                      "m n", {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}}),
         lapackFamily("gglse", "m n p a(m,n) lda b(p,n) ldb c(m,1) d(p,1) x(n,1)>", "n",
-                     {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}})};
+                     {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}}),
+        lapackFamily("potrf", "uplo=UL n a(n,n,uplo) lda", "n", {{10}, {130}, {129}, {150}}),
+        lapackFamily("potrs", "uplo=UL n nrhs a(n,n,uplo) lda b(n,nrhs) ldb", "n nrhs", {{10, 2}, {130, 2}}),
+        lapackFamily("posv", "uplo=UL n nrhs a(n,n,uplo) lda b(n,nrhs) ldb", "n", {{10, 2}, {130, 2}})};
     const auto family = [&](std::string_view name) -> Family& {
       return *std::find_if(rows.begin(), rows.end(), [&](const Family& one) { return one.name == name; });
     };
@@ -288,6 +291,8 @@ inline const std::vector<Family>& families() {
       return Shape{a["p"], a["n"], Part::all, std::max(0, a["n"]) - std::max(0, a["p"])};
     };
     gglse["x"].kept = Kept::onTheHost;
+    family("potrf")["a"].kept = family("posv")["a"].kept = Kept::onTheHost;
+    family("posv")["b"].kept = Kept::everywhere;
     return rows;
   }();
   return all;
@@ -350,7 +355,7 @@ class ExportTable {
   }
 };
 
-// All of them, 68 of BLAS and 48 of LAPACK.
+// All of them, 68 of BLAS and 72 of LAPACK.
 inline const std::vector<Export>& allExports() {
   static const ExportTable table;
   return table.all;
