@@ -94,6 +94,19 @@ void checkGesv(int n, int nrhs, const void* a, int lda, const void* ipiv, const 
   requirePointer(b, -6);
 }
 
+void checkGetrs(char& trans, int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b,
+                int ldb) {
+  requireOneOf(trans, "NTC", -1);
+  require(n >= 0, -2);
+  require(nrhs >= 0, -3);
+  require(lda >= std::max(1, n), -5);
+  require(ldb >= std::max(1, n), -8);
+  if (n == 0 || nrhs == 0) return;
+  requirePointer(a, -4);
+  requirePointer(ipiv, -6);
+  requirePointer(b, -7);
+}
+
 void checkPotrf(char& uplo, int n, const void* a, int lda) {
   requireOneOf(uplo, "UL", -1);
   require(n >= 0, -2);

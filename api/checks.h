@@ -12,6 +12,8 @@ namespace tovi::api {
 
 void checkGetrf(int m, int n, const void* a, int lda, const void* ipiv);
 void checkGesv(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b, int ldb);
+void checkGetrs(char& trans, int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b,
+                int ldb);
 void checkPotrf(char& uplo, int n, const void* a, int lda);
 void checkPotrs(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
 void checkPosv(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb);

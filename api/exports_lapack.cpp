@@ -78,6 +78,48 @@ toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* 
   return gesv<OnDevice>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
 }
 
+// ---------------------------------------------------------------------------------------------------- getrs
+
+toviStatus toviSgetrs(char trans, int n, int nrhs, const float* a, int lda, const int* ipiv, float* b,
+                      int ldb) {
+  return getrs<OnHost>(trans, n, nrhs, a, lda, ipiv, b, ldb);
+}
+
+toviStatus toviDgetrs(char trans, int n, int nrhs, const double* a, int lda, const int* ipiv, double* b,
+                      int ldb) {
+  return getrs<OnHost>(trans, n, nrhs, a, lda, ipiv, b, ldb);
+}
+
+toviStatus toviCgetrs(char trans, int n, int nrhs, const toviFloatComplex* a, int lda, const int* ipiv,
+                      toviFloatComplex* b, int ldb) {
+  return getrs<OnHost>(trans, n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
+toviStatus toviZgetrs(char trans, int n, int nrhs, const toviDoubleComplex* a, int lda, const int* ipiv,
+                      toviDoubleComplex* b, int ldb) {
+  return getrs<OnHost>(trans, n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
+toviStatus toviDeviceSgetrs(char trans, int n, int nrhs, const float* a, int lda, const int* ipiv, float* b,
+                            int ldb) {
+  return getrs<OnDevice>(trans, n, nrhs, a, lda, ipiv, b, ldb);
+}
+
+toviStatus toviDeviceDgetrs(char trans, int n, int nrhs, const double* a, int lda, const int* ipiv, double* b,
+                            int ldb) {
+  return getrs<OnDevice>(trans, n, nrhs, a, lda, ipiv, b, ldb);
+}
+
+toviStatus toviDeviceCgetrs(char trans, int n, int nrhs, const toviFloatComplex* a, int lda, const int* ipiv,
+                            toviFloatComplex* b, int ldb) {
+  return getrs<OnDevice>(trans, n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
+toviStatus toviDeviceZgetrs(char trans, int n, int nrhs, const toviDoubleComplex* a, int lda, const int* ipiv,
+                            toviDoubleComplex* b, int ldb) {
+  return getrs<OnDevice>(trans, n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
 // ---------------------------------------------------------------------------------------------------- geqrf
 
 toviStatus toviSgeqrf(int m, int n, float* a, int lda, float* tau) {

@@ -39,6 +39,27 @@ toviStatus gesv(int n, int nrhs, T* a, int lda, int* ipiv, T* b, int ldb) {
   });
 }
 
+// Whether a solve with given factors is the host's: one right-hand side, factors that would have to travel.
+template <class Place>
+bool solvedOnHost(int nrhs) {
+  return std::is_same_v<Place, OnHost> && nrhs == 1;
+}
+
+template <class Place, class T>
+toviStatus getrs(char trans, int n, int nrhs, const T* a, int lda, const int* ipiv, T* b, int ldb) {
+  const auto check = [&] { checkGetrs(trans, n, nrhs, a, lda, ipiv, b, ldb); };
+  return routine<Place, T>(check, [&] {
+    if (nrhs == 0) return;  // the factors are not needed then
+    if (solvedOnHost<Place>(nrhs))
+      return compute<Place, T>([&] { lapack::getrsOnHost(trans, n, a, lda, ipiv, b); });
+    const Matrix<Place, const T> dA(a, n, n, lda, StageIn);
+    const Vector<Place, const int> dIpiv(ipiv, n, 1, StageIn);
+    Matrix<Place, T> dB(b, n, nrhs, ldb, StageIn | StageOut);
+    compute<Place, T>([&] { lapack::getrs<T>(trans, dA.view(), dIpiv.data(), dB.view()); });
+    dB.copyBack();
+  });
+}
+
 template <class Place, class T>
 toviStatus potrf(char uplo, int n, T* a, int lda) {
   const auto check = [&] { checkPotrf(uplo, n, a, lda); };
@@ -54,7 +75,8 @@ toviStatus potrs(char uplo, int n, int nrhs, const T* a, int lda, T* b, int ldb)
   const auto check = [&] { checkPotrs(uplo, n, nrhs, a, lda, b, ldb); };
   return routine<Place, T>(check, [&] {
     if (nrhs == 0) return;  // A is not needed then
-    Matrix<Place, const T> dA(a, n, n, lda, StageIn);
+    if (solvedOnHost<Place>(nrhs)) return compute<Place, T>([&] { lapack::potrsOnHost(uplo, n, a, lda, b); });
+    const Matrix<Place, const T> dA(a, n, n, lda, StageIn);
     Matrix<Place, T> dB(b, n, nrhs, ldb, StageIn | StageOut);
     compute<Place, T>([&] { lapack::potrs<T>(uplo, dA.view(), dB.view()); });
     dB.copyBack();

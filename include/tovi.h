@@ -510,6 +510,32 @@ TOVI_API toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int l
                                     toviDoubleComplex* b, int ldb);
 
 /*
+ * getrs: solves op(A) X = B with the factors of A, as LAPACK xGETRS.
+ *
+ * A is n x n and holds its factors, ipiv (n elements) the pivots, both as getrf or gesv has left them. op(A)
+ * is A (trans = 'N'), its transpose ('T') or its conjugate transpose ('C'; for real types as 'T'). B is n x
+ * nrhs and overwritten with X. No test for singularity is made.
+ *
+ * Pivots that are not between 1 and n are a bad argument: error info -6, B unchanged.
+ */
+TOVI_API toviStatus toviSgetrs(char trans, int n, int nrhs, const float* a, int lda, const int* ipiv,
+                               float* b, int ldb);
+TOVI_API toviStatus toviDgetrs(char trans, int n, int nrhs, const double* a, int lda, const int* ipiv,
+                               double* b, int ldb);
+TOVI_API toviStatus toviCgetrs(char trans, int n, int nrhs, const toviFloatComplex* a, int lda,
+                               const int* ipiv, toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviZgetrs(char trans, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                               const int* ipiv, toviDoubleComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceSgetrs(char trans, int n, int nrhs, const float* a, int lda, const int* ipiv,
+                                     float* b, int ldb);
+TOVI_API toviStatus toviDeviceDgetrs(char trans, int n, int nrhs, const double* a, int lda, const int* ipiv,
+                                     double* b, int ldb);
+TOVI_API toviStatus toviDeviceCgetrs(char trans, int n, int nrhs, const toviFloatComplex* a, int lda,
+                                     const int* ipiv, toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZgetrs(char trans, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                                     const int* ipiv, toviDoubleComplex* b, int ldb);
+
+/*
  * potrf: Cholesky factorization of a positive definite matrix, A = L L^H (uplo = 'L') or A = U^H U ('U'), as
  * LAPACK xPOTRF.
  *

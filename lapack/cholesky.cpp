@@ -12,7 +12,9 @@
 #include "ground/phase.h"
 #include "host/lapack.h"
 #include "lapack/block_size.h"
+#include "lapack/host_call.h"
 #include "lapack/transfers.h"
+#include "lapack/triangular.h"
 #include "src/basic/LACPY.h"
 #include "src/blas/blas.h"
 
@@ -137,8 +139,14 @@ void potrs(char uplo, ConstView<T> dA, MatrixView<T> dB) {
   if (dB.empty()) return;
   const Phase phase;
   const char first = uplo == 'L' ? 'N' : 'C', second = uplo == 'L' ? 'C' : 'N';
-  blas::trsm('L', uplo, first, 'N', T(1), dA, dB);   // B := L^-1 B or U^-H B
-  blas::trsm('L', uplo, second, 'N', T(1), dA, dB);  // B := L^-H B or U^-1 B
+  solveTriangular<T>(uplo, first, 'N', dA, dB);   // B := L^-1 B or U^-H B
+  solveTriangular<T>(uplo, second, 'N', dA, dB);  // B := L^-H B or U^-1 B
+}
+
+template <class T>
+void potrsOnHost(char uplo, int n, const T* hA, int lda, T* hB) {
+  if (n == 0) return;
+  solveVector(n, hB, [&](T* b) { return host::potrs(uplo, n, 1, hA, lda, b, n); });
 }
 
 template <class T>
@@ -147,9 +155,10 @@ void posv(char uplo, MatrixView<T> dA, MatrixView<T> dB) {
   potrs<T>(uplo, dA, dB);
 }
 
-#define TOVI_INSTANCES(T)               \
-  template decltype(potrf<T>) potrf<T>; \
-  template decltype(potrs<T>) potrs<T>; \
+#define TOVI_INSTANCES(T)                           \
+  template decltype(potrf<T>) potrf<T>;             \
+  template decltype(potrs<T>) potrs<T>;             \
+  template decltype(potrsOnHost<T>) potrsOnHost<T>; \
   template decltype(posv<T>) posv<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 

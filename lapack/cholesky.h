@@ -19,6 +19,10 @@ void potrf(char uplo, MatrixView<T> dA);
 template <class T>
 void potrs(char uplo, ConstView<T> dA, MatrixView<T> dB);
 
+// The same for one right-hand side, by the host, where the operands are: see getrsOnHost (lu.h).
+template <class T>
+void potrsOnHost(char uplo, int n, const T* hA, int lda, T* hB);
+
 // Solves A X = B by potrf and potrs. Where potrf ends in a data error B is untouched.
 template <class T>
 void posv(char uplo, MatrixView<T> dA, MatrixView<T> dB);

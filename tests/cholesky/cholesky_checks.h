@@ -101,7 +101,8 @@ void checkPositiveSolve(Memory where, int n, int nrhs) {
         potrs(where, uplo, n, nrhs, static_cast<const T*>(dA.data()), factored.ld(), dB.data(), again.ld()),
         toviNoError);
     dB.fetch();
-    EXPECT_TRUE(again.sameBits(x));
+    EXPECT_TRUE(again.paddingIntact());
+    CHECK_RATIO(solveRatio(all, again, b), choleskyBound);
   }
 }
 

@@ -51,6 +51,7 @@ class Operand {
   const Shape& shape() const { return shape_; }
   void* in(unsigned char* bytes) const { return bytes + guard_; }
 
+  bool integer() const { return element_.integer; }
   // Sets every element that may be read: value(i, j, first) for each of its parts.
   template <class NewValue>
   void set(NewValue value) {
@@ -101,6 +102,8 @@ class Operand {
   }
 
   void write(unsigned char* to, double value) const {
+    const int whole = static_cast<int>(value);
+    if (element_.integer) return static_cast<void>(std::memcpy(to, &whole, sizeof whole));
     const float single = static_cast<float>(value);
     if (element_.partBytes == sizeof single)
       std::memcpy(to, &single, sizeof single);
@@ -211,6 +214,10 @@ class Call {
       if (!operands_[i] || !isRead(i) || operands_[i]->empty()) continue;
       Operand& operand = *operands_[i];
       const Shape shape = operand.shape();
+      if (operand.integer()) {  // pivots
+        operand.set([&](int row, int, bool) { return row + 1 + random.below(shape.rows - row); });
+        continue;
+      }
       const double weight = 3 * std::sqrt(std::max(shape.rows, shape.cols));
       const bool unit = shape.part == Part::strictlyLower || shape.part == Part::strictlyUpper;
       operand.set([&](int row, int col, bool first) {

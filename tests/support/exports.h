@@ -265,6 +265,8 @@ inline const std::vector<Family>& families() {
                      "m n", {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}}),
         lapackFamily("gglse", "m n p a(m,n) lda b(p,n) ldb c(m,1) d(p,1) x(n,1)>", "n",
                      {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}}),
+        lapackFamily("getrs", "trans=NTC n nrhs a(n,n) lda ipiv(n,1) b(n,nrhs) ldb", "n nrhs",
+                     {{10, 2}, {130, 2}}),
         lapackFamily("potrf", "uplo=UL n a(n,n,uplo) lda", "n", {{10}, {130}, {129}, {150}}),
         lapackFamily("potrs", "uplo=UL n nrhs a(n,n,uplo) lda b(n,nrhs) ldb", "n nrhs", {{10, 2}, {130, 2}}),
         lapackFamily("posv", "uplo=UL n nrhs a(n,n,uplo) lda b(n,nrhs) ldb", "n", {{10, 2}, {130, 2}})};
@@ -355,7 +357,7 @@ class ExportTable {
   }
 };
 
-// All of them, 68 of BLAS and 72 of LAPACK.
+// All of them, 68 of BLAS and 80 of LAPACK.
 inline const std::vector<Export>& allExports() {
   static const ExportTable table;
   return table.all;

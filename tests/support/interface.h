@@ -79,7 +79,7 @@ struct Exports;
 #define TOVI_BLAS(X, P) X(P, gemm) X(P, gemv) X(P, trsm) X(P, trmm) X(P, symm) X(P, syrk) X(P, syr2k)
 #define TOVI_HERMITIAN_BLAS(X, P) X(P, hemm) X(P, herk) X(P, her2k)
 #define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gglse) \
-  X(P, potrf) X(P, potrs) X(P, posv)
+  X(P, getrs) X(P, potrf) X(P, potrs) X(P, posv)
 
 template <> struct Exports<float> { TOVI_BLAS(TOVI_EXPORT, S) TOVI_LAPACK(TOVI_EXPORT, S) };
 template <> struct Exports<double> { TOVI_BLAS(TOVI_EXPORT, D) TOVI_LAPACK(TOVI_EXPORT, D) };
