@@ -139,6 +139,32 @@ void checkGeqrf(int m, int n, const void* a, int lda, const void* tau) {
   requirePointer(tau, -5);
 }
 
+void checkOrmqr(std::string_view transposes, char& side, char& trans, int m, int n, int k, const void* a,
+                int lda, const void* tau, const void* c, int ldc) {
+  requireOneOf(side, "LR", -1);
+  requireOneOf(trans, transposes, -2);
+  require(m >= 0, -3);
+  require(n >= 0, -4);
+  const int order = side == 'L' ? m : n;
+  require(k >= 0 && k <= order, -5);
+  require(lda >= std::max(1, order), -7);
+  require(ldc >= std::max(1, m), -10);
+  if (m == 0 || n == 0 || k == 0) return;
+  requirePointer(a, -6);
+  requirePointer(tau, -8);
+  requirePointer(c, -9);
+}
+
+void checkOrgqr(int m, int n, int k, const void* a, int lda, const void* tau) {
+  require(m >= 0, -1);
+  require(n >= 0 && n <= m, -2);
+  require(k >= 0 && k <= n, -3);
+  require(lda >= std::max(1, m), -5);
+  if (n == 0) return;
+  requirePointer(a, -4);
+  if (k > 0) requirePointer(tau, -6);
+}
+
 void checkGels(char& trans, int m, int n, int nrhs, const void* a, int lda, const void* b, int ldb) {
   requireOneOf(trans, "NTC", -1);
   require(m >= 0, -2);

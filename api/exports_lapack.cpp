@@ -154,6 +154,83 @@ toviStatus toviDeviceZgeqrf(int m, int n, toviDoubleComplex* a, int lda, toviDou
   return geqrf<OnDevice>(m, n, ours(a), lda, ours(tau));
 }
 
+// --------------------------------------------------------------------------------------------- ormqr, unmqr
+
+toviStatus toviSormqr(char side, char trans, int m, int n, int k, const float* a, int lda, const float* tau,
+                      float* c, int ldc) {
+  return ormqr<OnHost>(side, trans, m, n, k, a, lda, tau, c, ldc);
+}
+
+toviStatus toviDormqr(char side, char trans, int m, int n, int k, const double* a, int lda, const double* tau,
+                      double* c, int ldc) {
+  return ormqr<OnHost>(side, trans, m, n, k, a, lda, tau, c, ldc);
+}
+
+toviStatus toviCunmqr(char side, char trans, int m, int n, int k, const toviFloatComplex* a, int lda,
+                      const toviFloatComplex* tau, toviFloatComplex* c, int ldc) {
+  return ormqr<OnHost>(side, trans, m, n, k, ours(a), lda, ours(tau), ours(c), ldc);
+}
+
+toviStatus toviZunmqr(char side, char trans, int m, int n, int k, const toviDoubleComplex* a, int lda,
+                      const toviDoubleComplex* tau, toviDoubleComplex* c, int ldc) {
+  return ormqr<OnHost>(side, trans, m, n, k, ours(a), lda, ours(tau), ours(c), ldc);
+}
+
+toviStatus toviDeviceSormqr(char side, char trans, int m, int n, int k, const float* a, int lda,
+                            const float* tau, float* c, int ldc) {
+  return ormqr<OnDevice>(side, trans, m, n, k, a, lda, tau, c, ldc);
+}
+
+toviStatus toviDeviceDormqr(char side, char trans, int m, int n, int k, const double* a, int lda,
+                            const double* tau, double* c, int ldc) {
+  return ormqr<OnDevice>(side, trans, m, n, k, a, lda, tau, c, ldc);
+}
+
+toviStatus toviDeviceCunmqr(char side, char trans, int m, int n, int k, const toviFloatComplex* a, int lda,
+                            const toviFloatComplex* tau, toviFloatComplex* c, int ldc) {
+  return ormqr<OnDevice>(side, trans, m, n, k, ours(a), lda, ours(tau), ours(c), ldc);
+}
+
+toviStatus toviDeviceZunmqr(char side, char trans, int m, int n, int k, const toviDoubleComplex* a, int lda,
+                            const toviDoubleComplex* tau, toviDoubleComplex* c, int ldc) {
+  return ormqr<OnDevice>(side, trans, m, n, k, ours(a), lda, ours(tau), ours(c), ldc);
+}
+
+// --------------------------------------------------------------------------------------------- orgqr, ungqr
+
+toviStatus toviSorgqr(int m, int n, int k, float* a, int lda, const float* tau) {
+  return orgqr<OnHost>(m, n, k, a, lda, tau);
+}
+
+toviStatus toviDorgqr(int m, int n, int k, double* a, int lda, const double* tau) {
+  return orgqr<OnHost>(m, n, k, a, lda, tau);
+}
+
+toviStatus toviCungqr(int m, int n, int k, toviFloatComplex* a, int lda, const toviFloatComplex* tau) {
+  return orgqr<OnHost>(m, n, k, ours(a), lda, ours(tau));
+}
+
+toviStatus toviZungqr(int m, int n, int k, toviDoubleComplex* a, int lda, const toviDoubleComplex* tau) {
+  return orgqr<OnHost>(m, n, k, ours(a), lda, ours(tau));
+}
+
+toviStatus toviDeviceSorgqr(int m, int n, int k, float* a, int lda, const float* tau) {
+  return orgqr<OnDevice>(m, n, k, a, lda, tau);
+}
+
+toviStatus toviDeviceDorgqr(int m, int n, int k, double* a, int lda, const double* tau) {
+  return orgqr<OnDevice>(m, n, k, a, lda, tau);
+}
+
+toviStatus toviDeviceCungqr(int m, int n, int k, toviFloatComplex* a, int lda, const toviFloatComplex* tau) {
+  return orgqr<OnDevice>(m, n, k, ours(a), lda, ours(tau));
+}
+
+toviStatus toviDeviceZungqr(int m, int n, int k, toviDoubleComplex* a, int lda,
+                            const toviDoubleComplex* tau) {
+  return orgqr<OnDevice>(m, n, k, ours(a), lda, ours(tau));
+}
+
 // ----------------------------------------------------------------------------------------------------- gels
 
 toviStatus toviSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b, int ldb) {

@@ -12,6 +12,7 @@
 #include "lapack/least_squares.h"
 #include "lapack/lu.h"
 #include "lapack/qr.h"
+#include "lapack/reflectors.h"
 #include "lapack/svd.h"
 
 namespace tovi::api {
@@ -104,6 +105,37 @@ toviStatus geqrf(int m, int n, T* a, int lda, T* tau) {
     compute<Place, T>([&] { lapack::geqrf(dA.view(), dTau.data()); });
     dA.copyBack();
     dTau.copyBack();
+  });
+}
+
+// unmqr, too
+template <class Place, class T>
+toviStatus ormqr(char side, char trans, int m, int n, int k, const T* a, int lda, const T* tau, T* c,
+                 int ldc) {
+  const auto check = [&] {
+    checkOrmqr(isComplex<T> ? "NC" : "NT", side, trans, m, n, k, a, lda, tau, c, ldc);
+  };
+  return routine<Place, T>(check, [&] {
+    if (m == 0 || n == 0 || k == 0) return;  // C may have elements all the same
+    const Matrix<Place, const T> dA(a, side == 'L' ? m : n, k, lda, StageIn);
+    const Vector<Place, const T> dTau(tau, k, 1, StageIn);
+    Matrix<Place, T> dC(c, m, n, ldc, StageIn | StageOut);
+    compute<Place, T>([&] {
+      lapack::applyReflectors<T>(lapack::Reflectors::qr, side, trans, k, dA.view(), dTau.data(), dC.view());
+    });
+    dC.copyBack();
+  });
+}
+
+// ungqr, too
+template <class Place, class T>
+toviStatus orgqr(int m, int n, int k, T* a, int lda, const T* tau) {
+  const auto check = [&] { checkOrgqr(m, n, k, a, lda, tau); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, m, n, lda, StageIn | StageOut);
+    const Vector<Place, const T> dTau(tau, k, 1, StageIn);
+    compute<Place, T>([&] { lapack::generateQ<T>(lapack::Reflectors::qr, k, dA.view(), dTau.data()); });
+    dA.copyBack();
   });
 }
 

@@ -614,6 +614,52 @@ TOVI_API toviStatus toviDeviceCgeqrf(int m, int n, toviFloatComplex* a, int lda,
 TOVI_API toviStatus toviDeviceZgeqrf(int m, int n, toviDoubleComplex* a, int lda, toviDoubleComplex* tau);
 
 /*
+ * ormqr, unmqr: product with the Q of a QR factorization, as LAPACK xORMQR (S, D) and xUNMQR (C, Z):
+ * C := Q C (side = 'L', trans = 'N'), C := C Q ('R', 'N') or the same with Q^H (trans = 'T' for S and D, 'C'
+ * for C and Z, and no other letter).
+ *
+ * Q = H(1) H(2) ... H(k) has order m (side = 'L') or n ('R'), and k is at most that. a and tau are those of
+ * geqrf: the reflectors stand below the diagonal in the first k columns of a, whose leading dimension is at
+ * least the order of Q; the rest of a is not used. C is m x n.
+ */
+TOVI_API toviStatus toviSormqr(char side, char trans, int m, int n, int k, const float* a, int lda,
+                               const float* tau, float* c, int ldc);
+TOVI_API toviStatus toviDormqr(char side, char trans, int m, int n, int k, const double* a, int lda,
+                               const double* tau, double* c, int ldc);
+TOVI_API toviStatus toviCunmqr(char side, char trans, int m, int n, int k, const toviFloatComplex* a, int lda,
+                               const toviFloatComplex* tau, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviZunmqr(char side, char trans, int m, int n, int k, const toviDoubleComplex* a,
+                               int lda, const toviDoubleComplex* tau, toviDoubleComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceSormqr(char side, char trans, int m, int n, int k, const float* a, int lda,
+                                     const float* tau, float* c, int ldc);
+TOVI_API toviStatus toviDeviceDormqr(char side, char trans, int m, int n, int k, const double* a, int lda,
+                                     const double* tau, double* c, int ldc);
+TOVI_API toviStatus toviDeviceCunmqr(char side, char trans, int m, int n, int k, const toviFloatComplex* a,
+                                     int lda, const toviFloatComplex* tau, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceZunmqr(char side, char trans, int m, int n, int k, const toviDoubleComplex* a,
+                                     int lda, const toviDoubleComplex* tau, toviDoubleComplex* c, int ldc);
+
+/*
+ * orgqr, ungqr: the first n columns of the Q of a QR factorization, as LAPACK xORGQR (S, D) and xUNGQR (C,
+ * Z).
+ *
+ * a is m x n, m >= n >= k. Q = H(1) H(2) ... H(k) has order m; the reflectors stand below the diagonal in the
+ * first k columns of a, as geqrf has left them with tau (k elements). a is overwritten with the columns of Q.
+ */
+TOVI_API toviStatus toviSorgqr(int m, int n, int k, float* a, int lda, const float* tau);
+TOVI_API toviStatus toviDorgqr(int m, int n, int k, double* a, int lda, const double* tau);
+TOVI_API toviStatus toviCungqr(int m, int n, int k, toviFloatComplex* a, int lda,
+                               const toviFloatComplex* tau);
+TOVI_API toviStatus toviZungqr(int m, int n, int k, toviDoubleComplex* a, int lda,
+                               const toviDoubleComplex* tau);
+TOVI_API toviStatus toviDeviceSorgqr(int m, int n, int k, float* a, int lda, const float* tau);
+TOVI_API toviStatus toviDeviceDorgqr(int m, int n, int k, double* a, int lda, const double* tau);
+TOVI_API toviStatus toviDeviceCungqr(int m, int n, int k, toviFloatComplex* a, int lda,
+                                     const toviFloatComplex* tau);
+TOVI_API toviStatus toviDeviceZungqr(int m, int n, int k, toviDoubleComplex* a, int lda,
+                                     const toviDoubleComplex* tau);
+
+/*
  * gels: least squares and minimum norm, op(A) X = B, as LAPACK xGELS.
  *
  * A is m x n and has full rank. op(A) is A (trans = 'N') or its conjugate transpose ('T' and 'C', which are

@@ -224,7 +224,7 @@ class Call {
         const double x = random.uniform();
         if (data == Data::deficient) return x < -0.75 ? -1.0 : x > 0.75 ? 1.0 : 0.0;
         if (data == Data::extreme) return std::ldexp(x, random.below(200) - 100);
-        if (unit) return x / shape.rows;
+        if (unit || shape.small) return x / shape.rows;
         return first && col - row == shape.diagonal ? x + weight : x;
       });
       readable.push_back(&operand);
