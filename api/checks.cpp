@@ -94,6 +94,21 @@ void checkGesv(int n, int nrhs, const void* a, int lda, const void* ipiv, const 
   requirePointer(b, -6);
 }
 
+void checkGesvRefined(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b, int ldb,
+                      const void* x, int ldx, const void* iter) {
+  require(n >= 0, -1);
+  require(nrhs >= 0, -2);
+  require(lda >= std::max(1, n), -4);
+  require(ldb >= std::max(1, n), -7);
+  require(ldx >= std::max(1, n), -9);
+  if (n == 0) return;
+  requirePointer(a, -3);
+  requirePointer(ipiv, -5);
+  if (nrhs > 0) requirePointer(b, -6);
+  if (nrhs > 0) requirePointer(x, -8);
+  requirePointer(iter, -10);
+}
+
 void checkGetrs(char& trans, int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b,
                 int ldb) {
   requireOneOf(trans, "NTC", -1);

@@ -14,6 +14,8 @@ namespace tovi::api {
 
 void checkGetrf(int m, int n, const void* a, int lda, const void* ipiv);
 void checkGesv(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b, int ldb);
+void checkGesvRefined(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b, int ldb,
+                      const void* x, int ldx, const void* iter);
 void checkGetrs(char& trans, int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b,
                 int ldb);
 void checkPotrf(char& uplo, int n, const void* a, int lda);

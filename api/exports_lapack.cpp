@@ -78,6 +78,28 @@ toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* 
   return gesv<OnDevice>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
 }
 
+// ------------------------------------------------------------------------------------------- dsgesv, zcgesv
+
+toviStatus toviDsgesv(int n, int nrhs, double* a, int lda, int* ipiv, const double* b, int ldb, double* x,
+                      int ldx, int* iter) {
+  return gesvRefined<OnHost>(n, nrhs, a, lda, ipiv, b, ldb, x, ldx, iter);
+}
+
+toviStatus toviZcgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv, const toviDoubleComplex* b,
+                      int ldb, toviDoubleComplex* x, int ldx, int* iter) {
+  return gesvRefined<OnHost>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb, ours(x), ldx, iter);
+}
+
+toviStatus toviDeviceDsgesv(int n, int nrhs, double* a, int lda, int* ipiv, const double* b, int ldb,
+                            double* x, int ldx, int* iter) {
+  return gesvRefined<OnDevice>(n, nrhs, a, lda, ipiv, b, ldb, x, ldx, iter);
+}
+
+toviStatus toviDeviceZcgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv,
+                            const toviDoubleComplex* b, int ldb, toviDoubleComplex* x, int ldx, int* iter) {
+  return gesvRefined<OnDevice>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb, ours(x), ldx, iter);
+}
+
 // ---------------------------------------------------------------------------------------------------- getrs
 
 toviStatus toviSgetrs(char trans, int n, int nrhs, const float* a, int lda, const int* ipiv, float* b,

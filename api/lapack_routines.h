@@ -12,6 +12,7 @@
 #include "lapack/least_squares.h"
 #include "lapack/lu.h"
 #include "lapack/qr.h"
+#include "lapack/refinement.h"
 #include "lapack/reflectors.h"
 #include "lapack/svd.h"
 
@@ -37,6 +38,27 @@ toviStatus gesv(int n, int nrhs, T* a, int lda, int* ipiv, T* b, int ldb) {
     compute<Place, T>([&] { lapack::gesv(dA.view(), dIpiv.data(), dB.view()); },
                       [&] { dA.copyBack(), dIpiv.copyBack(); });
     dB.copyBack();
+  });
+}
+
+// dsgesv, zcgesv. iter is in host memory in either interface.
+template <class Place, class T>
+toviStatus gesvRefined(int n, int nrhs, T* a, int lda, int* ipiv, const T* b, int ldb, T* x, int ldx,
+                       int* iter) {
+  const auto check = [&] { checkGesvRefined(n, nrhs, a, lda, ipiv, b, ldb, x, ldx, iter); };
+  return routine<Place, T>(check, [&] {
+    int iterations = 0;
+    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut), dX(x, n, nrhs, ldx, StageOut);
+    const Matrix<Place, const T> dB(b, n, nrhs, ldb, StageIn);
+    Vector<Place, int> dIpiv(ipiv, n, 1, StageOut);
+    compute<Place, T>(
+        [&] { lapack::gesvRefined<T>(dA.view(), dIpiv.data(), dB.view(), dX.view(), iterations); },
+        [&] {
+          if (iterations < 0) dA.copyBack();  // it is as it was otherwise
+          dIpiv.copyBack();
+          if (iter != nullptr) *iter = iterations;
+        });
+    dX.copyBack();
   });
 }
 

@@ -510,6 +510,39 @@ TOVI_API toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int l
                                     toviDoubleComplex* b, int ldb);
 
 /*
+ * dsgesv, zcgesv: solves A X = B in double precision with factors in single precision, as LAPACK xSGESV and
+ * xCGESV: faster than gesv where A is large and not too badly conditioned, and as accurate.
+ *
+ * A is n x n, B and X n x nrhs; x and b must not overlap. A and B are converted to single precision, A is
+ * factored there, and X refined until each of its columns has a residual of at most |x| |A| sqrt(n) eps,
+ * where |x| and the residual are measured by their largest elements, |A| is the largest sum of a row, and eps
+ * = 2^-53. Where that does not succeed the system is solved as by gesv. *iter says how it went:
+ *
+ *   >= 0: the number of iterations. A is unchanged, ipiv (n elements) holds the pivots of the factors in
+ *         single precision, which are not returned.
+ *   -2:   single precision cannot hold an element of A, of B or of a residual, or there is a NaN;
+ *   -3:   a pivot in single precision is exactly zero;
+ *   -31:  30 iterations were not enough. In these three cases A and ipiv hold the factors in double precision
+ *         and their pivots, as by gesv.
+ *
+ * iter points to HOST memory in the device interface, too. With n = 0, *iter is set to 0, unless iter is
+ * null.
+ *
+ * toviDataError, error info i: U(i, i) in double precision is exactly zero and there is no solution. A, ipiv
+ * and *iter are as after any solve by gesv; x is left as it was by the host interface, and undefined in the
+ * device interface.
+ */
+TOVI_API toviStatus toviDsgesv(int n, int nrhs, double* a, int lda, int* ipiv, const double* b, int ldb,
+                               double* x, int ldx, int* iter);
+TOVI_API toviStatus toviZcgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv,
+                               const toviDoubleComplex* b, int ldb, toviDoubleComplex* x, int ldx, int* iter);
+TOVI_API toviStatus toviDeviceDsgesv(int n, int nrhs, double* a, int lda, int* ipiv, const double* b, int ldb,
+                                     double* x, int ldx, int* iter);
+TOVI_API toviStatus toviDeviceZcgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv,
+                                     const toviDoubleComplex* b, int ldb, toviDoubleComplex* x, int ldx,
+                                     int* iter);
+
+/*
  * getrs: solves op(A) X = B with the factors of A, as LAPACK xGETRS.
  *
  * A is n x n and holds its factors, ipiv (n elements) the pivots, both as getrf or gesv has left them. op(A)

@@ -247,7 +247,7 @@ class Call {
     for (std::size_t i = 0; i < values_.size(); ++i) {
       if (!operands_[i]) continue;
       const std::vector<unsigned char>& before = operands_[i]->before;
-      if (routine_->where == Memory::host)
+      if (routine_->where == Memory::host || row(i).onHost)
         host[i] = before;
       else
         device[i].emplace(before.data(), before.size());

@@ -127,6 +127,7 @@ struct Argument {
   bool output = false;        // array: not read
   Holds holds = {};           // option or size: what else must hold
   Kept kept = Kept::nowhere;
+  bool onHost = false;     // array: in host memory in either interface
   bool evenEmpty = false;  // array: must not be null where the problem needs arrays, elements or not
 };
 
@@ -261,6 +262,15 @@ inline const std::vector<Family>& families() {
       family["k"].holds = [](const Arguments& a) { return a["k"] <= a["n"]; };
       return family;
     };
+    const auto refined = [&](const char* name) {
+      Family family =
+          lapackFamily(name, "n nrhs a(n,n) lda ipiv(n,1)> b(n,nrhs) ldb x(n,nrhs)> ldx iter(1,1)>", "n",
+                       {{10, 2}, {130, 2}});
+      family.nothingToDo = [](const Arguments&) { return false; };
+      family["x"].kept = Kept::onTheHost;
+      family["iter"].onHost = true;
+      return family;
+    };
     std::vector<Family> rows = {
         blasFamily("gemm",
                    "transa=NTC transb=NTC m n k alpha a(m,k,transa) lda b(k,n,transb) ldb beta c(m,n) ldc",
@@ -292,7 +302,9 @@ inline const std::vector<Family>& families() {
         productWithQ("ormqr", "NT"),
         productWithQ("unmqr", "NC"),
         generationOfQ("orgqr"),
-        generationOfQ("ungqr")};
+        generationOfQ("ungqr"),
+        refined("sgesv"),
+        refined("cgesv")};
     const auto family = [&](std::string_view name) -> Family& {
       return *std::find_if(rows.begin(), rows.end(), [&](const Family& one) { return one.name == name; });
     };
@@ -358,6 +370,12 @@ class ExportTable {
     } else {
       TOVI_REAL_LAPACK(TOVI_ROW_AS, )
     }
+    if constexpr (std::is_same_v<T, double>) {
+      TOVI_REFINED(TOVI_ROW_AS, )
+    }
+    if constexpr (std::is_same_v<T, Complex<double>>) {
+      TOVI_COMPLEX_REFINED(TOVI_ROW_AS, )
+    }
     TOVI_LAPACK(TOVI_ROW, )
 #undef TOVI_ROW
 #undef TOVI_ROW_AS
@@ -385,7 +403,7 @@ class ExportTable {
   }
 };
 
-// All of them, 68 of BLAS and 96 of LAPACK.
+// All of them, 68 of BLAS and 100 of LAPACK.
 inline const std::vector<Export>& allExports() {
   static const ExportTable table;
   return table.all;

@@ -84,17 +84,21 @@ struct Exports;
 // Those whose names depend on the element type: X(P, family, name).
 #define TOVI_REAL_LAPACK(X, P) X(P, ormqr, ormqr) X(P, orgqr, orgqr)
 #define TOVI_COMPLEX_LAPACK(X, P) X(P, ormqr, unmqr) X(P, orgqr, ungqr)
+#define TOVI_REFINED(X, P) X(P, gesvRefined, sgesv)
+#define TOVI_COMPLEX_REFINED(X, P) X(P, gesvRefined, cgesv)
 
 template <> struct Exports<float> {
   TOVI_BLAS(TOVI_EXPORT, S) TOVI_LAPACK(TOVI_EXPORT, S) TOVI_REAL_LAPACK(TOVI_EXPORT_AS, S) };
 template <> struct Exports<double> {
-  TOVI_BLAS(TOVI_EXPORT, D) TOVI_LAPACK(TOVI_EXPORT, D) TOVI_REAL_LAPACK(TOVI_EXPORT_AS, D) };
+  TOVI_BLAS(TOVI_EXPORT, D) TOVI_LAPACK(TOVI_EXPORT, D) TOVI_REAL_LAPACK(TOVI_EXPORT_AS, D)
+  TOVI_REFINED(TOVI_EXPORT_AS, D) };
 template <> struct Exports<Complex<float>> {
   TOVI_BLAS(TOVI_EXPORT, C) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, C)
   TOVI_LAPACK(TOVI_EXPORT, C) TOVI_COMPLEX_LAPACK(TOVI_EXPORT_AS, C) };
 template <> struct Exports<Complex<double>> {
   TOVI_BLAS(TOVI_EXPORT, Z) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, Z)
-  TOVI_LAPACK(TOVI_EXPORT, Z) TOVI_COMPLEX_LAPACK(TOVI_EXPORT_AS, Z) };
+  TOVI_LAPACK(TOVI_EXPORT, Z) TOVI_COMPLEX_LAPACK(TOVI_EXPORT_AS, Z)
+  TOVI_COMPLEX_REFINED(TOVI_EXPORT_AS, Z) };
 // clang-format on
 
 // The element type of a call: that of its first array.
@@ -115,7 +119,7 @@ struct ElementOf<T*, Rest...> {
 #define TOVI_ROUTINE(P, family) TOVI_ROUTINE_AS(P, family, family)
 // clang-format off
 TOVI_BLAS(TOVI_ROUTINE, ) TOVI_HERMITIAN_BLAS(TOVI_ROUTINE, ) TOVI_LAPACK(TOVI_ROUTINE, )
-TOVI_REAL_LAPACK(TOVI_ROUTINE_AS, )
+TOVI_REAL_LAPACK(TOVI_ROUTINE_AS, ) TOVI_REFINED(TOVI_ROUTINE_AS, )
     // clang-format on
 
     // The same with operands that are placed and fetched.
