@@ -64,6 +64,14 @@ void checkRank2KUpdate(std::string_view transposes, char& uplo, char& trans, int
   requirePointer(c, -11);
 }
 
+void checkPositiveSystem(char& uplo, int n, int nrhs, int lda, int ldb) {
+  requireOneOf(uplo, "UL", -1);
+  require(n >= 0, -2);
+  require(nrhs >= 0, -3);
+  require(lda >= std::max(1, n), -5);
+  require(ldb >= std::max(1, n), -7);
+}
+
 }  // namespace
 
 void checkGetrf(int m, int n, const void* a, int lda, const void* ipiv) {
@@ -86,6 +94,56 @@ void checkGesv(int n, int nrhs, const void* a, int lda, const void* ipiv, const 
   requirePointer(b, -6);
 }
 
+void checkGesvRefined(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b, int ldb,
+                      const void* x, int ldx, const void* iter) {
+  require(n >= 0, -1);
+  require(nrhs >= 0, -2);
+  require(lda >= std::max(1, n), -4);
+  require(ldb >= std::max(1, n), -7);
+  require(ldx >= std::max(1, n), -9);
+  if (n == 0) return;
+  requirePointer(a, -3);
+  requirePointer(ipiv, -5);
+  if (nrhs > 0) requirePointer(b, -6);
+  if (nrhs > 0) requirePointer(x, -8);
+  requirePointer(iter, -10);
+}
+
+void checkGetrs(char& trans, int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b,
+                int ldb) {
+  requireOneOf(trans, "NTC", -1);
+  require(n >= 0, -2);
+  require(nrhs >= 0, -3);
+  require(lda >= std::max(1, n), -5);
+  require(ldb >= std::max(1, n), -8);
+  if (n == 0 || nrhs == 0) return;
+  requirePointer(a, -4);
+  requirePointer(ipiv, -6);
+  requirePointer(b, -7);
+}
+
+void checkPotrf(char& uplo, int n, const void* a, int lda) {
+  requireOneOf(uplo, "UL", -1);
+  require(n >= 0, -2);
+  require(lda >= std::max(1, n), -4);
+  if (n == 0) return;
+  requirePointer(a, -3);
+}
+
+void checkPotrs(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb) {
+  checkPositiveSystem(uplo, n, nrhs, lda, ldb);
+  if (n == 0 || nrhs == 0) return;
+  requirePointer(a, -4);
+  requirePointer(b, -6);
+}
+
+void checkPosv(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb) {
+  checkPositiveSystem(uplo, n, nrhs, lda, ldb);
+  if (n == 0) return;
+  requirePointer(a, -4);
+  if (nrhs > 0) requirePointer(b, -6);
+}
+
 void checkGeqrf(int m, int n, const void* a, int lda, const void* tau) {
   require(m >= 0, -1);
   require(n >= 0, -2);
@@ -94,6 +152,32 @@ void checkGeqrf(int m, int n, const void* a, int lda, const void* tau) {
   if (m == 0 || n == 0) return;
   requirePointer(a, -3);
   requirePointer(tau, -5);
+}
+
+void checkOrmqr(std::string_view transposes, char& side, char& trans, int m, int n, int k, const void* a,
+                int lda, const void* tau, const void* c, int ldc) {
+  requireOneOf(side, "LR", -1);
+  requireOneOf(trans, transposes, -2);
+  require(m >= 0, -3);
+  require(n >= 0, -4);
+  const int order = side == 'L' ? m : n;
+  require(k >= 0 && k <= order, -5);
+  require(lda >= std::max(1, order), -7);
+  require(ldc >= std::max(1, m), -10);
+  if (m == 0 || n == 0 || k == 0) return;
+  requirePointer(a, -6);
+  requirePointer(tau, -8);
+  requirePointer(c, -9);
+}
+
+void checkOrgqr(int m, int n, int k, const void* a, int lda, const void* tau) {
+  require(m >= 0, -1);
+  require(n >= 0 && n <= m, -2);
+  require(k >= 0 && k <= n, -3);
+  require(lda >= std::max(1, m), -5);
+  if (n == 0) return;
+  requirePointer(a, -4);
+  if (k > 0) requirePointer(tau, -6);
 }
 
 void checkGels(char& trans, int m, int n, int nrhs, const void* a, int lda, const void* b, int ldb) {

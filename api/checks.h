@@ -8,11 +8,24 @@
 #ifndef TOVI_API_CHECKS_H
 #define TOVI_API_CHECKS_H
 
+#include <string_view>
+
 namespace tovi::api {
 
 void checkGetrf(int m, int n, const void* a, int lda, const void* ipiv);
 void checkGesv(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b, int ldb);
+void checkGesvRefined(int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b, int ldb,
+                      const void* x, int ldx, const void* iter);
+void checkGetrs(char& trans, int n, int nrhs, const void* a, int lda, const void* ipiv, const void* b,
+                int ldb);
+void checkPotrf(char& uplo, int n, const void* a, int lda);
+void checkPotrs(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
+void checkPosv(char& uplo, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
 void checkGeqrf(int m, int n, const void* a, int lda, const void* tau);
+// transposes: the letters that trans may be, of the real routine or the complex one
+void checkOrmqr(std::string_view transposes, char& side, char& trans, int m, int n, int k, const void* a,
+                int lda, const void* tau, const void* c, int ldc);
+void checkOrgqr(int m, int n, int k, const void* a, int lda, const void* tau);
 void checkGels(char& trans, int m, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
 void checkGesvd(char& jobu, char& jobvt, int m, int n, const void* a, int lda, const void* s, const void* u,
                 int ldu, const void* vt, int ldvt);

@@ -78,6 +78,70 @@ toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* 
   return gesv<OnDevice>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
 }
 
+// ------------------------------------------------------------------------------------------- dsgesv, zcgesv
+
+toviStatus toviDsgesv(int n, int nrhs, double* a, int lda, int* ipiv, const double* b, int ldb, double* x,
+                      int ldx, int* iter) {
+  return gesvRefined<OnHost>(n, nrhs, a, lda, ipiv, b, ldb, x, ldx, iter);
+}
+
+toviStatus toviZcgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv, const toviDoubleComplex* b,
+                      int ldb, toviDoubleComplex* x, int ldx, int* iter) {
+  return gesvRefined<OnHost>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb, ours(x), ldx, iter);
+}
+
+toviStatus toviDeviceDsgesv(int n, int nrhs, double* a, int lda, int* ipiv, const double* b, int ldb,
+                            double* x, int ldx, int* iter) {
+  return gesvRefined<OnDevice>(n, nrhs, a, lda, ipiv, b, ldb, x, ldx, iter);
+}
+
+toviStatus toviDeviceZcgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv,
+                            const toviDoubleComplex* b, int ldb, toviDoubleComplex* x, int ldx, int* iter) {
+  return gesvRefined<OnDevice>(n, nrhs, ours(a), lda, ipiv, ours(b), ldb, ours(x), ldx, iter);
+}
+
+// ---------------------------------------------------------------------------------------------------- getrs
+
+toviStatus toviSgetrs(char trans, int n, int nrhs, const float* a, int lda, const int* ipiv, float* b,
+                      int ldb) {
+  return getrs<OnHost>(trans, n, nrhs, a, lda, ipiv, b, ldb);
+}
+
+toviStatus toviDgetrs(char trans, int n, int nrhs, const double* a, int lda, const int* ipiv, double* b,
+                      int ldb) {
+  return getrs<OnHost>(trans, n, nrhs, a, lda, ipiv, b, ldb);
+}
+
+toviStatus toviCgetrs(char trans, int n, int nrhs, const toviFloatComplex* a, int lda, const int* ipiv,
+                      toviFloatComplex* b, int ldb) {
+  return getrs<OnHost>(trans, n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
+toviStatus toviZgetrs(char trans, int n, int nrhs, const toviDoubleComplex* a, int lda, const int* ipiv,
+                      toviDoubleComplex* b, int ldb) {
+  return getrs<OnHost>(trans, n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
+toviStatus toviDeviceSgetrs(char trans, int n, int nrhs, const float* a, int lda, const int* ipiv, float* b,
+                            int ldb) {
+  return getrs<OnDevice>(trans, n, nrhs, a, lda, ipiv, b, ldb);
+}
+
+toviStatus toviDeviceDgetrs(char trans, int n, int nrhs, const double* a, int lda, const int* ipiv, double* b,
+                            int ldb) {
+  return getrs<OnDevice>(trans, n, nrhs, a, lda, ipiv, b, ldb);
+}
+
+toviStatus toviDeviceCgetrs(char trans, int n, int nrhs, const toviFloatComplex* a, int lda, const int* ipiv,
+                            toviFloatComplex* b, int ldb) {
+  return getrs<OnDevice>(trans, n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
+toviStatus toviDeviceZgetrs(char trans, int n, int nrhs, const toviDoubleComplex* a, int lda, const int* ipiv,
+                            toviDoubleComplex* b, int ldb) {
+  return getrs<OnDevice>(trans, n, nrhs, ours(a), lda, ipiv, ours(b), ldb);
+}
+
 // ---------------------------------------------------------------------------------------------------- geqrf
 
 toviStatus toviSgeqrf(int m, int n, float* a, int lda, float* tau) {
@@ -110,6 +174,83 @@ toviStatus toviDeviceCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloa
 
 toviStatus toviDeviceZgeqrf(int m, int n, toviDoubleComplex* a, int lda, toviDoubleComplex* tau) {
   return geqrf<OnDevice>(m, n, ours(a), lda, ours(tau));
+}
+
+// --------------------------------------------------------------------------------------------- ormqr, unmqr
+
+toviStatus toviSormqr(char side, char trans, int m, int n, int k, const float* a, int lda, const float* tau,
+                      float* c, int ldc) {
+  return ormqr<OnHost>(side, trans, m, n, k, a, lda, tau, c, ldc);
+}
+
+toviStatus toviDormqr(char side, char trans, int m, int n, int k, const double* a, int lda, const double* tau,
+                      double* c, int ldc) {
+  return ormqr<OnHost>(side, trans, m, n, k, a, lda, tau, c, ldc);
+}
+
+toviStatus toviCunmqr(char side, char trans, int m, int n, int k, const toviFloatComplex* a, int lda,
+                      const toviFloatComplex* tau, toviFloatComplex* c, int ldc) {
+  return ormqr<OnHost>(side, trans, m, n, k, ours(a), lda, ours(tau), ours(c), ldc);
+}
+
+toviStatus toviZunmqr(char side, char trans, int m, int n, int k, const toviDoubleComplex* a, int lda,
+                      const toviDoubleComplex* tau, toviDoubleComplex* c, int ldc) {
+  return ormqr<OnHost>(side, trans, m, n, k, ours(a), lda, ours(tau), ours(c), ldc);
+}
+
+toviStatus toviDeviceSormqr(char side, char trans, int m, int n, int k, const float* a, int lda,
+                            const float* tau, float* c, int ldc) {
+  return ormqr<OnDevice>(side, trans, m, n, k, a, lda, tau, c, ldc);
+}
+
+toviStatus toviDeviceDormqr(char side, char trans, int m, int n, int k, const double* a, int lda,
+                            const double* tau, double* c, int ldc) {
+  return ormqr<OnDevice>(side, trans, m, n, k, a, lda, tau, c, ldc);
+}
+
+toviStatus toviDeviceCunmqr(char side, char trans, int m, int n, int k, const toviFloatComplex* a, int lda,
+                            const toviFloatComplex* tau, toviFloatComplex* c, int ldc) {
+  return ormqr<OnDevice>(side, trans, m, n, k, ours(a), lda, ours(tau), ours(c), ldc);
+}
+
+toviStatus toviDeviceZunmqr(char side, char trans, int m, int n, int k, const toviDoubleComplex* a, int lda,
+                            const toviDoubleComplex* tau, toviDoubleComplex* c, int ldc) {
+  return ormqr<OnDevice>(side, trans, m, n, k, ours(a), lda, ours(tau), ours(c), ldc);
+}
+
+// --------------------------------------------------------------------------------------------- orgqr, ungqr
+
+toviStatus toviSorgqr(int m, int n, int k, float* a, int lda, const float* tau) {
+  return orgqr<OnHost>(m, n, k, a, lda, tau);
+}
+
+toviStatus toviDorgqr(int m, int n, int k, double* a, int lda, const double* tau) {
+  return orgqr<OnHost>(m, n, k, a, lda, tau);
+}
+
+toviStatus toviCungqr(int m, int n, int k, toviFloatComplex* a, int lda, const toviFloatComplex* tau) {
+  return orgqr<OnHost>(m, n, k, ours(a), lda, ours(tau));
+}
+
+toviStatus toviZungqr(int m, int n, int k, toviDoubleComplex* a, int lda, const toviDoubleComplex* tau) {
+  return orgqr<OnHost>(m, n, k, ours(a), lda, ours(tau));
+}
+
+toviStatus toviDeviceSorgqr(int m, int n, int k, float* a, int lda, const float* tau) {
+  return orgqr<OnDevice>(m, n, k, a, lda, tau);
+}
+
+toviStatus toviDeviceDorgqr(int m, int n, int k, double* a, int lda, const double* tau) {
+  return orgqr<OnDevice>(m, n, k, a, lda, tau);
+}
+
+toviStatus toviDeviceCungqr(int m, int n, int k, toviFloatComplex* a, int lda, const toviFloatComplex* tau) {
+  return orgqr<OnDevice>(m, n, k, ours(a), lda, ours(tau));
+}
+
+toviStatus toviDeviceZungqr(int m, int n, int k, toviDoubleComplex* a, int lda,
+                            const toviDoubleComplex* tau) {
+  return orgqr<OnDevice>(m, n, k, ours(a), lda, ours(tau));
 }
 
 // ----------------------------------------------------------------------------------------------------- gels
@@ -232,4 +373,105 @@ toviStatus toviDeviceCgglse(int m, int n, int p, toviFloatComplex* a, int lda, t
 toviStatus toviDeviceZgglse(int m, int n, int p, toviDoubleComplex* a, int lda, toviDoubleComplex* b, int ldb,
                             toviDoubleComplex* c, toviDoubleComplex* d, toviDoubleComplex* x) {
   return gglse<OnDevice>(m, n, p, ours(a), lda, ours(b), ldb, ours(c), ours(d), ours(x));
+}
+
+// ---------------------------------------------------------------------------------------------------- potrf
+
+toviStatus toviSpotrf(char uplo, int n, float* a, int lda) { return potrf<OnHost>(uplo, n, a, lda); }
+
+toviStatus toviDpotrf(char uplo, int n, double* a, int lda) { return potrf<OnHost>(uplo, n, a, lda); }
+
+toviStatus toviCpotrf(char uplo, int n, toviFloatComplex* a, int lda) {
+  return potrf<OnHost>(uplo, n, ours(a), lda);
+}
+
+toviStatus toviZpotrf(char uplo, int n, toviDoubleComplex* a, int lda) {
+  return potrf<OnHost>(uplo, n, ours(a), lda);
+}
+
+toviStatus toviDeviceSpotrf(char uplo, int n, float* a, int lda) { return potrf<OnDevice>(uplo, n, a, lda); }
+
+toviStatus toviDeviceDpotrf(char uplo, int n, double* a, int lda) { return potrf<OnDevice>(uplo, n, a, lda); }
+
+toviStatus toviDeviceCpotrf(char uplo, int n, toviFloatComplex* a, int lda) {
+  return potrf<OnDevice>(uplo, n, ours(a), lda);
+}
+
+toviStatus toviDeviceZpotrf(char uplo, int n, toviDoubleComplex* a, int lda) {
+  return potrf<OnDevice>(uplo, n, ours(a), lda);
+}
+
+// ---------------------------------------------------------------------------------------------------- potrs
+
+toviStatus toviSpotrs(char uplo, int n, int nrhs, const float* a, int lda, float* b, int ldb) {
+  return potrs<OnHost>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDpotrs(char uplo, int n, int nrhs, const double* a, int lda, double* b, int ldb) {
+  return potrs<OnHost>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviCpotrs(char uplo, int n, int nrhs, const toviFloatComplex* a, int lda, toviFloatComplex* b,
+                      int ldb) {
+  return potrs<OnHost>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviZpotrs(char uplo, int n, int nrhs, const toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                      int ldb) {
+  return potrs<OnHost>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviDeviceSpotrs(char uplo, int n, int nrhs, const float* a, int lda, float* b, int ldb) {
+  return potrs<OnDevice>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDeviceDpotrs(char uplo, int n, int nrhs, const double* a, int lda, double* b, int ldb) {
+  return potrs<OnDevice>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDeviceCpotrs(char uplo, int n, int nrhs, const toviFloatComplex* a, int lda,
+                            toviFloatComplex* b, int ldb) {
+  return potrs<OnDevice>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviDeviceZpotrs(char uplo, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                            toviDoubleComplex* b, int ldb) {
+  return potrs<OnDevice>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+// ----------------------------------------------------------------------------------------------------- posv
+
+toviStatus toviSposv(char uplo, int n, int nrhs, float* a, int lda, float* b, int ldb) {
+  return posv<OnHost>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDposv(char uplo, int n, int nrhs, double* a, int lda, double* b, int ldb) {
+  return posv<OnHost>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviCposv(char uplo, int n, int nrhs, toviFloatComplex* a, int lda, toviFloatComplex* b, int ldb) {
+  return posv<OnHost>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviZposv(char uplo, int n, int nrhs, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                     int ldb) {
+  return posv<OnHost>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviDeviceSposv(char uplo, int n, int nrhs, float* a, int lda, float* b, int ldb) {
+  return posv<OnDevice>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDeviceDposv(char uplo, int n, int nrhs, double* a, int lda, double* b, int ldb) {
+  return posv<OnDevice>(uplo, n, nrhs, a, lda, b, ldb);
+}
+
+toviStatus toviDeviceCposv(char uplo, int n, int nrhs, toviFloatComplex* a, int lda, toviFloatComplex* b,
+                           int ldb) {
+  return posv<OnDevice>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+toviStatus toviDeviceZposv(char uplo, int n, int nrhs, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                           int ldb) {
+  return posv<OnDevice>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
 }

@@ -8,9 +8,12 @@
 
 #include "api/checks.h"
 #include "api/operands.h"
+#include "lapack/cholesky.h"
 #include "lapack/least_squares.h"
 #include "lapack/lu.h"
 #include "lapack/qr.h"
+#include "lapack/refinement.h"
+#include "lapack/reflectors.h"
 #include "lapack/svd.h"
 
 namespace tovi::api {
@@ -38,6 +41,82 @@ toviStatus gesv(int n, int nrhs, T* a, int lda, int* ipiv, T* b, int ldb) {
   });
 }
 
+// dsgesv, zcgesv. iter is in host memory in either interface.
+template <class Place, class T>
+toviStatus gesvRefined(int n, int nrhs, T* a, int lda, int* ipiv, const T* b, int ldb, T* x, int ldx,
+                       int* iter) {
+  const auto check = [&] { checkGesvRefined(n, nrhs, a, lda, ipiv, b, ldb, x, ldx, iter); };
+  return routine<Place, T>(check, [&] {
+    int iterations = 0;
+    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut), dX(x, n, nrhs, ldx, StageOut);
+    const Matrix<Place, const T> dB(b, n, nrhs, ldb, StageIn);
+    Vector<Place, int> dIpiv(ipiv, n, 1, StageOut);
+    compute<Place, T>(
+        [&] { lapack::gesvRefined<T>(dA.view(), dIpiv.data(), dB.view(), dX.view(), iterations); },
+        [&] {
+          if (iterations < 0) dA.copyBack();  // it is as it was otherwise
+          dIpiv.copyBack();
+          if (iter != nullptr) *iter = iterations;
+        });
+    dX.copyBack();
+  });
+}
+
+// Whether a solve with given factors is the host's: one right-hand side, factors that would have to travel.
+template <class Place>
+bool solvedOnHost(int nrhs) {
+  return std::is_same_v<Place, OnHost> && nrhs == 1;
+}
+
+template <class Place, class T>
+toviStatus getrs(char trans, int n, int nrhs, const T* a, int lda, const int* ipiv, T* b, int ldb) {
+  const auto check = [&] { checkGetrs(trans, n, nrhs, a, lda, ipiv, b, ldb); };
+  return routine<Place, T>(check, [&] {
+    if (nrhs == 0) return;  // the factors are not needed then
+    if (solvedOnHost<Place>(nrhs))
+      return compute<Place, T>([&] { lapack::getrsOnHost(trans, n, a, lda, ipiv, b); });
+    const Matrix<Place, const T> dA(a, n, n, lda, StageIn);
+    const Vector<Place, const int> dIpiv(ipiv, n, 1, StageIn);
+    Matrix<Place, T> dB(b, n, nrhs, ldb, StageIn | StageOut);
+    compute<Place, T>([&] { lapack::getrs<T>(trans, dA.view(), dIpiv.data(), dB.view()); });
+    dB.copyBack();
+  });
+}
+
+template <class Place, class T>
+toviStatus potrf(char uplo, int n, T* a, int lda) {
+  const auto check = [&] { checkPotrf(uplo, n, a, lda); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut);
+    compute<Place, T>([&] { lapack::potrf(uplo, dA.view()); });
+    dA.copyBack();
+  });
+}
+
+template <class Place, class T>
+toviStatus potrs(char uplo, int n, int nrhs, const T* a, int lda, T* b, int ldb) {
+  const auto check = [&] { checkPotrs(uplo, n, nrhs, a, lda, b, ldb); };
+  return routine<Place, T>(check, [&] {
+    if (nrhs == 0) return;  // A is not needed then
+    if (solvedOnHost<Place>(nrhs)) return compute<Place, T>([&] { lapack::potrsOnHost(uplo, n, a, lda, b); });
+    const Matrix<Place, const T> dA(a, n, n, lda, StageIn);
+    Matrix<Place, T> dB(b, n, nrhs, ldb, StageIn | StageOut);
+    compute<Place, T>([&] { lapack::potrs<T>(uplo, dA.view(), dB.view()); });
+    dB.copyBack();
+  });
+}
+
+template <class Place, class T>
+toviStatus posv(char uplo, int n, int nrhs, T* a, int lda, T* b, int ldb) {
+  const auto check = [&] { checkPosv(uplo, n, nrhs, a, lda, b, ldb); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut), dB(b, n, nrhs, ldb, StageIn | StageOut);
+    compute<Place, T>([&] { lapack::posv(uplo, dA.view(), dB.view()); });
+    dA.copyBack();
+    dB.copyBack();
+  });
+}
+
 template <class Place, class T>
 toviStatus geqrf(int m, int n, T* a, int lda, T* tau) {
   const auto check = [&] { checkGeqrf(m, n, a, lda, tau); };
@@ -48,6 +127,37 @@ toviStatus geqrf(int m, int n, T* a, int lda, T* tau) {
     compute<Place, T>([&] { lapack::geqrf(dA.view(), dTau.data()); });
     dA.copyBack();
     dTau.copyBack();
+  });
+}
+
+// unmqr, too
+template <class Place, class T>
+toviStatus ormqr(char side, char trans, int m, int n, int k, const T* a, int lda, const T* tau, T* c,
+                 int ldc) {
+  const auto check = [&] {
+    checkOrmqr(isComplex<T> ? "NC" : "NT", side, trans, m, n, k, a, lda, tau, c, ldc);
+  };
+  return routine<Place, T>(check, [&] {
+    if (m == 0 || n == 0 || k == 0) return;  // C may have elements all the same
+    const Matrix<Place, const T> dA(a, side == 'L' ? m : n, k, lda, StageIn);
+    const Vector<Place, const T> dTau(tau, k, 1, StageIn);
+    Matrix<Place, T> dC(c, m, n, ldc, StageIn | StageOut);
+    compute<Place, T>([&] {
+      lapack::applyReflectors<T>(lapack::Reflectors::qr, side, trans, k, dA.view(), dTau.data(), dC.view());
+    });
+    dC.copyBack();
+  });
+}
+
+// ungqr, too
+template <class Place, class T>
+toviStatus orgqr(int m, int n, int k, T* a, int lda, const T* tau) {
+  const auto check = [&] { checkOrgqr(m, n, k, a, lda, tau); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, m, n, lda, StageIn | StageOut);
+    const Vector<Place, const T> dTau(tau, k, 1, StageIn);
+    compute<Place, T>([&] { lapack::generateQ<T>(lapack::Reflectors::qr, k, dA.view(), dTau.data()); });
+    dA.copyBack();
   });
 }
 

@@ -84,21 +84,18 @@ inline constexpr auto nothing = [] {};
 // which then goes on its way.
 template <class Place, class T, class Driver, class CopyBack = decltype(nothing)>
 void compute(const Driver& driver, const CopyBack& copyBack = nothing) {
-  if constexpr (std::is_same_v<Place, OnDevice>) {
+  constexpr bool onHost = std::is_same_v<Place, OnHost>;
+  if (onHost && !deviceComputesWith<T>()) insufficientComputeCapability();
+  try {
     driver();
-  } else {
-    if (!deviceComputesWith<T>()) insufficientComputeCapability();
-    try {
-      driver();
-      cudalib::completionCheck();
-    } catch (const InfoException& failure) {
-      if (failure.status() != Outcome::dataError) throw;
-      cudalib::settle();
-      copyBack();
-      throw;
-    }
+    if (onHost) cudalib::completionCheck();
+  } catch (const InfoException& failure) {
+    if (failure.status() != Outcome::dataError) throw;
+    if (onHost) cudalib::settle();
     copyBack();
+    throw;
   }
+  copyBack();
 }
 
 }  // namespace tovi::api

@@ -89,6 +89,8 @@ struct Routines;
     static constexpr auto getrf = tovi##P##getrf, deviceGetrf = toviDevice##P##getrf; \
     static constexpr auto geqrf = tovi##P##geqrf, deviceGeqrf = toviDevice##P##geqrf; \
     static constexpr auto deviceGesv = toviDevice##P##gesv;                           \
+    static constexpr auto deviceGetrs = toviDevice##P##getrs;                         \
+    static constexpr auto devicePotrf = toviDevice##P##potrf;                         \
     static constexpr auto deviceGemv = toviDevice##P##gemv;                           \
     static constexpr auto deviceGels = toviDevice##P##gels;                           \
     static constexpr auto deviceGglse = toviDevice##P##gglse;                         \
@@ -100,6 +102,8 @@ struct Routines;
     static constexpr auto vendorGetrfSize = cusolverDn##P##getrf_bufferSize;          \
     static constexpr auto vendorGetrf = cusolverDn##P##getrf;                         \
     static constexpr auto vendorGetrs = cusolverDn##P##getrs;                         \
+    static constexpr auto vendorPotrfSize = cusolverDn##P##potrf_bufferSize;          \
+    static constexpr auto vendorPotrf = cusolverDn##P##potrf;                         \
     static constexpr auto vendorGeqrfSize = cusolverDn##P##geqrf_bufferSize;          \
     static constexpr auto vendorGeqrf = cusolverDn##P##geqrf;                         \
     static constexpr auto vendorMqrSize = cusolverDn##P##mqr##_bufferSize;            \
@@ -146,6 +150,12 @@ class Vendor {
   }
   void getrs(int n, int nrhs, const T* lu, const int* ipiv, T* b) {
     must(R::vendorGetrs(solver_, CUBLAS_OP_N, n, nrhs, raw(lu), n, ipiv, raw(b), n, info_.get()), "getrs");
+  }
+  void potrf(int n, T* a) {
+    int size = 0;
+    must(R::vendorPotrfSize(solver_, CUBLAS_FILL_MODE_LOWER, n, raw(a), n, &size), "potrf_bufferSize");
+    must(R::vendorPotrf(solver_, CUBLAS_FILL_MODE_LOWER, n, raw(a), n, work(size), size, info_.get()),
+         "potrf");
   }
   void geqrf(int m, int n, T* a, int lda, T* tau) {
     int size = 0;
@@ -384,6 +394,36 @@ void square(Bench& bench, int n) {
          [&] { must(R::deviceGemv('T', n, n, one, dA.get(), n, dB.get(), 1, zero, dC.get(), 1), "gemv"); }});
 }
 
+// A positive definite matrix, and one right-hand side with the factors of LU.
+template <class T>
+void factorsAndSolves(Bench& bench, int n) {
+  if (!bench.timeLeft()) return;
+  using R = Routines<T>;
+  std::vector<T> hA = randomElements<T>(n, n);
+  for (int i = 0; i < n; ++i)
+    *reinterpret_cast<float*>(&hA[elements(i, n) + static_cast<std::size_t>(i)]) += static_cast<float>(n);
+  const DeviceBuffer<T> dA0(hA), dA(elements(n, n)), dB0(randomElements<T>(n, 1)), dB(elements(n, 1));
+  const DeviceBuffer<int> dIpiv(elements(n, 1));
+  Vendor<T> vendor;
+  const auto restore = [&] {
+    dA.copy(dA0);
+    wait();
+  };
+  bench.pair(name<T>(onDevice, "potrf", cuSolver, n), weight<T> / 3 * n * n * static_cast<double>(n),
+             {restore, [&] { must(R::devicePotrf('L', n, dA.get(), n), "potrf"); }},
+             {restore, [&] { vendor.potrf(n, dA.get()); }});
+  restore();
+  vendor.getrf(n, dA.get(), dIpiv.get());
+  const auto restoreB = [&] {
+    dB.copy(dB0);
+    wait();
+  };
+  bench.pair(
+      name<T>(onDevice, "getrs", cuSolver, n) + ", nrhs = 1", weight<T> * 2.0 * n * n,
+      {restoreB, [&] { must(R::deviceGetrs('N', n, 1, dA.get(), n, dIpiv.get(), dB.get(), n), "getrs"); }},
+      {restoreB, [&] { vendor.getrs(n, 1, dA.get(), dIpiv.get(), dB.get()); }});
+}
+
 // 4 n x n, one right-hand side. The rival's solution is in an array of its own.
 template <class T>
 void leastSquares(Bench& bench, int n) {
@@ -474,6 +514,7 @@ void all(Bench& bench, int n) {
   must(cudaMemGetInfo(&free, &total), "cudaMemGetInfo");
   if (8 * elements(n, n) * sizeof(T) > free) return;
   if (n <= (isComplex<T> ? 8192 : 16384)) square<T>(bench, n);
+  if (n <= 8192) factorsAndSolves<T>(bench, n);
   if (n <= 2048) leastSquares<T>(bench, n);
   if (n <= 2048) constrained<T>(bench, n);
   for (const char job : {'N', 'A'})

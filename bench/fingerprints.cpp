@@ -45,19 +45,22 @@ void must(bool holds, const char* what) {
 template <class T>
 class Operand {
  public:
-  explicit Operand(int rows, int cols = 1, std::uint64_t seed = 1)
+  // Times scale; diagonal is added to the elements on it.
+  explicit Operand(int rows, int cols = 1, std::uint64_t seed = 1, int diagonal = 0, double scale = 1)
       : host_(static_cast<std::size_t>(std::max(rows, 1)) * static_cast<std::size_t>(std::max(cols, 1))) {
     if constexpr (!std::is_same_v<T, int>) {
       auto* const reals = reinterpret_cast<Real<T>*>(host_.data());
       for (std::size_t i = 0; i < host_.size() * sizeof(T) / sizeof(Real<T>); ++i) {
         seed = seed * 6364136223846793005U + 1442695040888963407U;
-        reals[i] = static_cast<Real<T>>(static_cast<double>(seed >> 11) / 4503599627370496.0 - 1);
+        reals[i] = static_cast<Real<T>>(scale * (static_cast<double>(seed >> 11) / 4503599627370496.0 - 1));
       }
     }
-    if (!onDevice) return;
-    must(cudaMalloc(&device_, bytes()) == cudaSuccess, "cudaMalloc");
-    must(cudaMemcpy(device_, host_.data(), bytes(), cudaMemcpyHostToDevice) == cudaSuccess, "cudaMemcpy");
+    if constexpr (!std::is_same_v<T, int>)
+      for (std::size_t i = 0; diagonal != 0 && i < host_.size(); i += static_cast<std::size_t>(rows) + 1)
+        *reinterpret_cast<Real<T>*>(&host_[i]) += static_cast<Real<T>>(diagonal);
+    upload();
   }
+  explicit Operand(const std::vector<T>& numbers) : host_(numbers) { upload(); }
   ~Operand() { cudaFree(device_); }
   Operand(const Operand&) = delete;
   Operand& operator=(const Operand&) = delete;
@@ -71,6 +74,11 @@ class Operand {
 
  private:
   std::size_t bytes() const { return host_.size() * sizeof(T); }
+  void upload() {
+    if (!onDevice) return;
+    must(cudaMalloc(&device_, bytes()) == cudaSuccess, "cudaMalloc");
+    must(cudaMemcpy(device_, host_.data(), bytes(), cudaMemcpyHostToDevice) == cudaSuccess, "cudaMemcpy");
+  }
   std::vector<T> host_;
   T* device_ = nullptr;
 };
@@ -169,6 +177,73 @@ void gglse(const char* name, toviStatus (*run)(int, int, int, T*, int, T*, int, 
       print(name, of({m, n, p}), status, a, b, c, d, x);
     }
 }
+template <class T>
+void getrs(const char* name, toviStatus (*run)(char, int, int, const T*, int, const int*, T*, int)) {
+  for (const int n : orders)
+    for (const char trans : {'N', 'T', 'C'})
+      for (const int nrhs : {1, 40}) {
+        std::vector<int> pivots(static_cast<std::size_t>(n));
+        for (int i = 0; i < n; ++i) pivots[static_cast<std::size_t>(i)] = i + 1 + (n - 1 - i) / 2;
+        Operand<T> a(n, n, 1, n), b(n + 1, nrhs, 2);
+        Operand<int> ipiv(pivots);
+        const toviStatus status = run(trans, n, nrhs, a.get(), n, ipiv.get(), b.get(), n + 1);
+        print(name, of({n, nrhs}, {trans}), status, b);
+      }
+}
+
+// Of positive definite matrices: the diagonal is large.
+template <class T>
+void potrf(const char* name, toviStatus (*run)(char, int, T*, int)) {
+  for (const int n : orders)
+    for (const char uplo : {'L', 'U'}) {
+      Operand<T> a(n, n, 1, n);
+      const toviStatus status = run(uplo, n, a.get(), n);
+      print(name, of({n}, {uplo}), status, a);
+    }
+}
+// potrs and posv
+template <class T, class Matrix>
+void positive(const char* name, toviStatus (*run)(char, int, int, Matrix*, int, T*, int)) {
+  for (const int n : orders)
+    for (const char uplo : {'L', 'U'})
+      for (const int nrhs : {1, 40}) {
+        Operand<T> a(n, n, 1, n), b(n + 1, nrhs, 2);
+        const toviStatus status = run(uplo, n, nrhs, a.get(), n, b.get(), n + 1);
+        print(name, of({n, nrhs}, {uplo}), status, a, b);
+      }
+}
+template <class T>
+void ormqr(const char* name, toviStatus (*run)(char, char, int, int, int, const T*, int, const T*, T*, int)) {
+  for (const auto& [m, n] : shapes)
+    for (const char side : {'L', 'R'})
+      for (const char trans : {'N', std::is_same_v<T, Real<T>> ? 'T' : 'C'}) {
+        const int order = side == 'L' ? m : n, k = (order + 1) / 2;
+        Operand<T> a(order, k), tau(k, 1, 2, 0, 1.0 / order), c(m, n, 3);
+        const toviStatus status = run(side, trans, m, n, k, a.get(), order, tau.get(), c.get(), m);
+        print(name, of({m, n, k}, {side, trans}), status, c);
+      }
+}
+template <class T>
+void orgqr(const char* name, toviStatus (*run)(int, int, int, T*, int, const T*)) {
+  for (const auto& [m, n] : shapes) {
+    const int k = (n + 1) / 2;
+    if (m < n) continue;
+    Operand<T> a(m, n), tau(k, 1, 2, 0, 1.0 / m);
+    const toviStatus status = run(m, n, k, a.get(), m, tau.get());
+    print(name, of({m, n, k}), status, a);
+  }
+}
+template <class T>
+void refined(const char* name, toviStatus (*run)(int, int, T*, int, int*, const T*, int, T*, int, int*)) {
+  for (const int n : orders)
+    for (const int nrhs : {1, 40}) {
+      Operand<T> a(n, n), b(n, nrhs, 2), x(n, nrhs, 3);
+      Operand<int> ipiv(n);
+      int iterations = 0;
+      const toviStatus status = run(n, nrhs, a.get(), n, ipiv.get(), b.get(), n, x.get(), n, &iterations);
+      print(name, of({n, nrhs, iterations}), status, a, ipiv, x);
+    }
+}
 
 // --- BLAS
 
@@ -262,6 +337,11 @@ int main() {
     onDevice = device;
     TOVI_ALL(getrf, getrf), TOVI_ALL(gesv, gesv), TOVI_ALL(geqrf, geqrf);
     TOVI_ALL(gels, gels), TOVI_ALL(gesvd, gesvd), TOVI_ALL(gglse, gglse);
+    TOVI_ALL(getrs, getrs), TOVI_ALL(potrf, potrf), TOVI_ALL(positive, potrs), TOVI_ALL(positive, posv);
+    TOVI_BOTH(ormqr, S, ormqr), TOVI_BOTH(ormqr, D, ormqr), TOVI_BOTH(ormqr, C, unmqr);
+    TOVI_BOTH(ormqr, Z, unmqr), TOVI_BOTH(orgqr, S, orgqr), TOVI_BOTH(orgqr, D, orgqr);
+    TOVI_BOTH(orgqr, C, ungqr), TOVI_BOTH(orgqr, Z, ungqr);
+    TOVI_BOTH(refined, D, sgesv), TOVI_BOTH(refined, Z, cgesv);
     TOVI_ALL(gemm, gemm), TOVI_ALL(gemv, gemv);
     TOVI_ALL(triangular, trsm), TOVI_ALL(triangular, trmm);
     TOVI_ALL(symmetric, symm), TOVI_BOTH(symmetric, C, hemm), TOVI_BOTH(symmetric, Z, hemm);

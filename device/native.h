@@ -9,6 +9,10 @@ namespace device::native {
 
 template <class T>
 struct CopyMatrix;
+template <class S, class D>
+struct ConvertMatrix;
+template <class T>
+struct SumRows;
 template <class T, bool conj>
 struct Transpose;
 template <class T, bool conj>

@@ -205,6 +205,9 @@ TOVI_API toviStatus toviGetErrorInfoString(toviStatus e, int info, char* buf, in
  * - C of syrk, herk, syr2k and her2k to the device, whatever beta is, and back: the other triangle must be
  *   memory that can be written, and is, with the bits that it had. No other thread may use it until the
  *   routine returns: what it wrote there would be lost.
+ *
+ * The same holds in LAPACK: potrs takes its factor as the first of these, potrf and posv take A as the
+ * others.
  */
 
 /*
@@ -507,6 +510,126 @@ TOVI_API toviStatus toviDeviceZgesv(int n, int nrhs, toviDoubleComplex* a, int l
                                     toviDoubleComplex* b, int ldb);
 
 /*
+ * dsgesv, zcgesv: solves A X = B in double precision with factors in single precision, as LAPACK xSGESV and
+ * xCGESV: faster than gesv where A is large and not too badly conditioned, and as accurate.
+ *
+ * A is n x n, B and X n x nrhs; x and b must not overlap. A and B are converted to single precision, A is
+ * factored there, and X refined until each of its columns has a residual of at most |x| |A| sqrt(n) eps,
+ * where |x| and the residual are measured by their largest elements, |A| is the largest sum of a row, and eps
+ * = 2^-53. Where that does not succeed the system is solved as by gesv. *iter says how it went:
+ *
+ *   >= 0: the number of iterations. A is unchanged, ipiv (n elements) holds the pivots of the factors in
+ *         single precision, which are not returned.
+ *   -2:   single precision cannot hold an element of A, of B or of a residual, or there is a NaN;
+ *   -3:   a pivot in single precision is exactly zero;
+ *   -31:  30 iterations were not enough. In these three cases A and ipiv hold the factors in double precision
+ *         and their pivots, as by gesv.
+ *
+ * iter points to HOST memory in the device interface, too. With n = 0, *iter is set to 0, unless iter is
+ * null.
+ *
+ * toviDataError, error info i: U(i, i) in double precision is exactly zero and there is no solution. A, ipiv
+ * and *iter are as after any solve by gesv; x is left as it was by the host interface, and undefined in the
+ * device interface.
+ */
+TOVI_API toviStatus toviDsgesv(int n, int nrhs, double* a, int lda, int* ipiv, const double* b, int ldb,
+                               double* x, int ldx, int* iter);
+TOVI_API toviStatus toviZcgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv,
+                               const toviDoubleComplex* b, int ldb, toviDoubleComplex* x, int ldx, int* iter);
+TOVI_API toviStatus toviDeviceDsgesv(int n, int nrhs, double* a, int lda, int* ipiv, const double* b, int ldb,
+                                     double* x, int ldx, int* iter);
+TOVI_API toviStatus toviDeviceZcgesv(int n, int nrhs, toviDoubleComplex* a, int lda, int* ipiv,
+                                     const toviDoubleComplex* b, int ldb, toviDoubleComplex* x, int ldx,
+                                     int* iter);
+
+/*
+ * getrs: solves op(A) X = B with the factors of A, as LAPACK xGETRS.
+ *
+ * A is n x n and holds its factors, ipiv (n elements) the pivots, both as getrf or gesv has left them. op(A)
+ * is A (trans = 'N'), its transpose ('T') or its conjugate transpose ('C'; for real types as 'T'). B is n x
+ * nrhs and overwritten with X. No test for singularity is made.
+ *
+ * Pivots that are not between 1 and n are a bad argument: error info -6, B unchanged.
+ */
+TOVI_API toviStatus toviSgetrs(char trans, int n, int nrhs, const float* a, int lda, const int* ipiv,
+                               float* b, int ldb);
+TOVI_API toviStatus toviDgetrs(char trans, int n, int nrhs, const double* a, int lda, const int* ipiv,
+                               double* b, int ldb);
+TOVI_API toviStatus toviCgetrs(char trans, int n, int nrhs, const toviFloatComplex* a, int lda,
+                               const int* ipiv, toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviZgetrs(char trans, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                               const int* ipiv, toviDoubleComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceSgetrs(char trans, int n, int nrhs, const float* a, int lda, const int* ipiv,
+                                     float* b, int ldb);
+TOVI_API toviStatus toviDeviceDgetrs(char trans, int n, int nrhs, const double* a, int lda, const int* ipiv,
+                                     double* b, int ldb);
+TOVI_API toviStatus toviDeviceCgetrs(char trans, int n, int nrhs, const toviFloatComplex* a, int lda,
+                                     const int* ipiv, toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZgetrs(char trans, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                                     const int* ipiv, toviDoubleComplex* b, int ldb);
+
+/*
+ * potrf: Cholesky factorization of a positive definite matrix, A = L L^H (uplo = 'L') or A = U^H U ('U'), as
+ * LAPACK xPOTRF.
+ *
+ * A is n x n, symmetric or, for complex types, Hermitian, and given by its lower (uplo = 'L') or upper ('U')
+ * triangle, which L or U overwrites; see Triangles, where it is like C. The imaginary parts of the diagonal
+ * are taken as zero.
+ *
+ * toviDataError, error info i: the leading minor of order i is not positive definite, the first such one, or
+ * a NaN has reached its last diagonal element. The host interface leaves A as it was, the device interface
+ * undefined.
+ */
+TOVI_API toviStatus toviSpotrf(char uplo, int n, float* a, int lda);
+TOVI_API toviStatus toviDpotrf(char uplo, int n, double* a, int lda);
+TOVI_API toviStatus toviCpotrf(char uplo, int n, toviFloatComplex* a, int lda);
+TOVI_API toviStatus toviZpotrf(char uplo, int n, toviDoubleComplex* a, int lda);
+TOVI_API toviStatus toviDeviceSpotrf(char uplo, int n, float* a, int lda);
+TOVI_API toviStatus toviDeviceDpotrf(char uplo, int n, double* a, int lda);
+TOVI_API toviStatus toviDeviceCpotrf(char uplo, int n, toviFloatComplex* a, int lda);
+TOVI_API toviStatus toviDeviceZpotrf(char uplo, int n, toviDoubleComplex* a, int lda);
+
+/*
+ * potrs: solves A X = B with the factor that potrf has left in A, as LAPACK xPOTRS.
+ *
+ * A is n x n and holds L (uplo = 'L') or U ('U'); see Triangles. B is n x nrhs and overwritten with X.
+ */
+TOVI_API toviStatus toviSpotrs(char uplo, int n, int nrhs, const float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDpotrs(char uplo, int n, int nrhs, const double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviCpotrs(char uplo, int n, int nrhs, const toviFloatComplex* a, int lda,
+                               toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviZpotrs(char uplo, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                               toviDoubleComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceSpotrs(char uplo, int n, int nrhs, const float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDeviceDpotrs(char uplo, int n, int nrhs, const double* a, int lda, double* b,
+                                     int ldb);
+TOVI_API toviStatus toviDeviceCpotrs(char uplo, int n, int nrhs, const toviFloatComplex* a, int lda,
+                                     toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZpotrs(char uplo, int n, int nrhs, const toviDoubleComplex* a, int lda,
+                                     toviDoubleComplex* b, int ldb);
+
+/*
+ * posv: solves A X = B with a positive definite A, as LAPACK xPOSV.
+ *
+ * A is n x n, B n x nrhs. A is overwritten with its factor, as by potrf; B is overwritten with X. With nrhs =
+ * 0 A is factored all the same.
+ *
+ * toviDataError as for potrf; B is unchanged then.
+ */
+TOVI_API toviStatus toviSposv(char uplo, int n, int nrhs, float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDposv(char uplo, int n, int nrhs, double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviCposv(char uplo, int n, int nrhs, toviFloatComplex* a, int lda, toviFloatComplex* b,
+                              int ldb);
+TOVI_API toviStatus toviZposv(char uplo, int n, int nrhs, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
+                              int ldb);
+TOVI_API toviStatus toviDeviceSposv(char uplo, int n, int nrhs, float* a, int lda, float* b, int ldb);
+TOVI_API toviStatus toviDeviceDposv(char uplo, int n, int nrhs, double* a, int lda, double* b, int ldb);
+TOVI_API toviStatus toviDeviceCposv(char uplo, int n, int nrhs, toviFloatComplex* a, int lda,
+                                    toviFloatComplex* b, int ldb);
+TOVI_API toviStatus toviDeviceZposv(char uplo, int n, int nrhs, toviDoubleComplex* a, int lda,
+                                    toviDoubleComplex* b, int ldb);
+
+/*
  * geqrf: QR factorization, A = Q R, as LAPACK xGEQRF.
  *
  * A is m x n, k = min(m, n). R, upper triangular (upper trapezoidal if m < n), overwrites A on and above the
@@ -522,6 +645,52 @@ TOVI_API toviStatus toviDeviceSgeqrf(int m, int n, float* a, int lda, float* tau
 TOVI_API toviStatus toviDeviceDgeqrf(int m, int n, double* a, int lda, double* tau);
 TOVI_API toviStatus toviDeviceCgeqrf(int m, int n, toviFloatComplex* a, int lda, toviFloatComplex* tau);
 TOVI_API toviStatus toviDeviceZgeqrf(int m, int n, toviDoubleComplex* a, int lda, toviDoubleComplex* tau);
+
+/*
+ * ormqr, unmqr: product with the Q of a QR factorization, as LAPACK xORMQR (S, D) and xUNMQR (C, Z):
+ * C := Q C (side = 'L', trans = 'N'), C := C Q ('R', 'N') or the same with Q^H (trans = 'T' for S and D, 'C'
+ * for C and Z, and no other letter).
+ *
+ * Q = H(1) H(2) ... H(k) has order m (side = 'L') or n ('R'), and k is at most that. a and tau are those of
+ * geqrf: the reflectors stand below the diagonal in the first k columns of a, whose leading dimension is at
+ * least the order of Q; the rest of a is not used. C is m x n.
+ */
+TOVI_API toviStatus toviSormqr(char side, char trans, int m, int n, int k, const float* a, int lda,
+                               const float* tau, float* c, int ldc);
+TOVI_API toviStatus toviDormqr(char side, char trans, int m, int n, int k, const double* a, int lda,
+                               const double* tau, double* c, int ldc);
+TOVI_API toviStatus toviCunmqr(char side, char trans, int m, int n, int k, const toviFloatComplex* a, int lda,
+                               const toviFloatComplex* tau, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviZunmqr(char side, char trans, int m, int n, int k, const toviDoubleComplex* a,
+                               int lda, const toviDoubleComplex* tau, toviDoubleComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceSormqr(char side, char trans, int m, int n, int k, const float* a, int lda,
+                                     const float* tau, float* c, int ldc);
+TOVI_API toviStatus toviDeviceDormqr(char side, char trans, int m, int n, int k, const double* a, int lda,
+                                     const double* tau, double* c, int ldc);
+TOVI_API toviStatus toviDeviceCunmqr(char side, char trans, int m, int n, int k, const toviFloatComplex* a,
+                                     int lda, const toviFloatComplex* tau, toviFloatComplex* c, int ldc);
+TOVI_API toviStatus toviDeviceZunmqr(char side, char trans, int m, int n, int k, const toviDoubleComplex* a,
+                                     int lda, const toviDoubleComplex* tau, toviDoubleComplex* c, int ldc);
+
+/*
+ * orgqr, ungqr: the first n columns of the Q of a QR factorization, as LAPACK xORGQR (S, D) and xUNGQR (C,
+ * Z).
+ *
+ * a is m x n, m >= n >= k. Q = H(1) H(2) ... H(k) has order m; the reflectors stand below the diagonal in the
+ * first k columns of a, as geqrf has left them with tau (k elements). a is overwritten with the columns of Q.
+ */
+TOVI_API toviStatus toviSorgqr(int m, int n, int k, float* a, int lda, const float* tau);
+TOVI_API toviStatus toviDorgqr(int m, int n, int k, double* a, int lda, const double* tau);
+TOVI_API toviStatus toviCungqr(int m, int n, int k, toviFloatComplex* a, int lda,
+                               const toviFloatComplex* tau);
+TOVI_API toviStatus toviZungqr(int m, int n, int k, toviDoubleComplex* a, int lda,
+                               const toviDoubleComplex* tau);
+TOVI_API toviStatus toviDeviceSorgqr(int m, int n, int k, float* a, int lda, const float* tau);
+TOVI_API toviStatus toviDeviceDorgqr(int m, int n, int k, double* a, int lda, const double* tau);
+TOVI_API toviStatus toviDeviceCungqr(int m, int n, int k, toviFloatComplex* a, int lda,
+                                     const toviFloatComplex* tau);
+TOVI_API toviStatus toviDeviceZungqr(int m, int n, int k, toviDoubleComplex* a, int lda,
+                                     const toviDoubleComplex* tau);
 
 /*
  * gels: least squares and minimum norm, op(A) X = B, as LAPACK xGELS.

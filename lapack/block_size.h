@@ -22,6 +22,12 @@ int luPanelWidth() {
   return 2 * reflectorPanelWidth<T>();
 }
 
+// Order of a diagonal block of the Cholesky factorization.
+template <class T>
+int choleskyBlockWidth() {
+  return luPanelWidth<T>();
+}
+
 }  // namespace tovi::lapack
 
 #endif

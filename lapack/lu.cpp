@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <numeric>
+#include <utility>
 #include <vector>
 
 #include "cudalib/buffer_cache.h"
@@ -14,7 +16,9 @@
 #include "ground/scalars.h"
 #include "host/lapack.h"
 #include "lapack/block_size.h"
+#include "lapack/host_call.h"
 #include "lapack/transfers.h"
+#include "lapack/triangular.h"
 #include "src/basic/LASWP.h"
 #include "src/basic/Transpose.h"
 #include "src/blas/blas.h"
@@ -181,6 +185,28 @@ int factorTransposed(MatrixView<T> dA, int nb, int* hIpiv) {
   return firstZero;
 }
 
+// Of n rows; a bad one is getrs's sixth argument.
+void checkPivots(int n, const int* hIpiv) {
+  if (!std::all_of(hIpiv, hIpiv + n, [=](int row) { return row >= 1 && row <= n; })) argumentError(-6);
+}
+
+// Interchanges, of row i with row ipiv[i], 1-based, that undo these when they are made in the same order.
+void undo(std::vector<int>& ipiv) {
+  const std::size_t n = ipiv.size();
+  // Rows counted from 0. from[i]: which row these bring to i. The others are to bring i to from[i].
+  std::vector<std::size_t> from(n), to(n), at(n), content(n);
+  std::iota(from.begin(), from.end(), std::size_t{0});
+  at = content = from;
+  for (std::size_t i = 0; i < n; ++i) std::swap(from[i], from[static_cast<std::size_t>(ipiv[i]) - 1]);
+  for (std::size_t i = 0; i < n; ++i) to[from[i]] = i;
+  for (std::size_t i = 0; i < n; ++i) {  // row to[i] is wanted at i
+    const std::size_t p = at[to[i]];
+    ipiv[i] = static_cast<int>(p) + 1;
+    std::swap(content[i], content[p]);
+    at[content[i]] = i, at[content[p]] = p;
+  }
+}
+
 }  // namespace
 
 template <class T>
@@ -208,24 +234,40 @@ void getrf(MatrixView<T> dA, int* dIpiv) {
 template <class T>
 void getrs(char trans, ConstView<T> dA, const int* dIpiv, MatrixView<T> dB) {
   if (dB.empty()) return;
-  if (trans != 'N') throw FeatNotImplException();
   const Phase phase;
   std::vector<int> hIpiv(static_cast<std::size_t>(dA.rows));
   copyToHost(dIpiv, hIpiv);
-  basic::laswp(dB.cols, dB.data, dB.ld, 1, dA.rows, hIpiv.data(), 1);  // B := P B
-  blas::trsm('L', 'L', 'N', 'U', T(1), dA, dB);                        // B := L^-1 B
-  blas::trsm('L', 'U', 'N', 'N', T(1), dA, dB);                        // B := U^-1 B
+  checkPivots(dA.rows, hIpiv.data());
+  const auto interchange = [&] { basic::laswp(dB.cols, dB.data, dB.ld, 1, dA.rows, hIpiv.data(), 1); };
+  if (trans == 'N') {
+    interchange();                              // B := P B
+    solveTriangular<T>('L', 'N', 'U', dA, dB);  // B := L^-1 B
+    solveTriangular<T>('U', 'N', 'N', dA, dB);  // B := U^-1 B
+  } else {
+    solveTriangular<T>('U', trans, 'N', dA, dB);  // B := op(U)^-1 B
+    solveTriangular<T>('L', trans, 'U', dA, dB);  // B := op(L)^-1 B
+    undo(hIpiv);
+    interchange();  // B := P^T B
+  }
+}
+
+template <class T>
+void getrsOnHost(char trans, int n, const T* hA, int lda, const int* hIpiv, T* hB) {
+  if (n == 0) return;
+  checkPivots(n, hIpiv);
+  solveVector(n, hB, [&](T* b) { return host::getrs(trans, n, 1, hA, lda, hIpiv, b, n); });
 }
 
 template <class T>
 void gesv(MatrixView<T> dA, int* dIpiv, MatrixView<T> dB) {
   getrf(dA, dIpiv);
-  getrs('N', dA, dIpiv, dB);
+  getrs<T>('N', dA, dIpiv, dB);
 }
 
-#define TOVI_INSTANCES(T)               \
-  template decltype(getrf<T>) getrf<T>; \
-  template decltype(getrs<T>) getrs<T>; \
+#define TOVI_INSTANCES(T)                           \
+  template decltype(getrf<T>) getrf<T>;             \
+  template decltype(getrs<T>) getrs<T>;             \
+  template decltype(getrsOnHost<T>) getrsOnHost<T>; \
   template decltype(gesv<T>) gesv<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 

@@ -16,10 +16,15 @@ namespace tovi::lapack {
 template <class T>
 void getrf(MatrixView<T> dA, int* dIpiv);
 
-// Solves op(A) X = B with the factors and pivots of getrf; X overwrites B. Only trans "N" is provided: "T"
-// and "C" throw FeatNotImplException.
+// Solves op(A) X = B with the factors and pivots of getrf; X overwrites B. op(A) is A, A^T or A^H for trans
+// "N", "T" and "C". Pivots that are no rows of A are a bad argument, the sixth.
 template <class T>
 void getrs(char trans, ConstView<T> dA, const int* dIpiv, MatrixView<T> dB);
+
+// The same for one right-hand side, by the host, where the operands are: each element of A is used once,
+// which takes less time than to send it to the device.
+template <class T>
+void getrsOnHost(char trans, int n, const T* hA, int lda, const int* hIpiv, T* hB);
 
 // Solves A X = B by getrf and getrs. A singular A ends in getrf's data error, with B untouched.
 template <class T>

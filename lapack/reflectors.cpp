@@ -147,13 +147,13 @@ void applyBlock(char side, char op, ConstView<T> dV, ConstView<T> dT, MatrixView
 template <class T>
 struct Panel {
   int first, element;
-  MatrixView<T> dV;
+  MatrixView<const T> dV;
 };
 
 // The reflectors first .. first+count-1 of those in dV.
 template <class Form, class T>
-Panel<T> panelOf(MatrixView<T> dV, int first, int count) {
-  const MatrixView<T> dLong = Form::vectors(dV, first, count);
+Panel<T> panelOf(MatrixView<const T> dV, int first, int count) {
+  const MatrixView<const T> dLong = Form::vectors(dV, first, count);
   const int length = Form::length(dV), after = Form::count(dV) - first - count;
   if (Form::forward) return {first, first, Form::elements(dLong, first, length - first)};
   return {first, 0, Form::elements(dLong, 0, length - after)};
@@ -163,7 +163,7 @@ Panel<T> panelOf(MatrixView<T> dV, int first, int count) {
 // apply(panel, dT) for each, dT being the triangular factor. What apply queues on the device runs while the
 // next panel, sent for beforehand, travels to the host and its T is formed there.
 template <class Form, class T, class Apply>
-void forEachBlock(bool lastFirst, MatrixView<T> dV, const T* dTau, const Apply& apply) {
+void forEachBlock(bool lastFirst, ConstView<T> dV, const T* dTau, const Apply& apply) {
   const int nb = reflectorPanelWidth<T>(), k = Form::count(dV), nq = Form::length(dV);
   const int ldPanel = Form::shape(nb, nq).rows;
   std::vector<T> hTau(size(k));
@@ -176,7 +176,7 @@ void forEachBlock(bool lastFirst, MatrixView<T> dV, const T* dTau, const Apply& 
   const int blocks = (k + nb - 1) / nb;
   const auto at = [&](int step) {
     const int first = (lastFirst ? blocks - 1 - step : step) * nb;
-    return panelOf<Form>(dV, first, std::min(nb, k - first));
+    return panelOf<Form, T>(dV, first, std::min(nb, k - first));
   };
   const auto fetch = [&](const Panel<T>& panel) {
     cudalib::downloadAsync<T>(panel.dV, hPanel.get(), ldPanel, stream.get());
@@ -190,7 +190,6 @@ void forEachBlock(bool lastFirst, MatrixView<T> dV, const T* dTau, const Apply& 
     host::larft(Form::direct, Form::storev, Form::length(panel.dV), ib, hPanel.get(), ldPanel,
                 hTau.data() + panel.first, hT.get(), nb);
     cudalib::uploadAsync<T>(hT.get(), nb, dT.view(nb, nb), stream.get());
-    cudalib::uploadAsync<T>(hPanel.get(), ldPanel, panel.dV, stream.get());
     if (step + 1 < blocks) fetch(at(step + 1));
     apply(panel, ConstView<T>(dT.view(ib, ib)));
   }
@@ -201,21 +200,21 @@ void forEachBlock(bool lastFirst, MatrixView<T> dV, const T* dTau, const Apply& 
 template <class T>
 class HostCopy {
  public:
-  explicit HostCopy(MatrixView<T> dA) : dA_(dA), elements_(roomForRows(dA.rows, dA.cols)) {
+  explicit HostCopy(ConstView<T> dA) : ld_(std::max(1, dA.rows)), elements_(roomForRows(dA.rows, dA.cols)) {
     cudalib::download<T>(dA, data(), ld());
   }
   T* data() { return elements_.data(); }
-  int ld() const { return std::max(1, dA_.rows); }
-  void upload() const { cudalib::upload<T>(elements_.data(), ld(), dA_); }
+  int ld() const { return ld_; }
+  void upload(MatrixView<T> dA) const { cudalib::upload<T>(elements_.data(), ld(), dA); }
 
  private:
-  MatrixView<T> dA_;
+  int ld_;
   std::vector<T> elements_;
 };
 
 // Few reflectors: one block, left to the host.
 template <class Form, class T>
-void multiplyOnHost(char side, char trans, MatrixView<T> dV, const T* dTau, MatrixView<T> dC) {
+void multiplyOnHost(char side, char trans, ConstView<T> dV, const T* dTau, MatrixView<T> dC) {
   const int k = Form::count(dV);
   std::vector<T> hTau(size(k));
   copyToHost(dTau, hTau);
@@ -226,14 +225,14 @@ void multiplyOnHost(char side, char trans, MatrixView<T> dV, const T* dTau, Matr
     return Form::template multiplyOnHost<T>(side, trans, dC.rows, dC.cols, k, hV.data(), hV.ld(), hTau.data(),
                                             hC.data(), hC.ld(), work, lwork);
   });
-  hC.upload();
+  hC.upload(dC);
 }
 
 // C := op(Q) C or C op(Q), Q being made of the reflectors in dV.
 template <class Form, class T>
-void multiply(char side, char trans, MatrixView<T> dV, const T* dTau, MatrixView<T> dC) {
+void multiply(char side, char trans, ConstView<T> dV, const T* dTau, MatrixView<T> dC) {
   const int nb = reflectorPanelWidth<T>();
-  if (nb >= Form::count(dV)) return multiplyOnHost<Form>(side, trans, dV, dTau, dC);
+  if (nb >= Form::count(dV)) return multiplyOnHost<Form, T>(side, trans, dV, dTau, dC);
 
   const bool left = side == 'L', plain = trans == 'N';
   // Where the blocks ascend from left to right, Q C and C Q^H meet the last one first.
@@ -241,7 +240,7 @@ void multiply(char side, char trans, MatrixView<T> dV, const T* dTau, MatrixView
   const char op = plain == (Form::opOfBlock == 'N') ? 'N' : 'C';
   const int vectors = vectorsIn(dC, side);
   const PaddedMemory<T> dW(size(vectors), size(nb));
-  forEachBlock<Form>(lastFirst, dV, dTau, [&](const Panel<T>& panel, ConstView<T> dT) {
+  forEachBlock<Form, T>(lastFirst, dV, dTau, [&](const Panel<T>& panel, ConstView<T> dT) {
     const int length = Form::length(panel.dV);
     applyBlock<Form, T>(
         side, op, panel.dV, dT,
@@ -259,7 +258,7 @@ void generateOnHost(int k, MatrixView<T> dA, const T* dTau) {
     return Form::template generateOnHost<T>(dA.rows, dA.cols, k, hA.data(), hA.ld(), hTau.data(), work,
                                             lwork);
   });
-  hA.upload();
+  hA.upload(dA);
 }
 
 // The vectors first .. first+count-1 in A become those of the identity.
@@ -282,7 +281,7 @@ void generate(int k, MatrixView<T> dA, const T* dTau) {
   // The first columns of Q are H1 (H2 (... I)), the first rows of an LQ factorization's Q are
   // ((I ...) H2^H) H1^H. A block leaves the vectors before it as they are, so that their reflectors can wait
   // there; its own are moved out of the way.
-  forEachBlock<Form>(true, Form::vectors(dA, 0, k), dTau, [&](const Panel<T>& panel, ConstView<T> dT) {
+  forEachBlock<Form, T>(true, Form::vectors(dA, 0, k), dTau, [&](const Panel<T>& panel, ConstView<T> dT) {
     const int i = panel.first;
     const MatrixView<T> dV = dCopy.view(panel.dV.rows, panel.dV.cols);
     basic::copyMatrix<T>(panel.dV, dV);
@@ -295,13 +294,13 @@ void generate(int k, MatrixView<T> dA, const T* dTau) {
 }  // namespace
 
 template <class T>
-void applyReflectors(Reflectors kind, char side, char trans, int k, MatrixView<T> dA, const T* dTau,
+void applyReflectors(Reflectors kind, char side, char trans, int k, ConstView<T> dA, const T* dTau,
                      MatrixView<T> dC) {
   if (k == 0 || dC.empty()) return;
   const Phase phase;
   withForm(kind, [&](auto form) {
     using Form = decltype(form);
-    multiply<Form>(side, trans, Form::vectors(dA, 0, k), dTau, dC);
+    multiply<Form, T>(side, trans, Form::vectors(dA, 0, k), dTau, dC);
   });
 }
 

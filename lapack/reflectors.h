@@ -18,10 +18,9 @@ enum class Reflectors { qr, lq, rq };
 
 // C := Q C (side L, trans N), Q^H C (L, C), C Q (R, N) or C Q^H (R, C). trans "T" is "C" for real types. The
 // k reflectors are the first k columns of dA, which has as many rows as Q (qr), or the first k rows of dA,
-// which has as many columns as Q (lq, rq). dA comes back as it was, but it is written to: by the panels that
-// the host has seen.
+// which has as many columns as Q (lq, rq).
 template <class T>
-void applyReflectors(Reflectors kind, char side, char trans, int k, MatrixView<T> dA, const T* dTau,
+void applyReflectors(Reflectors kind, char side, char trans, int k, ConstView<T> dA, const T* dTau,
                      MatrixView<T> dC);
 
 // dA, m x n, := the first n columns of Q (qr, m >= n >= k) or the first m rows (lq, n >= m >= k), from the k

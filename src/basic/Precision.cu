@@ -45,8 +45,9 @@ void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB) {
   checkOperand(dB, dA.rows, dA.cols, 5);
   using Map = cudalib::Map2D;
   cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
-    cudalib::launch<&PrecisionConvert_k<Map, OtherPrecision<T>, T>>(Map(m, n), m, n, dA.at(i, j), dA.ld,
-                                                                    dB.at(i, j), dB.ld);
+    cudalib::launch<&PrecisionConvert_k<Map, OtherPrecision<T>, T>,
+                    native::ConvertMatrix<OtherPrecision<T>, T>>(Map(m, n), m, n, dA.at(i, j), dA.ld,
+                                                                 dB.at(i, j), dB.ld);
   });
 }
 

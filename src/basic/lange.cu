@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
@@ -155,7 +156,8 @@ Real<T> normByLines(char norm, ConstView<T> dA, int count) {
   const Map map(dA.rows, dA.cols);
   const Lines<R> lines(count);
   if (norm == 'O' || norm == '1' || norm == 'I') {
-    cudalib::launch<&LANGE_OI_k<Map, T>>(map, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
+    using Native = std::conditional_t<byRows<Map>, native::SumRows<T>, native::None>;
+    cudalib::launch<&LANGE_OI_k<Map, T>, Native>(map, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
     return download(lines.findGreatest());
   }
   cudalib::launch<&LANGE_M_k<Map, T>>(map, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
@@ -181,6 +183,19 @@ Real<T> lange(char norm, ConstView<T> dA) {
 }
 
 template <class T>
+std::vector<Real<T>> greatestOfColumns(ConstView<T> dA) {
+  using Map = cudalib::StaticColumnWiseMap<256>;
+  checkShape(dA, 1);
+  std::vector<Real<T>> greatest(size(dA.cols));
+  if (dA.empty()) return greatest;
+  checkPointer(dA.data, 3);
+  const Lines<Real<T>> lines(dA.cols);
+  cudalib::launch<&LANGE_M_k<Map, T>>(Map(dA.rows, dA.cols), dA.rows, dA.cols, dA.data, dA.ld, lines.get());
+  cudalib::download<Real<T>>({lines.get(), dA.cols, 1, dA.cols}, greatest.data(), dA.cols);
+  return greatest;
+}
+
+template <class T>
 Real<T> lanhe(char norm, char uplo, ConstView<T> dA) {
   using Map = cudalib::StaticColumnWiseMap<256>;
   oneOf("O1I", norm, 1);
@@ -195,8 +210,9 @@ Real<T> lanhe(char norm, char uplo, ConstView<T> dA) {
   return download(lines.findGreatest());
 }
 
-#define TOVI_INSTANCES(T)               \
-  template decltype(lange<T>) lange<T>; \
+#define TOVI_INSTANCES(T)                                       \
+  template decltype(lange<T>) lange<T>;                         \
+  template decltype(greatestOfColumns<T>) greatestOfColumns<T>; \
   template decltype(lanhe<T>) lanhe<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 

@@ -3,6 +3,8 @@
 #ifndef TOVI_BASIC_LANGE_H
 #define TOVI_BASIC_LANGE_H
 
+#include <vector>
+
 #include "device/runtime.h"
 #include "ground/complex.h"
 #include "ground/matrix_view.h"
@@ -39,6 +41,10 @@ namespace basic {
 // there is one in dA, 0 for an empty matrix. Waits for the device.
 template <class T>
 Real<T> lange(char norm, ConstView<T> dA);
+
+// The greatest absolute value in each column, NaN where there is one. Waits for the device.
+template <class T>
+std::vector<Real<T>> greatestOfColumns(ConstView<T> dA);
 
 // "O", "1" or "I", which are the same, of the Hermitian (symmetric) matrix whose triangle uplo dA holds.
 template <class T>

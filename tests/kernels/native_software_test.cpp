@@ -56,6 +56,33 @@ TYPED_TEST(NativeBodies, AreNamedByTheWrappers) {
   }
 }
 
+TYPED_TEST(NativeBodies, Conversions) {
+  using T = TypeParam;
+  using Other = basic::OtherPrecision<T>;
+  for (const auto& [m, n] : {std::pair{1, 1}, {300, 7}, {17, 40}, {40000, 2}}) {
+    HostMatrix<T> a = HostMatrix<T>::random(m, n, 3, 1);
+    a(0, 0) = T(std::numeric_limits<Real<T>>::max());
+    const OnDevice<T> dA(a);
+    expectSameBits(HostMatrix<Other>(m, n, 2), [&, rows = m, cols = n](Other* dB) {
+      basic::convertPrecision<Other>(dA.view, {dB, rows, cols, rows + 2});
+    });
+  }
+}
+
+// Of rows, for the norm that is the greatest of them.
+TYPED_TEST(NativeBodies, Sums) {
+  using T = TypeParam;
+  for (const auto& [m, n] : {std::pair{1, 1}, {255, 40}, {256, 3}, {700, 300}}) {
+    HostMatrix<T> a = HostMatrix<T>::random(m, n, 3, 1);
+    for (int j = 0; j < n; ++j) a(m / 2, j) *= T(4);
+    const OnDevice<T> dA(a);
+    expectSameBits(HostMatrix<Real<T>>(1, 1), [&](Real<T>* d) {
+      const Real<T> norm = basic::lange<T>('I', dA.view);
+      EXPECT_EQ(cudaMemcpy(d, &norm, sizeof norm, cudaMemcpyHostToDevice), cudaSuccess);
+    });
+  }
+}
+
 // Sixteen interchanges a launch.
 TEST(Interchanges, TravelInBatches) {
   const DeviceArray<float> memory(64 * 600);

@@ -87,6 +87,7 @@ TEST(Wrappers, RefuseBadLettersAndVectors) {
       {3, [&] { convertPrecisionTriangular<double>('L', null, wide); }},
       {5, [&] { convertPrecisionTriangular<double>('L', View(p, 3, 3, 4), wide); }},
       {1, [&] { lange<float>('X', a); }},
+      {3, [&] { greatestOfColumns<float>(null); }},
       {1, [&] { lanhe<float>('M', 'U', a); }},
       {2, [&] { lanhe<float>('O', 'X', a); }},
       {3, [&] { lanhe<float>('O', 'U', shorter); }},

@@ -44,6 +44,34 @@ void checkSolve(Memory where, int n, int nrhs, int padding = 2) {
   CHECK_RATIO(luRatio(a, lu, ipiv), luBound);
 }
 
+// getrs with the factors of getrf, for each form of A, which it only reads.
+template <class T>
+void checkSolveAgain(Memory where, int n, int nrhs) {
+  SCOPED_TRACE(shape(where, n, nrhs) + " again");
+  const HostMatrix<T> a = HostMatrix<T>::random(n, n, 2, static_cast<std::uint64_t>(n));
+  const HostMatrix<T> b = HostMatrix<T>::random(n, nrhs, 3, static_cast<std::uint64_t>(n + nrhs));
+  HostMatrix<T> lu = a;
+  std::vector<int> ipiv(static_cast<std::size_t>(n));
+  ASSERT_EQ(factor(where, lu, ipiv), toviNoError);
+  const HostMatrix<T> factors = lu;
+  const Placed<T> dLu(where, lu);
+  const Placed<int> dIpiv(where, ipiv);
+  for (const char trans : {'N', 't', 'c'}) {
+    const HostMatrix<T> opA = HostMatrix<T>(n, n).set([&](int i, int j) {
+      return trans == 'N' ? a(i, j) : trans == 't' ? a(j, i) : tovi::conj(a(j, i));
+    });
+    HostMatrix<T> x = b;
+    const Placed<T> dX(where, x);
+    ASSERT_EQ(getrs(where, trans, n, nrhs, static_cast<const T*>(dLu.data()), lu.ld(),
+                    static_cast<const int*>(dIpiv.data()), dX.data(), x.ld()),
+              toviNoError)
+        << toviGetErrorInfo();
+    dX.fetch(), dLu.fetch();
+    EXPECT_TRUE(x.paddingIntact() && lu.sameBits(factors));
+    CHECK_RATIO(solveRatio(opA, x, b), luBound);
+  }
+}
+
 // A matrix of known factors, which are computed without any rounding in whatever order. Pivots are +-4 and
 // multipliers 0 and +-1/2, of complex types also times i. Columns 5, 102, 199, ... and the last one are
 // scaled down: their pivots are subnormal, most of them too small for a reciprocal. The solution is as exact,

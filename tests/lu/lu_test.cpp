@@ -71,6 +71,34 @@ TYPED_TEST(LuTest, SolvesSystems) {
   }
 }
 
+TYPED_TEST(LuTest, SolvesAgainWithGivenFactors) {
+  for (const Memory where : bothInterfaces)
+    for (const int n : {1, 2, 64, 193, 257, 513, 700})
+      for (const int nrhs : {1, 2, 33}) checkSolveAgain<TypeParam>(where, n, nrhs);
+}
+
+// They would have rows change places that are not there.
+TYPED_TEST(LuTest, PivotsThatAreNoRowsAreRefused) {
+  const HostMatrix<TypeParam> lu = identity<TypeParam>(3);
+  for (const Memory where : bothInterfaces)
+    for (const int nrhs : {1, 2})
+      for (const int bad : {0, 4, -1, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()})
+        for (const std::size_t at : {0u, 2u}) {
+          std::vector<int> ipiv = {1, 2, 3};
+          ipiv[at] = bad;
+          const HostMatrix<TypeParam> before = HostMatrix<TypeParam>::random(3, nrhs, 1, 1);
+          HostMatrix<TypeParam> a = lu, b = before;
+          const Placed<TypeParam> dA(where, a), dB(where, b);
+          const Placed<int> dIpiv(where, ipiv);
+          EXPECT_EQ(getrs(where, 'T', 3, nrhs, static_cast<const TypeParam*>(dA.data()), 3,
+                          static_cast<const int*>(dIpiv.data()), dB.data(), b.ld()),
+                    toviArgumentError);
+          EXPECT_EQ(toviGetErrorInfo(), -6);
+          dB.fetch();
+          EXPECT_TRUE(b.sameBits(before));
+        }
+}
+
 // By a number whose reciprocal is infinite nothing can be multiplied, but it can be divided by.
 TYPED_TEST(LuTest, DividesByPivotsTooSmallForAReciprocal) {
   for (const Memory where : bothInterfaces) {

@@ -51,6 +51,7 @@ class Operand {
   const Shape& shape() const { return shape_; }
   void* in(unsigned char* bytes) const { return bytes + guard_; }
 
+  bool integer() const { return element_.integer; }
   // Sets every element that may be read: value(i, j, first) for each of its parts.
   template <class NewValue>
   void set(NewValue value) {
@@ -101,6 +102,8 @@ class Operand {
   }
 
   void write(unsigned char* to, double value) const {
+    const int whole = static_cast<int>(value);
+    if (element_.integer) return static_cast<void>(std::memcpy(to, &whole, sizeof whole));
     const float single = static_cast<float>(value);
     if (element_.partBytes == sizeof single)
       std::memcpy(to, &single, sizeof single);
@@ -211,6 +214,10 @@ class Call {
       if (!operands_[i] || !isRead(i) || operands_[i]->empty()) continue;
       Operand& operand = *operands_[i];
       const Shape shape = operand.shape();
+      if (operand.integer()) {  // pivots
+        operand.set([&](int row, int, bool) { return row + 1 + random.below(shape.rows - row); });
+        continue;
+      }
       const double weight = 3 * std::sqrt(std::max(shape.rows, shape.cols));
       const int powers = element().partBytes == sizeof(double) ? 900 : 100;
       const bool unit = shape.part == Part::strictlyLower || shape.part == Part::strictlyUpper;
@@ -218,7 +225,7 @@ class Call {
         const double x = random.uniform();
         if (data == Data::deficient) return x < -0.75 ? -1.0 : x > 0.75 ? 1.0 : 0.0;
         if (data == Data::extreme) return std::ldexp(x, random.below(2 * powers) - powers);
-        if (unit) return x / shape.rows;
+        if (unit || shape.small) return x / shape.rows;
         return first && col - row == shape.diagonal ? x + weight : x;
       });
       readable.push_back(&operand);
@@ -241,7 +248,7 @@ class Call {
     for (std::size_t i = 0; i < values_.size(); ++i) {
       if (!operands_[i]) continue;
       const std::vector<unsigned char>& before = operands_[i]->before;
-      if (routine_->where == Memory::host)
+      if (routine_->where == Memory::host || row(i).onHost)
         host[i] = before;
       else
         device[i].emplace(before.data(), before.size());

@@ -82,12 +82,13 @@ P argument(const Value& value) {
 enum class Kind { option, size, scalar, array, ld, increment };
 enum class Part { all, lower, upper, strictlyLower, strictlyUpper };
 
-// The elements that the routine may read or write. diagonal: the column in which the diagonal starts that has
-// to be large for the problem to be well conditioned.
+// The elements that the routine may read or write. For the problem to be well conditioned the diagonal that
+// starts in the column `diagonal` has to be large, or all elements have to be small.
 struct Shape {
   int rows = 0, cols = 0;
   Part part = Part::all;
   int diagonal = 0;
+  bool small = false;
   bool empty() const { return rows <= 0 || cols <= 0; }
 };
 
@@ -126,6 +127,7 @@ struct Argument {
   bool output = false;        // array: not read
   Holds holds = {};           // option or size: what else must hold
   Kept kept = Kept::nowhere;
+  bool onHost = false;     // array: in host memory in either interface
   bool evenEmpty = false;  // array: must not be null where the problem needs arrays, elements or not
 };
 
@@ -175,7 +177,7 @@ inline std::vector<std::string> wordsOf(std::string text, const char* separators
 }
 
 // rows,cols and what else there is of a shape: the option that transposes it, or the triangle, of which with
-// "unit" the diagonal is not there where diag says so.
+// "unit" the diagonal is not there where diag says so; "below", what is below the diagonal; "small".
 inline ShapeOf shapeOf(const std::vector<std::string>& words) {
   return
       [rows = words.at(0), cols = words.at(1), more = words.size() > 2 ? words[2] : ""](const Arguments& a) {
@@ -184,6 +186,10 @@ inline ShapeOf shapeOf(const std::vector<std::string>& words) {
           const bool strictly = more == "unit" && a.is("diag", "U");
           shape.part = a.is("uplo", "L") ? (strictly ? Part::strictlyLower : Part::lower)
                                          : (strictly ? Part::strictlyUpper : Part::upper);
+        } else if (more == "below") {
+          shape.part = Part::strictlyLower;
+        } else if (more == "small") {
+          shape.small = true;
         } else if (!more.empty() && !a.is(more, "N")) {
           std::swap(shape.rows, shape.cols);
         }
@@ -242,6 +248,29 @@ inline const std::vector<Family>& families() {
                                  const std::vector<std::vector<int>>& problems) {
       return Family{name, argumentsOf(arguments), nonzero(sizes), anyZero(sizes), 1, true, problems};
     };
+    const auto productWithQ = [&](const char* name, const std::string& transposes) {
+      const std::string arguments =
+          "side=LR trans=" + transposes + " m n k a(order,k,below) lda tau(k,1,small) c(m,n) ldc";
+      Family family = lapackFamily(name, arguments.c_str(), "m n k", {{20, 19, 10}, {100, 97, 70}});
+      family["k"].holds = [](const Arguments& a) { return a["k"] <= extent(a, "order"); };
+      return family;
+    };
+    const auto generationOfQ = [&](const char* name) {
+      Family family =
+          lapackFamily(name, "m n k a(m,n) lda tau(k,1,small)", "n", {{20, 15, 10}, {100, 97, 70}});
+      family["n"].holds = [](const Arguments& a) { return a["n"] <= a["m"]; };
+      family["k"].holds = [](const Arguments& a) { return a["k"] <= a["n"]; };
+      return family;
+    };
+    const auto refined = [&](const char* name) {
+      Family family =
+          lapackFamily(name, "n nrhs a(n,n) lda ipiv(n,1)> b(n,nrhs) ldb x(n,nrhs)> ldx iter(1,1)>", "n",
+                       {{10, 2}, {130, 2}});
+      family.nothingToDo = [](const Arguments&) { return false; };
+      family["x"].kept = Kept::onTheHost;
+      family["iter"].onHost = true;
+      return family;
+    };
     std::vector<Family> rows = {
         blasFamily("gemm",
                    "transa=NTC transb=NTC m n k alpha a(m,k,transa) lda b(k,n,transb) ldb beta c(m,n) ldc",
@@ -264,7 +293,18 @@ inline const std::vector<Family>& families() {
         lapackFamily("gesvd", "jobu=ASON jobvt=ASON m n a(m,n) lda s(min,1)> u(m,m)> ldu vt(n,n)> ldvt",
                      "m n", {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}}),
         lapackFamily("gglse", "m n p a(m,n) lda b(p,n) ldb c(m,1) d(p,1) x(n,1)>", "n",
-                     {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}})};
+                     {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}}),
+        lapackFamily("getrs", "trans=NTC n nrhs a(n,n) lda ipiv(n,1) b(n,nrhs) ldb", "n nrhs",
+                     {{10, 2}, {130, 2}}),
+        lapackFamily("potrf", "uplo=UL n a(n,n,uplo) lda", "n", {{10}, {130}, {129}, {150}}),
+        lapackFamily("potrs", "uplo=UL n nrhs a(n,n,uplo) lda b(n,nrhs) ldb", "n nrhs", {{10, 2}, {130, 2}}),
+        lapackFamily("posv", "uplo=UL n nrhs a(n,n,uplo) lda b(n,nrhs) ldb", "n", {{10, 2}, {130, 2}}),
+        productWithQ("ormqr", "NT"),
+        productWithQ("unmqr", "NC"),
+        generationOfQ("orgqr"),
+        generationOfQ("ungqr"),
+        refined("sgesv"),
+        refined("cgesv")};
     const auto family = [&](std::string_view name) -> Family& {
       return *std::find_if(rows.begin(), rows.end(), [&](const Family& one) { return one.name == name; });
     };
@@ -288,6 +328,8 @@ inline const std::vector<Family>& families() {
       return Shape{a["p"], a["n"], Part::all, std::max(0, a["n"]) - std::max(0, a["p"])};
     };
     gglse["x"].kept = Kept::onTheHost;
+    family("potrf")["a"].kept = family("posv")["a"].kept = Kept::onTheHost;
+    family("posv")["b"].kept = Kept::everywhere;
     return rows;
   }();
   return all;
@@ -319,13 +361,24 @@ class ExportTable {
     const auto both = [&](const char* family, const auto& exports) {
       add(precision, family, exports[0], exports[1]);
     };
-#define TOVI_ROW(P, family) both(#family, Exports<T>::family);
+#define TOVI_ROW_AS(P, family, name) both(#name, Exports<T>::family);
+#define TOVI_ROW(P, family) TOVI_ROW_AS(P, family, family)
     TOVI_BLAS(TOVI_ROW, )
     if constexpr (tovi::isComplex<T>) {
       TOVI_HERMITIAN_BLAS(TOVI_ROW, )
+      TOVI_COMPLEX_LAPACK(TOVI_ROW_AS, )
+    } else {
+      TOVI_REAL_LAPACK(TOVI_ROW_AS, )
+    }
+    if constexpr (std::is_same_v<T, double>) {
+      TOVI_REFINED(TOVI_ROW_AS, )
+    }
+    if constexpr (std::is_same_v<T, Complex<double>>) {
+      TOVI_COMPLEX_REFINED(TOVI_ROW_AS, )
     }
     TOVI_LAPACK(TOVI_ROW, )
 #undef TOVI_ROW
+#undef TOVI_ROW_AS
   }
   template <class... P>
   void add(const char* precision, std::string_view family, toviStatus (*host)(P...),
@@ -350,7 +403,7 @@ class ExportTable {
   }
 };
 
-// All of them, 68 of BLAS and 48 of LAPACK.
+// All of them, 68 of BLAS and 100 of LAPACK.
 inline const std::vector<Export>& allExports() {
   static const ExportTable table;
   return table.all;

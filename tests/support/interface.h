@@ -73,19 +73,32 @@ template <class T>
 struct Exports;
 
 // clang-format off
-#define TOVI_EXPORT(P, family) \
-  static constexpr decltype(&tovi##P##family) family[] = {tovi##P##family, toviDevice##P##family};
-// The one list of families: X(P, family), P a precision.
+#define TOVI_EXPORT_AS(P, family, name) \
+  static constexpr decltype(&tovi##P##name) family[] = {tovi##P##name, toviDevice##P##name};
+#define TOVI_EXPORT(P, family) TOVI_EXPORT_AS(P, family, family)
+// The lists of families: X(P, family), P a precision.
 #define TOVI_BLAS(X, P) X(P, gemm) X(P, gemv) X(P, trsm) X(P, trmm) X(P, symm) X(P, syrk) X(P, syr2k)
 #define TOVI_HERMITIAN_BLAS(X, P) X(P, hemm) X(P, herk) X(P, her2k)
-#define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gglse)
+#define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gglse) \
+  X(P, getrs) X(P, potrf) X(P, potrs) X(P, posv)
+// Those whose names depend on the element type: X(P, family, name).
+#define TOVI_REAL_LAPACK(X, P) X(P, ormqr, ormqr) X(P, orgqr, orgqr)
+#define TOVI_COMPLEX_LAPACK(X, P) X(P, ormqr, unmqr) X(P, orgqr, ungqr)
+#define TOVI_REFINED(X, P) X(P, gesvRefined, sgesv)
+#define TOVI_COMPLEX_REFINED(X, P) X(P, gesvRefined, cgesv)
 
-template <> struct Exports<float> { TOVI_BLAS(TOVI_EXPORT, S) TOVI_LAPACK(TOVI_EXPORT, S) };
-template <> struct Exports<double> { TOVI_BLAS(TOVI_EXPORT, D) TOVI_LAPACK(TOVI_EXPORT, D) };
+template <> struct Exports<float> {
+  TOVI_BLAS(TOVI_EXPORT, S) TOVI_LAPACK(TOVI_EXPORT, S) TOVI_REAL_LAPACK(TOVI_EXPORT_AS, S) };
+template <> struct Exports<double> {
+  TOVI_BLAS(TOVI_EXPORT, D) TOVI_LAPACK(TOVI_EXPORT, D) TOVI_REAL_LAPACK(TOVI_EXPORT_AS, D)
+  TOVI_REFINED(TOVI_EXPORT_AS, D) };
 template <> struct Exports<Complex<float>> {
-  TOVI_BLAS(TOVI_EXPORT, C) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, C) TOVI_LAPACK(TOVI_EXPORT, C) };
+  TOVI_BLAS(TOVI_EXPORT, C) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, C)
+  TOVI_LAPACK(TOVI_EXPORT, C) TOVI_COMPLEX_LAPACK(TOVI_EXPORT_AS, C) };
 template <> struct Exports<Complex<double>> {
-  TOVI_BLAS(TOVI_EXPORT, Z) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, Z) TOVI_LAPACK(TOVI_EXPORT, Z) };
+  TOVI_BLAS(TOVI_EXPORT, Z) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, Z)
+  TOVI_LAPACK(TOVI_EXPORT, Z) TOVI_COMPLEX_LAPACK(TOVI_EXPORT_AS, Z)
+  TOVI_COMPLEX_REFINED(TOVI_EXPORT_AS, Z) };
 // clang-format on
 
 // The element type of a call: that of its first array.
@@ -97,14 +110,16 @@ struct ElementOf<T*, Rest...> {
 };
 
 // gemm(where, transa, ...), and so on.
-#define TOVI_ROUTINE(P, family)                                                              \
+#define TOVI_ROUTINE_AS(P, family, name)                                                     \
   template <class... Arguments>                                                              \
   toviStatus family(Memory where, Arguments... arguments) {                                  \
     return Exports<typename ElementOf<Arguments...>::type>::family[static_cast<int>(where)]( \
         exported(arguments)...);                                                             \
   }
+#define TOVI_ROUTINE(P, family) TOVI_ROUTINE_AS(P, family, family)
 // clang-format off
 TOVI_BLAS(TOVI_ROUTINE, ) TOVI_HERMITIAN_BLAS(TOVI_ROUTINE, ) TOVI_LAPACK(TOVI_ROUTINE, )
+TOVI_REAL_LAPACK(TOVI_ROUTINE_AS, ) TOVI_REFINED(TOVI_ROUTINE_AS, )
     // clang-format on
 
     // The same with operands that are placed and fetched.

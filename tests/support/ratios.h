@@ -18,9 +18,10 @@
 
 namespace testing_support {
 
-constexpr double luBound = 30;    // LU factorizations and solves
-constexpr double qrBound = 30;    // orthogonal factorizations: residual and loss of orthogonality
-constexpr double blasBound = 30;  // products, against the same product in double precision
+constexpr double luBound = 30;        // LU factorizations and solves
+constexpr double choleskyBound = 30;  // Cholesky factorizations and solves
+constexpr double qrBound = 30;        // orthogonal factorizations: residual and loss of orthogonality
+constexpr double blasBound = 30;      // products, against the same product in double precision
 
 #define CHECK_RATIO(ratio, bound) EXPECT_FALSE(!((ratio) < (bound))) << #ratio " is " << (ratio)
 

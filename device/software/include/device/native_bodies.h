@@ -27,6 +27,10 @@ using DoubleComplex = tovi::Complex<double>;
 // templates.
 template <class T>
 [[gnu::visibility("default")]] void copyMatrix(int m, int n, const T* dA, int lda, T* dB, int ldb);
+template <class S, class D>
+[[gnu::visibility("default")]] void convertMatrix(int m, int n, const S* dA, int lda, D* dB, int ldb);
+template <class T>
+[[gnu::visibility("default")]] void sumRows(int m, int n, const T* dA, int lda, tovi::Real<T>* dSums);
 template <bool conj, class T>
 [[gnu::visibility("default")]] void transpose(T* dB, int ldb, const T* dA, int lda, int rows, int cols);
 template <bool conj, class T>
@@ -75,6 +79,20 @@ template <class T>
 struct CopyMatrix : Body {
   static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const T* dA, int lda, T* dB, int ldb) {
     copyMatrix(covered(m, inX(grid, block)), covered(n, inY(grid, block)), dA, lda, dB, ldb);
+  }
+};
+
+template <class S, class D>
+struct ConvertMatrix : Body {
+  static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const S* dA, int lda, D* dB, int ldb) {
+    convertMatrix(covered(m, inX(grid, block)), covered(n, inY(grid, block)), dA, lda, dB, ldb);
+  }
+};
+
+template <class T>
+struct SumRows : Body {
+  static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const T* dA, int lda, tovi::Real<T>* dSums) {
+    sumRows(covered(m, inX(grid, block) * grid.y * grid.z), n, dA, lda, dSums);
   }
 };
 
