@@ -141,6 +141,16 @@ void checkGglse(int m, int n, int p, const void* a, int lda, const void* b, int 
   requirePointer(x, -10);
 }
 
+void checkHeevd(char& jobz, char& uplo, int n, const void* a, int lda, const void* w) {
+  requireOneOf(jobz, "NV", -1);
+  requireOneOf(uplo, "LU", -2);
+  require(n >= 0, -3);
+  require(lda >= std::max(1, n), -5);
+  if (n == 0) return;
+  requirePointer(a, -4);
+  requirePointer(w, -6);
+}
+
 void checkGemm(char& transa, char& transb, int m, int n, int k, const void* a, int lda, const void* b,
                int ldb, const void* c, int ldc) {
   requireOneOf(transa, "NTC", -1);

@@ -18,6 +18,8 @@ void checkGesvd(char& jobu, char& jobvt, int m, int n, const void* a, int lda, c
                 int ldu, const void* vt, int ldvt);
 void checkGglse(int m, int n, int p, const void* a, int lda, const void* b, int ldb, const void* c,
                 const void* d, const void* x);
+// syevd and heevd
+void checkHeevd(char& jobz, char& uplo, int n, const void* a, int lda, const void* w);
 
 void checkGemm(char& transa, char& transb, int m, int n, int k, const void* a, int lda, const void* b,
                int ldb, const void* c, int ldc);

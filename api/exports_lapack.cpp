@@ -233,3 +233,37 @@ toviStatus toviDeviceZgglse(int m, int n, int p, toviDoubleComplex* a, int lda, 
                             toviDoubleComplex* c, toviDoubleComplex* d, toviDoubleComplex* x) {
   return gglse<OnDevice>(m, n, p, ours(a), lda, ours(b), ldb, ours(c), ours(d), ours(x));
 }
+
+// --------------------------------------------------------------------------------------------- syevd, heevd
+
+toviStatus toviSsyevd(char jobz, char uplo, int n, float* a, int lda, float* w) {
+  return heevd<OnHost>(jobz, uplo, n, a, lda, w);
+}
+
+toviStatus toviDsyevd(char jobz, char uplo, int n, double* a, int lda, double* w) {
+  return heevd<OnHost>(jobz, uplo, n, a, lda, w);
+}
+
+toviStatus toviCheevd(char jobz, char uplo, int n, toviFloatComplex* a, int lda, float* w) {
+  return heevd<OnHost>(jobz, uplo, n, ours(a), lda, w);
+}
+
+toviStatus toviZheevd(char jobz, char uplo, int n, toviDoubleComplex* a, int lda, double* w) {
+  return heevd<OnHost>(jobz, uplo, n, ours(a), lda, w);
+}
+
+toviStatus toviDeviceSsyevd(char jobz, char uplo, int n, float* a, int lda, float* w) {
+  return heevd<OnDevice>(jobz, uplo, n, a, lda, w);
+}
+
+toviStatus toviDeviceDsyevd(char jobz, char uplo, int n, double* a, int lda, double* w) {
+  return heevd<OnDevice>(jobz, uplo, n, a, lda, w);
+}
+
+toviStatus toviDeviceCheevd(char jobz, char uplo, int n, toviFloatComplex* a, int lda, float* w) {
+  return heevd<OnDevice>(jobz, uplo, n, ours(a), lda, w);
+}
+
+toviStatus toviDeviceZheevd(char jobz, char uplo, int n, toviDoubleComplex* a, int lda, double* w) {
+  return heevd<OnDevice>(jobz, uplo, n, ours(a), lda, w);
+}

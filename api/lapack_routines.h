@@ -8,6 +8,7 @@
 
 #include "api/checks.h"
 #include "api/operands.h"
+#include "lapack/eigen.h"
 #include "lapack/least_squares.h"
 #include "lapack/lu.h"
 #include "lapack/qr.h"
@@ -92,6 +93,19 @@ toviStatus gglse(int m, int n, int p, T* a, int lda, T* b, int ldb, T* c, T* d, 
     compute<Place, T>([&] { lapack::gglse(dA.view(), dB.view(), dC.data(), dD.data(), dX.data()); },
                       [&] { dA.copyBack(), dB.copyBack(), dC.copyBack(), dD.copyBack(); });
     dX.copyBack();
+  });
+}
+
+// syevd and heevd
+template <class Place, class T>
+toviStatus heevd(char jobz, char uplo, int n, T* a, int lda, Real<T>* w) {
+  const auto check = [&] { checkHeevd(jobz, uplo, n, a, lda, w); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, n, n, lda, jobz == 'V' ? StageIn | StageOut : StageIn);
+    Vector<Place, Real<T>> dW(w, n, 1, StageOut);
+    compute<Place, T>([&] { lapack::heevd(jobz, uplo, dA.view(), dW.data()); });
+    dA.copyBack();
+    dW.copyBack();
   });
 }
 

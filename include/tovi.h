@@ -606,6 +606,34 @@ TOVI_API toviStatus toviDeviceZgesvd(char jobu, char jobvt, int m, int n, toviDo
                                      int ldvt);
 
 /*
+ * syevd, heevd: eigenvalues and eigenvectors of a symmetric (real) or Hermitian (complex) matrix,
+ * A = Z diag(w) Z^H, by divide and conquer, as LAPACK xSYEVD and xHEEVD.
+ *
+ * A is n x n, and its lower (uplo = 'L') or upper ('U') triangle is given: what the other one holds is not
+ * used, nor the imaginary parts of the diagonal. w takes the n eigenvalues in ascending order. With jobz =
+ * 'V' A is overwritten with Z, whose columns are the eigenvectors, orthonormal to a small multiple of n times
+ * the machine epsilon, however close the values lie; with 'N' it stays as it is. When n is 0 nothing is read
+ * or written.
+ *
+ * A matrix whose largest element is not between 1e-12 and 1e12 (single precision; in double precision the
+ * limits are 1e-138 and 1e138) is scaled before, and the values back after. n * n elements of device memory
+ * are needed beside A, with vectors n * n real numbers of page-locked and as many of pageable host memory.
+ * With vectors n is at most 46000: toviFeatureNotImplemented beyond.
+ *
+ * toviDataError, error info i: the iteration has not converged; i is the info of LAPACK's xSTEDC ('V') or
+ * xSTERF ('N') for the tridiagonal form. The host interface leaves all operands as they were; in the device
+ * interface w and, with 'V', A are undefined. A NaN or an infinity in the triangle makes all results NaN.
+ */
+TOVI_API toviStatus toviSsyevd(char jobz, char uplo, int n, float* a, int lda, float* w);
+TOVI_API toviStatus toviDsyevd(char jobz, char uplo, int n, double* a, int lda, double* w);
+TOVI_API toviStatus toviCheevd(char jobz, char uplo, int n, toviFloatComplex* a, int lda, float* w);
+TOVI_API toviStatus toviZheevd(char jobz, char uplo, int n, toviDoubleComplex* a, int lda, double* w);
+TOVI_API toviStatus toviDeviceSsyevd(char jobz, char uplo, int n, float* a, int lda, float* w);
+TOVI_API toviStatus toviDeviceDsyevd(char jobz, char uplo, int n, double* a, int lda, double* w);
+TOVI_API toviStatus toviDeviceCheevd(char jobz, char uplo, int n, toviFloatComplex* a, int lda, float* w);
+TOVI_API toviStatus toviDeviceZheevd(char jobz, char uplo, int n, toviDoubleComplex* a, int lda, double* w);
+
+/*
  * gglse: least squares under equality constraints, as LAPACK xGGLSE: x minimizes the norm of c - A x under
  * B x = d.
  *

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <string_view>
 
 #include "cudalib/buffer_cache.h"
@@ -13,9 +12,9 @@
 #include "lapack/bidiagonal.h"
 #include "lapack/qr.h"
 #include "lapack/reflectors.h"
+#include "lapack/scaling.h"
 #include "src/basic/LACPY.h"
 #include "src/basic/LASET.h"
-#include "src/basic/MADD.h"
 #include "src/basic/lange.h"
 #include "src/blas/blas.h"
 
@@ -214,22 +213,6 @@ class ByTriangle {
   const int k_ = std::min(dA_.rows, dA_.cols);
   const Work<T> dW1_, dW2_, dTau_;
 };
-
-// The power of 2 that takes the largest element into the range in which squares neither overflow nor lose
-// their digits; 1 where it is there already, or is zero, infinite or NaN.
-template <class R>
-R safeFactor(R largest) {
-  const R least = std::sqrt(std::numeric_limits<R>::min()) / std::numeric_limits<R>::epsilon();
-  const R most = 1 / least;
-  if (!(largest > 0) || !std::isfinite(largest) || (largest >= least && largest <= most)) return 1;
-  return std::ldexp(R(1), std::ilogb(largest < least ? least : most) - std::ilogb(largest));
-}
-
-// A := factor A
-template <class T>
-void scale(Real<T> factor, MatrixView<T> dA) {
-  if (factor != 1) basic::madd<T>('N', 'N', factor, dA, 0, dA, dA);
-}
 
 }  // namespace
 

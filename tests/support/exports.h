@@ -232,6 +232,7 @@ inline const std::vector<Family>& families() {
         "side=LR uplo=LU transa=NTC diag=UN m n alpha a(order,order,unit) lda b(m,n) ldb";
     const char* const symmetric =
         "side=LR uplo=UL m n alpha a(order,order,uplo) lda b(m,n) ldb beta c(m,n) ldc";
+    const char* const hermitianEigen = "jobz=NV uplo=LU n a(n,n) lda w(n,1)>";
     const auto update = [](const char* name, const std::string& transposes, const char* second, int leastLd) {
       const std::string arguments =
           "uplo=UL trans=" + transposes + " n k alpha a(n,k,trans) lda " + second + " beta c(n,n,uplo) ldc";
@@ -263,6 +264,8 @@ inline const std::vector<Family>& families() {
                      {{20, 10, 2}, {80, 50, 2}, {50, 80, 2}, {50, 80, 2}}),
         lapackFamily("gesvd", "jobu=ASON jobvt=ASON m n a(m,n) lda s(min,1)> u(m,m)> ldu vt(n,n)> ldvt",
                      "m n", {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}}),
+        lapackFamily("syevd", hermitianEigen, "n", {{9}, {70}, {70}}),
+        lapackFamily("heevd", hermitianEigen, "n", {{9}, {70}, {70}}),
         lapackFamily("gglse", "m n p a(m,n) lda b(p,n) ldb c(m,1) d(p,1) x(n,1)>", "n",
                      {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}})};
     const auto family = [&](std::string_view name) -> Family& {
@@ -322,7 +325,9 @@ class ExportTable {
 #define TOVI_ROW(P, family) both(#family, Exports<T>::family);
     TOVI_BLAS(TOVI_ROW, )
     if constexpr (tovi::isComplex<T>) {
-      TOVI_HERMITIAN_BLAS(TOVI_ROW, )
+      TOVI_HERMITIAN_BLAS(TOVI_ROW, ) TOVI_COMPLEX_LAPACK(TOVI_ROW, )
+    } else {
+      TOVI_REAL_LAPACK(TOVI_ROW, )
     }
     TOVI_LAPACK(TOVI_ROW, )
 #undef TOVI_ROW
@@ -350,7 +355,7 @@ class ExportTable {
   }
 };
 
-// All of them, 68 of BLAS and 48 of LAPACK.
+// All of them, 68 of BLAS and 56 of LAPACK.
 inline const std::vector<Export>& allExports() {
   static const ExportTable table;
   return table.all;

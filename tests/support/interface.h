@@ -79,13 +79,19 @@ struct Exports;
 #define TOVI_BLAS(X, P) X(P, gemm) X(P, gemv) X(P, trsm) X(P, trmm) X(P, symm) X(P, syrk) X(P, syr2k)
 #define TOVI_HERMITIAN_BLAS(X, P) X(P, hemm) X(P, herk) X(P, her2k)
 #define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gglse)
+#define TOVI_REAL_LAPACK(X, P) X(P, syevd)
+#define TOVI_COMPLEX_LAPACK(X, P) X(P, heevd)
 
-template <> struct Exports<float> { TOVI_BLAS(TOVI_EXPORT, S) TOVI_LAPACK(TOVI_EXPORT, S) };
-template <> struct Exports<double> { TOVI_BLAS(TOVI_EXPORT, D) TOVI_LAPACK(TOVI_EXPORT, D) };
+template <> struct Exports<float> {
+  TOVI_BLAS(TOVI_EXPORT, S) TOVI_LAPACK(TOVI_EXPORT, S) TOVI_REAL_LAPACK(TOVI_EXPORT, S) };
+template <> struct Exports<double> {
+  TOVI_BLAS(TOVI_EXPORT, D) TOVI_LAPACK(TOVI_EXPORT, D) TOVI_REAL_LAPACK(TOVI_EXPORT, D) };
 template <> struct Exports<Complex<float>> {
-  TOVI_BLAS(TOVI_EXPORT, C) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, C) TOVI_LAPACK(TOVI_EXPORT, C) };
+  TOVI_BLAS(TOVI_EXPORT, C) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, C) TOVI_LAPACK(TOVI_EXPORT, C)
+  TOVI_COMPLEX_LAPACK(TOVI_EXPORT, C) };
 template <> struct Exports<Complex<double>> {
-  TOVI_BLAS(TOVI_EXPORT, Z) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, Z) TOVI_LAPACK(TOVI_EXPORT, Z) };
+  TOVI_BLAS(TOVI_EXPORT, Z) TOVI_HERMITIAN_BLAS(TOVI_EXPORT, Z) TOVI_LAPACK(TOVI_EXPORT, Z)
+  TOVI_COMPLEX_LAPACK(TOVI_EXPORT, Z) };
 // clang-format on
 
 // The element type of a call: that of its first array.
@@ -105,6 +111,7 @@ struct ElementOf<T*, Rest...> {
   }
 // clang-format off
 TOVI_BLAS(TOVI_ROUTINE, ) TOVI_HERMITIAN_BLAS(TOVI_ROUTINE, ) TOVI_LAPACK(TOVI_ROUTINE, )
+TOVI_REAL_LAPACK(TOVI_ROUTINE, ) TOVI_COMPLEX_LAPACK(TOVI_ROUTINE, )
     // clang-format on
 
     // The same with operands that are placed and fetched.
