@@ -16,6 +16,8 @@ void checkGeqrf(int m, int n, const void* a, int lda, const void* tau);
 void checkGels(char& trans, int m, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
 void checkGesvd(char& jobu, char& jobvt, int m, int n, const void* a, int lda, const void* s, const void* u,
                 int ldu, const void* vt, int ldvt);
+void checkGesdd(char& jobz, int m, int n, const void* a, int lda, const void* s, const void* u, int ldu,
+                const void* vt, int ldvt);
 void checkGglse(int m, int n, int p, const void* a, int lda, const void* b, int ldb, const void* c,
                 const void* d, const void* x);
 // syevd and heevd

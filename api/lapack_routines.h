@@ -85,6 +85,26 @@ toviStatus gesvd(char jobu, char jobvt, int m, int n, T* a, int lda, Real<T>* s,
 }
 
 template <class Place, class T>
+toviStatus gesdd(char jobz, int m, int n, T* a, int lda, Real<T>* s, T* u, int ldu, T* vt, int ldvt) {
+  const auto check = [&] { checkGesdd(jobz, m, n, a, lda, s, u, ldu, vt, ldvt); };
+  return routine<Place, T>(check, [&] {
+    if (m == 0 || n == 0) return;  // U or VT may have elements all the same
+    const bool both = jobz == 'A' || jobz == 'S', inPlace = jobz == 'O';
+    const auto use = [](bool wanted) { return wanted ? StageOut : 0U; };
+    const int k = std::min(m, n);
+    Matrix<Place, T> dA(a, m, n, lda, StageIn | use(inPlace));
+    Vector<Place, Real<T>> dS(s, k, 1, StageOut);
+    Matrix<Place, T> dU(u, m, jobz == 'A' ? m : k, ldu, use(both || (inPlace && m < n)));
+    Matrix<Place, T> dVt(vt, jobz == 'A' ? n : k, n, ldvt, use(both || (inPlace && m >= n)));
+    compute<Place, T>([&] { lapack::gesdd(jobz, dA.view(), dS.data(), dU.view(), dVt.view()); });
+    dA.copyBack();
+    dS.copyBack();
+    dU.copyBack();
+    dVt.copyBack();
+  });
+}
+
+template <class Place, class T>
 toviStatus gglse(int m, int n, int p, T* a, int lda, T* b, int ldb, T* c, T* d, T* x) {
   const auto check = [&] { checkGglse(m, n, p, a, lda, b, ldb, c, d, x); };
   return routine<Place, T>(check, [&] {

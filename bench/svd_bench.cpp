@@ -20,6 +20,14 @@ void sgesdd_(const char*, const int*, const int*, float*, const int*, float*, fl
 void cgesvd_(const char*, const char*, const int*, const int*, toviFloatComplex*, const int*, float*,
              toviFloatComplex*, const int*, toviFloatComplex*, const int*, toviFloatComplex*, const int*,
              float*, int*, std::size_t, std::size_t);
+void dgesdd_(const char*, const int*, const int*, double*, const int*, double*, double*, const int*, double*,
+             const int*, double*, const int*, int*, int*, std::size_t);
+void cgesdd_(const char*, const int*, const int*, toviFloatComplex*, const int*, float*, toviFloatComplex*,
+             const int*, toviFloatComplex*, const int*, toviFloatComplex*, const int*, float*, int*, int*,
+             std::size_t);
+void zgesdd_(const char*, const int*, const int*, toviDoubleComplex*, const int*, double*, toviDoubleComplex*,
+             const int*, toviDoubleComplex*, const int*, toviDoubleComplex*, const int*, double*, int*, int*,
+             std::size_t);
 }
 
 namespace {
@@ -111,6 +119,38 @@ class Problem {
   std::vector<int> integer_;
 };
 
+// The same by divide and conquer, job "S", in all precisions.
+template <class T>
+struct Divided;
+template <>
+struct Divided<float> {
+  using Real = float;
+  static constexpr const char* name = "toviSgesdd";
+  static constexpr auto ours = toviSgesdd;
+  static constexpr auto host = sgesdd_;
+};
+template <>
+struct Divided<double> {
+  using Real = double;
+  static constexpr const char* name = "toviDgesdd";
+  static constexpr auto ours = toviDgesdd;
+  static constexpr auto host = dgesdd_;
+};
+template <>
+struct Divided<toviFloatComplex> {
+  using Real = float;
+  static constexpr const char* name = "toviCgesdd";
+  static constexpr auto ours = toviCgesdd;
+  static constexpr auto host = cgesdd_;
+};
+template <>
+struct Divided<toviDoubleComplex> {
+  using Real = double;
+  static constexpr const char* name = "toviZgesdd";
+  static constexpr auto ours = toviZgesdd;
+  static constexpr auto host = zgesdd_;
+};
+
 std::string title(const char* routine, const std::string& jobs, int m, int n, const char* rival) {
   return std::string(routine) + " " + jobs + " " + std::to_string(m) + " x " + std::to_string(n) + ", " +
          rival;
@@ -130,21 +170,52 @@ void compare(bench::Report& report, const char* routine, char job, int n, double
                }});
 }
 
+template <class T>
+void compareDivided(bench::Report& report, int m, int n, double aim) {
+  using R = typename Divided<T>::Real;
+  constexpr bool real = sizeof(T) == sizeof(R);
+  const int k = std::min(m, n);
+  std::vector<T> a(elements(m, n)), work, u(elements(m, k)), vt(elements(k, n)), space(1);
+  std::vector<R> s(elements(k, 1)), reals(real ? 0 : elements(k, 5 * k + 7 + 2 * std::max(m, n)));
+  std::vector<int> integers(elements(8, k));
+  std::mt19937 engine(1);
+  std::uniform_real_distribution<R> uniform(-1, 1);
+  std::vector<R> parts(a.size() * sizeof(T) / sizeof(R));
+  for (R& x : parts) x = uniform(engine);
+  std::memcpy(static_cast<void*>(a.data()), parts.data(), parts.size() * sizeof(R));
+  int lspace = -1;
+  const auto host = [&] {
+    int info = 0;
+    if constexpr (real)
+      Divided<T>::host("S", &m, &n, work.data(), &m, s.data(), u.data(), &m, vt.data(), &k, space.data(),
+                       &lspace, integers.data(), &info, 1);
+    else
+      Divided<T>::host("S", &m, &n, work.data(), &m, s.data(), u.data(), &m, vt.data(), &k, space.data(),
+                       &lspace, reals.data(), integers.data(), &info, 1);
+    must(info, "gesdd");
+  };
+  const auto restore = [&] { work = a; };
+  restore();
+  host();
+  R wanted;
+  std::memcpy(&wanted, static_cast<const void*>(space.data()), sizeof wanted);
+  lspace = static_cast<int>(wanted) + 1;
+  space.resize(static_cast<std::size_t>(lspace));
+  const double longest = std::max(m, n),
+               flops = ((4 * longest - 4.0 / 3 * k) + 8 * longest) * k * k * (real ? 1 : 4);
+  report.pair(title(Divided<T>::name, "S", m, n, "gesdd"), flops * 1e-9, "GF", aim,
+              {restore,
+               [&] {
+                 must(Divided<T>::ours('S', m, n, work.data(), m, s.data(), u.data(), m, vt.data(), k),
+                      Divided<T>::name);
+               }},
+              {restore, host});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string json;
-  bool quick = false;
-  for (int i = 1; i < argc; ++i) {
-    if (std::strcmp(argv[i], "--quick") == 0)
-      quick = true;
-    else if (std::strcmp(argv[i], "--json") == 0 && i + 1 < argc)
-      json = argv[++i];
-    else {
-      std::fprintf(stderr, "usage: %s [--quick] [--json FILE]\n", argv[0]);
-      return 2;
-    }
-  }
+  const auto [quick, json] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
   bench::Report report(quick ? 1 : 5);
   const int unit = quick ? 128 : 512;
@@ -152,6 +223,14 @@ int main(int argc, char** argv) {
     compare<float>(report, "toviSgesvd", 'S', n, 8);
     compare<float>(report, "toviSgesvd", 'S', n, 1.0 / 3, true);
   }
+  for (const int n : {unit, 2 * unit, 4 * unit}) {
+    compareDivided<float>(report, n, n, 1);
+    compareDivided<double>(report, n, n, 1);
+  }
+  compareDivided<toviFloatComplex>(report, 2 * unit, 2 * unit, 1);
+  compareDivided<toviDoubleComplex>(report, 2 * unit, 2 * unit, 1);
+  compareDivided<double>(report, 4 * unit, unit, 1);
+  compareDivided<double>(report, unit, 4 * unit, 1);
   for (const int n : {2 * unit, 4 * unit}) compare<float>(report, "toviSgesvd", 'N', n, 0.9);
   compare<toviFloatComplex>(report, "toviCgesvd", 'A', unit, 4);
   {

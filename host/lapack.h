@@ -131,6 +131,12 @@ extern "C" Stedc<float> sstedc_;
 extern "C" Stedc<double> dstedc_;
 
 template <class R>
+using Bdsdc = void(const char* uplo, const char* compq, const int* n, R* d, R* e, R* u, const int* ldu, R* vt,
+                   const int* ldvt, R* q, int* iq, R* work, int* iwork, int* info, std::size_t, std::size_t);
+extern "C" Bdsdc<float> sbdsdc_;
+extern "C" Bdsdc<double> dbdsdc_;
+
+template <class R>
 using Lartg = void(const R* f, const R* g, R* cs, R* sn, R* r);
 extern "C" Lartg<float> slartg_;
 extern "C" Lartg<double> dlartg_;
@@ -387,6 +393,27 @@ int stedc(int n, R* d, R* e, R* z, int ldz, R* work, int* iwork) {
   detail::writesVector(liwork, iwork, 1);
   int info = 0;
   detail::realRoutine<R>(sstedc_, dstedc_)(&compz, &n, d, e, z, &ldz, work, &lwork, iwork, &liwork, &info, 1);
+  return info;
+}
+
+// B = U diag(s) V^T, B bidiagonal, upper or lower, with the diagonal d and n - 1 elements e beside it, which
+// are destroyed; d := s in descending order, u := U, vt := V^T. work takes 3 n^2 + 4 n reals, iwork 8 n
+// numbers.
+template <class R>
+int bdsdc(char uplo, int n, R* d, R* e, R* u, int ldu, R* vt, int ldvt, R* work, int* iwork) {
+  using namespace fortran;
+  const char compq = 'I';
+  detail::writesVector(n, d, 1);
+  detail::writesVector(n - 1, e, 1);
+  detail::writes(n, n, u, ldu);
+  detail::writes(n, n, vt, ldvt);
+  detail::writes(n, 3 * n + 4, work, n);
+  detail::writesVector(8 * n, iwork, 1);
+  int info = 0;
+  R* const q = nullptr;
+  int* const iq = nullptr;
+  detail::realRoutine<R>(sbdsdc_, dbdsdc_)(&uplo, &compq, &n, d, e, u, &ldu, vt, &ldvt, q, iq, work, iwork,
+                                           &info, 1, 1);
   return info;
 }
 

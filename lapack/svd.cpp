@@ -216,6 +216,8 @@ class ByTriangle {
 
 }  // namespace
 
+bool farFromSquare(int m, int n) { return std::max(m, n) >= std::trunc(std::min(m, n) * 1.6); }
+
 template <class T>
 void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> dU, MatrixView<T> dVt) {
   if (dA.empty()) return;
@@ -225,9 +227,7 @@ void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> d
 
   dU = {dU.data, m, jobu == 'A' ? m : k, dU.ld};
   dVt = {dVt.data, jobvt == 'A' ? n : k, n, dVt.ld};
-  // From this ratio on the QR (LQ) factorization before the reduction pays; LAPACK's crossover (ilaenv, ispec
-  // 6) is the same.
-  if (std::max(m, n) < std::trunc(k * 1.6))
+  if (!farFromSquare(m, n))
     decomposeDirectly(jobu, jobvt, dA, dS, dU, dVt);
   else if (m >= n)
     ByTriangle<T, Tall<T>>(jobu, jobvt, dA, dU, dVt).run(dS);

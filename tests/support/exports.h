@@ -264,6 +264,8 @@ inline const std::vector<Family>& families() {
                      {{20, 10, 2}, {80, 50, 2}, {50, 80, 2}, {50, 80, 2}}),
         lapackFamily("gesvd", "jobu=ASON jobvt=ASON m n a(m,n) lda s(min,1)> u(m,m)> ldu vt(n,n)> ldvt",
                      "m n", {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}}),
+        lapackFamily("gesdd", "jobz=ASON m n a(m,n) lda s(min,1)> u(m,m)> ldu vt(n,n)> ldvt", "m n",
+                     {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {33, 70}, {70, 33}}),
         lapackFamily("syevd", hermitianEigen, "n", {{9}, {70}, {70}}),
         lapackFamily("heevd", hermitianEigen, "n", {{9}, {70}, {70}}),
         lapackFamily("gglse", "m n p a(m,n) lda b(p,n) ldb c(m,1) d(p,1) x(n,1)>", "n",
@@ -286,6 +288,18 @@ inline const std::vector<Family>& families() {
     gesvd["vt"].shape = [](const Arguments& a) {
       return a.is("jobvt", "AS") ? Shape{a.is("jobvt", "A") ? a["n"] : shorter(a), a["n"]} : Shape{};
     };
+    Family& gesdd = family("gesdd");
+    for (const char* const name : {"a", "s", "u", "vt"}) gesdd[name].kept = Kept::onTheHost;
+    gesdd["u"].shape = [](const Arguments& a) {
+      const bool returned = a.is("jobz", "AS") || (a.is("jobz", "O") && a["m"] < a["n"]);
+      return returned ? Shape{a["m"], a.is("jobz", "A") ? a["m"] : shorter(a)} : Shape{};
+    };
+    gesdd["vt"].shape = [](const Arguments& a) {
+      const bool returned = a.is("jobz", "AS") || (a.is("jobz", "O") && a["m"] >= a["n"]);
+      return returned ? Shape{a.is("jobz", "A") ? a["n"] : shorter(a), a["n"]} : Shape{};
+    };
+    for (const char* const name : {"syevd", "heevd"})
+      for (const char* const array : {"a", "w"}) family(name)[array].kept = Kept::onTheHost;
     gglse["p"].holds = [](const Arguments& a) { return a["p"] <= a["n"] && a["p"] >= a["n"] - a["m"]; };
     gglse["b"].shape = [](const Arguments& a) {
       return Shape{a["p"], a["n"], Part::all, std::max(0, a["n"]) - std::max(0, a["p"])};
@@ -355,7 +369,7 @@ class ExportTable {
   }
 };
 
-// All of them, 68 of BLAS and 56 of LAPACK.
+// All of them, 68 of BLAS and 64 of LAPACK.
 inline const std::vector<Export>& allExports() {
   static const ExportTable table;
   return table.all;

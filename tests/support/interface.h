@@ -78,7 +78,7 @@ struct Exports;
 // The one list of families: X(P, family), P a precision.
 #define TOVI_BLAS(X, P) X(P, gemm) X(P, gemv) X(P, trsm) X(P, trmm) X(P, symm) X(P, syrk) X(P, syr2k)
 #define TOVI_HERMITIAN_BLAS(X, P) X(P, hemm) X(P, herk) X(P, her2k)
-#define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gglse)
+#define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gesdd) X(P, gglse)
 #define TOVI_REAL_LAPACK(X, P) X(P, syevd)
 #define TOVI_COMPLEX_LAPACK(X, P) X(P, heevd)
 
