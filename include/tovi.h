@@ -467,11 +467,11 @@ TOVI_API toviStatus toviDeviceZher2k(char uplo, char trans, int n, int k, toviDo
  * toviDataError, error info i: U(i, i), counted from 1, is exactly zero, the first such pivot. The
  * factorization has been completed all the same: A and ipiv hold it.
  *
- * One case differs from LAPACK: the matrix is factored in blocks of columns (192 for S, 128 for C; 64 for
- * both on devices of capability 1.x), and when the last of several blocks is a single column (min(m, n) = q *
- * block + 1, q > 0), its interchange, which ipiv does record, is not applied to the columns left of it. With
- * m <= n that interchange is none and nothing differs; with m > n the rows of L left of the last column may
- * be in the order before that interchange.
+ * One case differs from LAPACK: the matrix is factored in blocks of columns (192 for S and D, 128 for C and
+ * Z; 64 for all on devices of capability 1.x), and when the last of several blocks is a single column
+ * (min(m, n) = q * block + 1, q > 0), its interchange, which ipiv does record, is not applied to the columns
+ * left of it. With m <= n that interchange is none and nothing differs; with m > n the rows of L left of the
+ * last column may be in the order before that interchange.
  */
 TOVI_API toviStatus toviSgetrf(int m, int n, float* a, int lda, int* ipiv);
 TOVI_API toviStatus toviDgetrf(int m, int n, double* a, int lda, int* ipiv);
@@ -527,7 +527,7 @@ TOVI_API toviStatus toviDeviceZgeqrf(int m, int n, toviDoubleComplex* a, int lda
  * gels: least squares and minimum norm, op(A) X = B, as LAPACK xGELS.
  *
  * A is m x n and has full rank. op(A) is A (trans = 'N') or its conjugate transpose ('T' and 'C', which are
- * one and the same for both element types). Where op(A) has at least as many rows as columns, each column of
+ * one and the same for all element types). Where op(A) has at least as many rows as columns, each column of
  * X minimizes the norm of its residual; otherwise it is the solution that has the smallest norm.
  *
  * b is an array of max(m, n) rows and nrhs columns. The right-hand sides stand in its first m rows (trans =
@@ -542,8 +542,8 @@ TOVI_API toviStatus toviDeviceZgeqrf(int m, int n, toviDoubleComplex* a, int lda
  * noticed.
  *
  * Unlike the reference routine, this one does not scale. Elements whose magnitudes are, at the largest in A
- * and at the largest in B, between 1e-31 and 1e31 are safe, provided that X too can be represented; beyond
- * that results may overflow or lose digits.
+ * and at the largest in B, between 1e-31 and 1e31 (D and Z: 1e-291 and 1e291) are safe, provided that X too
+ * can be represented; beyond that results may overflow or lose digits.
  */
 TOVI_API toviStatus toviSgels(char trans, int m, int n, int nrhs, float* a, int lda, float* b, int ldb);
 TOVI_API toviStatus toviDgels(char trans, int m, int n, int nrhs, double* a, int lda, double* b, int ldb);
@@ -574,7 +574,8 @@ TOVI_API toviStatus toviDeviceZgels(char trans, int m, int n, int nrhs, toviDoub
  * u (vt) is not used and may be null with jobu (jobvt) 'O' and 'N'; its leading dimension must be at least 1
  * all the same. What else A holds is destroyed. When m or n is 0 nothing is read or written.
  *
- * A matrix whose largest element is not between 1e-12 and 1e12 is scaled before, and the values back after.
+ * A matrix whose largest element is not between 1e-12 and 1e12 (D and Z: 1e-138 and 1e138) is scaled before,
+ * and the values back after.
  *
  * Up to m * n + k * k elements of device memory are needed beside A, u and vt. The host interface reserves
  * vt, n x n, also where jobvt is 'O' or 'N', until the call returns. For a wide matrix that is most of the

@@ -63,18 +63,19 @@ ExactSystem<T> exactSystem(int m, int n) {
     return tovi::isComplex<T> && random.below(2) == 0 ? makeElement<W>(0, signedSize)
                                                       : makeElement<W>(signedSize, 0);
   };
-  const int k = std::min(m, n);
+  const int k = std::min(m, n), least = std::numeric_limits<Real<T>>::min_exponent - 1;  // of a power of 2
   HostMatrix<W> lower(m, k), upper(k, n), factors(m, n), x(n, 3);
   for (int j = 0; j < n; ++j) {
     const bool small = j < k && (j % 97 == 5 || j == k - 1);
-    const double scale = small ? std::ldexp(1, -129 - 2 * random.below(3)) : 1;  // 4 / 2^129 has a reciprocal
+    // 2^(least - 1) has a reciprocal
+    const double scale = small ? std::ldexp(1, least - 3 - 2 * random.below(3)) : 1;
     for (int i = 0; i < m; ++i)
       if (i <= j && i < k)
         upper(i, j) = factors(i, j) = number(i == j ? 4 * scale : random.below(2) * scale);
       else if (i > j)
         lower(i, j) = factors(i, j) = number(random.below(2) * 0.5);
     if (j < k) lower(j, j) = W(1);
-    for (int r = 0; r < x.cols(); ++r) x(j, r) = number(small ? 0x1p122 : random.below(2));
+    for (int r = 0; r < x.cols(); ++r) x(j, r) = number(small ? std::ldexp(1, -least - 4) : random.below(2));
   }
   HostMatrix<W> a = product(lower, upper);
   std::vector<int> ipiv(static_cast<std::size_t>(k));

@@ -81,18 +81,20 @@ TYPED_TEST(LuTest, DividesByPivotsTooSmallForAReciprocal) {
 }
 
 TYPED_TEST(LuTest, SolvesTheSmallestSystems) {
-  const float small = 1e-39f, infinity = std::numeric_limits<float>::infinity();
+  using R = Real<TypeParam>;
+  using Limits = std::numeric_limits<R>;
+  const R small = Limits::min() / 8, least = Limits::denorm_min(), infinity = Limits::infinity();
   const struct {
-    std::vector<float> a, b, x;
+    std::vector<R> a, b, x;
   } systems[] = {
-      {{1, 0, 2, small}, {3, 0}, {3, 0}},    {{small, 2 * small, 1, 3}, {1, 3}, {0, 1}},
-      {{0, small, 3, 2}, {3, 2}, {0, 1}},    {{small}, {3 * small}, {3}},
-      {{-0x1p-149f}, {5 * 0x1p-149f}, {-5}}, {{infinity}, {3}, {0}},
+      {{1, 0, 2, small}, {3, 0}, {3, 0}}, {{small, 2 * small, 1, 3}, {1, 3}, {0, 1}},
+      {{0, small, 3, 2}, {3, 2}, {0, 1}}, {{small}, {3 * small}, {3}},
+      {{-least}, {5 * least}, {-5}},      {{infinity}, {3}, {0}},
   };
   for (const Memory where : bothInterfaces)
     for (const auto& system : systems) {
       const int n = static_cast<int>(system.b.size());
-      const auto matrix = [&](int cols, const std::vector<float>& numbers) {
+      const auto matrix = [&](int cols, const std::vector<R>& numbers) {
         auto number = numbers.begin();
         return HostMatrix<TypeParam>(n, cols).set([&](int, int) { return TypeParam(*number++); });
       };

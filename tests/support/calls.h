@@ -212,11 +212,12 @@ class Call {
       Operand& operand = *operands_[i];
       const Shape shape = operand.shape();
       const double weight = 3 * std::sqrt(std::max(shape.rows, shape.cols));
+      const int powers = element().partBytes == sizeof(double) ? 900 : 100;
       const bool unit = shape.part == Part::strictlyLower || shape.part == Part::strictlyUpper;
       operand.set([&](int row, int col, bool first) {
         const double x = random.uniform();
         if (data == Data::deficient) return x < -0.75 ? -1.0 : x > 0.75 ? 1.0 : 0.0;
-        if (data == Data::extreme) return std::ldexp(x, random.below(200) - 100);
+        if (data == Data::extreme) return std::ldexp(x, random.below(2 * powers) - powers);
         if (unit) return x / shape.rows;
         return first && col - row == shape.diagonal ? x + weight : x;
       });

@@ -1,5 +1,4 @@
-// Decompositions of bidiagonal matrices, held against the matrix and against the host's qd algorithm in
-// double precision.
+// Decompositions of bidiagonal matrices, held against the matrix and against values that bisection finds.
 
 #ifndef TOVI_TESTS_SVD_BDSQR_CHECKS_H
 #define TOVI_TESTS_SVD_BDSQR_CHECKS_H
@@ -44,23 +43,25 @@ double tovi::lapack::mostRotations(int n) {
 
 namespace testing_support {
 
+template <class R>
 struct Bidiagonal {
   char uplo;
-  std::vector<float> d, e;
+  std::vector<R> d, e;
   int n() const { return static_cast<int>(d.size()); }
 };
 
-inline Bidiagonal randomBidiagonal(char uplo, int n, std::uint64_t seed = 1) {
-  Bidiagonal b{uplo, std::vector<float>(static_cast<std::size_t>(n)),
-               std::vector<float>(static_cast<std::size_t>(n) - 1)};
+template <class R>
+Bidiagonal<R> randomBidiagonal(char uplo, int n, std::uint64_t seed = 1) {
+  Bidiagonal<R> b{uplo, std::vector<R>(static_cast<std::size_t>(n)),
+                  std::vector<R>(static_cast<std::size_t>(n) - 1)};
   Random random(seed + static_cast<std::uint64_t>(n));
-  for (float& x : b.d) x = random.element<float>();
-  for (float& x : b.e) x = random.element<float>();
+  for (R& x : b.d) x = random.element<R>();
+  for (R& x : b.e) x = random.element<R>();
   return b;
 }
 
-template <class W>
-HostMatrix<W> dense(const Bidiagonal& b) {
+template <class W, class R>
+HostMatrix<W> dense(const Bidiagonal<R>& b) {
   return HostMatrix<W>(b.n(), b.n()).set([&](int i, int j) {
     const int beside = b.uplo == 'U' ? i : j;
     if (i == j) return W(static_cast<double>(b.d[static_cast<std::size_t>(i)]));
@@ -68,22 +69,57 @@ HostMatrix<W> dense(const Bidiagonal& b) {
   });
 }
 
-inline std::vector<double> exactValues(const Bidiagonal& b) {
-  std::vector<double> d(b.d.begin(), b.d.end()), e(b.e.begin(), b.e.end()), work(4 * d.size());
-  e.push_back(0);
-  EXPECT_EQ(host::lasq1(b.n(), d.data(), e.data(), work.data()), 0);
-  return d;
+// How many singular values are less than x > 0: the negative pivots of B^T B - x^2 I, by the qd transform
+// with a shift, which keeps them to high relative accuracy. The squares need the exponents of long double.
+template <class R>
+int valuesBelow(long double x, const Bidiagonal<R>& b) {
+  const auto square = [](long double y) { return y * y; };
+  long double t = -square(x);  // the pivot less the square of the diagonal element
+  int count = 0;
+  for (std::size_t i = 0; i < b.d.size(); ++i) {
+    const long double pivot = square(static_cast<long double>(b.d[i])) + t;
+    count += pivot < 0;
+    if (i + 1 == b.d.size()) break;
+    const long double beside = square(static_cast<long double>(b.e[i]));
+    const long double ratio = std::isinf(pivot) ? 1 : t / pivot;
+    t = (beside == 0 ? 0 : beside * ratio) - square(x);
+  }
+  return count;
+}
+
+// The singular values to a few digits more than R has, in descending order.
+template <class R>
+std::vector<double> exactValues(const Bidiagonal<R>& b) {
+  const auto norm = [](const std::vector<R>& x) {
+    R largest = 0;
+    for (const R element : x) largest = std::max(largest, std::abs(element));
+    return static_cast<long double>(largest);
+  };
+  const long double top = 2 * (norm(b.d) + norm(b.e)), least = std::numeric_limits<R>::denorm_min();
+  const long double digits = static_cast<long double>(std::numeric_limits<R>::epsilon()) / 64;
+  std::vector<double> values;
+  for (int i = b.n() - 1; i >= 0; --i) {
+    long double low = least, high = std::max(top, 2 * least);
+    while (high - low > digits * low) {
+      const long double middle = std::sqrt(low * high);
+      (valuesBelow(middle, b) > i ? high : low) = middle;
+    }
+    values.push_back(low == least ? 0 : static_cast<double>(low));
+  }
+  return values;
 }
 
 // What bdsqr was given, and what it made of that.
 template <class T>
 struct Decomposition {
-  Decomposition(const Bidiagonal& b, HostMatrix<T> vt_, HostMatrix<T> u_, HostMatrix<T> c_)
+  using R = Real<T>;
+
+  Decomposition(const Bidiagonal<R>& b, HostMatrix<T> vt_, HostMatrix<T> u_, HostMatrix<T> c_)
       : result(b), vt(vt_), u(u_), c(c_) {
-    const float sentinel = -7;
+    const R sentinel = -7;
     result.d.push_back(sentinel);
     result.e.push_back(sentinel);
-    const DeviceArray<float> dD(result.d), dE(result.e);
+    const DeviceArray<R> dD(result.d), dE(result.e);
     const OnDevice<T> dVt(vt), dU(u), dC(c);
     try {
       tovi::lapack::bdsqr<T>(b.uplo, b.n(), dD.data(), dE.data(), dVt.view, dU.view, dC.view);
@@ -102,27 +138,30 @@ struct Decomposition {
     EXPECT_TRUE(vt.paddingIntact() && u.paddingIntact() && c.paddingIntact());
   }
 
-  Bidiagonal result;
+  Bidiagonal<R> result;
   HostMatrix<T> vt, u, c;
   int info = 0;
 };
 
 template <class T>
-Decomposition<T> decompose(const Bidiagonal& b) {
+Decomposition<T> decompose(const Bidiagonal<Real<T>>& b) {
   return {b, identity<T>(b.n(), 2), identity<T>(b.n(), 3), HostMatrix<T>(b.n(), 0)};
 }
-inline Decomposition<float> valuesOf(const Bidiagonal& b) {
-  return {b, HostMatrix<float>(b.n(), 0), HostMatrix<float>(0, b.n()), HostMatrix<float>(b.n(), 0)};
+template <class R>
+Decomposition<R> valuesOf(const Bidiagonal<R>& b) {
+  return {b, HostMatrix<R>(b.n(), 0), HostMatrix<R>(0, b.n()), HostMatrix<R>(b.n(), 0)};
 }
 
 // Elements up to here count as zero, lest they underflow.
-inline double underflow(int n) {
-  return 6.0 * n * n * static_cast<double>(std::numeric_limits<float>::min());
+template <class R>
+double underflow(int n) {
+  return 6.0 * n * n * static_cast<double>(std::numeric_limits<R>::min());
 }
 
 // In descending order, and each with a small error of its own: even the least is accurate to its last digits.
-inline void expectValues(const std::vector<float>& values, const Bidiagonal& b) {
-  const std::vector<double> exact = exactValues(b);
+template <class R>
+void expectValues(const std::vector<R>& values, const std::vector<double>& exact) {
+  const int n = static_cast<int>(values.size());
   double worst = 0;
   for (std::size_t i = 0; i < values.size(); ++i) {
     EXPECT_FALSE(std::signbit(values[i]));
@@ -130,17 +169,17 @@ inline void expectValues(const std::vector<float>& values, const Bidiagonal& b) 
       EXPECT_FALSE(!(values[i] <= values[i - 1])) << i;
     }
     const double error = std::abs(static_cast<double>(values[i]) - exact[i]);
-    worsen(worst, error / (b.n() * epsilon<float>() * exact[i] + underflow(b.n())));
+    worsen(worst, error / (n * epsilon<R>() * exact[i] + underflow<R>(n)));
   }
   CHECK_RATIO(worst, bdsqrBound);
 }
 
 // U B' VT = B for what stands in d and e afterwards, with orthogonal U and VT that began as the identity.
 template <class T>
-void expectSimilar(const Bidiagonal& b, const Decomposition<T>& found) {
+void expectSimilar(const Bidiagonal<Real<T>>& b, const Decomposition<T>& found) {
   using W = Wide<T>;
   const HostMatrix<W> u = widen(found.u), vt = widen(found.vt), a = dense<W>(b);
-  const double scale = norm1(a) + underflow(b.n()) / (b.n() * epsilon<T>());
+  const double scale = norm1(a) + underflow<Real<T>>(b.n()) / (b.n() * epsilon<T>());
   const HostMatrix<W> whole = product(product(u, dense<W>(found.result)), vt);
   CHECK_RATIO(scaled(norm1(minus(whole, a)), b.n() * scale * epsilon<T>()), bdsqrBound);
   CHECK_RATIO(orthogonalityRatio<T>(u), bdsqrBound);
@@ -149,15 +188,16 @@ void expectSimilar(const Bidiagonal& b, const Decomposition<T>& found) {
 
 // With both kinds of vectors, and without any.
 template <class T>
-void checkDecomposition(const Bidiagonal& b) {
+void checkDecomposition(const Bidiagonal<Real<T>>& b) {
+  const std::vector<double> exact = exactValues(b);
   const Decomposition<T> found = decompose<T>(b);
   EXPECT_EQ(found.info, 0);
-  EXPECT_TRUE(std::all_of(found.result.e.begin(), found.result.e.end(), [](float x) { return x == 0; }));
-  expectValues(found.result.d, b);
+  EXPECT_TRUE(std::all_of(found.result.e.begin(), found.result.e.end(), [](auto x) { return x == 0; }));
+  expectValues(found.result.d, exact);
   expectSimilar(b, found);
-  const Decomposition<float> alone = valuesOf(b);
+  const Decomposition<Real<T>> alone = valuesOf(b);
   EXPECT_EQ(alone.info, 0);
-  expectValues(alone.result.d, b);
+  expectValues(alone.result.d, exact);
 }
 
 }  // namespace testing_support

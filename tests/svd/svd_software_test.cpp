@@ -119,17 +119,17 @@ TYPED_TEST(SvdSoftwareTest, RoomForTheVectorsThatNobodyWants) {
   EXPECT_LT(peak(length, 3), square / 4);
 }
 
-TOVI_TYPED_SUITE(BdsqrSoftwareTest, ::testing::Test, SingleTypes);
+TOVI_TYPED_SUITE(BdsqrSoftwareTest, ::testing::Test, AllTypes);
 
 // One copy, on the private stream, and one launch for each matrix: that is a sweep. The host waits for the
 // copy of the sweep before, never for its rotations.
 TYPED_TEST(BdsqrSoftwareTest, ASweepIsOneCopyAndOneLaunchForEachMatrix) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
   const int n = 100;
-  const Bidiagonal b = randomBidiagonal('U', n);
+  const Bidiagonal<Real<TypeParam>> b = randomBidiagonal<Real<TypeParam>>('U', n);
   const HostMatrix<TypeParam> none(n, 0), square = identity<TypeParam>(n);
   for (const bool both : {true, false}) {
-    const DeviceArray<float> dD(b.d.data(), b.d.size()), dE(b.e.data(), b.e.size());
+    const DeviceArray<Real<TypeParam>> dD(b.d.data(), b.d.size()), dE(b.e.data(), b.e.size());
     const DeviceArray<TypeParam> dVt(square), dU(square);
     tovi::MatrixView<TypeParam> vt(dVt.data(), n, n, n), u;
     if (both) u = {dU.data(), n, n, n};

@@ -38,11 +38,11 @@ TYPED_TEST(SvdTest, ValuesAreThoseThatTheMatrixWasMadeOf) {
   using Spectrum = double (*)(double part);  // part: 0 for the first value, 1 behind the last
   const Spectrum spectra[] = {
       [](double part) { return 1 - part; },
-      [](double part) { return std::pow(1e-9, part); },
+      [](double part) { return std::pow(epsilon<TypeParam>() / 64, part); },
       [](double part) { return 3 * part < 1 ? 2 - part : 0.0; },
       [](double part) { return 2 * part < 1 ? 1.0 : 1e-3; },
       [](double) { return 5.0; },
-      [](double part) { return part == 0 ? 1.0 : 1e-6; },
+      [](double part) { return part == 0 ? 1.0 : 16 * epsilon<TypeParam>(); },
       [](double) { return 0.0; },
   };
   for (const Spectrum& spectrum : spectra)
@@ -77,14 +77,19 @@ TYPED_TEST(SvdTest, DiagonalMatricesAreSorted) {
     }
 }
 
-// Beyond 2^40 and 2^-40 the matrix is scaled, by a power of 2.
+// Beyond 2^40 and 2^-40, of double precision 2^459 and 2^-459, the matrix is scaled, by a power of 2.
 TYPED_TEST(SvdTest, LargeAndSmallMatricesAreScaled) {
-  for (const double factor : {0x1p-120, 0x1p-100, 0x1p-41, 0x1p41, 0x1p100, 0x1p120})
+  const std::vector<int> beyond =
+      sizeof(Real<TypeParam>) == sizeof(double) ? std::vector{460, 900, 1000} : std::vector{41, 100, 120};
+  std::vector<double> factors;
+  for (const int power : beyond)
+    for (const int sign : {-1, 1}) factors.push_back(std::ldexp(1, sign * power));
+  for (const double factor : factors)
     for (const auto& [m, n] : {std::pair{1, 1}, {30, 30}, {70, 40}, {40, 50}})
       for (const Jobs jobs : somePairs) {
         const Svd<TypeParam> plain = randomSvdProblem<TypeParam>(jobs, m, n);
         Svd<TypeParam> problem = plain;
-        problem.a.set([&](int i, int j) { return plain.a(i, j) * TypeParam(static_cast<float>(factor)); });
+        problem.a.set([&](int i, int j) { return plain.a(i, j) * makeElement<TypeParam>(factor, 0); });
         std::vector<double> reference = values(checkSvd(Memory::device, plain));
         for (double& value : reference) value *= factor;
         CHECK_RATIO(valuesRatio(checkSvd(Memory::device, problem), reference), svdBound);
@@ -94,7 +99,8 @@ TYPED_TEST(SvdTest, LargeAndSmallMatricesAreScaled) {
 // At the ends of the type's range: the smallest numbers, and values of which only the largest does not
 // overflow by much.
 TYPED_TEST(SvdTest, TheWholeRangeOfTheTypeIsSafe) {
-  for (const float size : {1e-44f, 3e37f}) {
+  using R = Real<TypeParam>;
+  for (const R size : {7 * std::numeric_limits<R>::denorm_min(), std::numeric_limits<R>::max() / 11}) {
     HostMatrix<TypeParam> a(3, 2);
     a(0, 0) = TypeParam(size);
     a(2, 1) = TypeParam(size);
@@ -111,8 +117,8 @@ TYPED_TEST(SvdTest, NaNAndInfinityEndTheCall) {
     for (const auto& [m, n] :
          {std::pair{1, 1}, {3, 3}, {5, 2}, {40, 40}, {120, 120}, {150, 60}, {60, 150}, {100, 120}})
       for (const Jobs jobs : somePairs)
-        for (const float bad :
-             {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        for (const Real<TypeParam> bad : {std::numeric_limits<Real<TypeParam>>::quiet_NaN(),
+                                          std::numeric_limits<Real<TypeParam>>::infinity()}) {
           Svd<TypeParam> problem = randomSvdProblem<TypeParam>(jobs, m, n);
           problem.a(m / 2, n - 1) = TypeParam(bad);
           const toviStatus status = problem.run(where);
