@@ -146,7 +146,7 @@ void gesdd(char jobz, MatrixView<T> dA, Real<T>* dS, MatrixView<T> dU, MatrixVie
     const R factor = safeFactor(largest);
     scale(factor, dA);
     hS = decompose(dA, dLeft, dRight);
-    for (R& value : hS) value /= factor;
+    for (R& value : hS) value = std::fabs(value) / factor;  // the host's zeros may be negative
   } else {
     for (const MatrixView<T>& dX : {dLeft, dRight}) basic::laset('F', T(hS[0]), T(hS[0]), dX);
   }
