@@ -210,6 +210,23 @@ void checkGesvd(char& jobu, char& jobvt, int m, int n, const void* a, int lda, c
   if (toVt) requirePointer(vt, -10);
 }
 
+void checkGesdd(char& jobz, int m, int n, const void* a, int lda, const void* s, const void* u, int ldu,
+                const void* vt, int ldvt) {
+  requireOneOf(jobz, "ASON", -1);
+  require(m >= 0, -2);
+  require(n >= 0, -3);
+  require(lda >= std::max(1, m), -5);
+  const bool both = jobz == 'A' || jobz == 'S';
+  const bool toU = both || (jobz == 'O' && m < n), toVt = both || (jobz == 'O' && m >= n);
+  require(ldu >= (toU ? std::max(1, m) : 1), -8);
+  require(ldvt >= (toVt ? std::max(1, jobz == 'S' ? std::min(m, n) : n) : 1), -10);
+  if (m == 0 || n == 0) return;
+  requirePointer(a, -4);
+  requirePointer(s, -6);
+  if (toU) requirePointer(u, -7);
+  if (toVt) requirePointer(vt, -9);
+}
+
 void checkGglse(int m, int n, int p, const void* a, int lda, const void* b, int ldb, const void* c,
                 const void* d, const void* x) {
   require(m >= 0, -1);
@@ -223,6 +240,16 @@ void checkGglse(int m, int n, int p, const void* a, int lda, const void* b, int 
   if (m > 0) requirePointer(c, -8);
   if (p > 0) requirePointer(d, -9);
   requirePointer(x, -10);
+}
+
+void checkHeevd(char& jobz, char& uplo, int n, const void* a, int lda, const void* w) {
+  requireOneOf(jobz, "NV", -1);
+  requireOneOf(uplo, "LU", -2);
+  require(n >= 0, -3);
+  require(lda >= std::max(1, n), -5);
+  if (n == 0) return;
+  requirePointer(a, -4);
+  requirePointer(w, -6);
 }
 
 void checkGemm(char& transa, char& transb, int m, int n, int k, const void* a, int lda, const void* b,

@@ -29,8 +29,12 @@ void checkOrgqr(int m, int n, int k, const void* a, int lda, const void* tau);
 void checkGels(char& trans, int m, int n, int nrhs, const void* a, int lda, const void* b, int ldb);
 void checkGesvd(char& jobu, char& jobvt, int m, int n, const void* a, int lda, const void* s, const void* u,
                 int ldu, const void* vt, int ldvt);
+void checkGesdd(char& jobz, int m, int n, const void* a, int lda, const void* s, const void* u, int ldu,
+                const void* vt, int ldvt);
 void checkGglse(int m, int n, int p, const void* a, int lda, const void* b, int ldb, const void* c,
                 const void* d, const void* x);
+// syevd and heevd
+void checkHeevd(char& jobz, char& uplo, int n, const void* a, int lda, const void* w);
 
 void checkGemm(char& transa, char& transb, int m, int n, int k, const void* a, int lda, const void* b,
                int ldb, const void* c, int ldc);

@@ -333,6 +333,48 @@ toviStatus toviDeviceZgesvd(char jobu, char jobvt, int m, int n, toviDoubleCompl
   return gesvd<OnDevice>(jobu, jobvt, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
 }
 
+// ---------------------------------------------------------------------------------------------------- gesdd
+
+toviStatus toviSgesdd(char jobz, int m, int n, float* a, int lda, float* s, float* u, int ldu, float* vt,
+                      int ldvt) {
+  return gesdd<OnHost>(jobz, m, n, a, lda, s, u, ldu, vt, ldvt);
+}
+
+toviStatus toviDgesdd(char jobz, int m, int n, double* a, int lda, double* s, double* u, int ldu, double* vt,
+                      int ldvt) {
+  return gesdd<OnHost>(jobz, m, n, a, lda, s, u, ldu, vt, ldvt);
+}
+
+toviStatus toviCgesdd(char jobz, int m, int n, toviFloatComplex* a, int lda, float* s, toviFloatComplex* u,
+                      int ldu, toviFloatComplex* vt, int ldvt) {
+  return gesdd<OnHost>(jobz, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
+}
+
+toviStatus toviZgesdd(char jobz, int m, int n, toviDoubleComplex* a, int lda, double* s, toviDoubleComplex* u,
+                      int ldu, toviDoubleComplex* vt, int ldvt) {
+  return gesdd<OnHost>(jobz, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
+}
+
+toviStatus toviDeviceSgesdd(char jobz, int m, int n, float* a, int lda, float* s, float* u, int ldu,
+                            float* vt, int ldvt) {
+  return gesdd<OnDevice>(jobz, m, n, a, lda, s, u, ldu, vt, ldvt);
+}
+
+toviStatus toviDeviceDgesdd(char jobz, int m, int n, double* a, int lda, double* s, double* u, int ldu,
+                            double* vt, int ldvt) {
+  return gesdd<OnDevice>(jobz, m, n, a, lda, s, u, ldu, vt, ldvt);
+}
+
+toviStatus toviDeviceCgesdd(char jobz, int m, int n, toviFloatComplex* a, int lda, float* s,
+                            toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt) {
+  return gesdd<OnDevice>(jobz, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
+}
+
+toviStatus toviDeviceZgesdd(char jobz, int m, int n, toviDoubleComplex* a, int lda, double* s,
+                            toviDoubleComplex* u, int ldu, toviDoubleComplex* vt, int ldvt) {
+  return gesdd<OnDevice>(jobz, m, n, ours(a), lda, s, ours(u), ldu, ours(vt), ldvt);
+}
+
 // ---------------------------------------------------------------------------------------------------- gglse
 
 toviStatus toviSgglse(int m, int n, int p, float* a, int lda, float* b, int ldb, float* c, float* d,
@@ -474,4 +516,38 @@ toviStatus toviDeviceCposv(char uplo, int n, int nrhs, toviFloatComplex* a, int 
 toviStatus toviDeviceZposv(char uplo, int n, int nrhs, toviDoubleComplex* a, int lda, toviDoubleComplex* b,
                            int ldb) {
   return posv<OnDevice>(uplo, n, nrhs, ours(a), lda, ours(b), ldb);
+}
+
+// --------------------------------------------------------------------------------------------- syevd, heevd
+
+toviStatus toviSsyevd(char jobz, char uplo, int n, float* a, int lda, float* w) {
+  return heevd<OnHost>(jobz, uplo, n, a, lda, w);
+}
+
+toviStatus toviDsyevd(char jobz, char uplo, int n, double* a, int lda, double* w) {
+  return heevd<OnHost>(jobz, uplo, n, a, lda, w);
+}
+
+toviStatus toviCheevd(char jobz, char uplo, int n, toviFloatComplex* a, int lda, float* w) {
+  return heevd<OnHost>(jobz, uplo, n, ours(a), lda, w);
+}
+
+toviStatus toviZheevd(char jobz, char uplo, int n, toviDoubleComplex* a, int lda, double* w) {
+  return heevd<OnHost>(jobz, uplo, n, ours(a), lda, w);
+}
+
+toviStatus toviDeviceSsyevd(char jobz, char uplo, int n, float* a, int lda, float* w) {
+  return heevd<OnDevice>(jobz, uplo, n, a, lda, w);
+}
+
+toviStatus toviDeviceDsyevd(char jobz, char uplo, int n, double* a, int lda, double* w) {
+  return heevd<OnDevice>(jobz, uplo, n, a, lda, w);
+}
+
+toviStatus toviDeviceCheevd(char jobz, char uplo, int n, toviFloatComplex* a, int lda, float* w) {
+  return heevd<OnDevice>(jobz, uplo, n, ours(a), lda, w);
+}
+
+toviStatus toviDeviceZheevd(char jobz, char uplo, int n, toviDoubleComplex* a, int lda, double* w) {
+  return heevd<OnDevice>(jobz, uplo, n, ours(a), lda, w);
 }

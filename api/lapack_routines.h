@@ -9,6 +9,7 @@
 #include "api/checks.h"
 #include "api/operands.h"
 #include "lapack/cholesky.h"
+#include "lapack/eigen.h"
 #include "lapack/least_squares.h"
 #include "lapack/lu.h"
 #include "lapack/qr.h"
@@ -194,6 +195,26 @@ toviStatus gesvd(char jobu, char jobvt, int m, int n, T* a, int lda, Real<T>* s,
 }
 
 template <class Place, class T>
+toviStatus gesdd(char jobz, int m, int n, T* a, int lda, Real<T>* s, T* u, int ldu, T* vt, int ldvt) {
+  const auto check = [&] { checkGesdd(jobz, m, n, a, lda, s, u, ldu, vt, ldvt); };
+  return routine<Place, T>(check, [&] {
+    if (m == 0 || n == 0) return;  // U or VT may have elements all the same
+    const bool both = jobz == 'A' || jobz == 'S', inPlace = jobz == 'O';
+    const auto use = [](bool wanted) { return wanted ? StageOut : 0U; };
+    const int k = std::min(m, n);
+    Matrix<Place, T> dA(a, m, n, lda, StageIn | use(inPlace));
+    Vector<Place, Real<T>> dS(s, k, 1, StageOut);
+    Matrix<Place, T> dU(u, m, jobz == 'A' ? m : k, ldu, use(both || (inPlace && m < n)));
+    Matrix<Place, T> dVt(vt, jobz == 'A' ? n : k, n, ldvt, use(both || (inPlace && m >= n)));
+    compute<Place, T>([&] { lapack::gesdd(jobz, dA.view(), dS.data(), dU.view(), dVt.view()); });
+    dA.copyBack();
+    dS.copyBack();
+    dU.copyBack();
+    dVt.copyBack();
+  });
+}
+
+template <class Place, class T>
 toviStatus gglse(int m, int n, int p, T* a, int lda, T* b, int ldb, T* c, T* d, T* x) {
   const auto check = [&] { checkGglse(m, n, p, a, lda, b, ldb, c, d, x); };
   return routine<Place, T>(check, [&] {
@@ -202,6 +223,19 @@ toviStatus gglse(int m, int n, int p, T* a, int lda, T* b, int ldb, T* c, T* d, 
     compute<Place, T>([&] { lapack::gglse(dA.view(), dB.view(), dC.data(), dD.data(), dX.data()); },
                       [&] { dA.copyBack(), dB.copyBack(), dC.copyBack(), dD.copyBack(); });
     dX.copyBack();
+  });
+}
+
+// syevd and heevd
+template <class Place, class T>
+toviStatus heevd(char jobz, char uplo, int n, T* a, int lda, Real<T>* w) {
+  const auto check = [&] { checkHeevd(jobz, uplo, n, a, lda, w); };
+  return routine<Place, T>(check, [&] {
+    Matrix<Place, T> dA(a, n, n, lda, jobz == 'V' ? StageIn | StageOut : StageIn);
+    Vector<Place, Real<T>> dW(w, n, 1, StageOut);
+    compute<Place, T>([&] { lapack::heevd(jobz, uplo, dA.view(), dW.data()); });
+    dA.copyBack();
+    dW.copyBack();
   });
 }
 

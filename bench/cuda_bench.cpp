@@ -80,7 +80,7 @@ class DeviceBuffer {
 template <class T>
 struct Routines;
 
-#define TOVI_BENCH_ROUTINES(Element, VendorElement, P, mqr, gelsPrefix)               \
+#define TOVI_BENCH_ROUTINES(Element, VendorElement, P, mqr, evd, gelsPrefix)          \
   template <>                                                                         \
   struct Routines<Element> {                                                          \
     using Vendor = VendorElement;                                                     \
@@ -95,6 +95,8 @@ struct Routines;
     static constexpr auto deviceGels = toviDevice##P##gels;                           \
     static constexpr auto deviceGglse = toviDevice##P##gglse;                         \
     static constexpr auto deviceGesvd = toviDevice##P##gesvd;                         \
+    static constexpr auto deviceGesdd = toviDevice##P##gesdd;                         \
+    static constexpr auto deviceEvd = toviDevice##P##evd;                             \
     static constexpr auto vendorGemm = cublas##P##gemm;                               \
     static constexpr auto vendorGemv = cublas##P##gemv;                               \
     static constexpr auto vendorGeam = cublas##P##geam;                               \
@@ -112,11 +114,13 @@ struct Routines;
     static constexpr auto vendorGels = cusolverDn##gelsPrefix##gels;                  \
     static constexpr auto vendorGesvdSize = cusolverDn##P##gesvd_bufferSize;          \
     static constexpr auto vendorGesvd = cusolverDn##P##gesvd;                         \
+    static constexpr auto vendorEvdSize = cusolverDn##P##evd##_bufferSize;            \
+    static constexpr auto vendorEvd = cusolverDn##P##evd;                             \
   };
-TOVI_BENCH_ROUTINES(float, float, S, ormqr, SS)
-TOVI_BENCH_ROUTINES(double, double, D, ormqr, DD)
-TOVI_BENCH_ROUTINES(toviFloatComplex, cuComplex, C, unmqr, CC)
-TOVI_BENCH_ROUTINES(toviDoubleComplex, cuDoubleComplex, Z, unmqr, ZZ)
+TOVI_BENCH_ROUTINES(float, float, S, ormqr, syevd, SS)
+TOVI_BENCH_ROUTINES(double, double, D, ormqr, syevd, DD)
+TOVI_BENCH_ROUTINES(toviFloatComplex, cuComplex, C, unmqr, heevd, CC)
+TOVI_BENCH_ROUTINES(toviDoubleComplex, cuDoubleComplex, Z, unmqr, heevd, ZZ)
 
 // cuBLAS and cuSOLVER. Their workspace is kept from call to call, as this library's buffers are.
 template <class T>
@@ -211,6 +215,14 @@ class Vendor {
     must(R::vendorGesvd(solver_, vendorJob, vendorJob, n, n, raw(a), n, s, raw(u), n, raw(vt), n, work(size),
                         size, nullptr, info_.get()),
          "gesvd");
+  }
+  // syevd, heevd
+  void evd(bool vectors, int n, T* a, Real<T>* w) {
+    const cusolverEigMode_t job = vectors ? CUSOLVER_EIG_MODE_VECTOR : CUSOLVER_EIG_MODE_NOVECTOR;
+    constexpr cublasFillMode_t lower = CUBLAS_FILL_MODE_LOWER;
+    int size = 0;
+    must(R::vendorEvdSize(solver_, job, lower, n, raw(a), n, w, &size), "syevd_bufferSize");
+    must(R::vendorEvd(solver_, job, lower, n, raw(a), n, w, work(size), size, info_.get()), "syevd");
   }
 
  private:
@@ -401,7 +413,7 @@ void factorsAndSolves(Bench& bench, int n) {
   using R = Routines<T>;
   std::vector<T> hA = randomElements<T>(n, n);
   for (int i = 0; i < n; ++i)
-    *reinterpret_cast<float*>(&hA[elements(i, n) + static_cast<std::size_t>(i)]) += static_cast<float>(n);
+    *reinterpret_cast<Real<T>*>(&hA[elements(i, n) + static_cast<std::size_t>(i)]) += static_cast<Real<T>>(n);
   const DeviceBuffer<T> dA0(hA), dA(elements(n, n)), dB0(randomElements<T>(n, 1)), dB(elements(n, 1));
   const DeviceBuffer<int> dIpiv(elements(n, 1));
   Vendor<T> vendor;
@@ -506,6 +518,34 @@ void singularValues(Bench& bench, int n, char job) {
        }},
       {restore, [&] { vendor.gesvd(job, n, dA.get(), rivals.get(), dU.get(), dVt.get()); }});
   bench.difference(ours.contents(), rivals.contents());
+  if (job == 'N') return;
+  bench.pair(name<T>(onDevice, "gesdd", "cuSOLVER's gesvd", n) + ", " + job, weight<T> * (8.0 / 3 + 8) * cube,
+             {restore,
+              [&] {
+                must(Routines<T>::deviceGesdd(job, n, n, dA.get(), n, ours.get(), dU.get(), n, dVt.get(), n),
+                     "gesdd");
+              }},
+             {restore, [&] { vendor.gesvd(job, n, dA.get(), rivals.get(), dU.get(), dVt.get()); }});
+  bench.difference(ours.contents(), rivals.contents());
+}
+
+// The matrix is random; of it the lower triangle counts.
+template <class T>
+void eigenvalues(Bench& bench, int n, char job) {
+  if (!bench.timeLeft()) return;
+  const DeviceBuffer<T> dA0(randomElements<T>(n, n)), dA(elements(n, n));
+  const DeviceBuffer<Real<T>> ours(elements(n, 1)), rivals(elements(n, 1));
+  Vendor<T> vendor;
+  const auto restore = [&] {
+    dA.copy(dA0);
+    wait();
+  };
+  const double cube = n * n * static_cast<double>(n);
+  bench.pair(name<T>(onDevice, isComplex<T> ? "heevd" : "syevd", cuSolver, n) + ", " + job,
+             weight<T> * (job == 'N' ? 4.0 / 3 : 14.0 / 3) * cube,
+             {restore, [&] { must(Routines<T>::deviceEvd(job, 'L', n, dA.get(), n, ours.get()), "syevd"); }},
+             {restore, [&] { vendor.evd(job == 'V', n, dA.get(), rivals.get()); }});
+  bench.difference(ours.contents(), rivals.contents());
 }
 
 template <class T>
@@ -519,6 +559,8 @@ void all(Bench& bench, int n) {
   if (n <= 2048) constrained<T>(bench, n);
   for (const char job : {'N', 'A'})
     if (n <= 2048) singularValues<T>(bench, n, job);
+  for (const char job : {'N', 'V'})
+    if (n <= 4096) eigenvalues<T>(bench, n, job);
 }
 
 }  // namespace

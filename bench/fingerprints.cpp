@@ -168,6 +168,28 @@ void gesvd(const char* name, toviStatus (*run)(char, char, int, int, T*, int, Re
       }
 }
 template <class T>
+void gesdd(const char* name, toviStatus (*run)(char, int, int, T*, int, Real<T>*, T*, int, T*, int)) {
+  for (const auto& [m, n] : shapes)
+    for (const char jobz : {'N', 'O', 'S', 'A'}) {
+      Operand<T> a(m, n), u(m, m, 2), vt(n, n, 3);
+      Operand<Real<T>> s(std::min(m, n));
+      const toviStatus status = run(jobz, m, n, a.get(), m, s.get(), u.get(), m, vt.get(), n);
+      print(name, of({m, n}, {jobz}), status, a, s, u, vt);
+    }
+}
+// syevd and heevd
+template <class T>
+void heevd(const char* name, toviStatus (*run)(char, char, int, T*, int, Real<T>*)) {
+  for (const int n : orders)
+    for (const char jobz : {'N', 'V'})
+      for (const char uplo : {'U', 'L'}) {
+        Operand<T> a(n, n);
+        Operand<Real<T>> w(n);
+        const toviStatus status = run(jobz, uplo, n, a.get(), n, w.get());
+        print(name, of({n}, {jobz, uplo}), status, a, w);
+      }
+}
+template <class T>
 void gglse(const char* name, toviStatus (*run)(int, int, int, T*, int, T*, int, T*, T*, T*)) {
   for (const auto& [m, n] : shapes)
     for (const int p : {n / 3, n}) {
@@ -342,6 +364,8 @@ int main() {
     TOVI_BOTH(ormqr, Z, unmqr), TOVI_BOTH(orgqr, S, orgqr), TOVI_BOTH(orgqr, D, orgqr);
     TOVI_BOTH(orgqr, C, ungqr), TOVI_BOTH(orgqr, Z, ungqr);
     TOVI_BOTH(refined, D, sgesv), TOVI_BOTH(refined, Z, cgesv);
+    TOVI_ALL(gesdd, gesdd), TOVI_BOTH(heevd, S, syevd), TOVI_BOTH(heevd, D, syevd);
+    TOVI_BOTH(heevd, C, heevd), TOVI_BOTH(heevd, Z, heevd);
     TOVI_ALL(gemm, gemm), TOVI_ALL(gemv, gemv);
     TOVI_ALL(triangular, trsm), TOVI_ALL(triangular, trmm);
     TOVI_ALL(symmetric, symm), TOVI_BOTH(symmetric, C, hemm), TOVI_BOTH(symmetric, Z, hemm);

@@ -40,6 +40,7 @@ struct Rival;
     static constexpr auto gels = tovi##P##gels;                                                        \
     static constexpr auto gglse = tovi##P##gglse;                                                      \
     static constexpr auto gesvd = tovi##P##gesvd;                                                      \
+    static constexpr auto gesdd = tovi##P##gesdd;                                                      \
   };                                                                                                   \
   template <>                                                                                          \
   struct bench::Rival<T> {                                                                             \

@@ -55,19 +55,21 @@ class Problem {
         u_(elements(m, k_)),
         vt_(elements(k_, n)),
         s_(elements(k_, 1)),
-        real_(elements(5 * k_ + 7, k_)),
+        real_(elements(5 * k_ + 2 * std::max(m, n) + 7, k_)),
         integer_(elements(8, k_)) {}
 
   void restore() { work_ = a_; }
-  // Multiplications and additions, at two a rotated element and two sweeps a value: a nominal figure.
-  double flops() const {
-    const double k = k_, longest = std::max(m_, n_), reduction = (4 * longest - 4.0 / 3 * k) * k * k;
-    return bench::weight<T> * (job_ == 'N' ? reduction : reduction + 14 * longest * k * k);
-  }
+  // Multiplications and additions, at two a rotated element and two sweeps a value, or by divide and conquer
+  // without deflation: nominal figures.
+  double flops() const { return flops(14); }
+  double flopsDivided() const { return flops(8); }
 
   void ours() {
     must(Ours<T>::gesvd(job_, job_, m_, n_, work_.data(), m_, s_.data(), u_.data(), m_, vt_.data(), k_),
          "gesvd");
+  }
+  void oursDivided() {
+    must(Ours<T>::gesdd(job_, m_, n_, work_.data(), m_, s_.data(), u_.data(), m_, vt_.data(), k_), "gesdd");
   }
   void hostGesvd() {
     withSpace([&](T* space, int lspace) {
@@ -99,6 +101,10 @@ class Problem {
   }
 
  private:
+  double flops(double vectors) const {
+    const double k = k_, longest = std::max(m_, n_), reduction = (4 * longest - 4.0 / 3 * k) * k * k;
+    return bench::weight<T> * (job_ == 'N' ? reduction : reduction + vectors * longest * k * k);
+  }
   template <class Call>
   void withSpace(Call call) {
     if (space_.empty()) {
@@ -117,22 +123,29 @@ class Problem {
 };
 
 template <class T>
-std::string title(const std::string& jobs, int m, int n, const char* rival) {
-  return std::string(Ours<T>::prefix) + "gesvd " + jobs + " " + std::to_string(m) + " x " +
-         std::to_string(n) + ", " + rival;
+std::string title(const std::string& routine, int m, int n, const char* rival) {
+  return Ours<T>::prefix + routine + " " + std::to_string(m) + " x " + std::to_string(n) + ", " + rival;
 }
 
 template <class T>
 void compare(bench::Report& report, char job, int n, double aim, bool gesdd = false) {
   Problem<T> problem(job, n, n);
   const auto restore = [&] { problem.restore(); };
-  report.pair(title<T>(std::string{job, ',', job}, n, n, gesdd ? "gesdd" : "gesvd"), problem.flops() * 1e-9,
-              "GF", aim, {restore, [&] { problem.ours(); }}, {restore, [&] {
-                                                                if (gesdd)
-                                                                  problem.hostGesdd();
-                                                                else
-                                                                  problem.hostGesvd();
-                                                              }});
+  report.pair(title<T>(std::string("gesvd ") + job + ',' + job, n, n, gesdd ? "gesdd" : "gesvd"),
+              problem.flops() * 1e-9, "GF", aim, {restore, [&] { problem.ours(); }}, {restore, [&] {
+                                                                                        if (gesdd)
+                                                                                          problem.hostGesdd();
+                                                                                        else
+                                                                                          problem.hostGesvd();
+                                                                                      }});
+}
+
+template <class T>
+void compareDivided(bench::Report& report, int m, int n) {
+  Problem<T> problem('S', m, n);
+  const auto restore = [&] { problem.restore(); };
+  report.pair(title<T>("gesdd S", m, n, "gesdd"), problem.flopsDivided() * 1e-9, "GF", 1,
+              {restore, [&] { problem.oursDivided(); }}, {restore, [&] { problem.hostGesdd(); }});
 }
 
 }  // namespace
@@ -147,6 +160,14 @@ int main(int argc, char** argv) {
     compare<float>(report, 'S', n, 1.0 / 3, true);
     compare<double>(report, 'S', n, 1.0 / 3, true);
   }
+  for (const int n : {unit, 2 * unit, 4 * unit}) {
+    compareDivided<float>(report, n, n);
+    compareDivided<double>(report, n, n);
+  }
+  compareDivided<toviFloatComplex>(report, 2 * unit, 2 * unit);
+  compareDivided<toviDoubleComplex>(report, 2 * unit, 2 * unit);
+  compareDivided<double>(report, 4 * unit, unit);
+  compareDivided<double>(report, unit, 4 * unit);
   for (const int n : {2 * unit, 4 * unit}) compare<float>(report, 'N', n, 0.9);
   compare<double>(report, 'N', 2 * unit, 0.9);
   compare<double>(report, 'S', unit, 8);
@@ -155,8 +176,8 @@ int main(int argc, char** argv) {
   {
     const int rows = quick ? 125 : 500;
     Problem<float> wide('S', rows, 4 * rows), tall('S', 4 * rows, rows);
-    report.pair(title<float>("S,S", rows, 4 * rows, "ours of the transposed shape"), wide.flops() * 1e-9,
-                "GF", 1 / 1.3, {[&] { wide.restore(); }, [&] { wide.ours(); }},
+    report.pair(title<float>("gesvd S,S", rows, 4 * rows, "ours of the transposed shape"),
+                wide.flops() * 1e-9, "GF", 1 / 1.3, {[&] { wide.restore(); }, [&] { wide.ours(); }},
                 {[&] { tall.restore(); }, [&] { tall.ours(); }});
   }
   if (!json.empty()) report.writeJson(json);

@@ -79,6 +79,14 @@ extern "C" Gemv<double> dgemv_;
 extern "C" Gemv<Complex<float>> cgemv_;
 extern "C" Gemv<Complex<double>> zgemv_;
 
+template <class T>
+using Hemv = void(const char* uplo, const int* n, const T* alpha, const T* a, const int* lda, const T* x,
+                  const int* incx, const T* beta, T* y, const int* incy, std::size_t);
+extern "C" Hemv<float> ssymv_;
+extern "C" Hemv<double> dsymv_;
+extern "C" Hemv<Complex<float>> chemv_;
+extern "C" Hemv<Complex<double>> zhemv_;
+
 // --- Level 1
 template <class T>
 using Copy = void(const int* n, const T* x, const int* incx, T* y, const int* incy);
@@ -302,6 +310,20 @@ void gemv(char trans, int m, int n, Scalar<T> alpha, const T* a, int lda, const 
   if (length == 1) incy = 1;
   detail::routine<T>(sgemv_, dgemv_, cgemv_, zgemv_)(&trans, &m, &n, &alpha, a, &lda, x, &incx, &beta, y,
                                                      &incy, 1);
+}
+
+// y := alpha A x + beta y, A Hermitian; real types: symv
+template <class T>
+void hemv(char uplo, int n, Scalar<T> alpha, const T* a, int lda, const T* x, int incx, Scalar<T> beta, T* y,
+          int incy) {
+  using namespace fortran;
+  if (alpha != T(0)) {
+    detail::reads(uplo, n, n, a, lda);
+    detail::readsVector(n, x, incx);
+  }
+  detail::writesVector(n, y, incy);
+  detail::routine<T>(ssymv_, dsymv_, chemv_, zhemv_)(&uplo, &n, &alpha, a, &lda, x, &incx, &beta, y, &incy,
+                                                     1);
 }
 
 // y := x

@@ -132,7 +132,33 @@ extern "C" Gebd2<double> dgebd2_;
 extern "C" Gebd2<Complex<float>> cgebd2_;
 extern "C" Gebd2<Complex<double>> zgebd2_;
 
+// Reduction to tridiagonal form: sytrd, hetrd
+template <class T>
+using Hetrd = void(const char* uplo, const int* n, T* a, const int* lda, Real<T>* d, Real<T>* e, T* tau,
+                   T* work, const int* lwork, int* info, std::size_t);
+extern "C" Hetrd<float> ssytrd_;
+extern "C" Hetrd<double> dsytrd_;
+extern "C" Hetrd<Complex<float>> chetrd_;
+extern "C" Hetrd<Complex<double>> zhetrd_;
+
 // Of real elements only
+template <class R>
+using Sterf = void(const int* n, R* d, R* e, int* info);
+extern "C" Sterf<float> ssterf_;
+extern "C" Sterf<double> dsterf_;
+
+template <class R>
+using Stedc = void(const char* compz, const int* n, R* d, R* e, R* z, const int* ldz, R* work,
+                   const int* lwork, int* iwork, const int* liwork, int* info, std::size_t);
+extern "C" Stedc<float> sstedc_;
+extern "C" Stedc<double> dstedc_;
+
+template <class R>
+using Bdsdc = void(const char* uplo, const char* compq, const int* n, R* d, R* e, R* u, const int* ldu, R* vt,
+                   const int* ldvt, R* q, int* iq, R* work, int* iwork, int* info, std::size_t, std::size_t);
+extern "C" Bdsdc<float> sbdsdc_;
+extern "C" Bdsdc<double> dbdsdc_;
+
 template <class R>
 using Lartg = void(const R* f, const R* g, R* cs, R* sn, R* r);
 extern "C" Lartg<float> slartg_;
@@ -379,6 +405,74 @@ int gebd2(int m, int n, T* a, int lda, tovi::Real<T>* d, tovi::Real<T>* e, T* ta
   detail::writesVector(m < n ? n : m, work, 1);
   int info = 0;
   detail::routine<T>(sgebd2_, dgebd2_, cgebd2_, zgebd2_)(&m, &n, a, &lda, d, e, tauq, taup, work, &info);
+  return info;
+}
+
+// A = Q T Q^H, A Hermitian of order n, uplo saying which triangle of it is there; d takes the diagonal of T,
+// n reals, e the n - 1 beside it, tau n - 1 scalar factors
+template <class T>
+int hetrd(char uplo, int n, T* a, int lda, tovi::Real<T>* d, tovi::Real<T>* e, T* tau, T* work, int lwork) {
+  using namespace fortran;
+  if (lwork != detail::workQuery) {
+    detail::writes(uplo, n, n, a, lda);
+    detail::writesVector(n, d, 1);
+    detail::writesVector(n - 1, e, 1);
+    detail::writesVector(n - 1, tau, 1);
+  }
+  detail::writesVector(lwork == detail::workQuery ? 1 : lwork, work, 1);
+  int info = 0;
+  detail::routine<T>(ssytrd_, dsytrd_, chetrd_, zhetrd_)(&uplo, &n, a, &lda, d, e, tau, work, &lwork, &info,
+                                                         1);
+  return info;
+}
+
+// d := the eigenvalues, in ascending order, of the tridiagonal matrix with the diagonal d and the n - 1
+// elements e beside it, which are destroyed
+template <class R>
+int sterf(int n, R* d, R* e) {
+  using namespace fortran;
+  detail::writesVector(n, d, 1);
+  detail::writesVector(n - 1, e, 1);
+  int info = 0;
+  detail::realRoutine<R>(ssterf_, dsterf_)(&n, d, e, &info);
+  return info;
+}
+
+// The same by divide and conquer, with z := the eigenvectors as columns; work takes 1 + 4 n + n^2 reals,
+// iwork 3 + 5 n numbers
+template <class R>
+int stedc(int n, R* d, R* e, R* z, int ldz, R* work, int* iwork) {
+  using namespace fortran;
+  const char compz = 'I';
+  const int lwork = 1 + 4 * n + n * n, liwork = 3 + 5 * n;
+  detail::writesVector(n, d, 1);
+  detail::writesVector(n - 1, e, 1);
+  detail::writes(n, n, z, ldz);
+  detail::writesVector(lwork, work, 1);
+  detail::writesVector(liwork, iwork, 1);
+  int info = 0;
+  detail::realRoutine<R>(sstedc_, dstedc_)(&compz, &n, d, e, z, &ldz, work, &lwork, iwork, &liwork, &info, 1);
+  return info;
+}
+
+// B = U diag(s) V^T, B bidiagonal, upper or lower, with the diagonal d and n - 1 elements e beside it, which
+// are destroyed; d := s in descending order, u := U, vt := V^T. work takes 3 n^2 + 4 n reals, iwork 8 n
+// numbers.
+template <class R>
+int bdsdc(char uplo, int n, R* d, R* e, R* u, int ldu, R* vt, int ldvt, R* work, int* iwork) {
+  using namespace fortran;
+  const char compq = 'I';
+  detail::writesVector(n, d, 1);
+  detail::writesVector(n - 1, e, 1);
+  detail::writes(n, n, u, ldu);
+  detail::writes(n, n, vt, ldvt);
+  detail::writes(n, 3 * n + 4, work, n);
+  detail::writesVector(8 * n, iwork, 1);
+  int info = 0;
+  R* const q = nullptr;
+  int* const iq = nullptr;
+  detail::realRoutine<R>(sbdsdc_, dbdsdc_)(&uplo, &compq, &n, d, e, u, &ldu, vt, &ldvt, q, iq, work, iwork,
+                                           &info, 1, 1);
   return info;
 }
 

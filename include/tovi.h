@@ -776,6 +776,78 @@ TOVI_API toviStatus toviDeviceZgesvd(char jobu, char jobvt, int m, int n, toviDo
                                      int ldvt);
 
 /*
+ * gesdd: singular value decomposition by divide and conquer, A = U Sigma V^H, as LAPACK xGESDD. With vectors
+ * it is several times as fast as gesvd.
+ *
+ * A is m x n, k = min(m, n). s takes the k singular values, none negative, in descending order. jobz says
+ * what becomes of the singular vectors, the columns of U and the rows of V^H:
+ *
+ *   'A': all of them are returned, in u (m x m) and vt (n x n);
+ *   'S': the first k of either side are, in u (m x k) and vt (k x n);
+ *   'O': if m >= n the first n columns of U take the place of A, and V^H is returned in vt (n x n); if m < n
+ *        the first m rows of V^H take the place of A, and U is returned in u (m x m);
+ *   'N': they are not computed.
+ *
+ * What is not returned in u (vt) is not used there, and it may be null; its leading dimension must be at
+ * least 1 all the same. What else A holds is destroyed in the device interface, and left as it was by the
+ * host interface. When m or n is 0 nothing is read or written.
+ *
+ * A matrix whose largest element is not between 1e-12 and 1e12 (single precision; in double precision the
+ * limits are 1e-138 and 1e138) is scaled before, and the values back after. k * k elements of device memory
+ * are needed beside A, u and vt, with 'O' m * n more; with vectors 2 k * k real numbers of page-locked and 3
+ * k * k of pageable host memory. With vectors k is at most 26000: toviFeatureNotImplemented beyond.
+ *
+ * toviDataError, error info i: the iteration has not converged; i is the info of LAPACK's xBDSDC for the
+ * bidiagonal form, with 'N' that of gesvd. The host interface leaves all operands as they were. A NaN or an
+ * infinity in A makes all results NaN; with 'N' it may be such an error instead. (The reference routine takes
+ * a NaN for a bad argument.)
+ */
+TOVI_API toviStatus toviSgesdd(char jobz, int m, int n, float* a, int lda, float* s, float* u, int ldu,
+                               float* vt, int ldvt);
+TOVI_API toviStatus toviDgesdd(char jobz, int m, int n, double* a, int lda, double* s, double* u, int ldu,
+                               double* vt, int ldvt);
+TOVI_API toviStatus toviCgesdd(char jobz, int m, int n, toviFloatComplex* a, int lda, float* s,
+                               toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt);
+TOVI_API toviStatus toviZgesdd(char jobz, int m, int n, toviDoubleComplex* a, int lda, double* s,
+                               toviDoubleComplex* u, int ldu, toviDoubleComplex* vt, int ldvt);
+TOVI_API toviStatus toviDeviceSgesdd(char jobz, int m, int n, float* a, int lda, float* s, float* u, int ldu,
+                                     float* vt, int ldvt);
+TOVI_API toviStatus toviDeviceDgesdd(char jobz, int m, int n, double* a, int lda, double* s, double* u,
+                                     int ldu, double* vt, int ldvt);
+TOVI_API toviStatus toviDeviceCgesdd(char jobz, int m, int n, toviFloatComplex* a, int lda, float* s,
+                                     toviFloatComplex* u, int ldu, toviFloatComplex* vt, int ldvt);
+TOVI_API toviStatus toviDeviceZgesdd(char jobz, int m, int n, toviDoubleComplex* a, int lda, double* s,
+                                     toviDoubleComplex* u, int ldu, toviDoubleComplex* vt, int ldvt);
+
+/*
+ * syevd, heevd: eigenvalues and eigenvectors of a symmetric (real) or Hermitian (complex) matrix,
+ * A = Z diag(w) Z^H, by divide and conquer, as LAPACK xSYEVD and xHEEVD.
+ *
+ * A is n x n, and its lower (uplo = 'L') or upper ('U') triangle is given: what the other one holds is not
+ * used, nor the imaginary parts of the diagonal. w takes the n eigenvalues in ascending order. With jobz =
+ * 'V' A is overwritten with Z, whose columns are the eigenvectors, orthonormal to a small multiple of n times
+ * the machine epsilon, however close the values lie; with 'N' it stays as it is. When n is 0 nothing is read
+ * or written.
+ *
+ * A matrix whose largest element is not between 1e-12 and 1e12 (single precision; in double precision the
+ * limits are 1e-138 and 1e138) is scaled before, and the values back after. n * n elements of device memory
+ * are needed beside A, with vectors n * n real numbers of page-locked and as many of pageable host memory.
+ * With vectors n is at most 46000: toviFeatureNotImplemented beyond.
+ *
+ * toviDataError, error info i: the iteration has not converged; i is the info of LAPACK's xSTEDC ('V') or
+ * xSTERF ('N') for the tridiagonal form. The host interface leaves all operands as they were; in the device
+ * interface w and, with 'V', A are undefined. A NaN or an infinity in the triangle makes all results NaN.
+ */
+TOVI_API toviStatus toviSsyevd(char jobz, char uplo, int n, float* a, int lda, float* w);
+TOVI_API toviStatus toviDsyevd(char jobz, char uplo, int n, double* a, int lda, double* w);
+TOVI_API toviStatus toviCheevd(char jobz, char uplo, int n, toviFloatComplex* a, int lda, float* w);
+TOVI_API toviStatus toviZheevd(char jobz, char uplo, int n, toviDoubleComplex* a, int lda, double* w);
+TOVI_API toviStatus toviDeviceSsyevd(char jobz, char uplo, int n, float* a, int lda, float* w);
+TOVI_API toviStatus toviDeviceDsyevd(char jobz, char uplo, int n, double* a, int lda, double* w);
+TOVI_API toviStatus toviDeviceCheevd(char jobz, char uplo, int n, toviFloatComplex* a, int lda, float* w);
+TOVI_API toviStatus toviDeviceZheevd(char jobz, char uplo, int n, toviDoubleComplex* a, int lda, double* w);
+
+/*
  * gglse: least squares under equality constraints, as LAPACK xGGLSE: x minimizes the norm of c - A x under
  * B x = d.
  *

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <string_view>
 
 #include "cudalib/buffer_cache.h"
@@ -13,9 +12,9 @@
 #include "lapack/bidiagonal.h"
 #include "lapack/qr.h"
 #include "lapack/reflectors.h"
+#include "lapack/scaling.h"
 #include "src/basic/LACPY.h"
 #include "src/basic/LASET.h"
-#include "src/basic/MADD.h"
 #include "src/basic/lange.h"
 #include "src/blas/blas.h"
 
@@ -215,23 +214,9 @@ class ByTriangle {
   const Work<T> dW1_, dW2_, dTau_;
 };
 
-// The power of 2 that takes the largest element into the range in which squares neither overflow nor lose
-// their digits; 1 where it is there already, or is zero, infinite or NaN.
-template <class R>
-R safeFactor(R largest) {
-  const R least = std::sqrt(std::numeric_limits<R>::min()) / std::numeric_limits<R>::epsilon();
-  const R most = 1 / least;
-  if (!(largest > 0) || !std::isfinite(largest) || (largest >= least && largest <= most)) return 1;
-  return std::ldexp(R(1), std::ilogb(largest < least ? least : most) - std::ilogb(largest));
-}
-
-// A := factor A
-template <class T>
-void scale(Real<T> factor, MatrixView<T> dA) {
-  if (factor != 1) basic::madd<T>('N', 'N', factor, dA, 0, dA, dA);
-}
-
 }  // namespace
+
+bool farFromSquare(int m, int n) { return std::max(m, n) >= std::trunc(std::min(m, n) * 1.6); }
 
 template <class T>
 void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> dU, MatrixView<T> dVt) {
@@ -242,9 +227,7 @@ void gesvd(char jobu, char jobvt, MatrixView<T> dA, Real<T>* dS, MatrixView<T> d
 
   dU = {dU.data, m, jobu == 'A' ? m : k, dU.ld};
   dVt = {dVt.data, jobvt == 'A' ? n : k, n, dVt.ld};
-  // From this ratio on the QR (LQ) factorization before the reduction pays; LAPACK's crossover (ilaenv, ispec
-  // 6) is the same.
-  if (std::max(m, n) < std::trunc(k * 1.6))
+  if (!farFromSquare(m, n))
     decomposeDirectly(jobu, jobvt, dA, dS, dU, dVt);
   else if (m >= n)
     ByTriangle<T, Tall<T>>(jobu, jobvt, dA, dU, dVt).run(dS);

@@ -29,6 +29,12 @@ __global__ void CopyMatrix_k(int m, int n, const T* A, int lda, T* B, int ldb) {
 }
 
 template <class T>
+__global__ void CopyMatrixRealToComplex_k(int m, int n, const Real<T>* A, int lda, T* B, int ldb) {
+  const std::ptrdiff_t i = cudalib::Map2D::row(), j = cudalib::Map2D::col();
+  if (i < m && j < n) element(B, ldb, i, j) = T(element(A, lda, i, j));
+}
+
+template <class T>
 __global__ void CopySingle_k(T* destination, const T* source) {
   *destination = *source;
 }
@@ -78,6 +84,18 @@ void copyMatrix(ConstView<T> dA, MatrixView<T> dB) {
 }
 
 template <class T>
+void copyMatrixRealToComplex(ConstView<Real<T>> dA, MatrixView<T> dB) {
+  checkShape(dA, 1);
+  if (dA.empty()) return;
+  checkPointer(dA.data, 3);
+  checkOperand(dB, dA.rows, dA.cols, 5);
+  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
+    cudalib::launch<&CopyMatrixRealToComplex_k<T>>(cudalib::Map2D(m, n), m, n, dA.at(i, j), dA.ld,
+                                                   dB.at(i, j), dB.ld);
+  });
+}
+
+template <class T>
 void copySingle(const T* dX, T* dY) {
   checkPointer(dY, 1);
   checkPointer(dX, 2);
@@ -102,6 +120,7 @@ void copyComplexToReal(const T* dX, Real<T>* dY) {
   template decltype(copyVector<T>) copyVector<T>;                           \
   template decltype(copyVectorRealToComplex<T>) copyVectorRealToComplex<T>; \
   template decltype(copyMatrix<T>) copyMatrix<T>;                           \
+  template decltype(copyMatrixRealToComplex<T>) copyMatrixRealToComplex<T>; \
   template decltype(copySingle<T>) copySingle<T>;                           \
   template decltype(copyRealToComplex<T>) copyRealToComplex<T>;             \
   template decltype(copyComplexToReal<T>) copyComplexToReal<T>;

@@ -20,6 +20,9 @@ __global__ void CopyVectorRealToComplex_k(int n, T* x, int incx, const Real<T>* 
 // B := A, both m x n.
 template <class T>
 __global__ void CopyMatrix_k(int m, int n, const T* A, int lda, T* B, int ldb);
+// The same with A real; imaginary parts become zero.
+template <class T>
+__global__ void CopyMatrixRealToComplex_k(int m, int n, const Real<T>* A, int lda, T* B, int ldb);
 
 // One element; the conversions give a zero imaginary part or take the real part.
 template <class T>
@@ -41,6 +44,8 @@ void copyVectorRealToComplex(int n, const Real<T>* dX, int incx, T* dY, int incy
 
 template <class T>
 void copyMatrix(ConstView<T> dA, MatrixView<T> dB);
+template <class T>
+void copyMatrixRealToComplex(ConstView<Real<T>> dA, MatrixView<T> dB);
 
 template <class T>
 void copySingle(const T* dX, T* dY);

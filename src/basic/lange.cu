@@ -71,6 +71,18 @@ __global__ void LANGE_F_k(int m, int n, const T* A, int lda, const Real<T>* scal
   work[line.number] = sum;
 }
 
+// A thread owns what the stored triangle has of one column.
+template <class Map, class T>
+__global__ void LANHE_M_k(bool upper, int n, const T* A, int lda, Real<T>* work) {
+  const std::ptrdiff_t j = Map::index();
+  if (j >= n) return;
+  Real<T> greatest = modulus(real(element(A, lda, j, j)));
+  const std::ptrdiff_t first = upper ? 0 : j + 1, last = upper ? j : n;
+  for (std::ptrdiff_t i = first; i < last; ++i)
+    greatest = greaterOf(greatest, modulus(element(A, lda, i, j)));
+  work[j] = greatest;
+}
+
 // A thread owns one column of the Hermitian matrix: in the stored triangle that is a part of a column and,
 // beyond the diagonal, a part of a row.
 template <class Map, class T>
@@ -198,15 +210,18 @@ std::vector<Real<T>> greatestOfColumns(ConstView<T> dA) {
 template <class T>
 Real<T> lanhe(char norm, char uplo, ConstView<T> dA) {
   using Map = cudalib::StaticColumnWiseMap<256>;
-  oneOf("O1I", norm, 1);
+  norm = oneOf("MO1I", norm, 1);
   uplo = oneOf("UL", uplo, 2);
   checkSize(dA.rows, 3);
   if (dA.rows != dA.cols) argumentError(-3);
   if (dA.empty()) return 0;
   checkPointer(dA.data, 4);
   const Lines<Real<T>> lines(dA.cols);
-  cudalib::launch<&LANHE_O_k<Map, T>>(Map(dA.rows, dA.cols), uplo == 'U', dA.rows, dA.data, dA.ld,
-                                      lines.get());
+  const Map map(dA.rows, dA.cols);
+  if (norm == 'M')
+    cudalib::launch<&LANHE_M_k<Map, T>>(map, uplo == 'U', dA.rows, dA.data, dA.ld, lines.get());
+  else
+    cudalib::launch<&LANHE_O_k<Map, T>>(map, uplo == 'U', dA.rows, dA.data, dA.ld, lines.get());
   return download(lines.findGreatest());
 }
 

@@ -22,8 +22,11 @@ __global__ void LANGE_OI_k(int m, int n, const T* A, int lda, Real<T>* work);
 // The sum of the squares of the absolute values in A / *scale.
 template <class Map, class T>
 __global__ void LANGE_F_k(int m, int n, const T* A, int lda, const Real<T>* scale, Real<T>* work);
-// The sum of the absolute values of a column of the Hermitian matrix that one triangle of A stands for: the
-// upper one, or the lower one. The imaginary parts of the diagonal are taken as zero.
+// The greatest absolute value of a column, and the sum of the absolute values of a column, of the Hermitian
+// matrix that one triangle of A stands for: the upper one, or the lower one. The imaginary parts of the
+// diagonal are taken as zero.
+template <class Map, class T>
+__global__ void LANHE_M_k(bool upper, int n, const T* A, int lda, Real<T>* work);
 template <class Map, class T>
 __global__ void LANHE_O_k(bool upper, int n, const T* A, int lda, Real<T>* work);
 
@@ -46,7 +49,8 @@ Real<T> lange(char norm, ConstView<T> dA);
 template <class T>
 std::vector<Real<T>> greatestOfColumns(ConstView<T> dA);
 
-// "O", "1" or "I", which are the same, of the Hermitian (symmetric) matrix whose triangle uplo dA holds.
+// "M", or "O", "1" and "I", which are the same, of the Hermitian (symmetric) matrix whose triangle uplo dA
+// holds. Waits for the device.
 template <class T>
 Real<T> lanhe(char norm, char uplo, ConstView<T> dA);
 

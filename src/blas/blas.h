@@ -23,6 +23,11 @@ template <class T>
 void gemv(char trans, Scalar<T> alpha, ConstView<T> dA, const Scalar<T>* dX, int incx, Scalar<T> beta, T* dY,
           int incy);
 
+// y := alpha A x + beta y, A Hermitian or, of a real type, symmetric
+template <class T>
+void hemv(char uplo, Scalar<T> alpha, ConstView<T> dA, const Scalar<T>* dX, int incx, Scalar<T> beta, T* dY,
+          int incy);
+
 // B := X with op(A) X = alpha B (side L) or X op(A) = alpha B (side R)
 template <class T>
 void trsm(char side, char uplo, char trans, char diag, Scalar<T> alpha, ConstView<T> dA, MatrixView<T> dB);

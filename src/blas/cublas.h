@@ -22,6 +22,7 @@ template <>
 struct Routines<float> {
   static constexpr auto gemm = cublasSgemm;
   static constexpr auto gemv = cublasSgemv;
+  static constexpr auto hemv = cublasSsymv;
   static constexpr auto trsm = cublasStrsm;
   static constexpr auto trmm = cublasStrmm;
   static constexpr auto symm = cublasSsymm;
@@ -33,6 +34,7 @@ template <>
 struct Routines<double> {
   static constexpr auto gemm = cublasDgemm;
   static constexpr auto gemv = cublasDgemv;
+  static constexpr auto hemv = cublasDsymv;
   static constexpr auto trsm = cublasDtrsm;
   static constexpr auto trmm = cublasDtrmm;
   static constexpr auto symm = cublasDsymm;
@@ -46,6 +48,7 @@ template <>
 struct Routines<Complex<float>> {
   static constexpr auto gemm = cublasCgemm;
   static constexpr auto gemv = cublasCgemv;
+  static constexpr auto hemv = cublasChemv;
   static constexpr auto trsm = cublasCtrsm;
   static constexpr auto trmm = cublasCtrmm;
   static constexpr auto symm = cublasChemm;
@@ -58,6 +61,7 @@ template <>
 struct Routines<Complex<double>> {
   static constexpr auto gemm = cublasZgemm;
   static constexpr auto gemv = cublasZgemv;
+  static constexpr auto hemv = cublasZhemv;
   static constexpr auto trsm = cublasZtrsm;
   static constexpr auto trmm = cublasZtrmm;
   static constexpr auto symm = cublasZhemm;
@@ -108,6 +112,15 @@ void gemv(char trans, T alpha, MatrixView<const T> dA, const T* dX, int incx, T 
   cudalib::checkBlas([&] {
     Routines<T>::gemv(operation<T>(trans), dA.rows, dA.cols, raw(alpha), raw(dA.data), leading(dA), raw(dX),
                       incx, raw(beta), raw(dY), incy);
+  });
+}
+
+// Real types: symv.
+template <class T>
+void hemv(char uplo, T alpha, MatrixView<const T> dA, const T* dX, int incx, T beta, T* dY, int incy) {
+  cudalib::checkBlas([&] {
+    Routines<T>::hemv(uplo, dA.rows, raw(alpha), raw(dA.data), leading(dA), raw(dX), incx, raw(beta), raw(dY),
+                      incy);
   });
 }
 

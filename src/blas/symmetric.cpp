@@ -1,5 +1,5 @@
-// symm and hemm. The off-diagonal block is applied once as it is and once as its conjugate transpose, which
-// serves symmetric real matrices and Hermitian complex ones alike.
+// symm, hemm, hemv. In products of matrices the off-diagonal block is applied once as it is and once as its
+// conjugate transpose, which serves symmetric real matrices and Hermitian complex ones alike.
 
 #include "src/blas/blas.h"
 #include "src/blas/block_unit.h"
@@ -67,7 +67,16 @@ void hemm(char side, char uplo, Scalar<T> alpha, ConstView<T> dA, ConstView<T> d
     cublas::symm<T>(side, uplo, alpha, dA, dB, beta, dC);
 }
 
-#define TOVI_INSTANCES(T) template decltype(symm<T>) symm<T>;
+template <class T>
+void hemv(char uplo, Scalar<T> alpha, ConstView<T> dA, const Scalar<T>* dX, int incx, Scalar<T> beta, T* dY,
+          int incy) {
+  if (dA.empty()) return;
+  cublas::hemv<T>(uplo, alpha, dA, dX, incx, beta, dY, incy);
+}
+
+#define TOVI_INSTANCES(T)             \
+  template decltype(symm<T>) symm<T>; \
+  template decltype(hemv<T>) hemv<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 template decltype(hemm<Complex<float>>) hemm<Complex<float>>;
 template decltype(hemm<Complex<double>>) hemm<Complex<double>>;

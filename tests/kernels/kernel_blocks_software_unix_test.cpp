@@ -76,6 +76,7 @@ void launchEveryKernel() {
   conjugateVector(n, p, 1), conjugateMatrix(a), conjugateMatrixLower(a);
   copyVector(n, q, 1, p, 1), copyMatrix(b, a), copySingle(q, p);
   copyVectorRealToComplex(n, real, 1, p, 1), copyRealToComplex(real, p), copyComplexToReal(p, real);
+  copyMatrixRealToComplex({real, n, n, n}, a);
   for (const char uplo : {'G', 'L', 'U'}) lacpy(uplo, b, a);
   for (const char transa : {'N', 'T'})
     for (const char transb : {'N', 'T'}) {
@@ -98,7 +99,7 @@ void launchEveryKernel() {
   larfg(n, p, p + 1, 1, q);
   setMatrix(Fill::one, a);  // of NaN the Frobenius norm is known early
   for (const char norm : {'M', 'O', 'I', 'F'}) lange<T>(norm, a);
-  lanhe<T>('O', 'U', a);
+  for (const char norm : {'M', 'O'}) lanhe<T>(norm, 'U', a);
   for (const char trans : {'T', 'C'}) tovi::blas::gemv<T>(trans, T(1), a, q, 1, T(0), q + n, 1);
   for (const char uplo : {'L', 'U'}) tovi::brd::orgbrCopy(uplo, n, p, n);
 }

@@ -62,6 +62,11 @@ TYPED_TEST(BasicMatrix, CopiesAllOrOneTriangle) {
           [&](int i, int j) { return within(uplo, i, j) ? a(i, j) : b(i, j); });
     expectMade(
         b, [&](MatrixView<T> x) { basic::copyMatrix(dA.view, x); }, [&](int i, int j) { return a(i, j); });
+    const auto real = numbered<Real<T>>(m, n);
+    const OnDevice<Real<T>> dReal(real);
+    expectMade(
+        b, [&](MatrixView<T> x) { basic::copyMatrixRealToComplex<T>(dReal.view, x); },
+        [&](int i, int j) { return T(real(i, j)); });
   }
   // From the inside of one matrix to the inside of another one.
   const auto a = numbered<T>(40, 30), b = numbered<T>(29, 44, -50000);

@@ -65,7 +65,7 @@ TYPED_TEST(Norms, OfHermitianMatrices) {
     const HostMatrix<T> whole = HostMatrix<T>(random).set([&](int i, int j) {
       return i > j ? random(i, j) : i < j ? tovi::conj(random(j, i)) : T(tovi::real(random(i, i)));
     });
-    const double expected = reference('O', whole, 0);
+    const double expected = reference('O', whole, 0), greatest = reference('M', whole, 0);
     for (const char uplo : {'U', 'l'}) {
       const HostMatrix<T> a = HostMatrix<T>(whole).set([&](int i, int j) {
         if (i == j) return makeElement<T>(static_cast<double>(tovi::real(whole(i, i))), NAN);
@@ -73,6 +73,7 @@ TYPED_TEST(Norms, OfHermitianMatrices) {
       });
       for (const char norm : {'O', '1', 'i'})
         CHECK_RATIO(std::abs(hermitianNormOf(norm, uplo, a) - expected) / (expected * epsilon<T>() * n), 4);
+      CHECK_RATIO(std::abs(hermitianNormOf('m', uplo, a) - greatest) / (greatest * epsilon<T>()), 4);
     }
   }
 }
@@ -96,8 +97,10 @@ TYPED_TEST(Norms, NaNAndInfinity) {
       }
   HostMatrix<T> square(300, 300);
   square(299, 1) = quietNaN<T>();
-  EXPECT_TRUE(std::isnan(hermitianNormOf('1', 'L', square)));
-  EXPECT_EQ(hermitianNormOf('1', 'U', square), 0);
+  for (const char norm : {'1', 'M'}) {
+    EXPECT_TRUE(std::isnan(hermitianNormOf(norm, 'L', square)));
+    EXPECT_EQ(hermitianNormOf(norm, 'U', square), 0);
+  }
   for (const char norm : {'M', 'O', 'I', 'F'}) EXPECT_EQ(normOf(norm, HostMatrix<T>(40, 50)), 0);
 }
 

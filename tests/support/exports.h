@@ -238,6 +238,7 @@ inline const std::vector<Family>& families() {
         "side=LR uplo=LU transa=NTC diag=UN m n alpha a(order,order,unit) lda b(m,n) ldb";
     const char* const symmetric =
         "side=LR uplo=UL m n alpha a(order,order,uplo) lda b(m,n) ldb beta c(m,n) ldc";
+    const char* const hermitianEigen = "jobz=NV uplo=LU n a(n,n) lda w(n,1)>";
     const auto update = [](const char* name, const std::string& transposes, const char* second, int leastLd) {
       const std::string arguments =
           "uplo=UL trans=" + transposes + " n k alpha a(n,k,trans) lda " + second + " beta c(n,n,uplo) ldc";
@@ -292,6 +293,10 @@ inline const std::vector<Family>& families() {
                      {{20, 10, 2}, {80, 50, 2}, {50, 80, 2}, {50, 80, 2}}),
         lapackFamily("gesvd", "jobu=ASON jobvt=ASON m n a(m,n) lda s(min,1)> u(m,m)> ldu vt(n,n)> ldvt",
                      "m n", {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {34, 33}, {33, 70}}),
+        lapackFamily("gesdd", "jobz=ASON m n a(m,n) lda s(min,1)> u(m,m)> ldu vt(n,n)> ldvt", "m n",
+                     {{9, 4}, {5, 6}, {36, 34}, {34, 36}, {33, 70}, {70, 33}}),
+        lapackFamily("syevd", hermitianEigen, "n", {{9}, {70}, {70}}),
+        lapackFamily("heevd", hermitianEigen, "n", {{9}, {70}, {70}}),
         lapackFamily("gglse", "m n p a(m,n) lda b(p,n) ldb c(m,1) d(p,1) x(n,1)>", "n",
                      {{20, 15, 10}, {60, 80, 40}, {80, 60, 40}}),
         lapackFamily("getrs", "trans=NTC n nrhs a(n,n) lda ipiv(n,1) b(n,nrhs) ldb", "n nrhs",
@@ -323,6 +328,18 @@ inline const std::vector<Family>& families() {
     gesvd["vt"].shape = [](const Arguments& a) {
       return a.is("jobvt", "AS") ? Shape{a.is("jobvt", "A") ? a["n"] : shorter(a), a["n"]} : Shape{};
     };
+    Family& gesdd = family("gesdd");
+    for (const char* const name : {"a", "s", "u", "vt"}) gesdd[name].kept = Kept::onTheHost;
+    gesdd["u"].shape = [](const Arguments& a) {
+      const bool returned = a.is("jobz", "AS") || (a.is("jobz", "O") && a["m"] < a["n"]);
+      return returned ? Shape{a["m"], a.is("jobz", "A") ? a["m"] : shorter(a)} : Shape{};
+    };
+    gesdd["vt"].shape = [](const Arguments& a) {
+      const bool returned = a.is("jobz", "AS") || (a.is("jobz", "O") && a["m"] >= a["n"]);
+      return returned ? Shape{a.is("jobz", "A") ? a["n"] : shorter(a), a["n"]} : Shape{};
+    };
+    for (const char* const name : {"syevd", "heevd"})
+      for (const char* const array : {"a", "w"}) family(name)[array].kept = Kept::onTheHost;
     gglse["p"].holds = [](const Arguments& a) { return a["p"] <= a["n"] && a["p"] >= a["n"] - a["m"]; };
     gglse["b"].shape = [](const Arguments& a) {
       return Shape{a["p"], a["n"], Part::all, std::max(0, a["n"]) - std::max(0, a["p"])};
@@ -403,7 +420,7 @@ class ExportTable {
   }
 };
 
-// All of them, 68 of BLAS and 100 of LAPACK.
+// All of them, 68 of BLAS and 116 of LAPACK.
 inline const std::vector<Export>& allExports() {
   static const ExportTable table;
   return table.all;

@@ -79,11 +79,11 @@ struct Exports;
 // The lists of families: X(P, family), P a precision.
 #define TOVI_BLAS(X, P) X(P, gemm) X(P, gemv) X(P, trsm) X(P, trmm) X(P, symm) X(P, syrk) X(P, syr2k)
 #define TOVI_HERMITIAN_BLAS(X, P) X(P, hemm) X(P, herk) X(P, her2k)
-#define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gglse) \
-  X(P, getrs) X(P, potrf) X(P, potrs) X(P, posv)
+#define TOVI_LAPACK(X, P) X(P, getrf) X(P, gesv) X(P, geqrf) X(P, gels) X(P, gesvd) X(P, gesdd) \
+  X(P, gglse) X(P, getrs) X(P, potrf) X(P, potrs) X(P, posv)
 // Those whose names depend on the element type: X(P, family, name).
-#define TOVI_REAL_LAPACK(X, P) X(P, ormqr, ormqr) X(P, orgqr, orgqr)
-#define TOVI_COMPLEX_LAPACK(X, P) X(P, ormqr, unmqr) X(P, orgqr, ungqr)
+#define TOVI_REAL_LAPACK(X, P) X(P, ormqr, ormqr) X(P, orgqr, orgqr) X(P, heevd, syevd)
+#define TOVI_COMPLEX_LAPACK(X, P) X(P, ormqr, unmqr) X(P, orgqr, ungqr) X(P, heevd, heevd)
 #define TOVI_REFINED(X, P) X(P, gesvRefined, sgesv)
 #define TOVI_COMPLEX_REFINED(X, P) X(P, gesvRefined, cgesv)
 

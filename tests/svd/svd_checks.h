@@ -16,9 +16,16 @@ namespace testing_support {
 
 constexpr double svdBound = 50;
 
+// What gesvd is asked for; of gesdd, where divided is true, with the letter that both have in common.
 struct Jobs {
   char u, vt;
+  bool divided = false;
 };
+// As it is where the matrix has this shape: 'O' is for the vectors of the longer side.
+inline Jobs divided(char jobz, int m, int n) {
+  if (jobz == 'O') return m >= n ? Jobs{'O', 'S', true} : Jobs{'S', 'O', true};
+  return {jobz, jobz, true};
+}
 constexpr Jobs everyPairOfJobs[] = {{'A', 'A'}, {'A', 'S'}, {'A', 'O'}, {'A', 'N'}, {'S', 'A'},
                                     {'S', 'S'}, {'S', 'O'}, {'S', 'N'}, {'O', 'A'}, {'O', 'S'},
                                     {'O', 'N'}, {'N', 'A'}, {'N', 'S'}, {'N', 'O'}, {'N', 'N'}};
@@ -38,8 +45,12 @@ struct Svd {
     const auto letter = [&](char job) {  // both cases are the same
       return where == Memory::host ? job : static_cast<char>(std::tolower(static_cast<unsigned char>(job)));
     };
-    const toviStatus status = gesvd(where, letter(jobs.u), letter(jobs.vt), a.rows(), a.cols(), dA.data(),
-                                    a.ld(), dS.data(), dU.data(), u.ld(), dVt.data(), vt.ld());
+    const char jobz = jobs.vt == 'O' ? 'O' : jobs.u;
+    const toviStatus status =
+        jobs.divided ? gesdd(where, letter(jobz), a.rows(), a.cols(), dA.data(), a.ld(), dS.data(), dU.data(),
+                             u.ld(), dVt.data(), vt.ld())
+                     : gesvd(where, letter(jobs.u), letter(jobs.vt), a.rows(), a.cols(), dA.data(), a.ld(),
+                             dS.data(), dU.data(), u.ld(), dVt.data(), vt.ld());
     for (const Placed<T>* operand : {&dA, &dU, &dVt}) operand->fetch();
     dS.fetch();
     return status;
@@ -55,6 +66,7 @@ struct Svd {
 template <class T>
 Svd<T> svdProblem(Jobs jobs, const HostMatrix<T>& a) {
   const int m = a.rows(), n = a.cols(), k = std::min(m, n);
+  if (jobs.divided) jobs = divided(jobs.u, m, n);
   Svd<T> problem{jobs, a,
                  separate(jobs.u) ? HostMatrix<T>(m, jobs.u == 'A' ? m : k, 2) : HostMatrix<T>(2, 2, 1),
                  separate(jobs.vt) ? HostMatrix<T>(jobs.vt == 'A' ? n : k, n, 1) : HostMatrix<T>(2, 2, 1),
@@ -150,20 +162,25 @@ double valuesRatio(const Svd<T>& solved, const std::vector<double>& reference) {
 // Runs the routine and checks all but the values.
 template <class T>
 Svd<T> checkSvd(Memory where, const Svd<T>& problem) {
-  SCOPED_TRACE(shape(where, problem.a.rows(), problem.a.cols()) + ", " + problem.jobs.u + problem.jobs.vt);
+  SCOPED_TRACE(shape(where, problem.a.rows(), problem.a.cols()) + ", " + problem.jobs.u + problem.jobs.vt +
+               (problem.jobs.divided ? " divided" : ""));
   Svd<T> solved = problem;
   EXPECT_EQ(solved.run(where), toviNoError) << toviGetErrorInfo();
   expectDecomposed(problem, solved);
   return solved;
 }
 
-// All pairs of jobs on one random matrix, and that they agree about its values.
+// All pairs of jobs, and all jobs of gesdd, on one random matrix, and that they agree about its values.
 template <class T>
 void checkEveryPairOfJobs(Memory where, int m, int n) {
   const std::vector<double> reference = values(checkSvd(where, randomSvdProblem<T>({'N', 'N'}, m, n)));
   for (const Jobs jobs : everyPairOfJobs) {
     const Svd<T> solved = checkSvd(where, randomSvdProblem<T>(jobs, m, n));
     CHECK_RATIO(valuesRatio(solved, reference), svdBound) << jobs.u << jobs.vt << m << " x " << n;
+  }
+  for (const char jobz : {'A', 'S', 'O', 'N'}) {
+    const Svd<T> solved = checkSvd(where, randomSvdProblem<T>({jobz, jobz, true}, m, n));
+    CHECK_RATIO(valuesRatio(solved, reference), svdBound) << "divided " << jobz << m << " x " << n;
   }
 }
 

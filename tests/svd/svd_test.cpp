@@ -7,7 +7,8 @@ namespace {
 
 TOVI_TYPED_SUITE(SvdTest, LibraryTest, AllTypes);
 
-constexpr Jobs somePairs[] = {{'N', 'N'}, {'S', 'S'}, {'A', 'O'}, {'O', 'A'}};
+constexpr Jobs somePairs[] = {{'N', 'N'}, {'S', 'S'},       {'A', 'O'},
+                              {'O', 'A'}, {'A', 'A', true}, {'O', 'O', true}};
 
 // Where the longer side has 1.6 times the shorter one's elements, rounded down, or more, A is reduced to a
 // triangle first. Everything else begins with A itself, and with a lower bidiagonal form if it has more
@@ -27,7 +28,9 @@ TYPED_TEST(SvdTest, EveryPairOfJobsOnEveryPath) {
 TYPED_TEST(SvdTest, LargerMatrices) {
   const std::pair<int, int> shapes[] = {{95, 95},   {96, 96},   {192, 192}, {193, 193}, {300, 300},
                                         {193, 194}, {450, 250}, {250, 450}, {320, 280}, {280, 320}};
-  for (const auto& [m, n] : shapes) checkSvd(Memory::host, randomSvdProblem<TypeParam>({'S', 'S'}, m, n));
+  for (const auto& [m, n] : shapes)
+    for (const bool divided : {false, true})
+      checkSvd(Memory::host, randomSvdProblem<TypeParam>({'S', 'S', divided}, m, n));
 }
 
 // Even, graded, rank-deficient, clustered, all equal, one large one, and none but zeros.

@@ -1,8 +1,8 @@
-/* The legacy BLAS interface of the software device, for C and C++: allocation and copies, gemv, and level 3.
- * Matrices are column-major in device memory, scalars travel by value. Calls that return nothing come back
- * before they have run; what went wrong with one is told by cublasGetError, whose status stays until it is
- * read. In the linked program the names carry a prefix, so that this library and the toolkit's may live in
- * one process. */
+/* The legacy BLAS interface of the software device, for C and C++: allocation and copies, gemv, symv, hemv,
+ * and level 3. Matrices are column-major in device memory, scalars travel by value. Calls that return nothing
+ * come back before they have run; what went wrong with one is told by cublasGetError, whose status stays
+ * until it is read. In the linked program the names carry a prefix, so that this library and the toolkit's
+ * may live in one process. */
 
 #ifndef TOVI_SOFTWARE_CUBLAS_H
 #define TOVI_SOFTWARE_CUBLAS_H
@@ -24,6 +24,10 @@
 #define cublasDgemv toviSw_cublasDgemv
 #define cublasCgemv toviSw_cublasCgemv
 #define cublasZgemv toviSw_cublasZgemv
+#define cublasSsymv toviSw_cublasSsymv
+#define cublasDsymv toviSw_cublasDsymv
+#define cublasChemv toviSw_cublasChemv
+#define cublasZhemv toviSw_cublasZhemv
 #define cublasSgemm toviSw_cublasSgemm
 #define cublasDgemm toviSw_cublasDgemm
 #define cublasCgemm toviSw_cublasCgemm
@@ -108,6 +112,16 @@ TOVI_SOFTWARE_API void CUBLASWINAPI cublasCgemv(char trans, int m, int n, cuComp
                                                 int lda, const cuComplex* x, int incx, cuComplex beta,
                                                 cuComplex* y, int incy);
 TOVI_SOFTWARE_API void CUBLASWINAPI cublasZgemv(char trans, int m, int n, cuDoubleComplex alpha,
+                                                const cuDoubleComplex* A, int lda, const cuDoubleComplex* x,
+                                                int incx, cuDoubleComplex beta, cuDoubleComplex* y, int incy);
+TOVI_SOFTWARE_API void CUBLASWINAPI cublasSsymv(char uplo, int n, float alpha, const float* A, int lda,
+                                                const float* x, int incx, float beta, float* y, int incy);
+TOVI_SOFTWARE_API void CUBLASWINAPI cublasDsymv(char uplo, int n, double alpha, const double* A, int lda,
+                                                const double* x, int incx, double beta, double* y, int incy);
+TOVI_SOFTWARE_API void CUBLASWINAPI cublasChemv(char uplo, int n, cuComplex alpha, const cuComplex* A,
+                                                int lda, const cuComplex* x, int incx, cuComplex beta,
+                                                cuComplex* y, int incy);
+TOVI_SOFTWARE_API void CUBLASWINAPI cublasZhemv(char uplo, int n, cuDoubleComplex alpha,
                                                 const cuDoubleComplex* A, int lda, const cuDoubleComplex* x,
                                                 int incx, cuDoubleComplex beta, cuDoubleComplex* y, int incy);
 

@@ -6,6 +6,8 @@
 #define TOVI_DEVICE_SOFTWARE_SRC_CUBLAS_TILES_H
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstddef>
 
 #include "device/software/src/pool.h"
@@ -274,6 +276,96 @@ void gemv(char trans, int m, int n, T alpha, const T* dA, int lda, const T* dx, 
                        at(dA, plain ? first : 0, plain ? 0 : first, lda), lda, dx, incx, beta,
                        piece(dy, incy, length, first, count), incy);
           });
+}
+
+// The columns of a triangle of order n in pieces of about the same area. The lower triangle's first columns
+// are its longest, the upper one's its last.
+class TriangleCut {
+ public:
+  TriangleCut(char uplo, int n) : count_(pieces(n)) {
+    const bool lower = tovi::isOption(uplo, 'L');
+    for (int i = 1; i < count_; ++i) {
+      const double share = static_cast<double>(lower ? count_ - i : i) / count_;
+      const int columns = static_cast<int>(n * std::sqrt(share)) / vectorUnit * vectorUnit;
+      starts_[static_cast<std::size_t>(i)] = lower ? n - columns : columns;
+    }
+    starts_[static_cast<std::size_t>(count_)] = n;
+  }
+  static int pieces(int n) {
+    return std::clamp(static_cast<int>(std::min(0.5 * n * n / leastTraffic, 0x1p10)), 1, enough);
+  }
+  int count() const { return count_; }
+  int first(int piece) const { return starts_[static_cast<std::size_t>(piece)]; }
+  int end(int piece) const { return starts_[static_cast<std::size_t>(piece) + 1]; }
+
+ private:
+  int count_;
+  std::array<int, enough + 1> starts_{};
+};
+
+// For the elements of x, with one more as in gemv, and for each piece's contributions to y.
+template <class T>
+std::size_t hemvRoom(int n, T alpha) {
+  if (alpha == T(0)) return 0;
+  return static_cast<std::size_t>(n) * static_cast<std::size_t>(TriangleCut::pieces(n) + 1) + 1;
+}
+
+// y := y + R x2 and z := z + R^H x1, R m x n, a few columns at a time, which the cache holds: R comes from
+// memory once.
+template <class T>
+void multiplyBothWays(int m, int n, const T* r, int ld, const T* x1, const T* x2, T* y, T* z) {
+  constexpr std::size_t cached = 0x20000;  // bytes
+  const std::size_t fitting = cached / (sizeof(T) * static_cast<std::size_t>(m)) / 8 * 8;
+  const int width = static_cast<int>(std::clamp<std::size_t>(fitting, 8, 64));
+  for (int j = 0; j < n; j += width) {
+    const int count = std::min(width, n - j);
+    host::gemv('N', m, count, T(1), at(r, 0, j, ld), ld, x2 + j, 1, T(1), y, 1);
+    host::gemv('C', m, count, T(1), at(r, 0, j, ld), ld, x1, 1, T(1), z + j, 1);
+  }
+}
+
+// y := alpha A x + beta y, A Hermitian. A piece of A's columns, a triangle on the diagonal and the rectangle
+// below or above that, acts on x both ways. What the pieces contribute is added up when all are there.
+template <class T>
+void hemv(char uplo, int n, T alpha, const T* dA, int lda, const T* dx, int incx, T beta, T* dy, int incy,
+          T* room) {
+  const bool lower = tovi::isOption(uplo, 'L');
+  const TriangleCut cut(uplo, n);
+  const auto part = [=](int i) {
+    return room + static_cast<std::size_t>(n) * static_cast<std::size_t>(i + 1) + 1;
+  };
+  if (alpha != T(0)) {
+    host::copy(n, dx, incx, room, 1);
+    room[n] = T(0);
+    forEach(static_cast<std::size_t>(cut.count()), [&](std::size_t tile) {
+      const int i = static_cast<int>(tile), first = cut.first(i), end = cut.end(i);
+      const int beside = lower ? end : 0, rows = lower ? n - end : first;
+      T* const y = part(i);
+      std::fill(y + (lower ? first : 0), y + (lower ? n : end), T(0));
+      host::hemv(uplo, end - first, T(1), at(dA, first, first, lda), lda, room + first, 1, T(1), y + first,
+                 1);
+      if (rows > 0)
+        multiplyBothWays(rows, end - first, at(dA, beside, first, lda), lda, room + beside, room + first,
+                         y + beside, y + first);
+    });
+  }
+  // The piece with the longest columns takes what the others contribute.
+  const int longest = lower ? 0 : cut.count() - 1;
+  forEach(strips(n, cut.count(), leastTraffic, 256), [&](int first, int count) {
+    T* const sum = part(longest);
+    for (int i = 0; i < cut.count() && alpha != T(0); ++i) {
+      if (i == longest) continue;
+      const T* const y = part(i);
+      const int from = lower ? std::max(first, cut.first(i)) : first;
+      const int to = lower ? first + count : std::min(first + count, cut.end(i));
+      for (int k = from; k < to; ++k) sum[k] += y[k];
+    }
+    for (int k = first; k < first + count; ++k) {
+      T& yk = *piece(dy, incy, n, k, 1);
+      const T product = alpha == T(0) ? T(0) : alpha * sum[k];
+      yk = beta == T(0) ? product : product + beta * yk;
+    }
+  });
 }
 
 }  // namespace tiles

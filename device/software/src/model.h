@@ -74,6 +74,7 @@ enum class Entry : int {
   cublasGetError,
   gemm,
   gemv,
+  hemv,
   trsm,
   trmm,
   symm,
