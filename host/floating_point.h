@@ -6,6 +6,8 @@
 
 #if defined(__SSE2__)
 #include <xmmintrin.h>
+
+#include <cstdint>
 #else
 #include <cfenv>
 #endif
@@ -22,14 +24,35 @@ class StatedFloatingPointMode {
 #if defined(__SSE2__)
   StatedFloatingPointMode() : before_(_mm_getcsr()) {
     if (before_ != initial) _mm_setcsr(initial);
+    asm volatile("fnstcw %0\n\tfnstsw %1" : "=m"(x87Before_), "=m"(x87FlagsBefore_));
+    if (x87Before_ != x87Initial) asm volatile("fldcw %0" : : "m"(x87Initial));
   }
   ~StatedFloatingPointMode() {
     if (_mm_getcsr() != before_) _mm_setcsr(before_);
+    std::uint16_t flags;
+    asm volatile("fnstsw %0" : "=m"(flags));
+    if (((flags ^ x87FlagsBefore_) & x87Exceptions) != 0)
+      restoreX87();
+    else if (x87Before_ != x87Initial)
+      asm volatile("fldcw %0" : : "m"(x87Before_));
   }
 
  private:
   static constexpr unsigned initial = 0x1F80;  // as a program starts: all exceptions masked, no flag set
+
+  // The x87 has a mode and flags of its own. OpenBLAS computes norms of double precision with it.
+  static constexpr std::uint16_t x87Initial = 0x37F, x87Exceptions = 0xFF;
+  // In one step: a flag beside a mask that is off would be an exception.
+  void restoreX87() const {
+    std::uint32_t environment[7];  // the control word, the status word and others
+    asm volatile("fnstenv %0" : "=m"(environment));
+    environment[0] = (environment[0] & ~0xFFFFU) | x87Before_;
+    environment[1] = (environment[1] & ~std::uint32_t{x87Exceptions}) | (x87FlagsBefore_ & x87Exceptions);
+    asm volatile("fldenv %0" : : "m"(environment));
+  }
+
   unsigned before_;
+  std::uint16_t x87Before_, x87FlagsBefore_;
 #else
   StatedFloatingPointMode() {
     std::fegetenv(&before_);
