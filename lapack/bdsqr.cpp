@@ -13,6 +13,7 @@
 #include "ground/outcomes.h"
 #include "ground/phase.h"
 #include "host/lapack.h"
+#include "lapack/host_call.h"
 #include "lapack/sweep_limit.h"
 #include "lapack/transfers.h"
 #include "src/basic/LASWP.h"
@@ -426,12 +427,6 @@ void transposeInto(MatrixView<T> dA, MatrixView<T> dB) {
     basic::transposeInplace(dA);
   else
     basic::transpose<T>(dA, dB);
-}
-
-// Every element is a number.
-template <class R>
-bool finite(const std::vector<R>& x) {
-  return std::all_of(x.begin(), x.end(), [](R element) { return std::isfinite(element); });
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "ground/outcomes.h"
 #include "ground/phase.h"
 #include "host/lapack.h"
+#include "lapack/host_call.h"
 #include "lapack/reflectors.h"
 #include "lapack/scaling.h"
 #include "lapack/transfers.h"
@@ -29,10 +30,15 @@ template <class R>
 void solveTridiagonal(std::vector<R>& hD, std::vector<R>& hE, MatrixView<R> hZ) {
   const Phase phase;
   const int n = static_cast<int>(hD.size());
-  if (hZ.empty()) return checkHostInfo(host::sterf(n, hD.data(), hE.data()));
+  if (!finite(hD) || !finite(hE)) {
+    const R nan = std::numeric_limits<R>::quiet_NaN();
+    std::fill(hD.begin(), hD.end(), nan);
+    return static_cast<void>(std::fill_n(hZ.data, size(hZ.rows) * size(hZ.cols), nan));
+  }
+  if (hZ.empty()) return checkIteration(host::sterf(n, hD.data(), hE.data()));
   std::vector<R> work(1 + 4 * size(n) + size(n) * size(n));
   std::vector<int> integers(3 + 5 * size(n));
-  checkHostInfo(host::stedc(n, hD.data(), hE.data(), hZ.data, hZ.ld, work.data(), integers.data()));
+  checkIteration(host::stedc(n, hD.data(), hE.data(), hZ.data, hZ.ld, work.data(), integers.data()));
 }
 
 }  // namespace

@@ -4,9 +4,11 @@
 #define TOVI_LAPACK_HOST_CALL_H
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
+#include "cudalib/check.h"
 #include "ground/complex.h"
 #include "ground/outcomes.h"
 #include "host/lapack.h"
@@ -14,6 +16,19 @@
 namespace tovi::lapack {
 
 using host::roomForRows;
+
+// Every element is a number. Where one is not, the data, or a failure that nobody has been told of yet, had
+// none either, and no iteration on the host would end well.
+template <class R>
+bool finite(const std::vector<R>& x) {
+  return std::all_of(x.begin(), x.end(), [](R element) { return std::isfinite(element); });
+}
+
+// The info of an iteration on the host. What a failure of the device has made of its data is no data error.
+inline void checkIteration(int info) {
+  if (info > 0) cudalib::completionCheck();
+  checkHostInfo(info);
+}
 
 // call(work, lwork) runs the routine and returns its info. It is asked for the workspace that it wants, at
 // least `least` elements are taken, and it is called again; the info of either call is tested. `work` keeps

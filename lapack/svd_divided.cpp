@@ -13,6 +13,7 @@
 #include "ground/phase.h"
 #include "host/lapack.h"
 #include "lapack/bidiagonal.h"
+#include "lapack/host_call.h"
 #include "lapack/qr.h"
 #include "lapack/reflectors.h"
 #include "lapack/scaling.h"
@@ -59,10 +60,15 @@ class Bidiagonal {
     hVectors_ = cudalib::PageLockedMemory<R>(size(k_), 2 * size(k_));
     hU = {hVectors_.get(), k_, k_, k_};
     hVt = {hU.at(0, k_), k_, k_, k_};
+    if (!finite(hS) || !finite(hE)) {
+      const R nan = std::numeric_limits<R>::quiet_NaN();
+      std::fill(hS.begin(), hS.end(), nan);
+      return static_cast<void>(std::fill_n(hU.data, 2 * size(k_) * size(k_), nan));
+    }
     std::vector<R> work(3 * size(k_) * size(k_) + 4 * size(k_));
     std::vector<int> integers(8 * size(k_));
-    checkHostInfo(host::bdsdc(upper_ ? 'U' : 'L', k_, hS.data(), hE.data(), hU.data, hU.ld, hVt.data, hVt.ld,
-                              work.data(), integers.data()));
+    checkIteration(host::bdsdc(upper_ ? 'U' : 'L', k_, hS.data(), hE.data(), hU.data, hU.ld, hVt.data, hVt.ld,
+                               work.data(), integers.data()));
   }
 
   // X := Q X. Beside a lower bidiagonal form Q leaves the first element of a vector alone.
