@@ -16,25 +16,14 @@
 
 #include "bench/harness.h"
 #include "bench/must.h"
+#include "bench/rival.h"
 #include "include/tovi.h"
 #include "tools/tovi/plots.h"
-
-// The rival: any LAPACK with the standard Fortran interface.
-extern "C" {
-void sgetrf_(const int*, const int*, float*, const int*, int*, int*);
-void sgesv_(const int*, const int*, float*, const int*, int*, float*, const int*, int*);
-void sgeqrf_(const int*, const int*, float*, const int*, float*, float*, const int*, int*);
-void sgels_(const char*, const int*, const int*, const int*, float*, const int*, float*, const int*, float*,
-            const int*, int*, std::size_t);
-void sgesvd_(const char*, const char*, const int*, const int*, float*, const int*, float*, float*, const int*,
-             float*, const int*, float*, const int*, int*, std::size_t, std::size_t);
-void sgglse_(const int*, const int*, const int*, float*, const int*, float*, const int*, float*, float*,
-             float*, float*, const int*, int*);
-}
 
 namespace {
 
 using bench::must;
+using Rival = bench::Rival<float>;
 
 // A routine on square problems of order n. The arrays of a call, x[0], x[1], ..., stand one behind the other.
 struct Routine {
@@ -55,7 +44,7 @@ const Routine routines[] = {
      [](int n, float* const* x, int* pivots) { must(toviSgetrf(n, n, x[0], n, pivots), "toviSgetrf"); },
      [](int n, float* const* x, int* pivots, float*, int) {
        int info = 0;
-       sgetrf_(&n, &n, x[0], &n, pivots, &info);
+       Rival::getrf(&n, &n, x[0], &n, pivots, &info);
        return info;
      }},
     {"gesv, one right-hand side", true, false, 2.0 / 3,
@@ -67,7 +56,7 @@ const Routine routines[] = {
      },
      [](int n, float* const* x, int* pivots, float*, int) {
        int info = 0;
-       sgesv_(&n, &one, x[0], &n, pivots, x[1], &n, &info);
+       Rival::gesv(&n, &one, x[0], &n, pivots, x[1], &n, &info);
        return info;
      }},
     {"geqrf", true, true, 4.0 / 3,
@@ -77,7 +66,7 @@ const Routine routines[] = {
      [](int n, float* const* x, int*) { must(toviSgeqrf(n, n, x[0], n, x[1]), "toviSgeqrf"); },
      [](int n, float* const* x, int*, float* work, int lwork) {
        int info = 0;
-       sgeqrf_(&n, &n, x[0], &n, x[1], work, &lwork, &info);
+       Rival::geqrf(&n, &n, x[0], &n, x[1], work, &lwork, &info);
        return info;
      }},
     {"gels, one right-hand side", true, true, 4.0 / 3,
@@ -87,7 +76,7 @@ const Routine routines[] = {
      [](int n, float* const* x, int*) { must(toviSgels(no, n, n, 1, x[0], n, x[1], n), "toviSgels"); },
      [](int n, float* const* x, int*, float* work, int lwork) {
        int info = 0;
-       sgels_(&no, &n, &n, &one, x[0], &n, x[1], &n, work, &lwork, &info, 1);
+       Rival::gels(&no, &n, &n, &one, x[0], &n, x[1], &n, work, &lwork, &info, 1);
        return info;
      }},
     {"gesvd, values only", false, true, 8.0 / 3,
@@ -99,7 +88,8 @@ const Routine routines[] = {
      },
      [](int n, float* const* x, int*, float* work, int lwork) {
        int info = 0;
-       sgesvd_(&no, &no, &n, &n, x[0], &n, x[1], nullptr, &one, nullptr, &one, work, &lwork, &info, 1, 1);
+       Rival::gesvd(&no, &no, &n, &n, x[0], &n, x[1], nullptr, &one, nullptr, &one, work, &lwork, &info, 1,
+                    1);
        return info;
      }},
     // With p = n / 4: RQ of B, its product with A, QR of A
@@ -113,7 +103,7 @@ const Routine routines[] = {
      [](int n, float* const* x, int*, float* work, int lwork) {
        const int p = n / 4;
        int info = 0;
-       sgglse_(&n, &n, &p, x[0], &n, x[1], &p, x[2], x[3], x[4], work, &lwork, &info);
+       Rival::gglse(&n, &n, &p, x[0], &n, x[1], &p, x[2], x[3], x[4], work, &lwork, &info);
        return info;
      }},
 };

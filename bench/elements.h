@@ -38,11 +38,13 @@ constexpr double weight = isComplex<T> ? 4 : 1;
 
 // Of either library's types.
 template <class T>
-T number(float x) {
-  if constexpr (std::is_floating_point_v<T>)
-    return x;
-  else
-    return {x, 0};
+T number(double x) {
+  if constexpr (std::is_floating_point_v<T>) {
+    return static_cast<T>(x);
+  } else {
+    using Part = std::conditional_t<sizeof(T) == 2 * sizeof(float), float, double>;
+    return {static_cast<Part>(x), 0};
+  }
 }
 
 inline std::size_t elements(int rows, int cols) {

@@ -2,8 +2,6 @@
 // same bytes on as many threads or, the transposed matrix-vector product, beside the host BLAS's, LQ beside
 // QR of the transpose, and the reduction to bidiagonal form beside the host LAPACK's.
 
-#include <dlfcn.h>
-
 #include <cstdio>
 #include <cstring>
 #include <random>
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "bench/harness.h"
+#include "bench/rival.h"
 #include "cudalib/allocators.h"
 #include "cudalib/check.h"
 #include "cudalib/managed_memory.h"
@@ -37,23 +36,13 @@ void copyOnAllThreads(char* to, const char* from, std::size_t bytes) {
   for (std::thread& thread : others) thread.join();
 }
 
-// Of the host BLAS and LAPACK with their own threads, which must not meet what is linked into this program.
-template <class F>
-F* hostRoutine(const char* name) {
-  static void* const library = dlopen(TOVI_BENCH_OPENBLAS, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
-  void* const routine = library == nullptr ? nullptr : dlsym(library, name);
-  if (routine == nullptr) std::fprintf(stderr, "%s left out: %s\n", name, dlerror());
-  return reinterpret_cast<F*>(routine);
-}
-
 template <class T>
 using Gemv = void(const char* trans, const int* m, const int* n, const T* alpha, const T* a, const int* lda,
                   const T* x, const int* incx, const T* beta, T* y, const int* incy, std::size_t);
 
 template <class T>
 void transposedProduct(bench::Report& report, const char* type, const char* routine) {
-  Gemv<T>* const gemv = hostRoutine<Gemv<T>>(routine);
-  if (gemv == nullptr) return;
+  auto* const gemv = bench::rivalRoutine<Gemv<T>>(routine);
   const int n = 4096, one = 1;
   const T alpha(1), beta(0);
   std::vector<T> a(static_cast<std::size_t>(n) * n, T(0.5)), x(n, T(1)), y(n);
@@ -78,8 +67,7 @@ using Sgebrd = void(const int* m, const int* n, float* a, const int* lda, float*
                     float* taup, float* work, const int* lwork, int* info);
 
 void reduction(bench::Report& report) {
-  Sgebrd* const sgebrd = hostRoutine<Sgebrd>("sgebrd_");
-  if (sgebrd == nullptr) return;
+  auto* const sgebrd = bench::rivalRoutine<Sgebrd>("sgebrd");
   const int n = 2048, lwork = 64 * n;
   std::vector<float> a(static_cast<std::size_t>(n) * n), h, d(n), e(n), tauq(n), taup(n), work(lwork);
   std::mt19937 engine(2);
@@ -108,7 +96,7 @@ void reduction(bench::Report& report) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool json = argc == 3 && std::strcmp(argv[1], "--json") == 0;
+  const auto [quick, json] = bench::arguments(argc, argv);
   if (toviInitialize() != toviNoError) return 1;
   {
     const int n = 4096;
@@ -127,7 +115,7 @@ int main(int argc, char** argv) {
                                 cudalib::completionCheck();
                               }};
     };
-    bench::Report report(15);
+    bench::Report report(quick ? 3 : 15);
     report.pair("CopyMatrix_k 4096 x 4096 float", gigabytes, "GB", 0.5,
                 kernel([&] { tovi::basic::copyMatrix<float>(a, b); }), rival);
     report.pair("Transpose_k 4096 x 4096 float", gigabytes, "GB", 0.25,
@@ -159,12 +147,12 @@ int main(int argc, char** argv) {
                    tovi::lapack::geqrf(tall, dTau.get());
                    cudalib::completionCheck();
                  }});
-    transposedProduct<float>(report, "float", "sgemv_");
-    transposedProduct<double>(report, "double", "dgemv_");
-    transposedProduct<tovi::Complex<float>>(report, "complex float", "cgemv_");
-    transposedProduct<tovi::Complex<double>>(report, "complex double", "zgemv_");
+    transposedProduct<float>(report, "float", "sgemv");
+    transposedProduct<double>(report, "double", "dgemv");
+    transposedProduct<tovi::Complex<float>>(report, "complex float", "cgemv");
+    transposedProduct<tovi::Complex<double>>(report, "complex double", "zgemv");
     reduction(report);
-    if (json) report.writeJson(argv[2]);
+    if (!json.empty()) report.writeJson(json);
   }
   toviShutdown();
   return 0;

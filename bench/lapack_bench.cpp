@@ -25,12 +25,6 @@ using bench::weight;
 constexpr char no = 'N';
 
 template <class T>
-std::string named(const char* routine, const std::string& sizes) {
-  return std::string(Ours<T>::prefix) + routine + " " + sizes;
-}
-std::string order(int n) { return "n = " + std::to_string(n); }
-
-template <class T>
 void ourGemm(int n, const T* a, const T* b, T* c) {
   must(Ours<T>::gemm(no, no, n, n, n, number<T>(1), a, n, b, n, number<T>(0), c, n), "gemm");
 }
@@ -41,31 +35,33 @@ void hostGemm(int n, const T* a, const T* b, T* c) {
 }
 
 void smallProduct(bench::Report& report) {
+  const std::string title = bench::title<float>("gemm", 16) + ", one call";
   const std::vector<float> a = randomElements<float>(16, 16), b = a;
   std::vector<float> c = a;
   const auto nothing = [] {};
-  report.overhead("toviSgemm n = 16, one call", 15,
-                  {nothing, [&] { ourGemm(16, a.data(), b.data(), c.data()); }, 2000},
+  report.overhead(title, 15, {nothing, [&] { ourGemm(16, a.data(), b.data(), c.data()); }, 2000},
                   {nothing, [&] { hostGemm(16, a.data(), b.data(), c.data()); }, 2000});
 }
 
 template <class T>
 void multiply(bench::Report& report, int n, double aim) {
+  const std::string title = bench::title<T>("gemm", n);
   const std::vector<T> a = randomElements<T>(n, n), b = a;
   std::vector<T> c(elements(n, n));
   const auto nothing = [] {};
-  report.pair(named<T>("gemm", order(n)), 2 * weight<T> * n * n * n * 1e-9, "GF", aim,
+  report.pair(title, 2 * weight<T> * n * n * n * 1e-9, "GF", aim,
               {nothing, [&] { ourGemm(n, a.data(), b.data(), c.data()); }},
               {nothing, [&] { hostGemm(n, a.data(), b.data(), c.data()); }});
 }
 
 template <class T>
 void factor(bench::Report& report, int n, double aim) {
+  const std::string title = bench::title<T>("getrf", n);
   const std::vector<T> a = randomElements<T>(n, n);
   std::vector<T> lu;
   std::vector<int> ipiv(static_cast<std::size_t>(n));
   const auto restore = [&] { lu = a; };
-  report.pair(named<T>("getrf", order(n)), 2.0 / 3 * weight<T> * n * n * n * 1e-9, "GF", aim,
+  report.pair(title, 2.0 / 3 * weight<T> * n * n * n * 1e-9, "GF", aim,
               {restore, [&] { must(Ours<T>::getrf(n, n, lu.data(), n, ipiv.data()), "getrf"); }},
               {restore, [&] {
                  int info;
@@ -75,21 +71,22 @@ void factor(bench::Report& report, int n, double aim) {
 
 template <class T>
 void reflect(bench::Report& report, int m, int n, double aim) {
+  const std::string title = bench::title<T>("geqrf", m, n);
   const std::vector<T> a = randomElements<T>(m, n);
-  std::vector<T> qr, tau(elements(n, 1)), space(elements(n, 64));
+  std::vector<T> qr, tau(elements(n, 1));
   const auto restore = [&] { qr = a; };
   const double terms = static_cast<double>(n) * n * (m - n / 3.0);
-  report.pair(named<T>("geqrf", std::to_string(m) + " x " + std::to_string(n)), 2 * weight<T> * terms * 1e-9,
-              "GF", aim, {restore, [&] { must(Ours<T>::geqrf(m, n, qr.data(), m, tau.data()), "geqrf"); }},
-              {restore, [&] {
+  report.pair(title, 2 * weight<T> * terms * 1e-9, "GF", aim,
+              {restore, [&] { must(Ours<T>::geqrf(m, n, qr.data(), m, tau.data()), "geqrf"); }},
+              {restore, bench::withWorkspace<T>([&](T* space, int lwork) {
                  int info;
-                 const int lwork = 64 * n;
-                 Rival<T>::geqrf(&m, &n, qr.data(), &m, tau.data(), space.data(), &lwork, &info);
-               }});
+                 Rival<T>::geqrf(&m, &n, qr.data(), &m, tau.data(), space, &lwork, &info);
+               })});
 }
 
 template <class T>
 void solve(bench::Report& report, int n, int nrhs, double aim) {
+  const std::string title = bench::title<T>("gesv", n) + ", nrhs = " + std::to_string(nrhs);
   const std::vector<T> a = randomElements<T>(n, n), b = randomElements<T>(n, nrhs);
   std::vector<T> lu, x;
   std::vector<int> ipiv(static_cast<std::size_t>(n));
@@ -98,8 +95,7 @@ void solve(bench::Report& report, int n, int nrhs, double aim) {
     x = b;
   };
   report.pair(
-      named<T>("gesv", order(n) + ", nrhs = " + std::to_string(nrhs)),
-      weight<T> * (2.0 / 3 * n + 2.0 * nrhs) * n * n * 1e-9, "GF", aim,
+      title, weight<T> * (2.0 / 3 * n + 2.0 * nrhs) * n * n * 1e-9, "GF", aim,
       {restore, [&] { must(Ours<T>::gesv(n, nrhs, lu.data(), n, ipiv.data(), x.data(), n), "gesv"); }},
       {restore, [&] {
          int info;
@@ -109,6 +105,7 @@ void solve(bench::Report& report, int n, int nrhs, double aim) {
 
 // What buffers kept from call to call are worth: beside calls that find none. Both times include a copy of A.
 void warmCalls(bench::Report& report, int n, int repeat) {
+  const std::string title = bench::title<float>("gesv", n) + ", warm, beside cold";
   const std::vector<float> a = randomElements<float>(n, n), b = randomElements<float>(n, 1);
   std::vector<float> lu, x;
   std::vector<int> ipiv(static_cast<std::size_t>(n));
@@ -121,8 +118,7 @@ void warmCalls(bench::Report& report, int n, int repeat) {
     toviFreeBuffers();
     call();
   };
-  report.pair("toviSgesv n = " + std::to_string(n) + ", warm, beside cold", 2.0 / 3 * n * n * n * 1e-9, "GF",
-              1, {[] {}, call, repeat}, {[] {}, cold, repeat});
+  report.pair(title, 2.0 / 3 * n * n * n * 1e-9, "GF", 1, {[] {}, call, repeat}, {[] {}, cold, repeat});
 }
 
 // Bytes of this process: what is resident now, and the most since resetPeak().
@@ -145,14 +141,14 @@ void resetPeak() {
 }
 
 void peakMemory(bench::Report& report, int n) {
+  const std::string title = bench::title<float>("getrf", n) + ", peak memory";
   std::vector<float> a = randomElements<float>(n, n);
   std::vector<int> ipiv(static_cast<std::size_t>(n));
   resetPeak();
   const double before = memory("VmRSS:");
   must(toviSgetrf(n, n, a.data(), n, ipiv.data()), "toviSgetrf");
   const double matrix = 4.0 * n * n;
-  report.figure("toviSgetrf n = " + std::to_string(n) + ", peak memory", (memory("VmHWM:") - before) / matrix,
-                "matrices", 2.2);
+  report.figure(title, (memory("VmHWM:") - before) / matrix, "matrices", 2.2);
 }
 
 }  // namespace

@@ -21,63 +21,53 @@ using bench::Rival;
 
 template <class T>
 void leastSquares(bench::Report& report, int m, int n, int nrhs, double aim) {
+  const std::string title = bench::title<T>("gels", m, n) + ", nrhs = " + std::to_string(nrhs);
   const int ldb = std::max(m, n), k = std::min(m, n);
   const std::vector<T> a = randomElements<T>(m, n), b = randomElements<T>(ldb, nrhs);
-  std::vector<T> factors, x, work(1);
+  std::vector<T> factors, x;
   const auto restore = [&] {
     factors = a;
     x = b;
   };
   const char no = 'N';
-  int info = 0, lwork = -1;
-  Rival<T>::gels(&no, &m, &n, &nrhs, factors.data(), &m, x.data(), &ldb, work.data(), &lwork, &info, 1);
-  lwork = bench::spaceWanted(work[0]);
-  work.resize(static_cast<std::size_t>(lwork));
   const double flops = 2.0 * ldb * k * k - 2.0 / 3 * k * k * k + 4.0 * ldb * k * nrhs;
   report.pair(
-      std::string(Ours<T>::prefix) + "gels " + std::to_string(m) + " x " + std::to_string(n) +
-          ", nrhs = " + std::to_string(nrhs),
-      bench::weight<T> * flops * 1e-9, "GF", aim,
+      title, bench::weight<T> * flops * 1e-9, "GF", aim,
       {restore, [&] { must(Ours<T>::gels(no, m, n, nrhs, factors.data(), m, x.data(), ldb), "gels"); }},
-      {restore, [&] {
-         Rival<T>::gels(&no, &m, &n, &nrhs, factors.data(), &m, x.data(), &ldb, work.data(), &lwork, &info,
-                        1);
+      {restore, bench::withWorkspace<T>([&](T* space, int lwork) {
+         int info;
+         Rival<T>::gels(&no, &m, &n, &nrhs, factors.data(), &m, x.data(), &ldb, space, &lwork, &info, 1);
          must(info, "rival gels");
-       }});
+       })});
 }
 
 template <class T>
 void constrained(bench::Report& report, int m, int n, int p, double aim) {
+  const std::string title = bench::title<T>("gglse", m, n) + ", p = " + std::to_string(p);
   const std::vector<T> a = randomElements<T>(m, n), b = randomElements<T>(p, n), c = randomElements<T>(m, 1),
                        d = randomElements<T>(p, 1);
-  std::vector<T> fa, fb, fc, fd, x(static_cast<std::size_t>(n)), work(1);
+  std::vector<T> fa, fb, fc, fd, x(bench::elements(n, 1));
   const auto restore = [&] {
     fa = a;
     fb = b;
     fc = c;
     fd = d;
   };
-  int info = 0, lwork = -1;
-  Rival<T>::gglse(&m, &n, &p, fa.data(), &m, fb.data(), &p, fc.data(), fd.data(), x.data(), work.data(),
-                  &lwork, &info);
-  lwork = bench::spaceWanted(work[0]);
-  work.resize(static_cast<std::size_t>(lwork));
   // RQ of B, its product with A, QR of A
   const double flops = 2.0 * n * p * p - 2.0 / 3 * p * p * p + (4.0 * n - 2.0 * p) * m * p + 2.0 * m * n * n -
                        2.0 / 3 * n * n * n;
-  report.pair(std::string(Ours<T>::prefix) + "gglse " + std::to_string(m) + " x " + std::to_string(n) +
-                  ", p = " + std::to_string(p),
-              bench::weight<T> * flops * 1e-9, "GF", aim,
+  report.pair(title, bench::weight<T> * flops * 1e-9, "GF", aim,
               {restore,
                [&] {
                  must(Ours<T>::gglse(m, n, p, fa.data(), m, fb.data(), p, fc.data(), fd.data(), x.data()),
                       "gglse");
                }},
-              {restore, [&] {
+              {restore, bench::withWorkspace<T>([&](T* space, int lwork) {
+                 int info;
                  Rival<T>::gglse(&m, &n, &p, fa.data(), &m, fb.data(), &p, fc.data(), fd.data(), x.data(),
-                                 work.data(), &lwork, &info);
+                                 space, &lwork, &info);
                  must(info, "rival gglse");
-               }});
+               })});
 }
 
 }  // namespace

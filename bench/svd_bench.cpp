@@ -1,7 +1,8 @@
 // Singular value decompositions: the exported routines, host interface with its transfers, beside the host
 // LAPACK called directly, both on all processors of this machine (on the software device).
 
-#include <cstdlib>
+#include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,34 +12,13 @@
 #include "bench/rival.h"
 #include "include/tovi.h"
 
-// The rivals, whose complex forms take reals beside their work space.
-#define TOVI_BENCH_GESVD(p, T, R, ...)                                                                     \
-  extern "C" {                                                                                             \
-  void p##gesvd_(const char*, const char*, const int*, const int*, T*, const int*, R*, T*, const int*, T*, \
-                 const int*, T*, const int*, __VA_ARGS__ int*, std::size_t, std::size_t);                  \
-  void p##gesdd_(const char*, const int*, const int*, T*, const int*, R*, T*, const int*, T*, const int*,  \
-                 T*, const int*, __VA_ARGS__ int*, int*, std::size_t);                                     \
-  }
-TOVI_BENCH_GESVD(s, float, float, )
-TOVI_BENCH_GESVD(d, double, double, )
-TOVI_BENCH_GESVD(c, toviFloatComplex, float, float*, )
-TOVI_BENCH_GESVD(z, toviDoubleComplex, double, double*, )
-#undef TOVI_BENCH_GESVD
-
 namespace {
 
 using bench::elements;
 using bench::must;
 using bench::Ours;
 using bench::Real;
-
-template <class T, class Single, class Double>
-constexpr auto byPrecision(Single single, Double whole) {
-  if constexpr (bench::isDouble<T>)
-    return whole;
-  else
-    return single;
-}
+using bench::Rival;
 
 // An m x n matrix and the outputs of its decomposition, and the calls that fill them: with all vectors that
 // fit into the shorter side (jobs "S"; "A" for square matrices, where that is all of them), or with none
@@ -71,31 +51,25 @@ class Problem {
   void oursDivided() {
     must(Ours<T>::gesdd(job_, m_, n_, work_.data(), m_, s_.data(), u_.data(), m_, vt_.data(), k_), "gesdd");
   }
-  void hostGesvd() {
-    withSpace([&](T* space, int lspace) {
+  std::function<void()> rival() {
+    return bench::withWorkspace<T>([this](T* space, int lwork) {
       int info = 0;
-      const auto call = [&](auto routine, auto... reals) {
-        routine(&job_, &job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space,
-                &lspace, reals..., &info, 1, 1);
+      const auto call = [&](auto... reals) {
+        Rival<T>::gesvd(&job_, &job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_,
+                        space, &lwork, reals..., &info, 1, 1);
       };
-      if constexpr (bench::isComplex<T>)
-        call(byPrecision<T>(cgesvd_, zgesvd_), real_.data());
-      else
-        call(byPrecision<T>(sgesvd_, dgesvd_));
+      bench::withReals<T>(call, real_.data());
       must(info, "rival gesvd");
     });
   }
-  void hostGesdd() {
-    withSpace([&](T* space, int lspace) {
+  std::function<void()> rivalDivided() {
+    return bench::withWorkspace<T>([this](T* space, int lwork) {
       int info = 0;
-      const auto call = [&](auto routine, auto... reals) {
-        routine(&job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space,
-                &lspace, reals..., integer_.data(), &info, 1);
+      const auto call = [&](auto... reals) {
+        Rival<T>::gesdd(&job_, &m_, &n_, work_.data(), &m_, s_.data(), u_.data(), &m_, vt_.data(), &k_, space,
+                        &lwork, reals..., integer_.data(), &info, 1);
       };
-      if constexpr (bench::isComplex<T>)
-        call(byPrecision<T>(cgesdd_, zgesdd_), real_.data());
-      else
-        call(byPrecision<T>(sgesdd_, dgesdd_));
+      bench::withReals<T>(call, real_.data());
       must(info, "rival gesdd");
     });
   }
@@ -105,47 +79,39 @@ class Problem {
     const double k = k_, longest = std::max(m_, n_), reduction = (4 * longest - 4.0 / 3 * k) * k * k;
     return bench::weight<T> * (job_ == 'N' ? reduction : reduction + vectors * longest * k * k);
   }
-  template <class Call>
-  void withSpace(Call call) {
-    if (space_.empty()) {
-      space_.resize(1);
-      call(space_.data(), -1);
-      space_.resize(static_cast<std::size_t>(bench::spaceWanted(space_[0])));
-    }
-    call(space_.data(), static_cast<int>(space_.size()));
-  }
 
   char job_;
   int m_, n_, k_;
-  std::vector<T> a_, work_, u_, vt_, space_;
+  std::vector<T> a_, work_, u_, vt_;
   std::vector<Real<T>> s_, real_;
   std::vector<int> integer_;
 };
 
 template <class T>
-std::string title(const std::string& routine, int m, int n, const char* rival) {
-  return Ours<T>::prefix + routine + " " + std::to_string(m) + " x " + std::to_string(n) + ", " + rival;
-}
-
-template <class T>
-void compare(bench::Report& report, char job, int n, double aim, bool gesdd = false) {
+void compare(bench::Report& report, char job, int n, double aim, bool divided = false) {
+  const std::string title =
+      bench::title<T>(std::string("gesvd ") + job + ',' + job, n, n) + (divided ? ", beside gesdd" : "");
   Problem<T> problem(job, n, n);
   const auto restore = [&] { problem.restore(); };
-  report.pair(title<T>(std::string("gesvd ") + job + ',' + job, n, n, gesdd ? "gesdd" : "gesvd"),
-              problem.flops() * 1e-9, "GF", aim, {restore, [&] { problem.ours(); }}, {restore, [&] {
-                                                                                        if (gesdd)
-                                                                                          problem.hostGesdd();
-                                                                                        else
-                                                                                          problem.hostGesvd();
-                                                                                      }});
+  report.pair(title, problem.flops() * 1e-9, "GF", aim, {restore, [&] { problem.ours(); }},
+              {restore, divided ? problem.rivalDivided() : problem.rival()});
 }
 
 template <class T>
 void compareDivided(bench::Report& report, int m, int n) {
+  const std::string title = bench::title<T>("gesdd S", m, n);
   Problem<T> problem('S', m, n);
   const auto restore = [&] { problem.restore(); };
-  report.pair(title<T>("gesdd S", m, n, "gesdd"), problem.flopsDivided() * 1e-9, "GF", 1,
-              {restore, [&] { problem.oursDivided(); }}, {restore, [&] { problem.hostGesdd(); }});
+  report.pair(title, problem.flopsDivided() * 1e-9, "GF", 1, {restore, [&] { problem.oursDivided(); }},
+              {restore, problem.rivalDivided()});
+}
+
+// A wide matrix beside its transposed shape, both ours.
+void compareShapes(bench::Report& report, int m, int n) {
+  const std::string title = bench::title<float>("gesvd S,S", m, n) + ", beside the tall one";
+  Problem<float> wide('S', m, n), tall('S', n, m);
+  report.pair(title, wide.flops() * 1e-9, "GF", 1 / 1.3, {[&] { wide.restore(); }, [&] { wide.ours(); }},
+              {[&] { tall.restore(); }, [&] { tall.ours(); }});
 }
 
 }  // namespace
@@ -173,13 +139,8 @@ int main(int argc, char** argv) {
   compare<double>(report, 'S', unit, 8);
   compare<toviFloatComplex>(report, 'A', unit, 4);
   compare<toviDoubleComplex>(report, 'A', unit, 4);
-  {
-    const int rows = quick ? 125 : 500;
-    Problem<float> wide('S', rows, 4 * rows), tall('S', 4 * rows, rows);
-    report.pair(title<float>("gesvd S,S", rows, 4 * rows, "ours of the transposed shape"),
-                wide.flops() * 1e-9, "GF", 1 / 1.3, {[&] { wide.restore(); }, [&] { wide.ours(); }},
-                {[&] { tall.restore(); }, [&] { tall.ours(); }});
-  }
+  const int rows = quick ? 125 : 500;
+  compareShapes(report, rows, 4 * rows);
   if (!json.empty()) report.writeJson(json);
   toviShutdown();
   return 0;
