@@ -108,7 +108,7 @@ void compareDivided(bench::Report& report, int m, int n) {
 
 // A wide matrix beside its transposed shape, both ours.
 void compareShapes(bench::Report& report, int m, int n) {
-  const std::string title = bench::title<float>("gesvd S,S", m, n) + ", beside the tall one";
+  const std::string title = bench::title<float>("gesvd S,S", m, n) + ", beside tall";
   Problem<float> wide('S', m, n), tall('S', n, m);
   report.pair(title, wide.flops() * 1e-9, "GF", 1 / 1.3, {[&] { wide.restore(); }, [&] { wide.ours(); }},
               {[&] { tall.restore(); }, [&] { tall.ours(); }});
