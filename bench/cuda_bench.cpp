@@ -10,7 +10,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/elements.h"
@@ -264,7 +266,7 @@ class Vendor {
 // Measures while there is time.
 class Bench {
  public:
-  explicit Bench(double limit) : report_(5, 0), end_(bench::seconds() + limit) {}
+  Bench(std::regex only, double limit) : report_(std::move(only), 5, 0), end_(bench::seconds() + limit) {}
 
   // ours and rival leave the device's work under way: it is waited for.
   void pair(const std::string& name, double flops, bench::Contender ours, bench::Contender rival) {
@@ -566,9 +568,9 @@ void all(Bench& bench, int n) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto [quick, json] = bench::arguments(argc, argv);
+  const auto [quick, json, only] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
-  Bench bench(quick ? 60 : 280);
+  Bench bench(only, quick ? 60 : 280);
   for (int n = 512; n <= (quick ? 1024 : 16384); n *= 2) {
     all<float>(bench, n);
     all<toviFloatComplex>(bench, n);

@@ -86,9 +86,9 @@ void compareAll(bench::Report& report, int unit, double aim) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto [quick, json] = bench::arguments(argc, argv);
+  const auto [quick, json, only] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
-  bench::Report report(quick ? 1 : 5);
+  bench::Report report(only, quick ? 1 : 5);
   const int unit = quick ? 128 : 512;
   compareAll<float>(report, unit, 1);
   compareAll<double>(report, unit, 1);

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <regex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -34,6 +35,7 @@ inline double median(std::vector<double> values) {
 struct Arguments {
   bool quick = false;  // smaller problems, fewer pairs
   std::string json;    // empty: no file is written
+  std::regex only;     // rows whose names it finds
 };
 
 // Ends the program where they are wrong.
@@ -44,8 +46,10 @@ inline Arguments arguments(int argc, char** argv) {
       result.quick = true;
     } else if (std::strcmp(argv[i], "--json") == 0 && i + 1 < argc) {
       result.json = argv[++i];
+    } else if (std::strcmp(argv[i], "--only") == 0 && i + 1 < argc) {
+      result.only = argv[++i];
     } else {
-      std::fprintf(stderr, "usage: %s [--quick] [--json FILE]\n", argv[0]);
+      std::fprintf(stderr, "usage: %s [--quick] [--json FILE] [--only REGULAR-EXPRESSION]\n", argv[0]);
       std::exit(2);
     }
   }
@@ -73,13 +77,15 @@ class Report {
   // pairs: measurements of each contender. pause: idle time in seconds before each one, for rivals whose
   // threads spin on: those of OpenBLAS cost a call that follows within a tenth of a second up to a third of
   // its speed.
-  explicit Report(int pairs, double pause = 0.25) : pairs_(pairs), pause_(pause) {
+  Report(std::regex only, int pairs, double pause = 0.25)
+      : only_(std::move(only)), pairs_(pairs), pause_(pause) {
     std::printf("%-44s %12s %12s %9s %8s %8s\n", "", "ours", "rival", "ratio", "aim", "of best");
   }
 
   // work: units of `unit` (GFLOP, GB) that one call does.
   void pair(const std::string& name, double work, const std::string& unit, double aim, const Contender& ours,
             const Contender& rival) {
+    if (!wanted(name)) return;
     const auto [a, b, ratio, best] = measure(name, ours, rival);
     std::printf("%-44s %7.1f %s/s %7.1f %s/s %6.2f %8.2f %8.2f%s\n", name.c_str(), work / a, unit.c_str(),
                 work / b, unit.c_str(), ratio, aim, best, ratio >= aim ? "" : "  <--");
@@ -88,6 +94,7 @@ class Report {
   // Beside a limit, in units a second, that nothing can pass. The figure is the part of it that is reached.
   void share(const std::string& name, double work, const std::string& unit, double limit, double aim,
              const Contender& ours) {
+    if (!wanted(name)) return;
     std::vector<double> times;
     for (int i = -1; i < pairs_; ++i) {
       showProgress(name + " " + std::to_string(i + 1) + "/" + std::to_string(pairs_));
@@ -103,6 +110,7 @@ class Report {
   }
   // The figure is our time minus the rival's, in microseconds; aim: at most.
   void overhead(const std::string& name, double aim, const Contender& ours, const Contender& rival) {
+    if (!wanted(name)) return;
     const auto [a, b, ratio, best] = measure(name, ours, rival);
     const double more = (a - b) * 1e6;
     std::printf("%-44s %9.2f us %9.2f us %6.2f us %5.0f us%s\n", name.c_str(), a * 1e6, b * 1e6, more, aim,
@@ -111,6 +119,7 @@ class Report {
   }
   // A figure that is no pair of times; aim: at most.
   void figure(const std::string& name, double value, const std::string& unit, double aim) {
+    if (!wanted(name)) return;
     std::printf("%-44s %25s %6.2f %s %4.2f%s\n", name.c_str(), "", value, unit.c_str(), aim,
                 value <= aim ? "" : "  <--");
     add(name, 0, 0, value, aim);
@@ -141,6 +150,7 @@ class Report {
     double ours, rival, ratio, best;
   };
 
+  bool wanted(const std::string& name) const { return std::regex_search(name, only_); }
   Measured measure(const std::string& name, const Contender& ours, const Contender& rival) const {
     std::vector<double> a, b, ratios;
     for (int i = -1; i < pairs_; ++i) {  // the first pair only warms up
@@ -168,6 +178,7 @@ class Report {
     rows_.push_back({name, a, b, figure, aim});
   }
 
+  std::regex only_;
   int pairs_;
   double pause_;
   std::vector<Row> rows_;

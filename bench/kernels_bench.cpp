@@ -96,7 +96,7 @@ void reduction(bench::Report& report) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto [quick, json] = bench::arguments(argc, argv);
+  const auto [quick, json, only] = bench::arguments(argc, argv);
   if (toviInitialize() != toviNoError) return 1;
   {
     const int n = 4096;
@@ -115,7 +115,7 @@ int main(int argc, char** argv) {
                                 cudalib::completionCheck();
                               }};
     };
-    bench::Report report(quick ? 3 : 15);
+    bench::Report report(only, quick ? 3 : 15);
     report.pair("CopyMatrix_k 4096 x 4096 float", gigabytes, "GB", 0.5,
                 kernel([&] { tovi::basic::copyMatrix<float>(a, b); }), rival);
     report.pair("Transpose_k 4096 x 4096 float", gigabytes, "GB", 0.25,

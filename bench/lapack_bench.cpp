@@ -154,7 +154,7 @@ void peakMemory(bench::Report& report, int n) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto [quick, json] = bench::arguments(argc, argv);
+  const auto [quick, json, only] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
   int device = 0;
   char text[200] = "";
@@ -162,7 +162,7 @@ int main(int argc, char** argv) {
   toviGetDeviceInfo(device, text, sizeof text);
   std::printf("%s\n\n", text);
 
-  bench::Report report(quick ? 3 : 9);
+  bench::Report report(only, quick ? 3 : 9);
   const int n = quick ? 512 : 2048;
 
   peakMemory(report, 2 * n);

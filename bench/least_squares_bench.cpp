@@ -73,9 +73,9 @@ void constrained(bench::Report& report, int m, int n, int p, double aim) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto [quick, json] = bench::arguments(argc, argv);
+  const auto [quick, json, only] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
-  bench::Report report(quick ? 3 : 9);
+  bench::Report report(only, quick ? 3 : 9);
   const int unit = quick ? 250 : 1000;
   for (const int nrhs : {1, 100}) {
     leastSquares<float>(report, 4 * unit, unit, nrhs, 1.0);

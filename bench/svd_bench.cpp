@@ -117,9 +117,9 @@ void compareShapes(bench::Report& report, int m, int n) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto [quick, json] = bench::arguments(argc, argv);
+  const auto [quick, json, only] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
-  bench::Report report(quick ? 1 : 5);
+  bench::Report report(only, quick ? 1 : 5);
   const int unit = quick ? 128 : 512;
   for (const int n : {unit, 2 * unit}) {
     compare<float>(report, 'S', n, 8);

@@ -149,9 +149,9 @@ void all(bench::Report& report, int n) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto [quick, json] = bench::arguments(argc, argv);
+  const auto [quick, json, only] = bench::arguments(argc, argv);
   must(toviInitialize(), "toviInitialize");
-  bench::Report report(quick ? 3 : 9);
+  bench::Report report(only, quick ? 3 : 9);
   const int n = quick ? 512 : 2048;
   all<float>(report, n);
   all<double>(report, n);
