@@ -123,7 +123,7 @@ void addModes(const Mesh& mesh, const EigenDecomposition<T>& eigen, const std::s
   plot.y = places.y;
   plot.modesTitle =
       counted(static_cast<std::uint64_t>(mesh.nodes()), "node", "nodes") +
-      " of the matrix's graph, each where the graph's own lowest modes put it; dark: moves most";
+      " of the matrix's graph, each where the graph's own lowest modes put it; dark where it moves most";
   for (int mode = 0; mode < eigen.vectors.columns && plot.modes.size() < mostModes; ++mode) {
     std::vector<double> moved = displacements(mesh, eigen.vectors, mode);
     double share = 0.0;
@@ -131,7 +131,7 @@ void addModes(const Mesh& mesh, const EigenDecomposition<T>& eigen, const std::s
     if (share < 0.5) continue;  // one of unknowns that are connected with few others, or none
     plot.modes.push_back(
         {"mode " + std::to_string(mode + 1) +
-             number(": %.4g", static_cast<double>(eigen.values[static_cast<std::size_t>(mode)])),
+             number(": eigenvalue %.4g", static_cast<double>(eigen.values[static_cast<std::size_t>(mode)])),
          std::move(moved)});
   }
   // What moves most in the lowest one goes on top.

@@ -135,10 +135,10 @@ std::string rectangle(const Frame& frame, const std::string& style) {
 
 constexpr const char* blue = "#1f5fa8";
 
-// From grey blue for 0 to nearly black for 1.
+// From light grey for 0 by yellow and red to nearly black for 1.
 std::string shade(double part) {
   constexpr std::array<std::array<double, 3>, 4> colours = {
-      {{214, 225, 236}, {120, 168, 214}, {31, 95, 168}, {8, 25, 60}}};
+      {{221, 225, 230}, {247, 200, 95}, {214, 62, 42}, {72, 8, 46}}};
   const double place = part * static_cast<double>(colours.size() - 1);
   const std::size_t below = std::min(static_cast<std::size_t>(place), colours.size() - 2);
   std::string text = "rgb(";
