@@ -22,12 +22,6 @@ __global__ void ConjugateMatrix_k(int m, int n, T* A, int lda) {
   if (i < m && j < n) element(A, lda, i, j) = conj(element(A, lda, i, j));
 }
 
-template <class Map, class T>
-__global__ void ConjugateMatrixLower_k(int m, int n, T* A, int lda) {
-  const std::ptrdiff_t i = Map::row(), j = Map::col();
-  if (i < m && j < n && i >= j) element(A, lda, i, j) = conj(element(A, lda, i, j));
-}
-
 namespace basic {
 
 template <class T>
@@ -51,25 +45,9 @@ void conjugateMatrix(MatrixView<T> dA) {
   });
 }
 
-template <class T>
-void conjugateMatrixLower(MatrixView<T> dA) {
-  checkShape(dA, 1);
-  if (dA.empty()) return;
-  checkPointer(dA.data, 3);
-  if (!isComplex<T>) return;
-  cudalib::forEachPart(dA.rows, dA.cols, [&](int i, int j, int m, int n) {
-    const cudalib::Map2D map(m, n);
-    if (i == j)
-      cudalib::launch<&ConjugateMatrixLower_k<cudalib::Map2D, T>>(map, m, n, dA.at(i, j), dA.ld);
-    else if (i > j)
-      cudalib::launch<&ConjugateMatrix_k<cudalib::Map2D, T>>(map, m, n, dA.at(i, j), dA.ld);
-  });
-}
-
 #define TOVI_INSTANCES(T)                                   \
   template decltype(conjugateVector<T>) conjugateVector<T>; \
-  template decltype(conjugateMatrix<T>) conjugateMatrix<T>; \
-  template decltype(conjugateMatrixLower<T>) conjugateMatrixLower<T>;
+  template decltype(conjugateMatrix<T>) conjugateMatrix<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic

@@ -12,8 +12,6 @@ template <class Map, class T>
 __global__ void ConjugateVector_k(int n, T* x, int incx);
 template <class Map, class T>
 __global__ void ConjugateMatrix_k(int m, int n, T* A, int lda);
-template <class Map, class T>
-__global__ void ConjugateMatrixLower_k(int m, int n, T* A, int lda);
 
 namespace basic {
 
@@ -21,9 +19,6 @@ template <class T>
 void conjugateVector(int n, T* dX, int incx);
 template <class T>
 void conjugateMatrix(MatrixView<T> dA);
-// The lower triangle only, the diagonal included.
-template <class T>
-void conjugateMatrixLower(MatrixView<T> dA);
 
 }  // namespace basic
 }  // namespace tovi

@@ -40,11 +40,6 @@ __global__ void CopySingle_k(T* destination, const T* source) {
 }
 
 template <class T>
-__global__ void CopyRealToComplex_k(T* destination, const Real<T>* source) {
-  *destination = T(*source);
-}
-
-template <class T>
 __global__ void CopyComplexToReal_k(Real<T>* destination, const T* source) {
   *destination = real(*source);
 }
@@ -103,13 +98,6 @@ void copySingle(const T* dX, T* dY) {
 }
 
 template <class T>
-void copyRealToComplex(const Real<T>* dX, T* dY) {
-  checkPointer(dY, 1);
-  checkPointer(dX, 2);
-  cudalib::launch<&CopyRealToComplex_k<T>>(cudalib::Map1D(1, 1, 1), dY, dX);
-}
-
-template <class T>
 void copyComplexToReal(const T* dX, Real<T>* dY) {
   checkPointer(dY, 1);
   checkPointer(dX, 2);
@@ -122,7 +110,6 @@ void copyComplexToReal(const T* dX, Real<T>* dY) {
   template decltype(copyMatrix<T>) copyMatrix<T>;                           \
   template decltype(copyMatrixRealToComplex<T>) copyMatrixRealToComplex<T>; \
   template decltype(copySingle<T>) copySingle<T>;                           \
-  template decltype(copyRealToComplex<T>) copyRealToComplex<T>;             \
   template decltype(copyComplexToReal<T>) copyComplexToReal<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 

@@ -28,8 +28,6 @@ __global__ void CopyMatrixRealToComplex_k(int m, int n, const Real<T>* A, int ld
 template <class T>
 __global__ void CopySingle_k(T* destination, const T* source);
 template <class T>
-__global__ void CopyRealToComplex_k(T* destination, const Real<T>* source);
-template <class T>
 __global__ void CopyComplexToReal_k(Real<T>* destination, const T* source);
 
 // The wrappers name the source first, then the destination, whatever the order of their kernels. A vector
@@ -49,8 +47,6 @@ void copyMatrixRealToComplex(ConstView<Real<T>> dA, MatrixView<T> dB);
 
 template <class T>
 void copySingle(const T* dX, T* dY);
-template <class T>
-void copyRealToComplex(const Real<T>* dX, T* dY);
 template <class T>
 void copyComplexToReal(const T* dX, Real<T>* dY);
 

@@ -20,19 +20,12 @@ __device__ inline D converted(Complex<R> z) {
 
 }  // namespace
 
-// In both of these a thread owns one element.
+// A thread owns one element.
 
 template <class Map, class S, class D>
 __global__ void PrecisionConvert_k(int m, int n, const S* A, int lda, D* B, int ldb) {
   const std::ptrdiff_t i = Map::row(), j = Map::col();
   if (i < m && j < n) element(B, ldb, i, j) = converted<D>(element(A, lda, i, j));
-}
-
-template <class Map, class S, class D>
-__global__ void PrecisionConvertTriangular_k(bool upper, int n, const S* A, int lda, D* B, int ldb) {
-  if (!Map::owns(upper, n)) return;
-  const std::ptrdiff_t i = Map::row(), j = Map::col();
-  element(B, ldb, i, j) = converted<D>(element(A, lda, i, j));
 }
 
 namespace basic {
@@ -51,22 +44,7 @@ void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB) {
   });
 }
 
-template <class T>
-void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB) {
-  uplo = oneOf("UL", uplo, 1);
-  checkSize(dA.rows, 2);
-  if (dA.rows != dA.cols) argumentError(-2);
-  if (dA.empty()) return;
-  checkPointer(dA.data, 3);
-  checkOperand(dB, dA.rows, dA.cols, 5);
-  using Map = cudalib::TriangularMap2D;
-  cudalib::launch<&PrecisionConvertTriangular_k<Map, OtherPrecision<T>, T>>(
-      Map(dA.rows), uplo == 'U', dA.rows, dA.data, dA.ld, dB.data, dB.ld);
-}
-
-#define TOVI_INSTANCES(T)                                     \
-  template decltype(convertPrecision<T>) convertPrecision<T>; \
-  template decltype(convertPrecisionTriangular<T>) convertPrecisionTriangular<T>;
+#define TOVI_INSTANCES(T) template decltype(convertPrecision<T>) convertPrecision<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace basic

@@ -1,5 +1,4 @@
-// Matrices in device memory from single to double precision and back, whole or one triangle of them. No
-// exported routine converts: a building block.
+// Matrices in device memory from single to double precision and back.
 
 #ifndef TOVI_BASIC_PRECISION_H
 #define TOVI_BASIC_PRECISION_H
@@ -13,10 +12,6 @@ namespace tovi {
 // The m x n matrix B := A, each part of an element converted to the type of B's.
 template <class Map, class S, class D>
 __global__ void PrecisionConvert_k(int m, int n, const S* A, int lda, D* B, int ldb);
-
-// The same for one triangle of n x n matrices, diagonal included; the rest of B stays as it is.
-template <class Map, class S, class D>
-__global__ void PrecisionConvertTriangular_k(bool upper, int n, const S* A, int lda, D* B, int ldb);
 
 namespace basic {
 
@@ -42,10 +37,6 @@ using OtherPrecision = typename ToOtherPrecision<T>::type;
 // infinite, NaN stays NaN.
 template <class T>
 void convertPrecision(ConstView<OtherPrecision<T>> dA, MatrixView<T> dB);
-
-// The triangle uplo (U or L) of square matrices.
-template <class T>
-void convertPrecisionTriangular(char uplo, ConstView<OtherPrecision<T>> dA, MatrixView<T> dB);
 
 }  // namespace basic
 }  // namespace tovi

@@ -21,10 +21,10 @@ namespace {
 using software_device::Entry;
 
 const char* nameOf(Entry entry) {  // in the order of the entries
-  constexpr const char* names[] = {"gemm", "gemv", "trsm", "trmm",  "symm",
+  constexpr const char* names[] = {"gemm", "gemv", "hemv", "trsm",  "trmm", "symm",
                                    "hemm", "syrk", "herk", "syr2k", "her2k"};
   const int i = static_cast<int>(entry) - static_cast<int>(Entry::gemm);
-  return 0 <= i && i < 10 ? names[i] : nullptr;
+  return 0 <= i && i < 11 ? names[i] : nullptr;
 }
 
 // The calls of the device BLAS that work makes, options and dimensions only: "symm LL 192 5; gemm NN 100 5
@@ -267,7 +267,7 @@ void forEveryDouble(Memory where, Visit visit) {
     const char precision = routine.name[std::string(where == Memory::host ? "tovi" : "toviDevice").size()];
     if (routine.where != where || (precision != 'D' && precision != 'Z')) continue;
     Random random(1);
-    Call call = drawCall(routine, random, {sizesBetween(1, 3)});
+    Call call = drawCall(routine, random, {sizesBetween(2, 4)});
     SCOPED_TRACE(call.text());
     visit(call);
   }

@@ -73,9 +73,9 @@ void launchEveryKernel() {
     setTriangular('L', 'U', a, fill);
   }
   laset('F', T(0), T(1), a);
-  conjugateVector(n, p, 1), conjugateMatrix(a), conjugateMatrixLower(a);
+  conjugateVector(n, p, 1), conjugateMatrix(a);
   copyVector(n, q, 1, p, 1), copyMatrix(b, a), copySingle(q, p);
-  copyVectorRealToComplex(n, real, 1, p, 1), copyRealToComplex(real, p), copyComplexToReal(p, real);
+  copyVectorRealToComplex(n, real, 1, p, 1), copyComplexToReal(p, real);
   copyMatrixRealToComplex({real, n, n, n}, a);
   for (const char uplo : {'G', 'L', 'U'}) lacpy(uplo, b, a);
   for (const char transa : {'N', 'T'})
@@ -88,7 +88,6 @@ void launchEveryKernel() {
     scaleVector(n, q, p, 1, yes);
   }
   convertPrecision<T>({converted.data(), n, n, n}, a);
-  convertPrecisionTriangular<T>('U', {converted.data(), n, n, n}, a);
   for (const int row : {2, wide}) {
     const int pivots[] = {row, row};
     laswp(1, p, wide, 1, 2, pivots, 1);

@@ -6,6 +6,7 @@
 #include <limits>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/tool/tool_fixture.h"
@@ -56,7 +57,8 @@ TEST_F(Precision, EveryBitIsReadAndWritten) {
   const double values[] = {0.1, 0x1p53 - 1, Limits::min(), Limits::max(), -Limits::denorm_min()};
   for (const bool imaginary : {false, true}) {
     std::ostringstream b;
-    b << (imaginary ? complex : real) << "5 1\n" << std::setprecision(17);
+    b << (imaginary ? "%%MatrixMarket matrix array complex general\n" : real) << "5 1\n"
+      << std::setprecision(17);
     for (const double value : values) b << value << (imaginary ? " 1\n" : "\n");
     write("b.mtx", b.str());
     const Result result = run("solve a.mtx b.mtx -o x.mtx --precision double");
@@ -118,14 +120,15 @@ TEST_F(Precision, FailuresNameIt) {
   write("b.mtx", real + "1 1\n1e300\n");
   write("sum.mtx", "%%MatrixMarket matrix coordinate real general\n1 1 2\n1 1 1.7e308\n1 1 1.7e308\n");
   write("huge.mtx", real + "2 2\n1.7e308\n1.7e308\n1.7e308\n1.7e308\n");
-  const Failures cases = {
+  const std::vector<std::pair<std::string, std::string>> cases = {
       {"solve large.mtx", "'1e400' overflows double precision"},
       {"solve a.mtx b.mtx", "a.mtx: the solution overflows double precision"},
       {"solve sum.mtx", "the sum of the entries for this place overflows double precision"},
       {"svd huge.mtx", "huge.mtx: the singular values overflow double precision"},
       {"lstsq a.mtx --reference", "--reference compares with double precision"},
   };
-  expectOneLine(cases, [&](const std::string& arguments) { return run(arguments + " --precision double"); });
+  for (const auto& [arguments, message] : cases)
+    expectOneLine(run(arguments + " --precision double"), message);
   EXPECT_EQ(run("solve a.mtx --precision half").exitCode, 2);
 }
 
