@@ -305,9 +305,9 @@ std::string svgOf(const ValuesPlot& plot) {
 
 std::string svgOf(const EigenvaluesPlot& plot) {
   constexpr int across = 3;
-  constexpr double spectrumHeight = 500, panelWidth = 372, panelHeight = 250, gap = 16, left = 28,
-                   captions = 44;
+  constexpr double panelWidth = 372, panelHeight = 250, gap = 16, left = 28, captions = 44;
   const bool wide = !plot.modes.empty();
+  const double spectrumHeight = wide ? 420 : 500;
   const double width = wide ? 2 * left + across * panelWidth + (across - 1) * gap : 800;
   const int rows = (static_cast<int>(plot.modes.size()) + across - 1) / across;
   Drawing drawing(width, spectrumHeight + (wide ? captions + rows * (panelHeight + gap) : 0), plot.title);
@@ -322,10 +322,11 @@ std::string svgOf(const EigenvaluesPlot& plot) {
   const Frame frame{86, 54, width - 28, spectrumHeight - 66};
   const Scale x = indexScale(static_cast<int>(plot.values.size()));
   const Scale y = logarithmic ? logarithmicScale(shown.front(), shown.back()) : spanning(shown);
-  drawing.axes(
-      frame, x, y,
-      missing == 0 ? "index" : "index (the first " + std::to_string(missing) + " are zero, but for rounding)",
-      "eigenvalue");
+  drawing.axes(frame, x, y,
+               missing == 0
+                   ? "index"
+                   : "index (the first " + std::to_string(missing) + " are within rounding error of zero)",
+               "eigenvalue");
   drawing.values(frame, x, y, static_cast<int>(missing) + 1, shown);
   if (!wide) return drawing.finished();
 
