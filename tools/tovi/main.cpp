@@ -113,7 +113,7 @@ constexpr const char* eigNotes =
     "sums           the larger one of |sum w - trace A| / (||A|| n eps) and\n"
     "               |sum w^2 - ||A||^2| / (||A||^2 n eps)\n"
     "values         how many are negative, positive, and within sqrt(n) eps max |w| of zero:\n"
-    "               rounding errors are about as large\n\n"
+    "               the sign of those may be that of rounding errors\n\n"
     "In double precision, from A as rounded; Frobenius norms, eps = 2^-24, of double precision\n"
     "2^-53.\n\n"
     "-o PREFIX writes PREFIX.csv (index, value) and PREFIX.svg (the values, plotted, on a\n"
