@@ -108,6 +108,15 @@ TEST_F(Eig, FindsThoseOfEveryKindOfMatrix) {
   expectValues({-1, 1}, 1e-6);
   EXPECT_EQ(signs(), "1 0 1");
   svg(path("x.svg"));
+  // Their difference overflows, and what stands around them in a plot.
+  write("one.mtx", real + "1 1\n1.7e308\n");
+  eig("one.mtx --vectors --precision double");
+  expectValues({1.7e308}, 1e294);
+  svg(path("x.svg"));
+  write("i.mtx", real + "2 2\n0\n1.7e308\n1.7e308\n0\n");
+  eig("i.mtx --vectors --precision double");
+  expectValues({-1.7e308, 1.7e308}, 1e294);
+  svg(path("x.svg"));
   write("ones.mtx", real + "3 3\n1\n1\n1\n1\n1\n1\n1\n1\n1\n");
   eig("ones.mtx");
   expectValues({0, 0, 3}, 1e-6);

@@ -52,6 +52,14 @@ Matrix<Wide<T>> image(const Matrix<T>& m, const Matrix<Wide<T>>& x, double scale
   return result;
 }
 
+// ||a / scale||^2
+template <class T>
+double squaresOf(const Matrix<T>& a, double scale) {
+  double squares = 0.0;
+  for (const T& value : a.values) squares += std::norm(Wide<T>(value) / scale);
+  return squares;
+}
+
 // ||A V - V diag(w)|| / (||A|| n eps)
 template <class T>
 double eigenResidualRatio(const Matrix<T>& a, const EigenDecomposition<T>& eigen) {
@@ -65,7 +73,7 @@ double eigenResidualRatio(const Matrix<T>& a, const EigenDecomposition<T>& eigen
     for (int i = 0; i < a.rows; ++i) difference(i, 0) -= other(i, 0);
     return difference;
   });
-  return length == 0.0 ? 0.0 : length / (norm(converted<W>(a)) / scale * a.rows * eps<T>);
+  return length == 0.0 ? 0.0 : length / (std::sqrt(squaresOf(a, scale)) * a.rows * eps<T>);
 }
 
 // ||I - V^H V|| / (n eps)
@@ -87,9 +95,9 @@ double eigenOrthogonalityRatio(const Matrix<T>& v) {
 template <class T>
 double sumsRatio(const Matrix<T>& a, const std::vector<Real<T>>& values) {
   const double scale = scaleOf(a);
-  double trace = 0.0, squares = 0.0, sum = 0.0, sumOfSquares = 0.0;
+  const double squares = squaresOf(a, scale);
+  double trace = 0.0, sum = 0.0, sumOfSquares = 0.0;
   for (int i = 0; i < a.rows; ++i) trace += static_cast<double>(std::real(a(i, i))) / scale;
-  for (const T& value : a.values) squares += std::norm(Wide<T>(value) / scale);
   for (const Real<T> value : values) {
     const double scaled = static_cast<double>(value) / scale;
     sum += scaled;

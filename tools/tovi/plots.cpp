@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <string_view>
 
 #include "tools/tovi/numbers.h"
@@ -51,7 +52,8 @@ struct Scale {
 
   // 0 at the low end, 1 at the high one.
   double fraction(double value) const {
-    return logarithmic ? std::log(value / low) / std::log(high / low) : (value - low) / (high - low);
+    return logarithmic ? std::log(value / low) / std::log(high / low)
+                       : (value / 2 - low / 2) / (high / 2 - low / 2);  // high - low may overflow
   }
 };
 
@@ -143,7 +145,7 @@ std::string shade(double part) {
   const std::size_t below = std::min(static_cast<std::size_t>(place), colours.size() - 2);
   std::string text = "rgb(";
   for (std::size_t k = 0; k < 3; ++k)
-    text += number(k == 0 ? "%.0f" : " %.0f",
+    text += number(k == 0 ? "%.0f" : ",%.0f",
                    colours[below][k] +
                        (place - static_cast<double>(below)) * (colours[below + 1][k] - colours[below][k]));
   return text + ")";
@@ -256,6 +258,11 @@ class Drawing {
 // The smallest and the largest value, some room beyond them.
 Scale spanning(const std::vector<double>& values) {
   const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
+  constexpr double huge = std::numeric_limits<double>::max() / 4;
+  if (*smallest < -huge || *largest > huge) {
+    const double low = std::min(*smallest, 0.0), high = std::max(*largest, 0.0);
+    return {low, high, false, {{low, number("%g", low)}, {high, number("%g", high)}}};
+  }
   // At the least what shows in the numbers at the ticks.
   double room =
       std::max(0.04 * (*largest - *smallest), 1e-4 * std::max(std::abs(*smallest), std::abs(*largest)));
