@@ -41,17 +41,14 @@ struct Report {
   std::size_t zeros() const { return values.size() - negative() - positive(); }
 };
 
-// As many as bring every bit back.
-std::string digits(bool inDouble, double value) { return number(inDouble ? "%.17g" : "%.9g", value); }
-
 CsvRow csvRow(const Report& report) {
   CsvRow row = {{"order", std::to_string(report.order)}, {"kind", report.kind}};
   addPrecision(row, report.inDouble);
   const bool known = !report.values.empty(), vectors = report.vectors;
   row.insert(row.end(), {{"seconds", number("%.6g", report.time)},
                          {"gflops", number("%.6g", report.gflops())},
-                         {"smallest_value", known ? digits(report.inDouble, report.values.front()) : ""},
-                         {"largest_value", known ? digits(report.inDouble, report.values.back()) : ""},
+                         {"smallest_value", known ? allDigits(report.inDouble, report.values.front()) : ""},
+                         {"largest_value", known ? allDigits(report.inDouble, report.values.back()) : ""},
                          {"negative", std::to_string(report.negative())},
                          {"zero", std::to_string(report.zeros())},
                          {"positive", std::to_string(report.positive())},
@@ -147,7 +144,7 @@ void writeFiles(Outputs& files, const EigOptions& options, const Report& report,
                 const EigenDecomposition<T>& eigen) {
   std::string csv = "index,value\n";
   for (std::size_t k = 0; k < report.values.size(); ++k)
-    csv += std::to_string(k + 1) + ',' + digits(report.inDouble, report.values[k]) + '\n';
+    csv += std::to_string(k + 1) + ',' + allDigits(report.inDouble, report.values[k]) + '\n';
   files.write(options.output + ".csv", [&](std::ostream& file) { file << csv; });
 
   EigenvaluesPlot plot;
@@ -205,10 +202,7 @@ void eigAs(const EigOptions& options, MatrixMarketReader& matrix, Outputs& files
   if (!options.output.empty()) showing("drawing", [&] { writeFiles(files, options, report, mesh, eigen); });
   if (!options.csv.empty()) appendCsv(options.csv, csvRow(report));
   files.takePlaces();
-  if (options.output.empty()) return;
-  std::string written;
-  for (const std::string& path : outputs(options)) written += (written.empty() ? "" : ", ") + path;
-  std::cout << "\nwritten         " << written << '\n' << std::flush;
+  std::cout << writtenText(outputs(options)) << std::flush;
 }
 
 }  // namespace

@@ -40,6 +40,7 @@ inline toviDoubleComplex* edge(std::complex<double>* p) { return reinterpret_cas
 
 // gesvd in economy size: jobu and jobvt "S". posv and syevd, heevd for complex types, from the lower
 // triangle.
+// NOLINTBEGIN(bugprone-macro-parentheses): T and R are types
 #define TOVI_TOOL_ROUTINES(P, T, R, H)                                                                      \
   inline toviStatus gesv(int n, int nrhs, T* a, int lda, int* ipiv, T* b, int ldb) {                        \
     return tovi##P##gesv(n, nrhs, edge(a), lda, ipiv, edge(b), ldb);                                        \
@@ -76,6 +77,7 @@ TOVI_TOOL_ROUTINES(D, double, double, sy)
 TOVI_TOOL_ROUTINES(C, std::complex<float>, float, he)
 TOVI_TOOL_ROUTINES(Z, std::complex<double>, double, he)
 #undef TOVI_TOOL_ROUTINES
+// NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace tool
 

@@ -94,6 +94,14 @@ void warn(const std::vector<std::string>& warnings) {
 
 std::string rightHandSides(int count) { return counted(count, "right-hand side", "right-hand sides"); }
 
+std::string writtenText(const std::vector<std::string>& paths) {
+  std::string text;
+  for (const std::string& path : paths) text += (text.empty() ? "\nwritten         " : ", ") + path;
+  return text.empty() ? "" : text + '\n';
+}
+
+std::string allDigits(bool inDouble, double value) { return number(inDouble ? "%.17g" : "%.9g", value); }
+
 std::string precisionText(bool inDouble) { return inDouble ? "precision       double\n" : ""; }
 
 void addPrecision(CsvRow& row, bool inDouble) {

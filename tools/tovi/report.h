@@ -63,6 +63,9 @@ void warn(const std::vector<std::string>& warnings);
 
 std::string rightHandSides(int count);  // "1 right-hand side"
 
+std::string writtenText(const std::vector<std::string>& paths);  // a line after an empty one; nothing of none
+std::string allDigits(bool inDouble, double value);              // as many as bring every bit back
+
 // Of double precision; nothing of single precision, which is the default.
 std::string precisionText(bool inDouble);  // a line
 void addPrecision(CsvRow& row, bool inDouble);
