@@ -51,6 +51,33 @@ TEST_F(Precision, DoubleSolvesWhatSingleDoesNot) {
               {", double precision resolves ", "a.mtx: to double precision column 13 depends on "});
 }
 
+// Times ones: x is known.
+TEST_F(Precision, DoubleSolvesTheBadlyScaledSystem) {
+  std::istringstream file(contents(TOVI_DATA "/fs_183_1.mtx"));
+  std::string line;
+  while (std::getline(file, line) && line[0] == '%') continue;
+  const int n = std::stoi(line);
+  std::vector<double> sums(static_cast<std::size_t>(n));
+  for (double i = 0, j = 0, value = 0; file >> i >> j >> value;)
+    sums.at(static_cast<std::size_t>(i) - 1) += value;
+  std::ostringstream b;
+  b << real << n << " 1\n" << std::setprecision(17);
+  for (const double sum : sums) b << sum << '\n';
+  write("b.mtx", b.str());
+  for (const bool inDouble : {false, true}) {
+    const Result result =
+        run(std::string("solve '") + TOVI_DATA "/fs_183_1.mtx' b.mtx -o x.mtx --precision " +
+            (inDouble ? "double" : "single"));
+    EXPECT_EQ(result.exitCode, inDouble ? 0 : 3) << result.err;
+    double off = 0;
+    for (const double x : solution()) off = std::max(off, std::abs(x - 1));
+    if (inDouble)
+      EXPECT_LT(off, 1e-2);
+    else
+      EXPECT_GT(off, 1);
+  }
+}
+
 TEST_F(Precision, EveryBitIsReadAndWritten) {
   write("a.mtx", "%%MatrixMarket matrix coordinate pattern general\n5 5 5\n1 1\n2 2\n3 3\n4 4\n5 5\n");
   using Limits = std::numeric_limits<double>;
@@ -85,7 +112,8 @@ TEST_F(Precision, TheRangeOfTheTypeIsThatOfTheProgram) {
     write("d.mtx", real + "1 1\n" + p + "\n");
     write("B.mtx", real + "1 2\n" + p + "\n" + p + "\n");
     for (const char* arguments :
-         {"solve s.mtx", "lstsq a.mtx b.mtx", "lstsq a.mtx b.mtx --constraint B.mtx d.mtx", "svd a.mtx"}) {
+         {"solve s.mtx", "chol s.mtx", "lstsq a.mtx b.mtx", "lstsq a.mtx b.mtx --constraint B.mtx d.mtx",
+          "svd a.mtx", "eig s.mtx --vectors"}) {
       const Result result = run(std::string(arguments) + " --precision double");
       EXPECT_EQ(result.exitCode, 0) << arguments << '\n' << result.err;
       EXPECT_EQ(result.out.find("nan"), std::string::npos) << result.out;

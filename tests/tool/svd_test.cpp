@@ -8,46 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/tool/svg.h"
 #include "tests/tool/tool_fixture.h"
 
 namespace {
-
-// Whether every element is closed in turn, every attribute quoted, and nothing else uses XML's characters.
-bool wellFormed(const std::string& text) {
-  std::vector<std::string> open;
-  std::size_t at = 0;
-  if (text.compare(0, 5, "<?xml") == 0) at = text.find("?>") + 2;
-  for (; at < text.size(); ++at) {
-    const char c = text[at];
-    if (c == '&') {
-      const std::string entity = text.substr(at, text.find(';', at) - at);
-      if (entity != "&amp" && entity != "&lt" && entity != "&gt") return false;
-    }
-    if (static_cast<unsigned char>(c) < 0x20 && c != '\n') return false;
-    if ((c & 0xC0) == 0x80 && (text[at - 1] & 0x80) == 0) return false;  // goes on with what has not begun
-    if (c == '>') return false;
-    if (c != '<') continue;
-    const std::size_t end = text.find('>', at);
-    if (end == std::string::npos) return false;
-    const std::string tag = text.substr(at + 1, end - at - 1);
-    if (tag.find('<') != std::string::npos || std::count(tag.begin(), tag.end(), '"') % 2 != 0) return false;
-    const std::string name = tag.substr(0, tag.find_first_of(" /", 1));
-    if (tag[0] == '/') {
-      if (open.empty() || open.back() != tag.substr(1)) return false;
-      open.pop_back();
-    } else if (tag.back() != '/') {
-      open.push_back(name);
-    }
-    at = end;
-  }
-  return open.empty();
-}
-
-std::size_t occurrences(const std::string& text, const std::string& part) {
-  std::size_t count = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
-}
 
 class Svd : public Tool {
  protected:
@@ -76,15 +40,6 @@ class Svd : public Tool {
     EXPECT_FALSE(csv >> line) << line;
   }
 
-  std::string svg(const std::string& name) const {
-    std::string text = contents(path(name));
-    EXPECT_TRUE(wellFormed(text)) << text;
-    EXPECT_NE(text.find("<svg xmlns=\"http://www.w3.org/2000/svg\" width="), std::string::npos);
-    for (const char* foreign : {"href", "url(", "<script", "<image", "nan", "inf\""})
-      EXPECT_EQ(text.find(foreign), std::string::npos) << foreign;
-    return text;
-  }
-
   std::vector<int> png(int width, int height) const {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
@@ -110,7 +65,7 @@ TEST_F(Svd, FindsKnownValues) {
               {"device  ", "2 x 2, array real general", "\ntime  ", "\nreconstruction  ", " of U, ",
                "\nrank 2          100 % of the energy, relative error 0, 10 numbers for 4\n",
                "6.708204   90.0000 %\n", "2.236068  100.0000 %\n", "written         p.csv, p.svg\n"});
-  std::string plot = svg("p.svg");
+  std::string plot = svg(path("p.svg"));
   expectParts(plot,
               {"Singular values of a.mtx</text>", ">index</text>", ">singular value</text>", ">5</text>"});
   EXPECT_EQ(occurrences(plot, "<circle"), 2u);
@@ -129,7 +84,7 @@ TEST_F(Svd, FindsKnownValues) {
   // A leading value alone: its error is what the other one holds.
   expectParts(svd("a.mtx --rank 1").out,
               {"rank 1          90 % of the energy, relative error 0.316, 5 numbers for 4\n"});
-  expectParts(svg("p.svg"), {"rank 1: 90 % of the energy</text>"});
+  expectParts(svg(path("p.svg")), {"rank 1: 90 % of the energy</text>"});
 
   // Complex, wide, deficient, zero.
   write("c.mtx", "%%MatrixMarket matrix array complex general\n2 3\n0 0\n0 3\n4 0\n0 0\n0 0\n0 0\n");
@@ -138,11 +93,11 @@ TEST_F(Svd, FindsKnownValues) {
   write("d.mtx", "%%MatrixMarket matrix coordinate pattern general\n4 3 4\n1 1\n2 1\n3 1\n4 1\n");
   svd("d.mtx");
   expectValues({2, 0, 0}, {1, 1, 1});
-  svg("p.svg");
+  svg(path("p.svg"));
   write("z.mtx", real + "3 1\n0\n0\n0\n");
   expectParts(svd("z.mtx").out, {"reconstruction  0\n"});
   expectValues({0}, {1});
-  expectParts(svg("p.svg"), {"one value is zero"});
+  expectParts(svg(path("p.svg")), {"one value is zero"});
 }
 
 TEST_F(Svd, PrintsTenValuesAndTheLastOfTheRank) {
@@ -208,7 +163,7 @@ TEST_F(Svd, PlotsPrincipalComponents) {
   const Result result = svd("'a&b.csv' --label kind --center --scatter");
   expectParts(result.out, {"a&b.csv: 4 x 3, table without kind (3 labels), centered\n"});
   expectValues({4, 2, 0}, {0.8, 1, 1});
-  const std::string plot = svg("p_scatter.svg");
+  const std::string plot = svg(path("p_scatter.svg"));
   EXPECT_EQ(occurrences(plot, "<circle"), 4u + 3u);
   expectParts(plot, {"Principal components of a&amp;b.csv</text>", "component 1 (80 % of the energy)",
                      "component 2 (20 % of the energy)", ">kind</text>", ">&lt;b&gt;</text>"});
@@ -221,13 +176,13 @@ TEST_F(Svd, PlotsPrincipalComponents) {
   write("plain.csv", "1,0\n0,2\n0,1\n2,0\n");
   svd("plain.csv --scatter");
   expectValues({std::sqrt(5), std::sqrt(5)}, {0.5, 1});
-  EXPECT_EQ(occurrences(svg("p_scatter.svg"), "<circle"), 4u);
+  EXPECT_EQ(occurrences(svg(path("p_scatter.svg")), "<circle"), 4u);
   write("plain.csv", "1,0,7\n0,2,8\n");
   svd("plain.csv --label 3");
   expectValues({2, 1}, {0.8, 1});
   write("labels.csv", "x,y,kind\n1,0,\x9B\x80\n0,2,\xC2\x9B\n");  // control characters
   svd("labels.csv --label kind --scatter");
-  svg("p_scatter.svg");
+  svg(path("p_scatter.svg"));
   EXPECT_FALSE(std::filesystem::exists(path("p.png")));
 }
 

@@ -116,7 +116,7 @@ TEST_F(Tool, FailuresGetOneLine) {
     EXPECT_EQ(result.out.find("time"), std::string::npos) << result.out;
     EXPECT_TRUE(files() == before);
   });
-  EXPECT_EQ(runs, 130);
+  EXPECT_EQ(runs, 141);
 }
 
 TEST_F(Tool, OutputThatCannotBeWrittenIsAFailure) {
@@ -136,7 +136,8 @@ TEST_F(Tool, OptionsAndExitCodes) {
   expectParts(run("solve --help").out, {"2/3 n^3"});
   for (const char* arguments :
        {"", "solve", "solve a b c", "solve --unknown a", "devices a", "nothing", "lstsq", "lstsq a b c",
-        "lstsq a --constraint B", "svd", "svd a b", "svd a --rank 0", "svd t.csv --scatter"})
+        "lstsq a --constraint B", "svd", "svd a b", "svd a --rank 0", "svd t.csv --scatter", "chol",
+        "chol a b c", "eig", "eig a b", "eig a --modes"})
     EXPECT_EQ(run(arguments).exitCode, 2) << arguments;
 
   const std::string a = write("a.mtx", real + "1 1\n2\n");
@@ -168,12 +169,13 @@ TEST_F(Tool, OutputsReplaceWhatStoodThere) {
 
 TEST_F(Tool, ATableOfResultsHasOneKindOfLine) {
   write("A.mtx", real + "2 2\n4\n1\n1\n3\n");
-  for (const char* name : {"solve", "lstsq", "svd"})
+  for (const char* name : {"solve", "chol", "lstsq", "svd", "eig"})
     ASSERT_EQ(run(std::string(name) + " A.mtx --csv " + name).exitCode, 0);
   write("notes.txt", "to do\n");
   const auto before = files();
-  for (const char* arguments : {"solve A.mtx --csv lstsq", "solve A.mtx --csv notes.txt",
-                                "lstsq A.mtx --csv solve", "svd A.mtx --csv solve"})
+  for (const char* arguments :
+       {"solve A.mtx --csv lstsq", "solve A.mtx --csv notes.txt", "lstsq A.mtx --csv solve",
+        "svd A.mtx --csv solve", "chol A.mtx --csv solve", "solve A.mtx --csv chol", "eig A.mtx --csv svd"})
     expectOneLine(run(arguments), ":1: holds no results of this kind");
   EXPECT_TRUE(files() == before);
 

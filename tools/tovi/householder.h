@@ -12,9 +12,6 @@
 
 namespace tool {
 
-inline double conjugated(double x) { return x; }
-inline std::complex<double> conjugated(std::complex<double> z) { return std::conj(z); }
-
 template <class W>
 Matrix<W> conjugateTransposed(const Matrix<W>& a) {
   Matrix<W> result(a.columns, a.rows);

@@ -38,13 +38,24 @@ inline double* edge(double* p) { return p; }
 inline toviFloatComplex* edge(std::complex<float>* p) { return reinterpret_cast<toviFloatComplex*>(p); }
 inline toviDoubleComplex* edge(std::complex<double>* p) { return reinterpret_cast<toviDoubleComplex*>(p); }
 
-// gesvd in economy size: jobu and jobvt "S".
-#define TOVI_TOOL_ROUTINES(P, T, R)                                                                         \
+// gesvd in economy size: jobu and jobvt "S". posv and syevd, heevd for complex types, from the lower
+// triangle.
+// NOLINTBEGIN(bugprone-macro-parentheses): T and R are types
+#define TOVI_TOOL_ROUTINES(P, T, R, H)                                                                      \
   inline toviStatus gesv(int n, int nrhs, T* a, int lda, int* ipiv, T* b, int ldb) {                        \
     return tovi##P##gesv(n, nrhs, edge(a), lda, ipiv, edge(b), ldb);                                        \
   }                                                                                                         \
   inline toviStatus deviceGesv(int n, int nrhs, T* dA, int lda, int* dIpiv, T* dB, int ldb) {               \
     return toviDevice##P##gesv(n, nrhs, edge(dA), lda, dIpiv, edge(dB), ldb);                               \
+  }                                                                                                         \
+  inline toviStatus posv(int n, int nrhs, T* a, int lda, T* b, int ldb) {                                   \
+    return tovi##P##posv('L', n, nrhs, edge(a), lda, edge(b), ldb);                                         \
+  }                                                                                                         \
+  inline toviStatus devicePosv(int n, int nrhs, T* dA, int lda, T* dB, int ldb) {                           \
+    return toviDevice##P##posv('L', n, nrhs, edge(dA), lda, edge(dB), ldb);                                 \
+  }                                                                                                         \
+  inline toviStatus syevd(char jobz, int n, T* a, int lda, R* w) {                                          \
+    return tovi##P##H##evd(jobz, 'L', n, edge(a), lda, w);                                                  \
   }                                                                                                         \
   inline toviStatus gels(int m, int n, int nrhs, T* a, int lda, T* b, int ldb) {                            \
     return tovi##P##gels('N', m, n, nrhs, edge(a), lda, edge(b), ldb);                                      \
@@ -61,11 +72,12 @@ inline toviDoubleComplex* edge(std::complex<double>* p) { return reinterpret_cas
   inline toviStatus gesvd(int m, int n, T* a, int lda, R* s, T* u, int ldu, T* vt, int ldvt) {              \
     return tovi##P##gesvd('S', 'S', m, n, edge(a), lda, s, edge(u), ldu, edge(vt), ldvt);                   \
   }
-TOVI_TOOL_ROUTINES(S, float, float)
-TOVI_TOOL_ROUTINES(D, double, double)
-TOVI_TOOL_ROUTINES(C, std::complex<float>, float)
-TOVI_TOOL_ROUTINES(Z, std::complex<double>, double)
+TOVI_TOOL_ROUTINES(S, float, float, sy)
+TOVI_TOOL_ROUTINES(D, double, double, sy)
+TOVI_TOOL_ROUTINES(C, std::complex<float>, float, he)
+TOVI_TOOL_ROUTINES(Z, std::complex<double>, double, he)
 #undef TOVI_TOOL_ROUTINES
+// NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace tool
 

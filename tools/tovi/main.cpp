@@ -1,4 +1,5 @@
-// tovi: the devices of this machine; linear systems, least squares and singular values from files.
+// tovi: the devices of this machine; linear systems, least squares, singular values and eigenvalues from
+// files.
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -8,6 +9,7 @@
 #include <string>
 
 #include "tools/tovi/devices.h"
+#include "tools/tovi/eig.h"
 #include "tools/tovi/failure.h"
 #include "tools/tovi/lstsq.h"
 #include "tools/tovi/numbers.h"
@@ -28,11 +30,18 @@ constexpr const char* outputNotes =
     "Outputs appear whole or not at all, and never over a file that is read. --csv takes a\n"
     "new file, or one that holds results of the same command.\n\n";
 
+constexpr const char* cholNotes =
+    "A = L L^H by Cholesky: half of the operations that solve takes. A file that is general in\n"
+    "kind may hold such a matrix. One that is not symmetric, or if complex not Hermitian, is\n"
+    "refused; one that is not positive definite ends with the order of the first leading minor\n"
+    "that is not.\n\n";
+
 constexpr const char* solveNotes =
-    "time            gesv from operands in host memory (with transfers), and again from\n"
-    "                operands in device memory (without); a call that only starts the\n"
+    "time            gesv, or posv, from operands in host memory (with transfers), and again\n"
+    "                from operands in device memory (without); a call that only starts the\n"
     "                device goes before\n"
-    "speed           (2/3 n^3 + 2 n^2 nrhs) / time, four times that for complex systems\n"
+    "speed           (2/3 n^3 + 2 n^2 nrhs) / time, with posv (1/3 n^3 + 2 n^2 nrhs) / time,\n"
+    "                four times that for complex systems\n"
     "backward error  max over the columns of ||b - A x|| / (n ||A|| ||x|| eps), in double\n"
     "                precision; 1-norms, A and b as rounded, eps = 2^-24, of double\n"
     "                precision 2^-53\n"
@@ -92,6 +101,29 @@ constexpr const char* svdNotes =
     "by their first two components, which with --center are the principal components.\n\n"
     "Exit code: 0 decomposed, 1 failed, 2 wrong usage.";
 
+constexpr const char* eigNotes =
+    "A = V diag(w) V^H for a matrix that is symmetric, or Hermitian if it is complex; another one\n"
+    "is refused. A file that is general in kind may hold such a matrix.\n\n"
+    "time           syevd or heevd from operands in host memory, with transfers\n"
+    "speed          4/3 n^3 / time, with vectors 14/3 n^3 / time, four times that for complex\n"
+    "               matrices\n"
+    "residual       ||A V - V diag(w)|| / (||A|| n eps)\n"
+    "orthogonality  ||I - V^H V|| / (n eps); this norm and the one before are estimated by\n"
+    "               sixteen random vectors\n"
+    "sums           the larger one of |sum w - trace A| / (||A|| n eps) and\n"
+    "               |sum w^2 - ||A||^2| / (||A||^2 n eps)\n"
+    "values         how many are negative, positive, and within sqrt(n) eps max |w| of zero:\n"
+    "               the sign of those may be that of rounding errors\n\n"
+    "In double precision, from A as rounded; Frobenius norms, eps = 2^-24, of double precision\n"
+    "2^-53.\n\n"
+    "-o PREFIX writes PREFIX.csv (index, value) and PREFIX.svg (the values, plotted, on a\n"
+    "logarithmic scale where they are positive and span decades); with --vectors PREFIX.mtx, V\n"
+    "in array format. --modes adds the six lowest modes to the plot. Unknowns that are coupled\n"
+    "with the same others are one node; the nodes stand where eigenvectors of the Laplacian of\n"
+    "the matrix's graph put them. Its largest connected part is drawn, and modes of others are\n"
+    "left out.\n\n"
+    "Exit code: 0 decomposed, 1 failed, 2 wrong usage.";
+
 void addPrecision(CLI::App* command, bool& inDouble) {
   command
       ->add_option_function<std::string>(
@@ -107,6 +139,25 @@ void addDevice(CLI::App* command, int& device) {
       ->option_text("N");
 }
 
+CLI::App* addSolve(CLI::App& app, const char* name, const char* what, tool::SolveOptions& options) {
+  CLI::App* command = app.add_subcommand(name, what);
+  const bool cholesky = std::string(name) == "chol";
+  command
+      ->add_option("A", options.matrix,
+                   cholesky ? "Matrix, symmetric or Hermitian, positive definite" : "Matrix, square")
+      ->required()
+      ->option_text("A.mtx");
+  command
+      ->add_option("b", options.rightHandSide, "Right-hand sides, one a column (default: one column of ones)")
+      ->option_text("b.mtx");
+  command->add_option("-o,--output", options.output, "Write x, in array format")->option_text("x.mtx");
+  command->add_option("--csv", options.csv, "Append the results to this file, one line")->option_text("FILE");
+  addPrecision(command, options.inDouble);
+  addDevice(command, options.device);
+  command->footer(std::string(fileNotes) + outputNotes + (cholesky ? cholNotes : "") + solveNotes);
+  return command;
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Dense linear algebra on the device");
   app.allow_windows_style_options(false);  // a path may begin with a slash
@@ -114,17 +165,9 @@ int run(int argc, char** argv) {
   app.require_subcommand(1);
 
   CLI::App* devices = app.add_subcommand("devices", "List the devices");
-  CLI::App* solve = app.add_subcommand("solve", "Solve A x = b");
-  tool::SolveOptions options;
-  solve->add_option("A", options.matrix, "Matrix, square")->required()->option_text("A.mtx");
-  solve
-      ->add_option("b", options.rightHandSide, "Right-hand sides, one a column (default: one column of ones)")
-      ->option_text("b.mtx");
-  solve->add_option("-o,--output", options.output, "Write x, in array format")->option_text("x.mtx");
-  solve->add_option("--csv", options.csv, "Append the results to this file, one line")->option_text("FILE");
-  addPrecision(solve, options.inDouble);
-  addDevice(solve, options.device);
-  solve->footer(std::string(fileNotes) + outputNotes + solveNotes);
+  tool::SolveOptions solveOptions;
+  CLI::App* solve = addSolve(app, "solve", "Solve A x = b", solveOptions);
+  CLI::App* chol = addSolve(app, "chol", "Solve A x = b with a positive definite A", solveOptions);
 
   CLI::App* lstsq = app.add_subcommand("lstsq", "Solve A x = b by least squares");
   tool::LstsqOptions lstsqOptions;
@@ -168,6 +211,18 @@ int run(int argc, char** argv) {
   addDevice(svd, svdOptions.device);
   svd->footer(std::string(fileNotes) + outputNotes + svdNotes);
 
+  CLI::App* eig = app.add_subcommand("eig", "Eigenvalues and eigenvectors of A, symmetric or Hermitian");
+  tool::EigOptions eigOptions;
+  eig->add_option("A", eigOptions.matrix, "Matrix, symmetric or Hermitian")->required()->option_text("A.mtx");
+  eig->add_flag("--vectors", eigOptions.vectors, "The vectors, too");
+  prefix = eig->add_option("-o,--output", eigOptions.output, "Write the values, the plot, the vectors")
+               ->option_text("PREFIX");
+  eig->add_flag("--modes", eigOptions.modes, "Plot the lowest modes, too")->needs(prefix);
+  eig->add_option("--csv", eigOptions.csv, "Append the results to this file, one line")->option_text("FILE");
+  addPrecision(eig, eigOptions.inDouble);
+  addDevice(eig, eigOptions.device);
+  eig->footer(std::string(fileNotes) + outputNotes + eigNotes);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -175,7 +230,9 @@ int run(int argc, char** argv) {
   }
   if (*devices) tool::listDevices();
   if (*svd) tool::svd(svdOptions);
-  if (*solve && !tool::solve(options)) return notResolved;
+  if (*eig) tool::eig(eigOptions);
+  if (*solve && !tool::solve(solveOptions, tool::Factorization::lu)) return notResolved;
+  if (*chol && !tool::solve(solveOptions, tool::Factorization::cholesky)) return notResolved;
   if (*lstsq && !tool::lstsq(lstsqOptions)) return notResolved;
   return 0;
 }

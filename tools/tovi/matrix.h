@@ -33,6 +33,9 @@ constexpr const char* precisionOf = isDouble<T> ? "double precision" : "single p
 template <class T>
 constexpr double eps = std::numeric_limits<Real<T>>::epsilon() / 2.0;
 
+inline double conjugated(double x) { return x; }
+inline std::complex<double> conjugated(std::complex<double> z) { return std::conj(z); }
+
 template <class T>
 struct Matrix {
   int rows, columns;

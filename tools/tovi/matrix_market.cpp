@@ -132,6 +132,11 @@ void MatrixMarketReader::readSize() {
                 std::to_string(bytes) + " bytes");
 }
 
+void MatrixMarketReader::expectSquare() const {
+  if (header_.rows != header_.columns)
+    lines_.fail("not square: " + std::to_string(header_.rows) + " x " + std::to_string(header_.columns));
+}
+
 void MatrixMarketReader::expectRows(int rowsOfMatrix) const {
   if (header_.rows != rowsOfMatrix)
     lines_.fail("has " + counted(header_.rows, "row", "rows") + ", the matrix has " +

@@ -39,6 +39,7 @@ class MatrixMarketReader {
   const Header& header() const { return header_; }
   const std::string& path() const { return lines_.path(); }
 
+  void expectSquare() const;
   // For a right-hand side: refuses it unless it has as many rows as the matrix.
   void expectRows(int rowsOfMatrix) const;
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <string_view>
 
 #include "tools/tovi/numbers.h"
@@ -51,7 +52,8 @@ struct Scale {
 
   // 0 at the low end, 1 at the high one.
   double fraction(double value) const {
-    return logarithmic ? std::log(value / low) / std::log(high / low) : (value - low) / (high - low);
+    return logarithmic ? std::log(value / low) / std::log(high / low)
+                       : (value / 2 - low / 2) / (high / 2 - low / 2);  // high - low may overflow
   }
 };
 
@@ -128,6 +130,27 @@ std::string disc(double x, double y, const std::string& style) {
   return "<circle cx=\"" + at(x) + "\" cy=\"" + at(y) + "\" " + style + "/>";
 }
 
+std::string rectangle(const Frame& frame, const std::string& style) {
+  return "<rect x=\"" + at(frame.left) + "\" y=\"" + at(frame.top) + "\" width=\"" +
+         at(frame.right - frame.left) + "\" height=\"" + at(frame.bottom - frame.top) + "\" " + style + "/>";
+}
+
+constexpr const char* blue = "#1f5fa8";
+
+// From light grey for 0 by yellow and red to nearly black for 1.
+std::string shade(double part) {
+  constexpr std::array<std::array<double, 3>, 4> colours = {
+      {{221, 225, 230}, {247, 200, 95}, {214, 62, 42}, {72, 8, 46}}};
+  const double place = part * static_cast<double>(colours.size() - 1);
+  const std::size_t below = std::min(static_cast<std::size_t>(place), colours.size() - 2);
+  std::string text = "rgb(";
+  for (std::size_t k = 0; k < 3; ++k)
+    text += number(k == 0 ? "%.0f" : ",%.0f",
+                   colours[below][k] +
+                       (place - static_cast<double>(below)) * (colours[below + 1][k] - colours[below][k]));
+  return text + ")";
+}
+
 class Drawing {
  public:
   Drawing(double width, double height, const std::string& title) {
@@ -165,9 +188,7 @@ class Drawing {
       line(frame.left - 5, position, frame.right, position, "stroke=\"#ddd\"");
       text(frame.left - 9, position + 4.5, "end", tick.text);
     }
-    add("<rect x=\"" + at(frame.left) + "\" y=\"" + at(frame.top) + "\" width=\"" +
-        at(frame.right - frame.left) + "\" height=\"" + at(frame.bottom - frame.top) +
-        "\" fill=\"none\" stroke=\"#555\"/>");
+    add(rectangle(frame, "fill=\"none\" stroke=\"#555\""));
   }
   // Below a frame, or all of them, and at the left of the drawing
   void titles(const Frame& frame, const std::string& xTitle, const std::string& yTitle) {
@@ -180,6 +201,45 @@ class Drawing {
             const std::string& yTitle) {
     grid(frame, x, y);
     titles(frame, xTitle, yTitle);
+  }
+
+  // A curve through values over first, first + 1, ...; discs where they are few
+  void values(const Frame& frame, const Scale& x, const Scale& y, int first,
+              const std::vector<double>& values) {
+    std::string points, discs;
+    for (std::size_t k = 0; k < values.size(); ++k) {
+      const double px = onX(frame, x, static_cast<double>(k) + first), py = onY(frame, y, values[k]);
+      points += (k == 0 ? "" : " ") + at(px) + "," + at(py);
+      discs += disc(px, py, "r=\"2.5\"") + '\n';
+    }
+    add("<polyline points=\"" + points + "\" fill=\"none\" stroke=\"" + blue +
+        "\" stroke-width=\"1.5\" stroke-linejoin=\"round\"/>");
+    constexpr std::size_t mostDiscs = 120;  // more of them would only be a thicker line
+    if (values.size() <= mostDiscs) add("<g fill=\"" + std::string(blue) + "\">\n" + discs + "</g>");
+  }
+
+  // Points without axes, the darker the larger their value is, which goes above smaller ones.
+  void points(const Frame& frame, const std::vector<double>& x, const std::vector<double>& y,
+              const std::vector<double>& values) {
+    add(rectangle(frame, "fill=\"none\" stroke=\"#ccc\""));
+    constexpr int shades = 16;
+    constexpr double side = 18, head = 34;  // left free
+    const auto [xLow, xHigh] = std::minmax_element(x.begin(), x.end());
+    const auto [yLow, yHigh] = std::minmax_element(y.begin(), y.end());
+    const double largest = *std::max_element(values.begin(), values.end());
+    const Scale xScale{*xLow, *xHigh, false, {}}, yScale{*yLow, *yHigh, false, {}};
+    const Frame inner{frame.left + side, frame.top + head, frame.right - side, frame.bottom - side};
+    std::array<std::string, shades> dots;
+    for (std::size_t k = 0; k < values.size(); ++k) {
+      const int which = std::min(static_cast<int>(values[k] / largest * shades), shades - 1);
+      dots[static_cast<std::size_t>(which)] +=
+          "M" + at(onX(inner, xScale, x[k])) + " " + at(onY(inner, yScale, y[k])) + "h0";
+    }
+    add("<g fill=\"none\" stroke-width=\"5\" stroke-linecap=\"round\">");
+    for (int which = 0; which < shades; ++which)
+      if (const std::string& path = dots[static_cast<std::size_t>(which)]; !path.empty())
+        add("<path stroke=\"" + shade(which / (shades - 1.0)) + "\" d=\"" + path + "\"/>");
+    add("</g>");
   }
 
   static double onX(const Frame& frame, const Scale& scale, double value) {
@@ -195,11 +255,14 @@ class Drawing {
   std::string text_;
 };
 
-constexpr const char* blue = "#1f5fa8";
-
 // The smallest and the largest value, some room beyond them.
 Scale spanning(const std::vector<double>& values) {
   const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
+  constexpr double huge = std::numeric_limits<double>::max() / 4;
+  if (*smallest < -huge || *largest > huge) {
+    const double low = std::min(*smallest, 0.0), high = std::max(*largest, 0.0);
+    return {low, high, false, {{low, number("%g", low)}, {high, number("%g", high)}}};
+  }
   // At the least what shows in the numbers at the ticks.
   double room =
       std::max(0.04 * (*largest - *smallest), 1e-4 * std::max(std::abs(*smallest), std::abs(*largest)));
@@ -243,17 +306,49 @@ std::string svgOf(const ValuesPlot& plot) {
     drawing.text(position + (onTheLeft ? -7 : 7), frame.top + 19, onTheLeft ? "end" : "start",
                  escaped(plot.mark, 60), " fill=\"#c0392b\"");
   }
-  std::string points, discs;
-  for (std::size_t k = 0; k < positive.size(); ++k) {
-    const double px = Drawing::onX(frame, x, static_cast<double>(k + 1)),
-                 py = Drawing::onY(frame, y, positive[k]);
-    points += (k == 0 ? "" : " ") + at(px) + "," + at(py);
-    discs += disc(px, py, "r=\"2.5\"") + '\n';
+  drawing.values(frame, x, y, 1, positive);
+  return drawing.finished();
+}
+
+std::string svgOf(const EigenvaluesPlot& plot) {
+  constexpr int across = 3;
+  constexpr double panelWidth = 372, panelHeight = 250, gap = 16, left = 28, captions = 44;
+  const bool wide = !plot.modes.empty();
+  const double spectrumHeight = wide ? 420 : 500;
+  const double width = wide ? 2 * left + across * panelWidth + (across - 1) * gap : 800;
+  const int rows = (static_cast<int>(plot.modes.size()) + across - 1) / across;
+  Drawing drawing(width, spectrumHeight + (wide ? captions + rows * (panelHeight + gap) : 0), plot.title);
+
+  // A logarithmic scale where they are positive, but for rounding, and span decades
+  constexpr double decades = 100;
+  const auto first = std::upper_bound(plot.values.begin(), plot.values.end(), plot.rounding);
+  const bool logarithmic = plot.values.front() >= -plot.rounding && first != plot.values.end() &&
+                           plot.values.back() > decades * *first;
+  const std::vector<double> shown(logarithmic ? first : plot.values.begin(), plot.values.end());
+  const std::size_t missing = plot.values.size() - shown.size();
+  const Frame frame{86, 54, width - 28, spectrumHeight - 66};
+  const Scale x = indexScale(static_cast<int>(plot.values.size()));
+  const Scale y = logarithmic ? logarithmicScale(shown.front(), shown.back()) : spanning(shown);
+  drawing.axes(frame, x, y,
+               missing == 0
+                   ? "index"
+                   : "index (the first " + std::to_string(missing) + " are within rounding error of zero)",
+               "eigenvalue");
+  drawing.values(frame, x, y, static_cast<int>(missing) + 1, shown);
+  if (!wide) return drawing.finished();
+
+  drawing.text(width / 2, spectrumHeight + 20, "middle", escaped(plot.modesTitle, 160));
+  for (std::size_t k = 0; k < plot.modes.size(); ++k) {
+    const int column = static_cast<int>(k) % across, row = static_cast<int>(k) / across;
+    Frame panel{};
+    panel.left = left + column * (panelWidth + gap);
+    panel.top = spectrumHeight + captions + row * (panelHeight + gap);
+    panel.right = panel.left + panelWidth;
+    panel.bottom = panel.top + panelHeight;
+    drawing.points(panel, plot.x, plot.y, plot.modes[k].values);
+    drawing.text(panel.left + 10, panel.top + 20, "start", escaped(plot.modes[k].title, 40),
+                 " font-weight=\"bold\"");
   }
-  drawing.add("<polyline points=\"" + points + "\" fill=\"none\" stroke=\"" + blue +
-              "\" stroke-width=\"1.5\" stroke-linejoin=\"round\"/>");
-  constexpr std::size_t mostDiscs = 120;  // more of them would only be a thicker line
-  if (positive.size() <= mostDiscs) drawing.add("<g fill=\"" + std::string(blue) + "\">\n" + discs + "</g>");
   return drawing.finished();
 }
 

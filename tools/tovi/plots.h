@@ -32,6 +32,24 @@ constexpr int mostGroups = 20;
 
 std::string svgOf(const ScatterPlot& plot);
 
+// Eigenvalues over their index, and below them how far the points of something move in the lowest modes.
+struct EigenvaluesPlot {
+  struct Mode {
+    std::string title;
+    std::vector<double> values;  // of each point, none negative
+  };
+  std::string title;
+  std::vector<double> values;  // ascending
+  double rounding = 0.0;       // what lies within it of zero has no place on a logarithmic scale
+  std::vector<double> x, y;    // where the points are
+  std::string modesTitle;
+  std::vector<Mode> modes;  // at most mostModes, or none
+};
+
+constexpr std::size_t mostModes = 6;
+
+std::string svgOf(const EigenvaluesPlot& plot);
+
 // The same curves in several panels, three in a row, that share their axes. Both axes are logarithmic; all
 // coordinates are positive.
 struct CurvesPlot {

@@ -80,11 +80,27 @@ void checkMemory(const std::string& what, double operandBytes) {
                   " is available");
 }
 
+void refuseAsymmetry(const std::string& path, bool complex, int row, int column) {
+  const auto place = [](int i, int j) { return "(" + std::to_string(i) + ", " + std::to_string(j) + ")"; };
+  const std::string what = path + (complex ? ": not Hermitian: " : ": not symmetric: ");
+  if (row == column) throw Failure(what + "element " + place(row, row) + " is not real");
+  throw Failure(what + "elements " + place(row, column) + " and " + place(column, row) +
+                (complex ? " are not each other's conjugates" : " differ"));
+}
+
 void warn(const std::vector<std::string>& warnings) {
   for (const std::string& warning : warnings) std::cerr << "tovi: warning: " << printable(warning) << '\n';
 }
 
 std::string rightHandSides(int count) { return counted(count, "right-hand side", "right-hand sides"); }
+
+std::string writtenText(const std::vector<std::string>& paths) {
+  std::string text;
+  for (const std::string& path : paths) text += (text.empty() ? "\nwritten         " : ", ") + path;
+  return text.empty() ? "" : text + '\n';
+}
+
+std::string allDigits(bool inDouble, double value) { return number(inDouble ? "%.17g" : "%.9g", value); }
 
 std::string precisionText(bool inDouble) { return inDouble ? "precision       double\n" : ""; }
 

@@ -48,10 +48,23 @@ void checkFinite(const std::string& path, const Matrix<T>& solution) {
   if (!isFinite(solution)) throw Failure(path + ": the solution overflows " + precisionOf<T>);
 }
 
+// An element that is not its mirror image.
+[[noreturn]] void refuseAsymmetry(const std::string& path, bool complex, int row, int column);
+// Refuses a matrix that is not symmetric, or of a complex type not Hermitian, to the last bit.
+template <class T>
+void checkHermitian(const std::string& path, const Matrix<T>& a) {
+  for (int j = 0; j < a.columns; ++j)
+    for (int i = j; i < a.rows; ++i)
+      if (Wide<T>(a(j, i)) != conjugated(Wide<T>(a(i, j)))) refuseAsymmetry(path, isComplex<T>, i + 1, j + 1);
+}
+
 // To standard error.
 void warn(const std::vector<std::string>& warnings);
 
 std::string rightHandSides(int count);  // "1 right-hand side"
+
+std::string writtenText(const std::vector<std::string>& paths);  // a line after an empty one; nothing of none
+std::string allDigits(bool inDouble, double value);              // as many as bring every bit back
 
 // Of double precision; nothing of single precision, which is the default.
 std::string precisionText(bool inDouble);  // a line

@@ -20,6 +20,7 @@ namespace tool {
 namespace {
 
 struct Report {
+  Factorization factorization;
   std::string matrix, kind, device;
   int order, columns;
   bool inDouble;
@@ -32,6 +33,7 @@ CsvRow csvRow(const Report& report) {
   CsvRow row = {{"order", std::to_string(report.order)},
                 {"columns", std::to_string(report.columns)},
                 {"kind", report.kind}};
+  if (report.factorization == Factorization::cholesky) row.emplace_back("factorization", "Cholesky");
   addPrecision(row, report.inDouble);
   report.speed.addTo(row);
   row.emplace_back("backward_error", number("%.6g", report.backwardError));
@@ -53,17 +55,38 @@ std::vector<std::string> dependences(const std::string& what, const Matrix<T>& f
                   [](int j) { return std::to_string(j + 1); });
 }
 
+// The factors of A = L L^H in its lower triangle as those of A = (L / D) (D L^H), D the diagonal of L: LU's,
+// from which the condition is estimated.
+template <class T>
+void makeLu(Matrix<T>& factors) {
+  for (int j = 0; j < factors.columns; ++j) {
+    const T diagonal = factors(j, j);
+    for (int i = j; i < factors.rows; ++i) {
+      const T value = factors(i, j);
+      factors(i, j) = value / diagonal;
+      factors(j, i) = T(conjugated(Wide<T>(value))) * diagonal;
+    }
+  }
+}
+
 // By the host interface. The operands are copied: what is reported needs them.
 template <class T>
-Solution<T> solveFromHost(const std::string& what, const Matrix<T>& a, const Matrix<T>& b, double& time) {
+Solution<T> solveFromHost(Factorization factorization, const std::string& what, const Matrix<T>& a,
+                          const Matrix<T>& b, double& time) {
   Solution<T> solution{b, a};
+  T *const dataA = solution.factors.values.data(), *const dataX = solution.x.values.data();
   std::vector<int> pivots(static_cast<std::size_t>(a.rows));
+  const bool cholesky = factorization == Factorization::cholesky;
   toviStatus status = toviNoError;
   time = seconds([&] {
-    status = gesv(a.rows, b.columns, solution.factors.values.data(), a.rows, pivots.data(),
-                  solution.x.values.data(), b.rows);
+    status = cholesky ? posv(a.rows, b.columns, dataA, a.rows, dataX, b.rows)
+                      : gesv(a.rows, b.columns, dataA, a.rows, pivots.data(), dataX, b.rows);
   });
-  if (status == toviDataError || (status == toviNoError && !isFinite(solution.x)))
+  if (status == toviDataError && cholesky)
+    warn({what + ": not positive definite: the first leading minor that is not has order " +
+          std::to_string(toviGetErrorInfo())});
+  if (status == toviNoError && cholesky) makeLu(solution.factors);
+  if ((status == toviDataError && !cholesky) || (status == toviNoError && !isFinite(solution.x)))
     warn(dependences(what, solution.factors));
   check(status, what);
   return solution;
@@ -71,11 +94,15 @@ Solution<T> solveFromHost(const std::string& what, const Matrix<T>& a, const Mat
 
 // The same on operands that are on the device already: only the call is timed.
 template <class T>
-double timeOnDevice(const std::string& what, const Matrix<T>& a, const Matrix<T>& b) {
+double timeOnDevice(Factorization factorization, const std::string& what, const Matrix<T>& a,
+                    const Matrix<T>& b) {
   const DeviceMatrix<T> dA(a), dB(b);
   const DeviceMatrix<int> dPivots(a.rows, 1);
   return seconds([&] {
-    check(deviceGesv(a.rows, b.columns, dA.get(), dA.ld(), dPivots.get(), dB.get(), dB.ld()), what);
+    check(factorization == Factorization::cholesky
+              ? devicePosv(a.rows, b.columns, dA.get(), dA.ld(), dB.get(), dB.ld())
+              : deviceGesv(a.rows, b.columns, dA.get(), dA.ld(), dPivots.get(), dB.get(), dB.ld()),
+          what);
   });
 }
 
@@ -100,10 +127,11 @@ std::vector<std::string> warningsOf(const std::string& what, const Condition& co
 }
 
 template <class T>
-bool solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
+bool solveAs(const SolveOptions& options, Factorization factorization, MatrixMarketReader& matrix,
              std::optional<MatrixMarketReader>& rightHandSide, Outputs& outputs) {
   const int n = matrix.header().rows, nrhs = rightHandSide ? rightHandSide->header().columns : 1;
   Report report{};
+  report.factorization = factorization;
   report.matrix = options.matrix;
   report.kind = matrix.header().kind;
   report.order = n;
@@ -121,15 +149,17 @@ bool solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
                   (nrhs > 1 ? " with " + rightHandSides(nrhs) : ""),
               static_cast<double>(n) * (static_cast<double>(n) + nrhs) * sizeof(T));
   const Matrix<T> a = matrix.read<T>();
+  if (factorization == Factorization::cholesky) checkHermitian(options.matrix, a);
   const Matrix<T> b = rightHandSide ? rightHandSide->read<T>() : Matrix<T>(n, 1, T(1));
 
   // The first call of a process starts the device's threads, or loads its kernels: not part of the figures.
   const Matrix<T> one(1, 1, T(1));
-  solveFromHost("first call", one, one, report.speed.withTransfers);
-  const auto [x, factors] = solveFromHost(options.matrix, a, b, report.speed.withTransfers);
+  solveFromHost(factorization, "first call", one, one, report.speed.withTransfers);
+  const auto [x, factors] = solveFromHost(factorization, options.matrix, a, b, report.speed.withTransfers);
   checkFinite(options.matrix, x);
-  report.speed.withoutTransfers = timeOnDevice(options.matrix, a, b);
-  report.speed.flops = (isComplex<T> ? 4.0 : 1.0) * (2.0 / 3.0 * n * n * n + 2.0 * n * n * nrhs);
+  report.speed.withoutTransfers = timeOnDevice(factorization, options.matrix, a, b);
+  const double third = factorization == Factorization::cholesky ? 1.0 / 3.0 : 2.0 / 3.0;
+  report.speed.flops = (isComplex<T> ? 4.0 : 1.0) * (third * n * n * n + 2.0 * n * n * nrhs);
   report.backwardError = backwardError(a, b, x);
   report.condition = Condition::of<T>(conditionOf(a, factors), n, n);
 
@@ -145,16 +175,15 @@ bool solveAs(const SolveOptions& options, MatrixMarketReader& matrix,
 
 }  // namespace
 
-bool solve(const SolveOptions& options) {
+bool solve(const SolveOptions& options, Factorization factorization) {
   Outputs outputs({options.matrix, options.rightHandSide}, {options.output}, options.csv);
   Report names{};
+  names.factorization = factorization;
   names.inDouble = options.inDouble;
   checkCsv(options.csv, csvRow(names));
   MatrixMarketReader matrix(options.matrix);
+  matrix.expectSquare();
   const Header& header = matrix.header();
-  if (header.rows != header.columns)
-    throw Failure(options.matrix + ": not square: " + std::to_string(header.rows) + " x " +
-                  std::to_string(header.columns));
   std::optional<MatrixMarketReader> rightHandSide;
   if (!options.rightHandSide.empty()) {
     rightHandSide.emplace(options.rightHandSide);
@@ -164,7 +193,7 @@ bool solve(const SolveOptions& options) {
       header.field == Field::complex || (rightHandSide && rightHandSide->header().field == Field::complex);
   const auto run = options.inDouble ? (complex ? solveAs<std::complex<double>> : solveAs<double>)
                                     : (complex ? solveAs<std::complex<float>> : solveAs<float>);
-  return run(options, matrix, rightHandSide, outputs);
+  return run(options, factorization, matrix, rightHandSide, outputs);
 }
 
 }  // namespace tool

@@ -5,6 +5,8 @@
 
 namespace tool {
 
+enum class Factorization { lu, cholesky };
+
 struct SolveOptions {
   std::string matrix;
   std::string rightHandSide;  // empty: one column of ones
@@ -14,8 +16,9 @@ struct SolveOptions {
   bool inDouble = false;      // not in single precision
 };
 
-// `tovi solve`: reads, solves, reports. Returns whether digits of the solution can be trusted.
-bool solve(const SolveOptions& options);
+// `tovi solve` and `tovi chol`: reads, solves, reports. Returns whether digits of the solution can be
+// trusted.
+bool solve(const SolveOptions& options, Factorization factorization);
 
 }  // namespace tool
 

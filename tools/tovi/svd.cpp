@@ -222,10 +222,6 @@ std::string text(const Request<R>& request, const Report& report) {
   return lines;
 }
 
-// As many as bring every bit back.
-template <class R>
-constexpr const char* digits = isDouble<R> ? "%.17g" : "%.9g";
-
 template <class R>
 CsvRow csvRow(const Request<R>& request, const Report& report) {
   CsvRow row = {{"rows", std::to_string(request.source.m())},
@@ -234,7 +230,7 @@ CsvRow csvRow(const Request<R>& request, const Report& report) {
   addPrecision(row, isDouble<R>);
   row.insert(row.end(), {{"rank", std::to_string(request.rank)},
                          {"seconds", number("%.6g", report.time)},
-                         {"largest_value", number(digits<R>, report.largest)},
+                         {"largest_value", allDigits(isDouble<R>, report.largest)},
                          {"energy", number("%.9g", report.rankEnergy)},
                          {"reconstruction", number("%.6g", report.reconstruction)},
                          {"orthogonality_u", number("%.6g", report.orthogonalityU)},
@@ -250,7 +246,7 @@ template <class R>
 void writeValues(Outputs& outputs, const Request<R>& request, const Report& report) {
   std::string csv = "index,value,energy\n";
   for (std::size_t k = 0; k < report.values.size(); ++k)
-    csv += std::to_string(k + 1) + ',' + number(digits<R>, report.values[k]) +
+    csv += std::to_string(k + 1) + ',' + allDigits(isDouble<R>, report.values[k]) +
            number(",%.9g\n", report.energy[k]);
   outputs.write(request.options.output + ".csv", [&](std::ostream& file) { file << csv; });
 
@@ -327,10 +323,7 @@ void svdAs(Request<Real<T>>& request) {
   }
   if (!options.csv.empty()) appendCsv(options.csv, csvRow(request, report));
   outputs.takePlaces();
-  if (options.output.empty()) return;
-  std::string written;
-  for (const std::string& path : request.outputs()) written += (written.empty() ? "" : ", ") + path;
-  std::cout << "\nwritten         " << written << '\n' << std::flush;
+  std::cout << writtenText(request.outputs()) << std::flush;
 }
 
 template <class R>
