@@ -49,14 +49,15 @@ if(TOVI_HOST_LAPACK)
 elseif(tovi_embedding_works)
   add_library(tovi_serial_openblas STATIC
     "${PROJECT_SOURCE_DIR}/host/serial_openblas.c" "${PROJECT_SOURCE_DIR}/host/work_buffers.cpp"
+    "${PROJECT_SOURCE_DIR}/host/products.cpp"
     "${PROJECT_SOURCE_DIR}/host/process_posix.cpp" "${PROJECT_SOURCE_DIR}/ground/per_process_posix.cpp")
   target_compile_definitions(tovi_serial_openblas PRIVATE
     TOVI_EMBEDDED_OPENBLAS TOVI_WORK_BUFFER_BYTES=${tovi_work_buffer_bytes})
   target_link_libraries(tovi_serial_openblas PRIVATE tovi_options)
   target_link_libraries(tovi_host_lapack INTERFACE
-    "${tovi_own_openblas}" tovi_serial_openblas "${TOVI_GFORTRAN}" m pthread)
+    -Wl,--start-group "${tovi_own_openblas}" tovi_serial_openblas -Wl,--end-group "${TOVI_GFORTRAN}" m pthread)
   target_link_options(tovi_host_lapack INTERFACE ${tovi_replaced}
-    "LINKER:--wrap=blas_memory_alloc,--wrap=blas_memory_free,--exclude-libs,libopenblas.a")
+    "LINKER:--wrap=blas_memory_alloc,--wrap=blas_memory_free,--wrap=sgemm_,--wrap=dgemm_,--exclude-libs,libopenblas.a")
   target_compile_definitions(tovi_host_lapack INTERFACE TOVI_EMBEDDED_OPENBLAS)
   set(tovi_host_lapack_found "${TOVI_OPENBLAS_ARCHIVE} (embedded)")
 else()

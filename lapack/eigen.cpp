@@ -11,6 +11,7 @@
 #include "ground/outcomes.h"
 #include "ground/phase.h"
 #include "host/lapack.h"
+#include "lapack/device_products.h"
 #include "lapack/host_call.h"
 #include "lapack/reflectors.h"
 #include "lapack/scaling.h"
@@ -38,7 +39,10 @@ void solveTridiagonal(std::vector<R>& hD, std::vector<R>& hE, MatrixView<R> hZ) 
   if (hZ.empty()) return checkIteration(host::sterf(n, hD.data(), hE.data()));
   std::vector<R> work(1 + 4 * size(n) + size(n) * size(n));
   std::vector<int> integers(3 + 5 * size(n));
-  checkIteration(host::stedc(n, hD.data(), hE.data(), hZ.data, hZ.ld, work.data(), integers.data()));
+  DeviceProducts products;
+  const int info = host::stedc(n, hD.data(), hE.data(), hZ.data, hZ.ld, work.data(), integers.data());
+  products.check();
+  checkIteration(info);
 }
 
 }  // namespace

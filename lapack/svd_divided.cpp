@@ -13,6 +13,7 @@
 #include "ground/phase.h"
 #include "host/lapack.h"
 #include "lapack/bidiagonal.h"
+#include "lapack/device_products.h"
 #include "lapack/host_call.h"
 #include "lapack/qr.h"
 #include "lapack/reflectors.h"
@@ -67,8 +68,11 @@ class Bidiagonal {
     }
     std::vector<R> work(3 * size(k_) * size(k_) + 4 * size(k_));
     std::vector<int> integers(8 * size(k_));
-    checkIteration(host::bdsdc(upper_ ? 'U' : 'L', k_, hS.data(), hE.data(), hU.data, hU.ld, hVt.data, hVt.ld,
-                               work.data(), integers.data()));
+    DeviceProducts products;
+    const int info = host::bdsdc(upper_ ? 'U' : 'L', k_, hS.data(), hE.data(), hU.data, hU.ld, hVt.data,
+                                 hVt.ld, work.data(), integers.data());
+    products.check();
+    checkIteration(info);
   }
 
   // X := Q X. Beside a lower bidiagonal form Q leaves the first element of a vector alone.

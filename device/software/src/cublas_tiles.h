@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "device/software/src/both_ways.h"
 #include "device/software/src/pool.h"
 #include "host/blas.h"
 
@@ -314,6 +315,8 @@ std::size_t hemvRoom(int n, T alpha) {
 // memory once.
 template <class T>
 void multiplyBothWays(int m, int n, const T* r, int ld, const T* x1, const T* x2, T* y, T* z) {
+  if constexpr (!tovi::isComplex<T>)
+    if (multiplyBothWaysAtOnce(m, n, r, ld, x1, x2, y, z)) return;
   constexpr std::size_t cached = 0x20000;  // bytes
   const std::size_t fitting = cached / (sizeof(T) * static_cast<std::size_t>(m)) / 8 * 8;
   const int width = static_cast<int>(std::clamp<std::size_t>(fitting, 8, 64));
