@@ -264,8 +264,7 @@ TEST(BlasStaging, OfALongColumn) {
 template <class Visit>
 void forEveryDouble(Memory where, Visit visit) {
   for (const Export& routine : allExports()) {
-    const char precision = routine.name[std::string(where == Memory::host ? "tovi" : "toviDevice").size()];
-    if (routine.where != where || (precision != 'D' && precision != 'Z')) continue;
+    if (routine.where != where || (routine.precision() != 'D' && routine.precision() != 'Z')) continue;
     Random random(1);
     Call call = drawCall(routine, random, {sizesBetween(2, 4)});
     SCOPED_TRACE(call.text());

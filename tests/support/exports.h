@@ -360,6 +360,11 @@ struct Export {
   const Family* family;
   std::vector<Type> types;
   std::function<toviStatus(const std::vector<Value>&)> call;
+
+  // S, D, C or Z
+  char precision() const { return name[where == Memory::host ? 4 : 10]; }
+  // The body of a LAPACK routine is one template, so that what takes long need not be tried with each type.
+  bool isTypicalInstance() const { return !family->lapack || precision() == 'S' || precision() == 'Z'; }
 };
 
 class ExportTable {
