@@ -2,6 +2,7 @@
 // device is there.
 
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "tests/support/interface.h"
@@ -76,6 +77,36 @@ TYPED_TEST(RefinementTest, RefinesToDoublePrecision) {
         EXPECT_TRUE(result.a.sameBits(a)) << "success leaves A as it was";
         CHECK_RATIO(solveRatio(a, result.x, b), luBound);
       }
+}
+
+// max |b - A x| / (max |x| |A| sqrt(n) eps): at most 1 where refinement has stopped, but for the rounding of
+// the residual, whose share is small.
+template <class T>
+double stoppingRatio(const HostMatrix<T>& a, const HostMatrix<T>& x, const HostMatrix<T>& b) {
+  const HostMatrix<T> residual = minus(b, product(a, x));
+  double largest = 0, solution = 0, norm = 0;
+  for (int i = 0; i < a.rows(); ++i) {
+    double sum = 0;
+    for (int j = 0; j < a.cols(); ++j) sum += magnitude(a(i, j));
+    worsen(largest, magnitude(residual(i, 0)));
+    worsen(solution, magnitude(x(i, 0)));
+    worsen(norm, sum);
+  }
+  return largest / (solution * norm * std::sqrt(a.rows()) * epsilon<T>());
+}
+
+// Steps are short where the condition is large: one too few shows.
+TYPED_TEST(RefinementTest, StopsWhereTheReferenceDoes) {
+  using T = TypeParam;
+  for (const int n : {80, 90, 100, 110, 120, 130})
+    for (const std::uint64_t seed : {3, 4}) {
+      HostMatrix<T> a = ofCondition<T>(n, 1e6);
+      for (int i = 0; i < n; ++i) a(i, n / 2) *= T(16);
+      const HostMatrix<T> b = HostMatrix<T>::random(n, 1, 1, seed);
+      const Refined<T> result = refine(Memory::host, a, b);
+      ASSERT_GT(result.iterations, 0);
+      EXPECT_LE(stoppingRatio(a, result.x, b), 1.1) << n << ", " << seed;
+    }
 }
 
 // What single precision cannot do is left to double: A then holds its factors there.
