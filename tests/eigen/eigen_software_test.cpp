@@ -4,6 +4,7 @@
 #include <string>
 
 #include "device/software/testing/software_device.h"
+#include "lapack/device_products.h"
 #include "lapack/tridiagonal.h"
 #include "src/blas/blas.h"
 #include "tests/eigen/eigen_checks.h"
@@ -87,6 +88,48 @@ TYPED_TEST(EigenSoftwareTest, TheProductWithAHermitianMatrix) {
       }
       CHECK_RATIO(worst / (c.n * epsilon<T>()), 1) << uplo << c.n;
     }
+}
+
+// The large products of the host's divide and conquer (host/products.h), columns 512 at a time.
+using RealTypes = ::testing::Types<float, double>;
+template <class T>
+class DeviceProductsTest : public ::testing::Test {};
+TYPED_TEST_SUITE(DeviceProductsTest, RealTypes);
+
+TYPED_TEST(DeviceProductsTest, AreThoseOfTheHost) {
+  using T = TypeParam;
+  ASSERT_EQ(pretend(2, 0), toviNoError);
+  const int m = 40, k = 30;
+  for (const int n : {1, 511, 512, 513, 1100})
+    for (const T beta : {T(0), T(0.5)}) {
+      const HostMatrix<T> a = HostMatrix<T>::random(m, k, 3, 1), b = HostMatrix<T>::random(k, n, 2, 2);
+      HostMatrix<T> c = HostMatrix<T>::random(m, n, 5, 3), expected = c;
+      if (beta == 0) c.fill(quietNaN<T>());
+      host::gemm('N', 'N', m, n, k, T(2), a.data(), a.ld(), b.data(), b.ld(), beta, expected.data(),
+                 expected.ld());
+      tovi::lapack::DeviceProducts products;
+      const auto make = [&](char transa) {
+        return products.make(host::Product<T>{transa, 'N', m, n, k, T(2), a.data(), a.ld(), b.data(), b.ld(),
+                                              beta, c.data(), c.ld()});
+      };
+      const HostMatrix<T> before = c;
+      EXPECT_FALSE(make('T'));
+      EXPECT_TRUE(c.sameBits(before));
+      ASSERT_TRUE(make('N'));
+      products.check();
+      EXPECT_TRUE(c.paddingIntact());
+      CHECK_RATIO(norm1(minus(c, expected)) / (norm1(expected) * k * epsilon<T>()), 4) << n;
+    }
+}
+
+// The first products of a call are those: what fails in one is what the call ends with.
+TYPED_TEST(DeviceProductsTest, TellOfTheirFailures) {
+  ASSERT_EQ(pretend(2, 0), toviNoError);
+  Eigen<TypeParam> problem = eigenProblem('V', 'L', randomHermitian<TypeParam>(450));
+  software_device::failCall(Entry::gemm, 1, 14);
+  EXPECT_EQ(problem.run(Memory::host), toviBlasError);
+  EXPECT_EQ(software_device::failuresInjected(), 1u);
+  software_device::clearFaults();
 }
 
 }  // namespace
