@@ -22,10 +22,10 @@ int luPanelWidth() {
   return 2 * reflectorPanelWidth<T>();
 }
 
-// Order of a diagonal block of the Cholesky factorization.
+// Order of a diagonal block of the Cholesky factorization: the host has a triangle to factor, no panel.
 template <class T>
 int choleskyBlockWidth() {
-  return luPanelWidth<T>();
+  return reflectorPanelWidth<T>();
 }
 
 }  // namespace tovi::lapack

@@ -17,15 +17,15 @@ TOVI_TYPED_SUITE(CholeskySoftwareTest, ::testing::Test, AllTypes);
 // Blocks are 64 wide on capabilities 1.0 to 1.3.
 TYPED_TEST(CholeskySoftwareTest, SmallBlocks) {
   ASSERT_EQ(pretend(1, 3), toviNoError);
-  for (const int n : {63, 64, 65, 129, 300}) checkCholesky<TypeParam>(Memory::host, n);
-  checkNotPositive<TypeParam>(Memory::host, 150, 64, 64, TypeParam(-1));
+  for (const int n : {31, 32, 33, 65, 300}) checkCholesky<TypeParam>(Memory::host, n);
+  checkNotPositive<TypeParam>(Memory::host, 150, 32, 32, TypeParam(-1));
   checkPositiveSolve<TypeParam>(Memory::device, 200, 3);
 }
 
 // The next diagonal block is sent for before the rest of the update is queued.
 TYPED_TEST(CholeskySoftwareTest, DiagonalBlocksTravelAheadOnAPrivateStream) {
   ASSERT_EQ(pretend(2, 0), toviNoError);
-  const int nb = tovi::isComplex<TypeParam> ? 128 : 192;
+  const int nb = tovi::isComplex<TypeParam> ? 64 : 96;
   HostMatrix<TypeParam> a = positive<TypeParam>('L', 3 * nb);
   software_device::startRecording();
   ASSERT_EQ(factorPositive(Memory::device, 'L', a), toviNoError);

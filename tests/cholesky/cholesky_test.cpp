@@ -11,16 +11,16 @@ namespace {
 
 TOVI_TYPED_SUITE(CholeskyTest, LibraryTest, AllTypes);
 
-// Blocks are 192 wide (128 for complex).
+// Blocks are 96 wide (64 for complex).
 TYPED_TEST(CholeskyTest, FactorsMatricesAroundEveryBlockEdge) {
   for (const Memory where : bothInterfaces)
-    for (const int n : {1, 2, 17, 127, 128, 129, 191, 192, 193, 256, 257, 384, 385, 577})
+    for (const int n : {1, 2, 17, 63, 64, 65, 95, 96, 97, 128, 129, 192, 193, 385, 577})
       checkCholesky<TypeParam>(where, n);
 }
 
 TYPED_TEST(CholeskyTest, SolvesSystems) {
   for (const Memory where : bothInterfaces) {
-    for (const int n : {1, 2, 64, 193, 500})
+    for (const int n : {1, 2, 64, 97, 500})
       for (const int nrhs : {1, 5}) checkPositiveSolve<TypeParam>(where, n, nrhs);
     checkPositiveSolve<TypeParam>(where, 40, 600);
     checkPositiveSolve<TypeParam>(where, 520, 530);  // reaches the blocked triangular solve
@@ -28,7 +28,7 @@ TYPED_TEST(CholeskyTest, SolvesSystems) {
 }
 
 TYPED_TEST(CholeskyTest, ReportsTheFirstMinorThatIsNotPositiveDefinite) {
-  const int nb = tovi::isComplex<TypeParam> ? 128 : 192;
+  const int nb = tovi::isComplex<TypeParam> ? 64 : 96;
   for (const Memory where : bothInterfaces) {
     for (const TypeParam value : {TypeParam(0), TypeParam(-1), quietNaN<TypeParam>()}) {
       for (const int row : {0, nb - 1, nb, 2 * nb + 1, 2 * nb + 39})
