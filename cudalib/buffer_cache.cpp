@@ -164,10 +164,12 @@ ManagedMemory<T, Allocator> CachedMemory<T, Allocator>::take(std::size_t rows, s
 std::size_t releaseThreadBuffers() { return release(thisThread()); }
 std::size_t releaseAllBuffers() { return release(nullptr); }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): T is a type
 #define TOVI_INSTANCES(T)                                 \
   template class CachedMemory<T, tovi::BlasAllocator<T>>; \
   template class CachedMemory<T, CudaAllocator<T>>;       \
   template class CachedMemory<T, PageLockedAllocator<T>>;
+// NOLINTEND(bugprone-macro-parentheses)
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 template class CachedMemory<int, tovi::BlasAllocator<int>>;
 template class CachedMemory<int, CudaAllocator<int>>;

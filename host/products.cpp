@@ -25,6 +25,7 @@ bool isMade(const host::Product<R>& product) {
 }  // namespace
 
 extern "C" {
+// NOLINTBEGIN(bugprone-macro-parentheses): R is a type
 #define TOVI_PRODUCT(name, R)                                                                               \
   extern Gemm<R> __real_##name;                                                                             \
   Gemm<R> __wrap_##name;                                                                                    \
@@ -34,6 +35,7 @@ extern "C" {
     if (!isMade<R>({*transa, *transb, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc}))               \
       __real_##name(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, lengtha, lengthb);        \
   }
+// NOLINTEND(bugprone-macro-parentheses)
 TOVI_PRODUCT(sgemm_, float)
 TOVI_PRODUCT(dgemm_, double)
 }

@@ -21,7 +21,7 @@ TOVI_DEVICE_CODE void convertRun(std::ptrdiff_t n, const S* __restrict__ x, D* _
 template <class S, class D>
 void convertMatrix(int m, int n, const S* dA, int lda, D* dB, int ldb) {
   if (m == 0 || n == 0) return;
-  constexpr std::ptrdiff_t parts = sizeof(S) / sizeof(tovi::Real<S>);
+  constexpr std::ptrdiff_t parts = tovi::isComplex<S> ? 2 : 1;
   constexpr std::size_t run = std::size_t{1} << 15;  // elements a piece, about
   const std::size_t count = static_cast<std::size_t>(n),
                     group = std::max<std::size_t>(1, run / static_cast<std::size_t>(m));
