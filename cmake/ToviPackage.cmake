@@ -66,10 +66,10 @@ install(FILES "${files}/${licence_file}" README.md DESTINATION "${destination}")
 set(CPACK_PACKAGE_VENDOR "The TOVI authors")
 set(CPACK_PACKAGE_CONTACT "The TOVI authors <authors@tovi.invalid>" CACHE STRING "Maintainer of the packages")
 set(CPACK_PACKAGE_DESCRIPTION
-"LU and QR factorization, linear systems, least squares, singular values, matrix
-products and triangular solves, in single and double precision, real and
-complex, behind a plain C interface. This build needs no GPU: it runs on a
-software device, in the same process, on all cores. The program tovi solves and
+"LU, Cholesky and QR factorization, linear systems, least squares, singular
+values, eigenvalues, matrix products and triangular solves, in single and double
+precision, real and complex, behind a plain C interface. This build needs no GPU:
+it runs on a software device, in the same process, on all cores. The program tovi solves and
 decomposes Matrix Market files, tables and pictures.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
