@@ -110,10 +110,10 @@ TEST_F(Precision, TheRangeOfTheTypeIsThatOfTheProgram) {
     write("s.mtx", real + "2 2\n2" + p.substr(1) + "\n0\n0\n" + p + "\n");
     write("b.mtx", real + "3 1\n" + p + "\n" + p + "\n0\n");
     write("d.mtx", real + "1 1\n" + p + "\n");
-    write("B.mtx", real + "1 2\n" + p + "\n" + p + "\n");
+    write("constraint.mtx", real + "1 2\n" + p + "\n" + p + "\n");
     for (const char* arguments :
-         {"solve s.mtx", "chol s.mtx", "lstsq a.mtx b.mtx", "lstsq a.mtx b.mtx --constraint B.mtx d.mtx",
-          "svd a.mtx", "eig s.mtx --vectors"}) {
+         {"solve s.mtx", "chol s.mtx", "lstsq a.mtx b.mtx",
+          "lstsq a.mtx b.mtx --constraint constraint.mtx d.mtx", "svd a.mtx", "eig s.mtx --vectors"}) {
       const Result result = run(std::string(arguments) + " --precision double");
       EXPECT_EQ(result.exitCode, 0) << arguments << '\n' << result.err;
       EXPECT_EQ(result.out.find("nan"), std::string::npos) << result.out;
