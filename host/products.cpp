@@ -18,8 +18,7 @@ using Gemm = void(const char* transa, const char* transb, const int* m, const in
 
 template <class R>
 bool isMade(const host::Product<R>& product) {
-  if (current == nullptr || static_cast<double>(product.m) * product.n * product.k < large) return false;
-  return current->make(product);
+  return static_cast<double>(product.m) * product.n * product.k >= large && current->make(product);
 }
 
 }  // namespace
@@ -32,7 +31,8 @@ extern "C" {
   void __wrap_##name(const char* transa, const char* transb, const int* m, const int* n, const int* k,      \
                      const R* alpha, const R* a, const int* lda, const R* b, const int* ldb, const R* beta, \
                      R* c, const int* ldc, std::size_t lengtha, std::size_t lengthb) {                      \
-    if (!isMade<R>({*transa, *transb, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc}))               \
+    if (current == nullptr ||                                                                               \
+        !isMade<R>({*transa, *transb, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc}))               \
       __real_##name(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, lengtha, lengthb);        \
   }
 // NOLINTEND(bugprone-macro-parentheses)

@@ -33,7 +33,7 @@ class ProductMaker {
   ProductMaker(const ProductMaker&) = delete;
   ProductMaker& operator=(const ProductMaker&) = delete;
 
-  // False: it is not made, and C is as it was.
+  // False: it is not made. C is as it was then, or what the routine returns is thrown away.
   virtual bool make(const Product<float>& product) noexcept = 0;
   virtual bool make(const Product<double>& product) noexcept = 0;
 

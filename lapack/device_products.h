@@ -12,6 +12,7 @@
 #include "cudalib/copy2d.h"
 #include "ground/matrix_view.h"
 #include "host/products.h"
+#include "lapack/host_call.h"
 #include "src/blas/blas.h"
 
 namespace tovi::lapack {
@@ -58,6 +59,15 @@ class DeviceProducts final : public host::ProductMaker {
 
   std::exception_ptr failure_;
 };
+
+// routine(): an iteration on the host that returns its info.
+template <class Routine>
+void iterateWithDevice(const Routine& routine) {
+  DeviceProducts products;
+  const int info = routine();
+  products.check();
+  checkIteration(info);
+}
 
 }  // namespace tovi::lapack
 

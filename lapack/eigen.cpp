@@ -39,10 +39,8 @@ void solveTridiagonal(std::vector<R>& hD, std::vector<R>& hE, MatrixView<R> hZ) 
   if (hZ.empty()) return checkIteration(host::sterf(n, hD.data(), hE.data()));
   std::vector<R> work(1 + 4 * size(n) + size(n) * size(n));
   std::vector<int> integers(3 + 5 * size(n));
-  DeviceProducts products;
-  const int info = host::stedc(n, hD.data(), hE.data(), hZ.data, hZ.ld, work.data(), integers.data());
-  products.check();
-  checkIteration(info);
+  iterateWithDevice(
+      [&] { return host::stedc(n, hD.data(), hE.data(), hZ.data, hZ.ld, work.data(), integers.data()); });
 }
 
 }  // namespace

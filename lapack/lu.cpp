@@ -193,13 +193,13 @@ void checkPivots(int n, const int* hIpiv) {
 // Interchanges, of row i with row ipiv[i], 1-based, that undo these when they are made in the same order.
 void undo(std::vector<int>& ipiv) {
   const std::size_t n = ipiv.size();
-  // Rows counted from 0. from[i]: which row these bring to i. The others are to bring i to from[i].
-  std::vector<std::size_t> from(n), to(n), at(n), content(n);
-  std::iota(from.begin(), from.end(), std::size_t{0});
-  at = content = from;
-  for (std::size_t i = 0; i < n; ++i) std::swap(from[i], from[static_cast<std::size_t>(ipiv[i]) - 1]);
-  for (std::size_t i = 0; i < n; ++i) to[from[i]] = i;
-  for (std::size_t i = 0; i < n; ++i) {  // row to[i] is wanted at i
+  // Rows counted from 0. to[i]: which row they are to bring to i; at: where a row is meanwhile, content:
+  // which row is at a place.
+  std::vector<std::size_t> to(n), at, content;
+  std::iota(to.begin(), to.end(), std::size_t{0});
+  at = content = to;
+  for (std::size_t i = n; i-- > 0;) std::swap(to[i], to[static_cast<std::size_t>(ipiv[i]) - 1]);
+  for (std::size_t i = 0; i < n; ++i) {
     const std::size_t p = at[to[i]];
     ipiv[i] = static_cast<int>(p) + 1;
     std::swap(content[i], content[p]);

@@ -68,11 +68,10 @@ class Bidiagonal {
     }
     std::vector<R> work(3 * size(k_) * size(k_) + 4 * size(k_));
     std::vector<int> integers(8 * size(k_));
-    DeviceProducts products;
-    const int info = host::bdsdc(upper_ ? 'U' : 'L', k_, hS.data(), hE.data(), hU.data, hU.ld, hVt.data,
-                                 hVt.ld, work.data(), integers.data());
-    products.check();
-    checkIteration(info);
+    iterateWithDevice([&] {
+      return host::bdsdc(upper_ ? 'U' : 'L', k_, hS.data(), hE.data(), hU.data, hU.ld, hVt.data, hVt.ld,
+                         work.data(), integers.data());
+    });
   }
 
   // X := Q X. Beside a lower bidiagonal form Q leaves the first element of a vector alone.

@@ -54,39 +54,21 @@ template <int columns, class R>
 }
 
 template <class R>
-[[gnu::always_inline]] inline void multiplyAll(int m, int n, const R* r, int ld, const R* x1, const R* x2,
-                                               R* y, R* z) {
+[[gnu::target("avx2,fma")]] void multiplyByVectors(int m, int n, const R* r, int ld, const R* x1, const R* x2,
+                                                   R* y, R* z) {
   const std::size_t step = static_cast<std::size_t>(ld);
   int j = 0;
   for (; j + 8 <= n; j += 8) multiply<8>(m, r + j * step, step, x1, x2 + j, y, z + j);
   for (; j < n; ++j) multiply<1>(m, r + j * step, step, x1, x2 + j, y, z + j);
 }
 
-[[gnu::target("avx2,fma")]] void multiplyByVectors(int m, int n, const float* r, int ld, const float* x1,
-                                                   const float* x2, float* y, float* z) {
-  multiplyAll(m, n, r, ld, x1, x2, y, z);
-}
-[[gnu::target("avx2,fma")]] void multiplyByVectors(int m, int n, const double* r, int ld, const double* x1,
-                                                   const double* x2, double* y, double* z) {
-  multiplyAll(m, n, r, ld, x1, x2, y, z);
-}
+}  // namespace
 
 template <class R>
-bool multiplied(int m, int n, const R* r, int ld, const R* x1, const R* x2, R* y, R* z) {
+bool multiplyBothWaysAtOnce(int m, int n, const R* r, int ld, const R* x1, const R* x2, R* y, R* z) {
   static const bool provided = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
   if (provided) multiplyByVectors(m, n, r, ld, x1, x2, y, z);
   return provided;
-}
-
-}  // namespace
-
-bool multiplyBothWaysAtOnce(int m, int n, const float* r, int ld, const float* x1, const float* x2, float* y,
-                            float* z) {
-  return multiplied(m, n, r, ld, x1, x2, y, z);
-}
-bool multiplyBothWaysAtOnce(int m, int n, const double* r, int ld, const double* x1, const double* x2,
-                            double* y, double* z) {
-  return multiplied(m, n, r, ld, x1, x2, y, z);
 }
 
 }  // namespace software_device
@@ -95,13 +77,19 @@ bool multiplyBothWaysAtOnce(int m, int n, const double* r, int ld, const double*
 
 namespace software_device {
 
-bool multiplyBothWaysAtOnce(int, int, const float*, int, const float*, const float*, float*, float*) {
-  return false;
-}
-bool multiplyBothWaysAtOnce(int, int, const double*, int, const double*, const double*, double*, double*) {
+template <class R>
+bool multiplyBothWaysAtOnce(int, int, const R*, int, const R*, const R*, R*, R*) {
   return false;
 }
 
 }  // namespace software_device
 
 #endif
+
+namespace software_device {
+
+template bool multiplyBothWaysAtOnce(int, int, const float*, int, const float*, const float*, float*, float*);
+template bool multiplyBothWaysAtOnce(int, int, const double*, int, const double*, const double*, double*,
+                                     double*);
+
+}  // namespace software_device

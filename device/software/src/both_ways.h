@@ -5,12 +5,10 @@
 
 namespace software_device {
 
-// y := y + R x2 and z := z + R^T x1, R m x n. False: this processor has no vector instructions that would
-// make it faster than a gemv each, and nothing is done.
-bool multiplyBothWaysAtOnce(int m, int n, const float* r, int ld, const float* x1, const float* x2, float* y,
-                            float* z);
-bool multiplyBothWaysAtOnce(int m, int n, const double* r, int ld, const double* x1, const double* x2,
-                            double* y, double* z);
+// y := y + R x2 and z := z + R^T x1, R m x n, of float or double. False: this processor has no vector
+// instructions that would make it faster than a gemv each, and nothing is done.
+template <class R>
+bool multiplyBothWaysAtOnce(int m, int n, const R* r, int ld, const R* x1, const R* x2, R* y, R* z);
 
 }  // namespace software_device
 
