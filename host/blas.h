@@ -80,6 +80,14 @@ extern "C" Gemv<Complex<float>> cgemv_;
 extern "C" Gemv<Complex<double>> zgemv_;
 
 template <class T>
+using Trsv = void(const char* uplo, const char* trans, const char* diag, const int* n, const T* a,
+                  const int* lda, T* x, const int* incx, std::size_t, std::size_t, std::size_t);
+extern "C" Trsv<float> strsv_;
+extern "C" Trsv<double> dtrsv_;
+extern "C" Trsv<Complex<float>> ctrsv_;
+extern "C" Trsv<Complex<double>> ztrsv_;
+
+template <class T>
 using Hemv = void(const char* uplo, const int* n, const T* alpha, const T* a, const int* lda, const T* x,
                   const int* incx, const T* beta, T* y, const int* incy, std::size_t);
 extern "C" Hemv<float> ssymv_;
@@ -324,6 +332,16 @@ void hemv(char uplo, int n, Scalar<T> alpha, const T* a, int lda, const T* x, in
   detail::writesVector(n, y, incy);
   detail::routine<T>(ssymv_, dsymv_, chemv_, zhemv_)(&uplo, &n, &alpha, a, &lda, x, &incx, &beta, y, &incy,
                                                      1);
+}
+
+// x := op(A)^-1 x, A triangular, the elements of x side by side
+template <class T>
+void trsv(char uplo, char trans, char diag, int n, const T* a, int lda, T* x) {
+  using namespace fortran;
+  detail::reads(uplo, n, n, a, lda);
+  detail::writesVector(n, x, 1);
+  const int incx = 1;
+  detail::routine<T>(strsv_, dtrsv_, ctrsv_, ztrsv_)(&uplo, &trans, &diag, &n, a, &lda, x, &incx, 1, 1, 1);
 }
 
 // y := x

@@ -31,22 +31,6 @@ extern "C" Getrf<Complex<float>> cgetrf2_;
 extern "C" Getrf<Complex<double>> zgetrf2_;
 
 template <class T>
-using Getrs = void(const char* trans, const int* n, const int* nrhs, const T* a, const int* lda,
-                   const int* ipiv, T* b, const int* ldb, int* info, std::size_t);
-extern "C" Getrs<float> sgetrs_;
-extern "C" Getrs<double> dgetrs_;
-extern "C" Getrs<Complex<float>> cgetrs_;
-extern "C" Getrs<Complex<double>> zgetrs_;
-
-template <class T>
-using Potrs = void(const char* uplo, const int* n, const int* nrhs, const T* a, const int* lda, T* b,
-                   const int* ldb, int* info, std::size_t);
-extern "C" Potrs<float> spotrs_;
-extern "C" Potrs<double> dpotrs_;
-extern "C" Potrs<Complex<float>> cpotrs_;
-extern "C" Potrs<Complex<double>> zpotrs_;
-
-template <class T>
 using Potrf = void(const char* uplo, const int* n, T* a, const int* lda, int* info, std::size_t);
 extern "C" Potrf<float> spotrf_;
 extern "C" Potrf<double> dpotrf_;
@@ -208,19 +192,6 @@ int getrf2(int m, int n, T* a, int lda, int* ipiv) {
   return detail::factorize(detail::routine<T>(sgetrf2_, dgetrf2_, cgetrf2_, zgetrf2_), m, n, a, lda, ipiv);
 }
 
-// B := X with op(A) X = B, A n x n as getrf has left it
-template <class T>
-int getrs(char trans, int n, int nrhs, const T* a, int lda, const int* ipiv, T* b, int ldb) {
-  using namespace fortran;
-  detail::reads(n, n, a, lda);
-  detail::readsVector(n, ipiv, 1);
-  detail::writes(n, nrhs, b, ldb);
-  int info = 0;
-  detail::routine<T>(sgetrs_, dgetrs_, cgetrs_, zgetrs_)(&trans, &n, &nrhs, a, &lda, ipiv, b, &ldb, &info,
-                                                         std::size_t{1});
-  return info;
-}
-
 // A = L L^H (uplo L) or U^H U (U), A n x n; the other triangle is not touched. OpenBLAS lets NaN pass as a
 // pivot.
 template <class T>
@@ -229,18 +200,6 @@ int potrf(char uplo, int n, T* a, int lda) {
   detail::writes(uplo, n, n, a, lda);
   int info = 0;
   detail::routine<T>(spotrf_, dpotrf_, cpotrf_, zpotrf_)(&uplo, &n, a, &lda, &info, std::size_t{1});
-  return info;
-}
-
-// B := X with A X = B, A n x n as potrf has left it
-template <class T>
-int potrs(char uplo, int n, int nrhs, const T* a, int lda, T* b, int ldb) {
-  using namespace fortran;
-  detail::reads(uplo, n, n, a, lda);
-  detail::writes(n, nrhs, b, ldb);
-  int info = 0;
-  detail::routine<T>(spotrs_, dpotrs_, cpotrs_, zpotrs_)(&uplo, &n, &nrhs, a, &lda, b, &ldb, &info,
-                                                         std::size_t{1});
   return info;
 }
 

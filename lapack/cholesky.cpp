@@ -10,6 +10,7 @@
 #include "ground/complex.h"
 #include "ground/outcomes.h"
 #include "ground/phase.h"
+#include "host/blas.h"
 #include "host/lapack.h"
 #include "lapack/block_size.h"
 #include "lapack/host_call.h"
@@ -145,8 +146,11 @@ void potrs(char uplo, ConstView<T> dA, MatrixView<T> dB) {
 
 template <class T>
 void potrsOnHost(char uplo, int n, const T* hA, int lda, T* hB) {
-  if (n == 0) return;
-  solveVector(n, hB, [&](T* b) { return host::potrs(uplo, n, 1, hA, lda, b, n); });
+  const char first = uplo == 'L' ? 'N' : 'C', second = uplo == 'L' ? 'C' : 'N';
+  solveVector(n, hB, [&](T* b) {
+    host::trsv(uplo, first, 'N', n, hA, lda, b);
+    host::trsv(uplo, second, 'N', n, hA, lda, b);
+  });
 }
 
 template <class T>

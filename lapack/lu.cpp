@@ -14,6 +14,7 @@
 #include "ground/outcomes.h"
 #include "ground/phase.h"
 #include "ground/scalars.h"
+#include "host/blas.h"
 #include "host/lapack.h"
 #include "lapack/block_size.h"
 #include "lapack/host_call.h"
@@ -253,9 +254,19 @@ void getrs(char trans, ConstView<T> dA, const int* dIpiv, MatrixView<T> dB) {
 
 template <class T>
 void getrsOnHost(char trans, int n, const T* hA, int lda, const int* hIpiv, T* hB) {
-  if (n == 0) return;
   checkPivots(n, hIpiv);
-  solveVector(n, hB, [&](T* b) { return host::getrs(trans, n, 1, hA, lda, hIpiv, b, n); });
+  solveVector(n, hB, [&](T* b) {
+    const auto interchange = [&](int i) { std::swap(b[i], b[hIpiv[i] - 1]); };
+    if (trans == 'N') {
+      for (int i = 0; i < n; ++i) interchange(i);
+      host::trsv('L', 'N', 'U', n, hA, lda, b);
+      host::trsv('U', 'N', 'N', n, hA, lda, b);
+    } else {
+      host::trsv('U', trans, 'N', n, hA, lda, b);
+      host::trsv('L', trans, 'U', n, hA, lda, b);
+      for (int i = n; i-- > 0;) interchange(i);
+    }
+  });
 }
 
 template <class T>
