@@ -88,7 +88,7 @@ template <class Place, class T>
 toviStatus potrf(char uplo, int n, T* a, int lda) {
   const auto check = [&] { checkPotrf(uplo, n, a, lda); };
   return routine<Place, T>(check, [&] {
-    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut);
+    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut, uplo);
     compute<Place, T>([&] { lapack::potrf(uplo, dA.view()); });
     dA.copyBack();
   });
@@ -100,7 +100,7 @@ toviStatus potrs(char uplo, int n, int nrhs, const T* a, int lda, T* b, int ldb)
   return routine<Place, T>(check, [&] {
     if (nrhs == 0) return;  // A is not needed then
     if (solvedOnHost<Place>(nrhs)) return compute<Place, T>([&] { lapack::potrsOnHost(uplo, n, a, lda, b); });
-    const Matrix<Place, const T> dA(a, n, n, lda, StageIn);
+    const Matrix<Place, const T> dA(a, n, n, lda, StageIn, uplo);
     Matrix<Place, T> dB(b, n, nrhs, ldb, StageIn | StageOut);
     compute<Place, T>([&] { lapack::potrs<T>(uplo, dA.view(), dB.view()); });
     dB.copyBack();
@@ -111,7 +111,7 @@ template <class Place, class T>
 toviStatus posv(char uplo, int n, int nrhs, T* a, int lda, T* b, int ldb) {
   const auto check = [&] { checkPosv(uplo, n, nrhs, a, lda, b, ldb); };
   return routine<Place, T>(check, [&] {
-    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut), dB(b, n, nrhs, ldb, StageIn | StageOut);
+    Matrix<Place, T> dA(a, n, n, lda, StageIn | StageOut, uplo), dB(b, n, nrhs, ldb, StageIn | StageOut);
     compute<Place, T>([&] { lapack::posv(uplo, dA.view(), dB.view()); });
     dA.copyBack();
     dB.copyBack();

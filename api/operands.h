@@ -28,7 +28,8 @@ struct OnDevice {
   template <class T>
   class Matrix {
    public:
-    Matrix(T* dA, int rows, int cols, int ld, unsigned /*staging*/) : dA_(dA, rows, cols, ld) {}
+    Matrix(T* dA, int rows, int cols, int ld, unsigned /*staging*/, char /*part*/ = 'G')
+        : dA_(dA, rows, cols, ld) {}
     MatrixView<T> view() const { return dA_; }
     void copyBack() const {}
 

@@ -5,6 +5,7 @@
 #ifndef TOVI_API_STAGED_OPERANDS_H
 #define TOVI_API_STAGED_OPERANDS_H
 
+#include <algorithm>
 #include <cstddef>
 #include <type_traits>
 
@@ -30,8 +31,10 @@ class Staged {
   void copyBack() {
     static_assert(!std::is_const_v<T>, "operands that are only read are never copied back");
     if ((flags_ & StageOut) == 0) return;
-    memory_.allocator().copyFromDevice2D(host_, hostPitch_, 0, 0, memory_.get(), devicePitch_, 0, 0, width_,
-                                         height_, 1);
+    forEachPiece([&](T* host, T* device, std::size_t width, std::size_t height) {
+      memory_.allocator().copyFromDevice2D(host, hostPitch_, 0, 0, device, devicePitch_, 0, 0, width, height,
+                                           1);
+    });
   }
 
  protected:
@@ -39,11 +42,13 @@ class Staged {
   using Kept = cudalib::PaddedMemory<Element>;
   using Memory = cudalib::ManagedMemory<Element, BlasAllocator<Element>>;
 
-  Staged(T* host, std::size_t width, std::size_t height, std::size_t hostPitch, unsigned flags)
+  Staged(T* host, std::size_t width, std::size_t height, std::size_t hostPitch, unsigned flags,
+         char part = 'G')
       : host_(host),
         width_(width),
         height_(height),
         hostPitch_(hostPitch),
+        part_(part),
         flags_(width != 0 && height != 0 && (host != nullptr || flags == StageRoom) ? flags : 0) {}
 
   bool needed() const { return flags_ != 0; }
@@ -56,24 +61,41 @@ class Staged {
     memory_ = memory;
     devicePitch_ = devicePitch;
     if ((flags_ & StageIn) == 0) return;
-    memory_.allocator().copyToDevice2D(memory_.get(), devicePitch_, 0, 0, host_, hostPitch_, 0, 0, width_,
-                                       height_, 1);
+    forEachPiece([&](T* host, Element* device, std::size_t runWidth, std::size_t runs) {
+      memory_.allocator().copyToDevice2D(device, devicePitch_, 0, 0, host, hostPitch_, 0, 0, runWidth, runs,
+                                         1);
+    });
   }
 
  private:
+  // copy(host, device, width, height) of everything, or of block columns that cover a triangle.
+  template <class Copy>
+  void forEachPiece(const Copy& copy) const {
+    const std::size_t step = part_ == 'G' ? height_ : triangleStep;
+    for (std::size_t j = 0; j < height_; j += step) {
+      const std::size_t end = std::min(height_, j + step), first = part_ == 'L' ? j : 0;
+      const std::size_t last = part_ == 'U' ? end : width_;
+      copy(host_ + (j * hostPitch_ + first), memory_.get() + (j * devicePitch_ + first), last - first,
+           end - j);
+    }
+  }
+  static constexpr std::size_t triangleStep = 256;
+
   Memory memory_;
   T* host_;
   std::size_t width_, height_, hostPitch_, devicePitch_ = 0;
+  char part_;
   unsigned flags_;
 };
 
-// A rows x cols matrix. The device copy has the padded leading dimension of BlasAllocator.
+// A rows x cols matrix. The device copy has the padded leading dimension of BlasAllocator. part: of a square
+// matrix 'L' or 'U' for a triangle and the diagonal; of the rest little is moved, and only as it is.
 template <class T>
 class StagedMatrix : public Staged<T> {
  public:
-  StagedMatrix(T* hA, int rows, int cols, int ld, unsigned flags)
+  StagedMatrix(T* hA, int rows, int cols, int ld, unsigned flags, char part = 'G')
       : Staged<T>(hA, static_cast<std::size_t>(rows), static_cast<std::size_t>(cols),
-                  static_cast<std::size_t>(ld), flags),
+                  static_cast<std::size_t>(ld), flags, part),
         rows_(rows),
         cols_(cols),
         ld_(rows > 0 ? rows : 1) {
