@@ -3,6 +3,8 @@
 #ifndef TOVI_LAPACK_BLOCK_SIZE_H
 #define TOVI_LAPACK_BLOCK_SIZE_H
 
+#include <type_traits>
+
 #include "cudalib/device_table.h"
 #include "ground/complex.h"
 
@@ -25,7 +27,8 @@ int luPanelWidth() {
 // Order of a diagonal block of the Cholesky factorization: the host has a triangle to factor, no panel.
 template <class T>
 int choleskyBlockWidth() {
-  return reflectorPanelWidth<T>();
+  if (cudalib::smallBlocks()) return 32;
+  return std::is_same_v<T, float> ? 96 : 64;
 }
 
 }  // namespace tovi::lapack
