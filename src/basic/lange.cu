@@ -53,6 +53,16 @@ __global__ void LANGE_M_k(int m, int n, const T* A, int lda, Real<T>* work) {
 }
 
 template <class Map, class T>
+__global__ void GreatestOfColumns_k(int m, int n, const T* A, int lda, Real<T>* work) {
+  const Line<T> line = ownLine<Map>(m, n, A, lda);
+  if (!line.exists) return;
+  Real<T> greatest = 0;
+  for (int i = 0; i < line.length; ++i)
+    greatest = greaterOf(greatest, modulus(real(line[i])) + modulus(imaginary(line[i])));
+  work[line.number] = greatest;
+}
+
+template <class Map, class T>
 __global__ void LANGE_OI_k(int m, int n, const T* A, int lda, Real<T>* work) {
   const Line<T> line = ownLine<Map>(m, n, A, lda);
   if (!line.exists) return;
@@ -202,7 +212,8 @@ std::vector<Real<T>> greatestOfColumns(ConstView<T> dA) {
   if (dA.empty()) return greatest;
   checkPointer(dA.data, 3);
   const Lines<Real<T>> lines(dA.cols);
-  cudalib::launch<&LANGE_M_k<Map, T>>(Map(dA.rows, dA.cols), dA.rows, dA.cols, dA.data, dA.ld, lines.get());
+  cudalib::launch<&GreatestOfColumns_k<Map, T>>(Map(dA.rows, dA.cols), dA.rows, dA.cols, dA.data, dA.ld,
+                                                lines.get());
   cudalib::download<Real<T>>({lines.get(), dA.cols, 1, dA.cols}, greatest.data(), dA.cols);
   return greatest;
 }

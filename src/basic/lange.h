@@ -16,6 +16,9 @@ namespace tovi {
 // The greatest absolute value.
 template <class Map, class T>
 __global__ void LANGE_M_k(int m, int n, const T* A, int lda, Real<T>* work);
+// The greatest |re| + |im|.
+template <class Map, class T>
+__global__ void GreatestOfColumns_k(int m, int n, const T* A, int lda, Real<T>* work);
 // The sum of the absolute values.
 template <class Map, class T>
 __global__ void LANGE_OI_k(int m, int n, const T* A, int lda, Real<T>* work);
@@ -45,7 +48,8 @@ namespace basic {
 template <class T>
 Real<T> lange(char norm, ConstView<T> dA);
 
-// The greatest absolute value in each column, NaN where there is one. Waits for the device.
+// The greatest |re| + |im| in each column, what LAPACK's iamax goes by; NaN where there is one. Waits for the
+// device.
 template <class T>
 std::vector<Real<T>> greatestOfColumns(ConstView<T> dA);
 

@@ -99,6 +99,7 @@ void launchEveryKernel() {
   setMatrix(Fill::one, a);  // of NaN the Frobenius norm is known early
   for (const char norm : {'M', 'O', 'I', 'F'}) lange<T>(norm, a);
   for (const char norm : {'M', 'O'}) lanhe<T>(norm, 'U', a);
+  greatestOfColumns<T>(a);
   for (const char trans : {'T', 'C'}) tovi::blas::gemv<T>(trans, T(1), a, q, 1, T(0), q + n, 1);
   for (const char uplo : {'L', 'U'}) tovi::brd::orgbrCopy(uplo, n, p, n);
 }
