@@ -1,9 +1,9 @@
 // Work buffers that outlive the call they were allocated for. A thread's next call, or the next step of this
 // one, takes them again: once warm, a call allocates nothing.
 //
-// Twelve kinds are kept: padded matrices and linear device memory of float, double, Complex<float>,
-// Complex<double> and int, page-locked memory of float and Complex<float>. Each thread has its own buffers;
-// a buffer is free when the cache holds its only handle.
+// Fourteen kinds are kept: padded matrices and linear device memory of float, double, Complex<float>,
+// Complex<double> and int, page-locked memory of all of these but int. Each thread has its own buffers; a
+// buffer is free when the cache holds its only handle.
 //
 //   A need is met by the smallest free buffer of its kind that fits: one on the current device that is large
 //   enough and, beyond a mebibyte, not more than twice as large as the need, so that a small need never
