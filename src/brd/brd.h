@@ -30,17 +30,16 @@ __global__ void ORGBR_COPY_U_k(int n, T* A, int lda);
 
 namespace brd {
 
-// A step of the reduction needs A^H v, and from it A u, where u is the reflector of a vector x that A^H v is
-// a part of. Since u is linear in x, u = (x - beta e1) / (x1 - beta), A x can be had in the same pass over A.
+// A step of the reduction needs A^H v, and then A u, where u is the reflector of a vector x that A^H v is a
+// part of. As u = (x - beta e1) / (x1 - beta), A x will do, which the pass over A that makes A^H v can make.
 //
 // The pass: y := tau (A^H v + y), x := x - y, and A x in parts, the columns of a matrix of as many rows as A.
-// How many there are depends on the device and on the shape alone. v begins the column of a larger matrix.
+// How many there are depends on the device and on the shape alone.
 int partsOfBothWays(int rows, int cols);
 template <class T>
 void multiplyBothWays(ConstView<T> dA, const T* dV, const T* dTau, T* dY, T* dX, MatrixView<T> dParts);
-// x := tau (A u + x), with what larfg has made of the pass's x. A may lack the pass's first rows. No element
-// of A is beyond 1 / least normal number's root: beta below that root has A read once more, since products
-// with x have lost digits.
+// x := tau (A u + x), with what larfg has made of the pass's x; A may lack the first rows that the pass had.
+// Products with a tiny x lose digits: there A is read once more.
 template <class T>
 void addReflected(ConstView<T> dA, const T* dU, const Real<T>* dBeta, const T* dTau, ConstView<T> dParts,
                   T* dX);
