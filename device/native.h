@@ -27,6 +27,10 @@ template <class T>
 struct MakeReflector;
 template <class T, bool conj>
 struct MultiplyTransposed;
+template <class T>
+struct MultiplyBothWays;
+template <class T>
+struct AddReflected;
 struct None;
 
 }  // namespace device::native

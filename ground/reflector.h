@@ -71,6 +71,13 @@ __device__ void makeReflector(Team team, int n, T* alpha, T* x, int incx, T* tau
   }
 }
 
+// Whether products of moderate numbers with x, of which such a reflector was made, are so small that they
+// have lost digits; those with its v have not.
+template <class T>
+__device__ bool productsLoseDigits(T tau, Real<T> beta) {
+  return tau != T(0) && squareOf(beta) < Range<Real<T>>::least;
+}
+
 }  // namespace tovi
 
 #endif

@@ -16,14 +16,6 @@ namespace tovi::lapack {
 template <class T>
 void gebrd(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup);
 
-// Reduces the first nb rows and columns of A, nb < min(m, n), and returns in dX (m x nb) and dY (n x nb) what
-// the rest of A is to be updated with: A := A - V Y^H - X U, where V holds the reflectors of Q as columns and
-// U those of P, conjugated, as rows, both as they then lie in A. The elements of B are left in dD (nb), dE
-// (nb) and, in their places in A, the ones that V and U begin with. dRow is room for n elements.
-template <class T>
-void labrd(MatrixView<T> dA, int nb, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup, MatrixView<T> dX,
-           MatrixView<T> dY, T* dRow);
-
 // dA, m x n, holds the reflectors that gebrd left there. Of a matrix A = Q B P^H:
 //   vect "Q", A of k columns: dA := the first n columns of Q; m >= n >= min(m, k). Where m < k the order of A
 //     was m x k, and Q is square: m = n.

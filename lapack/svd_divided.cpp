@@ -66,11 +66,11 @@ class Bidiagonal {
       std::fill(hS.begin(), hS.end(), nan);
       return static_cast<void>(std::fill_n(hU.data, 2 * size(k_) * size(k_), nan));
     }
-    std::vector<R> work(3 * size(k_) * size(k_) + 4 * size(k_));
+    const cudalib::PageLockedMemory<R> work(3 * size(k_) + 4, size(k_));
     std::vector<int> integers(8 * size(k_));
     iterateWithDevice([&] {
       return host::bdsdc(upper_ ? 'U' : 'L', k_, hS.data(), hE.data(), hU.data, hU.ld, hVt.data, hVt.ld,
-                         work.data(), integers.data());
+                         work.get(), integers.data());
     });
   }
 

@@ -1,14 +1,81 @@
 #include "src/brd/brd.h"
 
 #include <algorithm>
+#include <cstddef>
 
+#include "cudalib/device_table.h"
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
 #include "ground/complex.h"
+#include "ground/reflector.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
 
 namespace tovi {
+
+// A block owns `width` columns, of which it takes some at a time: their products with v, for which a thread
+// adds up every threads-th row, and, while the cache still has them, theirs with x, where a thread owns those
+// rows of the part.
+template <int threads, class T>
+__global__ void __launch_bounds__(threads)
+    MultiplyBothWays_k(int m, int n, int width, const T* A, int lda, const T* v, const T* tau, T* y, T* x,
+                       T* parts, int ldp) {
+  constexpr int together = 4;
+  TOVI_SHARED(T, sums, [together][threads]);
+  const std::ptrdiff_t thread = static_cast<std::ptrdiff_t>(threadIdx.x),
+                       block = static_cast<std::ptrdiff_t>(blockIdx.x);
+  const std::ptrdiff_t end = block * width + width < n ? block * width + width : n;
+  T* const part = parts + block * ldp;
+  for (std::ptrdiff_t i = thread; i < m; i += threads) part[i] = T(0);
+
+  for (std::ptrdiff_t j = block * width; j < end; j += together) {
+    const int count = end - j < together ? static_cast<int>(end - j) : together;
+    const T* const columns = A + j * lda;
+    T sum[together];
+    for (T& s : sum) s = T(0);
+    for (std::ptrdiff_t i = thread; i < m; i += threads)
+      for (int c = 0; c < together; ++c)
+        if (c < count) sum[c] += conj(element(columns, lda, i, c)) * v[i];
+    for (int c = 0; c < together; ++c) sums[c][thread] = sum[c];
+    __syncthreads();
+    for (int half = threads / 2; half > 0; half /= 2) {
+      if (thread < half)
+        for (int c = 0; c < together; ++c) sums[c][thread] += sums[c][thread + half];
+      __syncthreads();
+    }
+    if (thread < count) {
+      const T yj = *tau * (sums[thread][0] + y[j + thread]);
+      y[j + thread] = yj;
+      x[j + thread] -= yj;
+      sums[thread][0] = x[j + thread];
+    }
+    __syncthreads();
+    for (std::ptrdiff_t i = thread; i < m; i += threads) {
+      T product = part[i];
+      for (int c = 0; c < count; ++c) product += element(columns, lda, i, c) * sums[c][0];
+      part[i] = product;
+    }
+    __syncthreads();
+  }
+}
+
+// A thread owns one row. With u = (x - beta e1) / (x1 - beta) and tau = (beta - x1) / beta, tau A u is
+// A e1 - A x / beta.
+template <class Map, class T>
+__global__ void AddReflected_k(int m, int n, const T* A, int lda, const T* u, const Real<T>* beta,
+                               const T* tau, int count, const T* parts, int ldp, T* x) {
+  const std::ptrdiff_t i = Map::index();
+  if (i >= m) return;
+  T sum = T(0);
+  if (productsLoseDigits(*tau, *beta)) {
+    for (std::ptrdiff_t j = 0; j < n; ++j) sum += element(A, lda, i, j) * u[j];
+    sum = *tau * sum;
+  } else if (*tau != T(0)) {
+    for (std::ptrdiff_t part = 0; part < count; ++part) sum += element(parts, ldp, i, part);
+    sum = A[i] - dividedBy(*beta, sum);
+  }
+  x[i] = *tau * x[i] + sum;
+}
 
 // A thread owns one row and moves its elements from the diagonal on to the left, so that each is read before
 // it is overwritten.
@@ -29,6 +96,36 @@ __global__ void ORGBR_COPY_U_k(int n, T* A, int lda) {
 
 namespace brd {
 
+int partsOfBothWays(int rows, int cols) {
+  constexpr double least = 0x1p14;  // elements of a part
+  const double wanted = static_cast<double>(rows) * cols / least;
+  return static_cast<int>(
+      std::clamp(wanted, 1.0, 1.0 * cudalib::currentDevice().properties.multiProcessorCount));
+}
+
+template <class T>
+void multiplyBothWays(ConstView<T> dA, const T* dV, const T* dTau, T* dY, T* dX, MatrixView<T> dParts) {
+  basic::checkShape(dA, 1);
+  if (dA.empty()) return;
+  basic::checkPointer(dA.data, 4);
+  constexpr int threads = 256, unit = 8;
+  const int width = ((dA.cols - 1) / dParts.cols / unit + 1) * unit;
+  const cudalib::StaticMap1D<threads> map(threads * dParts.cols);
+  cudalib::launch<&MultiplyBothWays_k<threads, T>, native::MultiplyBothWays<T>>(
+      map, dA.rows, dA.cols, width, dA.data, dA.ld, dV, dTau, dY, dX, dParts.data, dParts.ld);
+}
+
+template <class T>
+void addReflected(ConstView<T> dA, const T* dU, const Real<T>* dBeta, const T* dTau, ConstView<T> dParts,
+                  T* dX) {
+  basic::checkShape(dA, 1);
+  if (dA.empty()) return;
+  basic::checkPointer(dA.data, 3);
+  cudalib::launch<&AddReflected_k<cudalib::Map1D, T>, native::AddReflected<T>>(
+      cudalib::Map1D(dA.rows), dA.rows, dA.cols, dA.data, dA.ld, dU, dBeta, dTau, dParts.cols, dParts.data,
+      dParts.ld, dX);
+}
+
 template <class T>
 void orgbrCopy(char uplo, int n, T* dA, int lda) {
   uplo = basic::oneOf("LU", uplo, 1);
@@ -43,7 +140,10 @@ void orgbrCopy(char uplo, int n, T* dA, int lda) {
     cudalib::launch<&ORGBR_COPY_U_k<T>>(map, n, dA, lda);
 }
 
-#define TOVI_INSTANCES(T) template decltype(orgbrCopy<T>) orgbrCopy<T>;
+#define TOVI_INSTANCES(T)                                     \
+  template decltype(multiplyBothWays<T>) multiplyBothWays<T>; \
+  template decltype(addReflected<T>) addReflected<T>;         \
+  template decltype(orgbrCopy<T>) orgbrCopy<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace brd

@@ -102,6 +102,8 @@ void launchEveryKernel() {
   greatestOfColumns<T>(a);
   for (const char trans : {'T', 'C'}) tovi::blas::gemv<T>(trans, T(1), a, q, 1, T(0), q + n, 1);
   for (const char uplo : {'L', 'U'}) tovi::brd::orgbrCopy(uplo, n, p, n);
+  tovi::brd::multiplyBothWays<T>(a, q, q, q, q, {q, n, 1, n});
+  tovi::brd::addReflected<T>(a, q, real, q, {q, n, 1, n}, q);
 }
 
 class KernelBlocks : public LibraryTest {};

@@ -7,6 +7,8 @@
 
 #include "src/basic/larfg.h"
 #include "src/basic/lasr.h"
+#include "src/brd/brd.h"
+#include "tests/kernels/kernels.h"
 #include "tests/support/matrix.h"
 #include "tests/support/ratios.h"
 
@@ -177,6 +179,57 @@ TYPED_TEST(SvdKernels, ReflectorsOfVectorsWithNaN) {
   y.x.fill(T(0));
   y.alpha = makeElement<T>(-3, 0);
   EXPECT_TRUE(reflectorOf(y).tau == T(0));
+}
+
+// --- The two products of a step of the bidiagonal form
+
+// y = tau (A^H v + y) and x - y, and with the reflector u of that, tau (A u + x), against their definitions:
+// x as large as A, so small that products with it lose their digits, and of none but zeros.
+TYPED_TEST(SvdKernels, ProductsFromBothSides) {
+  using T = TypeParam;
+  using W = Wide<T>;
+  const double tiny = std::ldexp(1.0, std::numeric_limits<Real<T>>::min_exponent - 8);
+  for (const auto& [m, n] : {std::pair{1, 1}, {2, 9}, {40, 17}, {301, 130}, {600, 460}})
+    for (const double size : {1.0, tiny, 0.0}) {
+      SCOPED_TRACE(testing::Message() << m << " x " << n << ", x of size " << size);
+      const auto a = HostMatrix<T>::random(m, n, 3, 1);
+      auto v = HostMatrix<T>::random(m, 1, 0, 2), y = HostMatrix<T>::random(n, 1, 0, 3),
+           x = HostMatrix<T>::random(n, 1, 0, 4), before = HostMatrix<T>::random(m, 1, 0, 5);
+      if (size != 1) v.fill(T(0)), y.fill(T(0));
+      for (int j = 0; j < n; ++j) x(j, 0) *= makeElement<T>(size, 0);
+      const T tau = makeElement<T>(1.5, 0.25);
+      const HostMatrix<W> product = testing_support::product('C', widen(a), 'N', widen(v));
+      withEachBody(a.size(), [&] {
+        const OnDevice<T> dA(a), dX(x), dY(y), dV(v), dResult(before);
+        const DeviceArray<T> dTau(&tau, 1);
+        const DeviceArray<Real<T>> dBeta(1);
+        const int parts = tovi::brd::partsOfBothWays(m, n);
+        const OnDevice<T> dParts(HostMatrix<T>(m, parts, 1));
+        T *const du = dX.view.data, *const dPart = dParts.view.data;
+        tovi::brd::multiplyBothWays<T>(dA.view, dV.view.data, dTau.data(), dY.view.data, du, dParts.view);
+        const HostMatrix<T> newY = dY.downloaded(y), newX = dX.downloaded(x);
+        const double bound = 8 * m * epsilon<T>();
+        for (int j = 0; j < n; ++j) {
+          const W expected = widen(tau) * (product(j, 0) + widen(y(j, 0)));
+          CHECK_RATIO(magnitude(widen(newY(j, 0)) - expected) / bound, 1);
+          CHECK_RATIO(magnitude(widen(newX(j, 0)) - (widen(x(j, 0)) - expected)) / bound, 1);
+        }
+        tovi::basic::larfg(n, du, du + 1, 1, dTau.data());
+        tovi::basic::copyComplexToReal<T>(du, dBeta.data());
+        tovi::basic::setSingle(tovi::basic::Fill::one, du);
+        tovi::brd::addReflected<T>(dA.view, du, dBeta.data(), dTau.data(), {dPart, m, parts, dParts.view.ld},
+                                   dResult.view.data);
+        T newTau;
+        dTau.download(&newTau);
+        const HostMatrix<W> u = widen(dX.downloaded(x));
+        const HostMatrix<W> Au = testing_support::product('N', widen(a), 'N', u);
+        const HostMatrix<T> result = dResult.downloaded(before);
+        for (int i = 0; i < m; ++i) {
+          const W expected = widen(newTau) * (Au(i, 0) + widen(before(i, 0)));
+          CHECK_RATIO(magnitude(widen(result(i, 0)) - expected) / (8 * n * epsilon<T>()), 1);
+        }
+      });
+    }
 }
 
 }  // namespace

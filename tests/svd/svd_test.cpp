@@ -24,7 +24,7 @@ TYPED_TEST(SvdTest, EveryPairOfJobsOnEveryPath) {
     }
 }
 
-// Blocks of the bidiagonal form are 96 wide; the last 1 to 96 rows and columns are reduced on the host.
+// Blocks of the bidiagonal form are 32 wide; the last 1 to 32 rows and columns are reduced on the host.
 TYPED_TEST(SvdTest, LargerMatrices) {
   const std::pair<int, int> shapes[] = {{95, 95},   {96, 96},   {192, 192}, {193, 193}, {300, 300},
                                         {193, 194}, {450, 250}, {250, 450}, {320, 280}, {280, 320}};

@@ -1,5 +1,5 @@
 // What the device runs in place of a kernel whose wrapper names a native body (device/native.h). The contract
-// is the kernel's, to the bit, or to rounding for the transposed product, whose sums are the host BLAS's. The
+// is the kernel's, to the bit, or to rounding for the products, whose sums are the host BLAS's. The
 // shape of the launch says how many elements there are; software_device::useNativeBodies(false) runs the
 // kernel instead, so that a test can hold both against each other.
 //
@@ -52,6 +52,14 @@ template <bool conj, class T>
 [[gnu::visibility("default")]] void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda,
                                                        T beta, const T* dX, int incx, T* dY, int incy,
                                                        T* room);
+template <class T>
+[[gnu::visibility("default")]] void multiplyBothWays(int pieces, int m, int n, int width, const T* dA,
+                                                     int lda, const T* dV, const T* dTau, T* dY, T* dX,
+                                                     T* dParts, int ldp);
+template <class T>
+[[gnu::visibility("default")]] void addReflected(int m, int n, const T* dA, int lda, const T* dU,
+                                                 const tovi::Real<T>* dBeta, const T* dTau, int count,
+                                                 const T* dParts, int ldp, T* dX);
 
 }  // namespace software_device::native
 
@@ -155,6 +163,23 @@ struct MultiplyTransposed : Body {
                   int /*mMain*/, const T* dA, int lda, T beta, const T* dX, int incx, T* dY, int incy) {
     multiplyTransposed<conj>(covered(n, inX(grid, block)), m, n, alpha, dA, lda, beta, dX, incx, dY, incy,
                              room.get());
+  }
+};
+
+template <class T>
+struct MultiplyBothWays : Body {
+  static void run(NoRoom, dim3 grid, dim3, int m, int n, int width, const T* dA, int lda, const T* dV,
+                  const T* dTau, T* dY, T* dX, T* dParts, int ldp) {
+    multiplyBothWays(static_cast<int>(grid.x), m, n, width, dA, lda, dV, dTau, dY, dX, dParts, ldp);
+  }
+};
+
+template <class T>
+struct AddReflected : Body {
+  static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const T* dA, int lda, const T* dU,
+                  const tovi::Real<T>* dBeta, const T* dTau, int count, const T* dParts, int ldp, T* dX) {
+    addReflected(covered(m, inX(grid, block) * grid.y * grid.z), n, dA, lda, dU, dBeta, dTau, count, dParts,
+                 ldp, dX);
   }
 };
 

@@ -1,0 +1,113 @@
+// The two products of a step of the bidiagonal reduction, native. A piece of the columns is read from memory
+// once; what the pieces are depends on the launch alone. Sums are the host's, and agree with the kernel's to
+// rounding.
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include "device/native_bodies.h"
+#include "device/software/src/cublas_tiles.h"
+#include "device/software/src/in_turn.h"
+#include "device/software/src/sanitizer.h"
+#include "ground/reflector.h"
+
+namespace software_device {
+namespace native {
+
+namespace {
+
+template <class T>
+Extent extent(const T* p, int rows, int cols, int ld) {
+  const std::size_t elements = static_cast<std::size_t>(cols - 1) * static_cast<std::size_t>(ld);
+  return {p, (elements + static_cast<std::size_t>(rows)) * sizeof(T)};
+}
+
+// y := tau (A^H v + y), x := x - y, w := w + A x. A few columns at a time, which the cache holds.
+template <class T>
+void multiplyInTurn(int m, int n, const T* a, int ld, const T* v, T tau, T* y, T* x, T* w) {
+  if constexpr (!tovi::isComplex<T>)
+    if (multiplyInTurnAtOnce(m, n, a, ld, v, tau, y, x, w)) return;
+  constexpr std::size_t cached = 0x20000;  // bytes
+  constexpr int widest = 64;
+  const std::size_t fitting = cached / (sizeof(T) * static_cast<std::size_t>(m));
+  const int width = static_cast<int>(std::clamp<std::size_t>(fitting, 8, widest));
+  for (int first = 0; first < n; first += width) {
+    const int count = std::min(width, n - first);
+    const T* const columns = tiles::at(a, 0, first, ld);
+    std::array<T, widest + 1> elements;  // of x; without transposition gemv loads one more
+    elements.fill(T(0));
+    host::gemv('C', m, count, T(1), columns, ld, v, 1, T(1), y + first, 1);
+    for (int j = 0; j < count; ++j) {
+      y[first + j] *= tau;
+      x[first + j] -= y[first + j];
+      elements[static_cast<std::size_t>(j)] = x[first + j];
+    }
+    host::gemv('N', m, count, T(1), columns, ld, elements.data(), 1, T(1), w, 1);
+  }
+}
+
+}  // namespace
+
+template <class T>
+void multiplyBothWays(int pieces, int m, int n, int width, const T* dA, int lda, const T* dV, const T* dTau,
+                      T* dY, T* dX, T* dParts, int ldp) {
+  const std::array<Extent, 6> operands = {extent(dA, m, n, lda), extent(dV, m, 1, m),
+                                          extent(dTau, 1, 1, 1), extent(dY, n, 1, n),
+                                          extent(dX, n, 1, n),   extent(dParts, m, pieces, ldp)};
+  lendToHost(operands, [&] {
+    tiles::forEach(static_cast<std::size_t>(pieces), [&](std::size_t piece) {
+      const int i = static_cast<int>(piece), first = std::min(n, i * width),
+                count = std::min(width, n - first);
+      T* const part = tiles::at(dParts, 0, i, ldp);
+      std::fill_n(part, m, T(0));
+      multiplyInTurn(m, count, tiles::at(dA, 0, first, lda), lda, dV, *dTau, dY + first, dX + first, part);
+    });
+  });
+}
+
+namespace {
+
+// Some rows, whose sums stay in the cache. Each has the order of the kernel's.
+constexpr int runLength = 256;
+template <class T>
+TOVI_DEVICE_CODE void addRun(int rows, int n, const T* a, std::ptrdiff_t lda, const T* u, tovi::Real<T> beta,
+                             T tau, int count, const T* parts, std::ptrdiff_t ldp, T* __restrict__ x) {
+  T sums[runLength];
+  for (int i = 0; i < rows; ++i) sums[i] = T(0);
+  if (tovi::productsLoseDigits(tau, beta)) {
+    for (int j = 0; j < n; ++j)
+      for (int i = 0; i < rows; ++i) sums[i] += a[j * lda + i] * u[j];
+    for (int i = 0; i < rows; ++i) sums[i] = tau * sums[i];
+  } else if (tau != T(0)) {
+    for (int part = 0; part < count; ++part)
+      for (int i = 0; i < rows; ++i) sums[i] += parts[part * ldp + i];
+    for (int i = 0; i < rows; ++i) sums[i] = a[i] - tovi::dividedBy(beta, sums[i]);
+  }
+  for (int i = 0; i < rows; ++i) x[i] = tau * x[i] + sums[i];
+}
+
+}  // namespace
+
+template <class T>
+TOVI_DEVICE_CODE void addReflected(int m, int n, const T* dA, int lda, const T* dU,
+                                   const tovi::Real<T>* dBeta, const T* dTau, int count, const T* dParts,
+                                   int ldp, T* dX) {
+  const T tau = *dTau;
+  const tovi::Real<T> beta = *dBeta;
+  const int traffic = tovi::productsLoseDigits(tau, beta) ? n : count;
+  tiles::forEach(tiles::strips(m, traffic, tiles::leastTraffic, runLength), [&](int first, int rows) {
+    for (int i = first; i < first + rows; i += runLength)
+      addRun(std::min(runLength, first + rows - i), n, dA + i, lda, dU, beta, tau, count, dParts + i, ldp,
+             dX + i);
+  });
+}
+
+#define TOVI_INSTANCES(T)                                                                                 \
+  template void multiplyBothWays(int, int, int, int, const T*, int, const T*, const T*, T*, T*, T*, int); \
+  template void addReflected(int, int, const T*, int, const T*, const tovi::Real<T>*, const T*, int,      \
+                             const T*, int, T*);
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
+
+}  // namespace native
+}  // namespace software_device
