@@ -6,6 +6,7 @@
 
 #include "cudalib/buffer_cache.h"
 #include "cudalib/copy2d.h"
+#include "cudalib/device_table.h"
 #include "ground/outcomes.h"
 #include "ground/phase.h"
 #include "host/lapack.h"
@@ -23,8 +24,12 @@
 namespace tovi::lapack {
 namespace {
 
-// Rows and columns that are reduced before the rest of the matrix is updated. Measured on the software
-// device: from 1024 on 32 to 96 are the same, for 512 the reduction takes half as long with 32 as with 96.
+// Rows and columns are reduced on the device by as many; the last of them, one to as many, are the host's.
+// The first generation of devices (capability 1.0 to 1.3) takes fewer.
+int bidiagonalBlockWidth() { return cudalib::smallBlocks() ? 32 : 96; }
+
+// Those that are reduced before the rest of the matrix is updated. Measured on the software device: from 1024
+// on 32 to 96 are the same, for 512 the reduction takes half as long with 32 as with 96.
 constexpr int panelWidth = 32;
 
 // The reduction of the leading rows and columns of A, which is not wide. Only they are brought up to date,
@@ -124,8 +129,8 @@ void gebrd(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup) {
   if (dA.empty()) return;
   const Phase phase;
   constexpr int nb = panelWidth;
-  const int m = dA.rows, n = dA.cols, k = std::min(m, n);
-  if (m < n && k > nb) {
+  const int m = dA.rows, n = dA.cols, k = std::min(m, n), block = bidiagonalBlockWidth();
+  if (m < n && k > block) {
     // The same form of A^H = P B^H Q^H
     const cudalib::PaddedMemory<T> dAdjoint(size(n), size(m));
     const MatrixView<T> dH = dAdjoint.view(n, m);
@@ -134,7 +139,7 @@ void gebrd(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTauq, T* dTaup) {
     return basic::transpose<T>(dH, dA, true);
   }
 
-  const int blocked = (k - 1) / nb * nb;  // the last 1 to nb rows and columns are left to the host
+  const int blocked = (k - 1) / block * block;
   const cudalib::PaddedMemory<T> dL(size(blocked == 0 ? 0 : m), size(2 * nb)),
       dR(size(blocked == 0 ? 0 : n), size(2 * nb));
   const int parts = brd::partsOfBothWays(m, n);

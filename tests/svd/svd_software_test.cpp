@@ -49,7 +49,7 @@ TYPED_TEST(SvdSoftwareTest, PanelsStayOnTheDevice) {
       if (letters.count(call.entry) != 0) order += letters.at(call.entry);
     // A wide matrix is transposed to memory of its own. The last block is copied to the host and back, with
     // d, e and the scalar factors.
-    EXPECT_EQ(order, std::string(m < n ? "m" : "") + "mmmmggggggggcccccc");
+    EXPECT_EQ(order, std::string(m < n ? "m" : "") + "mmmmggggggcccccc");
   }
   tovi::lapack::gebrd<TypeParam>({nullptr, 5, 0, 5}, nullptr, nullptr, nullptr, nullptr);  // needs nothing
 }
