@@ -25,6 +25,8 @@ template <class T, char direct>
 struct RotateColumns;
 template <class T>
 struct MakeReflector;
+template <class T>
+struct CompleteWeight;
 template <class T, bool conj>
 struct MultiplyTransposed;
 template <class T>

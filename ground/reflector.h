@@ -31,9 +31,9 @@ __device__ Real<T> normOf(Team& team, int n, const T* x, int incx) {
   return greatest * std::sqrt(team.sumOfSquares(n, x, incx, greatest));
 }
 
-// As LARFG_k. Every member reads alpha before the first sum, and the leader writes it at the end.
+// Every member reads alpha before the first sum, and the leader writes it at the end.
 template <class Team, class T>
-__device__ void makeReflector(Team team, int n, T* alpha, T* x, int incx, T* tau) {
+__device__ void makeReflector(Team& team, int n, T* alpha, T* x, int incx, T* tau) {
   using R = Real<T>;
   if (n < 1) {
     if (team.leads()) *tau = T(0);
@@ -77,6 +77,18 @@ template <class T>
 __device__ bool productsLoseDigits(T tau, Real<T> beta) {
   return tau != T(0) && squareOf(beta) < Range<Real<T>>::least;
 }
+
+// As LARFG_k.
+template <class Team, class T>
+__device__ void makeReflector(Team team, int n, T* alpha, T* x, int incx, T* tau, Real<T>* beta) {
+  makeReflector(team, n, alpha, x, incx, tau);
+  if (beta == nullptr || n < 1 || !team.leads()) return;
+  *beta = real(*alpha);
+  *alpha = T(1);
+}
+
+// In how many parts Weight_k adds.
+constexpr int weightParts = 64;
 
 }  // namespace tovi
 

@@ -57,14 +57,14 @@ class Panel {
 
     // a := a - L R(i,:)^H
     subtractProduct(dL, dR_.at(i, 0), dR_.ld, dv);
-    reflect(rows, dv, dD, dTauq);
+    basic::larfg(rows, dv, dTauq, dD);
     // y := tau (A^H v - R L^H v). The row a^H := a^H - R L(i,:)^H, of which y is a part as v begins with 1.
     blas::gemv('C', T(1), dL, dv, 1, T(0), dProduct_, 1);
     blas::gemv('N', T(-1), dR, dProduct_, 1, T(0), dy, 1);
     subtractProduct(dR, dL_.at(i, 0), dL_.ld, du);
     brd::multiplyBothWays<T>(dA_.block(i, i + 1, rows, right), dv, dTauq, dy, du,
                              dParts_.block(0, 0, rows, dParts_.cols));
-    reflect(right, du, dE, dTaup);
+    basic::larfg(right, du, dTaup, dE);
     // x := tau (A u - L R^H u)
     blas::gemv('C', T(1), dRy, du, 1, T(0), dProduct_, 1);
     blas::gemv('N', T(-1), dLBelow, dProduct_, 1, T(0), dx, 1);
@@ -90,14 +90,6 @@ class Panel {
     blas::gemv('N', T(-1), dM, dX, incx, T(1), dY, 1);
     basic::conjugateVector(dM.cols, dX, incx);
   }
-  // Makes the reflector that leaves of a vector of n elements only beta, which is real; the vector becomes v,
-  // which begins with 1.
-  static void reflect(int n, T* dv, Real<T>* dBeta, T* dTau) {
-    basic::larfg(n, dv, dv + 1, 1, dTau);
-    basic::copyComplexToReal<T>(dv, dBeta);
-    basic::setSingle(basic::Fill::one, dv);
-  }
-
   const MatrixView<T> dA_, dL_, dR_;
   T* const dProduct_;
   const MatrixView<T> dParts_;

@@ -18,7 +18,7 @@
 #include "lapack/transfers.h"
 #include "lapack/tridiagonal.h"
 #include "lapack/upload_real.h"
-#include "src/basic/LACPY.h"
+#include "src/basic/Copy.h"
 #include "src/basic/LASET.h"
 #include "src/basic/Transpose.h"
 #include "src/basic/lange.h"
@@ -37,10 +37,10 @@ void solveTridiagonal(std::vector<R>& hD, std::vector<R>& hE, MatrixView<R> hZ) 
     return static_cast<void>(std::fill_n(hZ.data, size(hZ.rows) * size(hZ.cols), nan));
   }
   if (hZ.empty()) return checkIteration(host::sterf(n, hD.data(), hE.data()));
-  std::vector<R> work(1 + 4 * size(n) + size(n) * size(n));
+  const cudalib::PageLockedMemory<R> work(size(n) + 5, size(n));  // 1 + 4 n + n^2 and a little more
   std::vector<int> integers(3 + 5 * size(n));
   iterateWithDevice(
-      [&] { return host::stedc(n, hD.data(), hE.data(), hZ.data, hZ.ld, work.data(), integers.data()); });
+      [&] { return host::stedc(n, hD.data(), hE.data(), hZ.data, hZ.ld, work.get(), integers.data()); });
 }
 
 }  // namespace
@@ -62,11 +62,11 @@ void heevd(char jobz, char uplo, MatrixView<T> dA, Real<T>* dW) {
     return copyToDevice(hD, dW);
   }
 
-  // A is reduced in a copy, which has it in its lower triangle.
+  // A is reduced in a copy, which has it in its lower triangle; nobody reads the other one.
   const cudalib::PaddedMemory<T> dCopy(size(n), size(n));
   const MatrixView<T> dR = dCopy.view(n, n);
   if (uplo == 'L')
-    basic::lacpy<T>('L', dA, dR);
+    basic::copyMatrix<T>(dA, dR);
   else
     basic::transpose<T>(dA, dR, true);
   const R factor = safeFactor(largest);

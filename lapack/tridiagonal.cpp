@@ -14,9 +14,8 @@
 #include "lapack/transfers.h"
 #include "src/basic/Conjugate.h"
 #include "src/basic/Copy.h"
-#include "src/basic/Scale.h"
-#include "src/basic/Set.h"
 #include "src/basic/larfg.h"
+#include "src/basic/weight.h"
 #include "src/blas/blas.h"
 
 namespace tovi::lapack {
@@ -37,41 +36,50 @@ int hostOrder() { return cudalib::smallBlocks() ? 32 : 128; }
 template <class T>
 class Panel {
  public:
-  Panel(MatrixView<T> dA, MatrixView<T> dW) : dA_(dA), dW_(dW) {}
+  // dBoth has as many rows as dA, dWeights too, which has nb columns and holds W once more, the right way
+  // round. dProducts: 2 nb elements
+  Panel(MatrixView<T> dA, MatrixView<T> dBoth, MatrixView<T> dWeights, T* dProducts)
+      : dA_(dA), dBoth_(dBoth), dWeights_(dWeights), dProducts_(dProducts) {}
 
-  void reduceColumn(int j, Real<T>* dDiagonal, Real<T>* dBeside, T* dTau) const {
-    const int rows = dA_.rows - j, below = rows - 1;
-    // a := a - W V(j,:)^H - V W(j,:)^H. Row j of W has then done its duty and may stay conjugated.
-    basic::conjugateVector(j, dA_.at(j, 0), dA_.ld);
-    blas::gemv('N', T(-1), dW_.block(j, 0, rows, j), dA_.at(j, 0), dA_.ld, T(1), dA_.at(j, j), 1);
-    basic::conjugateVector(j, dA_.at(j, 0), dA_.ld);
-    basic::conjugateVector(j, dW_.at(j, 0), dW_.ld);
-    blas::gemv('N', T(-1), dA_.block(j, 0, rows, j), dW_.at(j, 0), dW_.ld, T(1), dA_.at(j, j), 1);
-    basic::copyComplexToReal<T>(dA_.at(j, j), dDiagonal);
-
-    T* const dv = dA_.at(j + 1, j);
-    basic::larfg(below, dv, dv + 1, 1, dTau);
-    basic::copyComplexToReal<T>(dv, dBeside);
-    basic::setSingle(basic::Fill::one, dv);
-
-    // y := A v - V (W^H v) - W (V^H v)
-    const MatrixView<T> dV = dA_.block(j + 1, 0, below, j), dW = dW_.block(j + 1, 0, below, j);
-    T *const dw = dW.at(0, j), *const dProduct = dW_.at(0, j);
-    blas::hemv('L', T(1), dA_.block(j + 1, j + 1, below, below), dv, 1, T(0), dw, 1);
-    blas::gemv('C', T(1), dW, dv, 1, T(0), dProduct, 1);
-    blas::gemv('N', T(-1), dV, dProduct, 1, T(1), dw, 1);
-    blas::gemv('C', T(1), dV, dv, 1, T(0), dProduct, 1);
-    blas::gemv('N', T(-1), dW, dProduct, 1, T(1), dw, 1);
-    basic::scaleVector(below, dw, dTau, 1);
-    // w := y - (tau/2 y^H v) v
-    T* const dFactor = dW_.at(j, j);
-    blas::gemv('C', T(Real<T>(-0.5)), MatrixView<T>(dw, below, 1, below), dv, 1, T(0), dFactor, 1);
-    basic::scaleVector(1, dFactor, dTau, 1);
-    blas::gemv('N', T(1), MatrixView<T>(dv, below, 1, below), dFactor, 1, T(1), dw, 1);
+  // The leading columns become those of V, with the diagonal of T above them, and the others what is left of
+  // A.
+  void reduce(Real<T>* dBeside, T* dTau) const {
+    const int nb = dWeights_.cols, below = dA_.rows - nb;
+    const MatrixView<T> dLeading = dA_.columns(0, nb), dV = dBoth_.columns(nb, nb);
+    basic::copyMatrix<T>(dLeading, dV);
+    for (int j = 0; j < nb; ++j) reduceColumn(j, dBeside + j, dTau + j);
+    basic::copyMatrix<T>(dV, dLeading);
+    // A22 := A22 - V2 W2^H - W2 V2^H
+    blas::her2k('L', 'N', T(-1), dV.block(nb, 0, below, nb), dWeights_.block(nb, 0, below, nb), Real<T>(1),
+                dA_.block(nb, nb, below, below));
   }
 
  private:
-  MatrixView<T> dA_, dW_;
+  void reduceColumn(int j, Real<T>* dBeside, T* dTau) const {
+    const int nb = dWeights_.cols, below = dA_.rows - j - 1;
+    const MatrixView<T> dSoFar = dBoth_.block(j, nb - j, below + 1, 2 * j);
+    // a := a - W V(j,:)^H - V W(j,:)^H
+    T* const dColumn = dBoth_.at(j, nb + j);
+    if constexpr (isComplex<T>) {
+      basic::copyVector<T>(2 * j, dSoFar.data, dSoFar.ld, dProducts_, 1);
+      basic::conjugateVector(2 * j, dProducts_, 1);
+      blas::gemv('N', T(-1), dSoFar, dProducts_, -1, T(1), dColumn, 1);
+    } else {
+      blas::gemv('N', T(-1), dSoFar, dSoFar.data, -dSoFar.ld, T(1), dColumn, 1);
+    }
+    T *const dv = dColumn + 1, *const dw = dBoth_.at(j + 1, nb - 1 - j);
+    basic::larfg(below, dv, dTau, dBeside);
+
+    // y / tau = A v - V (W^H v) - W (V^H v)
+    const MatrixView<T> dBelow = dSoFar.block(1, 0, below, 2 * j);
+    blas::hemv('L', T(1), dA_.block(j + 1, j + 1, below, below), dv, 1, T(0), dw, 1);
+    blas::gemv('C', T(1), dBelow, dv, 1, T(0), dProducts_, 1);
+    blas::gemv('N', T(-1), dBelow, dProducts_, -1, T(1), dw, 1);
+    basic::completeWeight(below, dv, dTau, dw, dWeights_.at(j + 1, j));
+  }
+
+  MatrixView<T> dA_, dBoth_, dWeights_;
+  T* dProducts_;
 };
 
 template <class T>
@@ -100,16 +108,17 @@ void hetrd(MatrixView<T> dA, Real<T>* dD, Real<T>* dE, T* dTau) {
   const int n = dA.rows, nb = tridiagonalPanelWidth();
   int i = 0;
   if (n > hostOrder()) {
-    const cudalib::LinearMemory<T> dWeights(size(n), size(nb));
+    const cudalib::PaddedMemory<T> dBoth(size(n), 2 * size(nb)), dWeights(size(n), size(nb));
+    const cudalib::LinearMemory<T> dProducts(2 * size(nb), 1);
     for (; n - i > hostOrder(); i += nb) {
-      const int left = n - i, below = left - nb;
-      const MatrixView<T> dRest = dA.block(i, i, left, left), dW = dWeights.view(left, nb);
-      const Panel<T> panel(dRest, dW);
-      for (int j = 0; j < nb; ++j) panel.reduceColumn(j, dD + i + j, dE + i + j, dTau + i + j);
-      // A22 := A22 - V2 W2^H - W2 V2^H
-      blas::her2k('L', 'N', T(-1), dRest.block(nb, 0, below, nb), dW.block(nb, 0, below, nb), Real<T>(1),
-                  dRest.block(nb, nb, below, below));
+      const int left = n - i;
+      const Panel<T> panel(dA.block(i, i, left, left), dBoth.view(left, 2 * nb), dWeights.view(left, nb),
+                           dProducts.get());
+      panel.reduce(dE + i, dTau + i);
     }
+    // The real parts of the diagonal so far.
+    constexpr int parts = isComplex<T> ? 2 : 1;
+    basic::copyVector<Real<T>>(i, reinterpret_cast<Real<T>*>(dA.data), parts * (dA.ld + 1), dD, 1);
   }
   reduceOnHost(dA.block(i, i, n - i, n - i), dD + i, dE + i, dTau + i);
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <type_traits>
 
 #include "cudalib/buffer_cache.h"
@@ -148,6 +149,12 @@ class Lines {
       : count_(count), memory_(static_cast<std::size_t>(count) + 2, 1), dGreatest_(get() + count) {}
   R* get() const { return memory_.get(); }
 
+  // Found by the host, which has to wait anyway.
+  R greatest() const {
+    std::vector<R> hLines(size(count_));
+    cudalib::download<R>({get(), count_, 1, count_}, hLines.data(), count_);
+    return std::accumulate(hLines.begin(), hLines.end(), R(0), greaterOf<R>);
+  }
   // Where it is found, in device memory.
   const R* findGreatest() const {
     cudalib::launch<&findMaxValue_k<OneBlock, R>>(OneBlock(), count_, get(), dGreatest_);
@@ -180,7 +187,7 @@ Real<T> normByLines(char norm, ConstView<T> dA, int count) {
   if (norm == 'O' || norm == '1' || norm == 'I') {
     using Native = std::conditional_t<byRows<Map>, native::SumRows<T>, native::None>;
     cudalib::launch<&LANGE_OI_k<Map, T>, Native>(map, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
-    return download(lines.findGreatest());
+    return lines.greatest();
   }
   cudalib::launch<&LANGE_M_k<Map, T>>(map, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
   const R* const dGreatest = lines.findGreatest();
@@ -233,7 +240,7 @@ Real<T> lanhe(char norm, char uplo, ConstView<T> dA) {
     cudalib::launch<&LANHE_M_k<Map, T>>(map, uplo == 'U', dA.rows, dA.data, dA.ld, lines.get());
   else
     cudalib::launch<&LANHE_O_k<Map, T>>(map, uplo == 'U', dA.rows, dA.data, dA.ld, lines.get());
-  return download(lines.findGreatest());
+  return lines.greatest();
 }
 
 #define TOVI_INSTANCES(T)                                       \

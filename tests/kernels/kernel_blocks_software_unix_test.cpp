@@ -96,6 +96,7 @@ void launchEveryKernel() {
   for (const char side : {'L', 'R'})
     for (const char direct : {'F', 'B'}) lasr(side, 'V', direct, n, n, real, real, p, n);
   larfg(n, p, p + 1, 1, q);
+  completeWeight(n, p, q, p + n, p + 2 * n);
   setMatrix(Fill::one, a);  // of NaN the Frobenius norm is known early
   for (const char norm : {'M', 'O', 'I', 'F'}) lange<T>(norm, a);
   for (const char norm : {'M', 'O'}) lanhe<T>(norm, 'U', a);

@@ -20,6 +20,7 @@
 #include "src/basic/lange.h"
 #include "src/basic/larfg.h"
 #include "src/basic/lasr.h"
+#include "src/basic/weight.h"
 #include "src/brd/brd.h"
 #include "tests/support/ratios.h"
 #if defined(TOVI_SOFTWARE_CUDA_RUNTIME_H)

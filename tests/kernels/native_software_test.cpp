@@ -134,5 +134,24 @@ TYPED_TEST(NativeBodies, Reflectors) {
       }
 }
 
+// In one array: v with the 1 in its first place, tau, and beta.
+TYPED_TEST(NativeBodies, ReflectorsWithBetaApart) {
+  using T = TypeParam;
+  for (const int n : {1, 2, 100}) {
+    const auto a = HostMatrix<T>::random(n + 2, 1, 1, static_cast<std::uint64_t>(n));
+    expectSameBits(a, [&](T* d) { basic::larfg(n, d, d + n, reinterpret_cast<tovi::Real<T>*>(d + n + 1)); });
+  }
+}
+
+// In one array: v, tau, w and its copy.
+TYPED_TEST(NativeBodies, WeightsOfReflectors) {
+  using T = TypeParam;
+  for (const int n : {1, 2, 63, 64, 65, 1000}) {
+    SCOPED_TRACE(n);
+    const auto a = HostMatrix<T>::random(3 * n + 1, 1, 1, static_cast<std::uint64_t>(n));
+    expectSameBits(a, [&](T* d) { basic::completeWeight(n, d, d + n, d + n + 1, d + 2 * n + 1); });
+  }
+}
+
 }  // namespace
 }  // namespace testing_support

@@ -61,14 +61,35 @@ struct Processor {
 }  // namespace
 
 template <class T>
-void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau) {
-  tovi::makeReflector(Processor<tovi::Real<T>>(), n, dAlpha, dX, incx, dTau);
+void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau, tovi::Real<T>* dBeta) {
+  tovi::makeReflector(Processor<tovi::Real<T>>(), n, dAlpha, dX, incx, dTau, dBeta);
 }
 
-template void makeReflector(int, float*, float*, int, float*);
-template void makeReflector(int, double*, double*, int, double*);
-template void makeReflector(int, FloatComplex*, FloatComplex*, int, FloatComplex*);
-template void makeReflector(int, DoubleComplex*, DoubleComplex*, int, DoubleComplex*);
+// Adds as the kernel's threads do.
+template <class T>
+TOVI_DEVICE_CODE void completeWeight(int n, const T* dV, const T* dTau, T* __restrict__ dW,
+                                     T* __restrict__ dCopy) {
+  constexpr int threads = tovi::weightParts;
+  T parts[threads] = {};
+  std::ptrdiff_t i = 0;
+  for (; i + threads <= n; i += threads)
+    for (int t = 0; t < threads; ++t) parts[t] += tovi::conj(dW[i + t]) * dV[i + t];
+  for (; i < n; ++i) parts[i % threads] += tovi::conj(dW[i]) * dV[i];
+  T product(0);
+  for (int t = 0; t < threads; ++t) product += parts[t];
+  const T tau = *dTau, factor = tovi::Real<T>(-0.5) * tovi::squareOf(tau) * product;
+  for (i = 0; i < n; ++i) dCopy[i] = dW[i] = tau * dW[i] + factor * dV[i];
+}
+
+template void makeReflector(int, float*, float*, int, float*, float*);
+template void makeReflector(int, double*, double*, int, double*, double*);
+template void makeReflector(int, FloatComplex*, FloatComplex*, int, FloatComplex*, float*);
+template void makeReflector(int, DoubleComplex*, DoubleComplex*, int, DoubleComplex*, double*);
+
+template void completeWeight(int, const float*, const float*, float*, float*);
+template void completeWeight(int, const double*, const double*, double*, double*);
+template void completeWeight(int, const FloatComplex*, const FloatComplex*, FloatComplex*, FloatComplex*);
+template void completeWeight(int, const DoubleComplex*, const DoubleComplex*, DoubleComplex*, DoubleComplex*);
 
 }  // namespace native
 }  // namespace software_device

@@ -15,59 +15,124 @@ struct VectorOf;
 template <>
 struct VectorOf<float> {
   typedef float type __attribute__((vector_size(vectorBytes)));
+  typedef int Lanes __attribute__((vector_size(vectorBytes)));
+  static constexpr Lanes numbers = {0, 1, 2, 3, 4, 5, 6, 7};
 };
 template <>
 struct VectorOf<double> {
   typedef double type __attribute__((vector_size(vectorBytes)));
+  typedef long long Lanes __attribute__((vector_size(vectorBytes)));
+  static constexpr Lanes numbers = {0, 1, 2, 3};
 };
 
-// The first columns of those that are left, as many at a time as there are registers for.
+// Some columns, of as many as there are registers for.
 template <int columns, class R>
-[[gnu::always_inline]] inline void multiply(int m, const R* r, std::size_t ld, const R* x1, const R* x2, R* y,
-                                            R* z) {
+class Group {
+ public:
+  static constexpr int length = vectorBytes / sizeof(R);
+
+  [[gnu::always_inline]] Group(const R* r, std::size_t ld, const R* x1, const R* x2, R* y)
+      : r_(r), ld_(ld), x1_(x1), x2_(x2), y_(y) {}
+
+  // m rows from row i on.
+  [[gnu::always_inline]] void multiply(int i, int m) {
+    const int end = i + m;
+    for (; i + length <= end; i += length) multiplyVector(i, [](int, Vector&) {});
+    if (i == end) return;
+    if (m >= length) {
+      // The last rows, with some that have been multiplied.
+      const Lanes fresh = VectorOf<R>::numbers >= i - (end - length);
+      multiplyVector(end - length, [&](int, Vector& rj) { rj = fresh ? rj : Vector{}; });
+    } else {
+      for (; i < end; ++i)
+        for (int j = 0; j < columns; ++j) {
+          y_[i] += r_[j * ld_ + i] * x2_[j];
+          rest_[j] += r_[j * ld_ + i] * x1_[i];
+        }
+    }
+  }
+  // A triangle on the diagonal of a symmetric matrix, from row i on. The columns are those of its order.
+  [[gnu::always_inline]] void multiplyCorner(bool lower, int i) {
+    for (int j = 0; j < columns; ++j) y_[i + j] += r_[j * ld_ + i + j] * x2_[j];
+    if constexpr (columns % length == 0) {
+      for (int k = 0; k < columns; k += length)
+        multiplyVector(i + k, [&](int j, Vector& rj) {
+          const Lanes beside = lower ? VectorOf<R>::numbers > j - k : VectorOf<R>::numbers < j - k;
+          rj = beside ? rj : Vector{};
+        });
+    } else {
+      for (int j = 0; j < columns; ++j)
+        for (int k = lower ? j + 1 : 0; k < (lower ? columns : j); ++k) {
+          y_[i + k] += r_[j * ld_ + i + k] * x2_[j];
+          rest_[j] += r_[j * ld_ + i + k] * x1_[i + k];
+        }
+    }
+  }
+  [[gnu::always_inline]] void addSums(R* z) const {
+    for (int j = 0; j < columns; ++j) {
+      R sum = 0;
+      for (int part = 0; part < length; ++part) sum += sums_[j][part];
+      z[j] += sum + rest_[j];
+    }
+  }
+
+ private:
   using Vector = typename VectorOf<R>::type;
-  constexpr int length = vectorBytes / sizeof(R);
-  Vector sums[columns] = {};
-  int i = 0;
-  for (; i + length <= m; i += length) {
+  using Lanes = typename VectorOf<R>::Lanes;
+
+  template <class Select>
+  [[gnu::always_inline]] void multiplyVector(int i, const Select& select) {
     Vector x, yi;
-    std::memcpy(&x, x1 + i, sizeof x);
-    std::memcpy(&yi, y + i, sizeof yi);
+    std::memcpy(&x, x1_ + i, sizeof x);
+    std::memcpy(&yi, y_ + i, sizeof yi);
 #pragma GCC unroll 8
     for (int j = 0; j < columns; ++j) {
       Vector rj;
-      std::memcpy(&rj, r + j * ld + i, sizeof rj);
-      sums[j] += rj * x;
-      yi += rj * x2[j];
+      std::memcpy(&rj, r_ + j * ld_ + i, sizeof rj);
+      select(j, rj);
+      sums_[j] += rj * x;
+      yi += rj * x2_[j];
     }
-    std::memcpy(y + i, &yi, sizeof yi);
+    std::memcpy(y_ + i, &yi, sizeof yi);
   }
-  for (int j = 0; j < columns; ++j) {
-    R sum = 0;
-    for (int part = 0; part < length; ++part) sum += sums[j][part];
-    for (int k = i; k < m; ++k) {
-      sum += r[j * ld + k] * x1[k];
-      y[k] += r[j * ld + k] * x2[j];
-    }
-    z[j] += sum;
-  }
+
+  const R* const r_;
+  const std::size_t ld_;
+  const R *const x1_, *const x2_;
+  R* const y_;
+  Vector sums_[columns] = {};
+  R rest_[columns] = {};
+};
+
+// The columns from j on: a triangle on the diagonal, and what is below or above that.
+template <int columns, class R>
+[[gnu::always_inline]] inline void multiplyGroup(bool lower, int n, int j, const R* a, std::size_t ld,
+                                                 const R* x, R* y) {
+  Group<columns, R> group(a + static_cast<std::size_t>(j) * ld, ld, x, x + j, y);
+  group.multiplyCorner(lower, j);
+  if (lower)
+    group.multiply(j + columns, n - j - columns);
+  else
+    group.multiply(0, j);
+  group.addSums(y + j);
 }
 
 template <class R>
-[[gnu::target("avx2,fma")]] void multiplyByVectors(int m, int n, const R* r, int ld, const R* x1, const R* x2,
-                                                   R* y, R* z) {
+[[gnu::target("avx2,fma")]] void multiplyByVectors(bool lower, int n, int first, int end, const R* a, int ld,
+                                                   const R* x, R* y) {
   const std::size_t step = static_cast<std::size_t>(ld);
-  int j = 0;
-  for (; j + 8 <= n; j += 8) multiply<8>(m, r + j * step, step, x1, x2 + j, y, z + j);
-  for (; j < n; ++j) multiply<1>(m, r + j * step, step, x1, x2 + j, y, z + j);
+  int j = first;
+  for (; j + 8 <= end; j += 8) multiplyGroup<8>(lower, n, j, a, step, x, y);
+  for (; j + 2 <= end; j += 2) multiplyGroup<2>(lower, n, j, a, step, x, y);
+  for (; j < end; ++j) multiplyGroup<1>(lower, n, j, a, step, x, y);
 }
 
 }  // namespace
 
 template <class R>
-bool multiplyBothWaysAtOnce(int m, int n, const R* r, int ld, const R* x1, const R* x2, R* y, R* z) {
+bool multiplyBothWaysAtOnce(bool lower, int n, int first, int end, const R* a, int ld, const R* x, R* y) {
   static const bool provided = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-  if (provided) multiplyByVectors(m, n, r, ld, x1, x2, y, z);
+  if (provided) multiplyByVectors(lower, n, first, end, a, ld, x, y);
   return provided;
 }
 
@@ -78,7 +143,7 @@ bool multiplyBothWaysAtOnce(int m, int n, const R* r, int ld, const R* x1, const
 namespace software_device {
 
 template <class R>
-bool multiplyBothWaysAtOnce(int, int, const R*, int, const R*, const R*, R*, R*) {
+bool multiplyBothWaysAtOnce(bool, int, int, int, const R*, int, const R*, R*) {
   return false;
 }
 
@@ -88,8 +153,7 @@ bool multiplyBothWaysAtOnce(int, int, const R*, int, const R*, const R*, R*, R*)
 
 namespace software_device {
 
-template bool multiplyBothWaysAtOnce(int, int, const float*, int, const float*, const float*, float*, float*);
-template bool multiplyBothWaysAtOnce(int, int, const double*, int, const double*, const double*, double*,
-                                     double*);
+template bool multiplyBothWaysAtOnce(bool, int, int, int, const float*, int, const float*, float*);
+template bool multiplyBothWaysAtOnce(bool, int, int, int, const double*, int, const double*, double*);
 
 }  // namespace software_device

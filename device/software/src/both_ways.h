@@ -1,14 +1,16 @@
-// A real matrix times vectors from both sides, read once.
+// Columns of a real symmetric matrix, of which one triangle is there, times a vector: read once, they act on
+// it both ways.
 
 #ifndef TOVI_DEVICE_SOFTWARE_SRC_BOTH_WAYS_H
 #define TOVI_DEVICE_SOFTWARE_SRC_BOTH_WAYS_H
 
 namespace software_device {
 
-// y := y + R x2 and z := z + R^T x1, R m x n, of float or double. False: this processor has no vector
-// instructions that would make it faster than a gemv each, and nothing is done.
+// y := y + B x, where the symmetric matrix B has the columns first .. end-1 of one triangle of A, of order n,
+// of float or double. False: this processor has no vector instructions that would make it faster than the
+// host BLAS is, and nothing is done.
 template <class R>
-bool multiplyBothWaysAtOnce(int m, int n, const R* r, int ld, const R* x1, const R* x2, R* y, R* z);
+bool multiplyBothWaysAtOnce(bool lower, int n, int first, int end, const R* a, int ld, const R* x, R* y);
 
 }  // namespace software_device
 

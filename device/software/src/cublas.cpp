@@ -2,7 +2,9 @@
 
 #include <cublas.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <new>
 
@@ -29,6 +31,17 @@ struct Buffers {
   host::WorkBufferLease lease;
 };
 tovi::PerProcess<Buffers> theBuffers;
+
+struct Room {
+  explicit Room(std::size_t size) : bytes(size), start(new std::byte[size]) {}
+  std::size_t bytes;
+  std::unique_ptr<std::byte[]> start;
+};
+struct LatestRoom {
+  std::mutex mutex;
+  std::weak_ptr<Room> room;
+};
+tovi::PerProcess<LatestRoom> theRoom;
 
 void extendLease() {
   Buffers& buffers = theBuffers.get();
@@ -68,6 +81,14 @@ cublasStatus_t copyVector(int n, int elemSize, const void* from, int incFrom, vo
 }
 
 }  // namespace
+
+std::shared_ptr<std::byte> sharedRoom(std::size_t bytes) {
+  LatestRoom& latest = theRoom.get();
+  const std::lock_guard<std::mutex> lock(latest.mutex);
+  std::shared_ptr<Room> room = latest.room.lock();
+  if (room == nullptr || room->bytes < bytes) latest.room = room = std::make_shared<Room>(bytes);
+  return {room, room->start.get()};
+}
 
 bool blasInitialized() { return startedOn.get() == generation(); }
 std::size_t blasHandles() { return contextOn.get() == generation() ? 1 : 0; }

@@ -29,6 +29,9 @@ bool blasInitialized();
 // What cublasGetError reads: how the latest call ended, whichever thread's it was.
 void setBlasStatus(cublasStatus_t status);
 
+// So many bytes at least, the same for all that is queued at a time: one piece of work runs after the other.
+std::shared_ptr<std::byte> sharedRoom(std::size_t bytes);
+
 class BlasCall {
  public:
   BlasCall(Entry entry, std::initializer_list<long long> arguments, bool doublePrecision)
@@ -77,10 +80,15 @@ class BlasCall {
   }
   // Room for the work, which cannot get any when its turn has come.
   template <class T>
-  std::unique_ptr<T[]> room(std::size_t elements) {
-    std::unique_ptr<T[]> result(refused_ || elements == 0 ? nullptr : new (std::nothrow) T[elements]);
-    if (!refused_ && elements != 0 && result == nullptr) refuse(CUBLAS_STATUS_ALLOC_FAILED);
-    return result;
+  std::shared_ptr<T> room(std::size_t elements) {
+    if (refused_ || elements == 0) return nullptr;
+    try {
+      const std::shared_ptr<std::byte> bytes = sharedRoom(elements * sizeof(T));
+      return {bytes, reinterpret_cast<T*>(bytes.get())};
+    } catch (const std::bad_alloc&) {
+      refuse(CUBLAS_STATUS_ALLOC_FAILED);
+      return nullptr;
+    }
   }
 
  private:

@@ -315,8 +315,6 @@ std::size_t hemvRoom(int n, T alpha) {
 // memory once.
 template <class T>
 void multiplyBothWays(int m, int n, const T* r, int ld, const T* x1, const T* x2, T* y, T* z) {
-  if constexpr (!tovi::isComplex<T>)
-    if (multiplyBothWaysAtOnce(m, n, r, ld, x1, x2, y, z)) return;
   constexpr std::size_t cached = 0x20000;  // bytes
   const std::size_t fitting = cached / (sizeof(T) * static_cast<std::size_t>(m)) / 8 * 8;
   const int width = static_cast<int>(std::clamp<std::size_t>(fitting, 8, 64));
@@ -345,6 +343,8 @@ void hemv(char uplo, int n, T alpha, const T* dA, int lda, const T* dx, int incx
       const int beside = lower ? end : 0, rows = lower ? n - end : first;
       T* const y = part(i);
       std::fill(y + (lower ? first : 0), y + (lower ? n : end), T(0));
+      if constexpr (!tovi::isComplex<T>)
+        if (multiplyBothWaysAtOnce(lower, n, first, end, dA, lda, room, y)) return;
       host::hemv(uplo, end - first, T(1), at(dA, first, first, lda), lda, room + first, 1, T(1), y + first,
                  1);
       if (rows > 0)

@@ -46,7 +46,10 @@ template <bool forward, class T>
 [[gnu::visibility("default")]] void rotateColumns(int m, int n, const tovi::Real<T>* dC,
                                                   const tovi::Real<T>* dS, T* dA, int lda);
 template <class T>
-[[gnu::visibility("default")]] void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau);
+[[gnu::visibility("default")]] void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau,
+                                                  tovi::Real<T>* dBeta);
+template <class T>
+[[gnu::visibility("default")]] void completeWeight(int n, const T* dV, const T* dTau, T* dW, T* dCopy);
 // The first `count` of the n entries of y. room: null, or for the m elements of x
 template <bool conj, class T>
 [[gnu::visibility("default")]] void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda,
@@ -146,8 +149,15 @@ struct RotateColumns : Body {
 
 template <class T>
 struct MakeReflector : Body {
-  static void run(NoRoom, dim3, dim3, int n, T* dAlpha, T* dX, int incx, T* dTau) {
-    makeReflector(n, dAlpha, dX, incx, dTau);
+  static void run(NoRoom, dim3, dim3, int n, T* dAlpha, T* dX, int incx, T* dTau, tovi::Real<T>* dBeta) {
+    makeReflector(n, dAlpha, dX, incx, dTau, dBeta);
+  }
+};
+
+template <class T>
+struct CompleteWeight : Body {
+  static void run(NoRoom, dim3, dim3, int n, const T* dV, const T* dTau, T* dW, T* dCopy) {
+    completeWeight(n, dV, dTau, dW, dCopy);
   }
 };
 
