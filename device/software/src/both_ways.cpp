@@ -5,25 +5,12 @@
 #include <cstddef>
 #include <cstring>
 
+#include "device/software/src/vectors.h"
+
 namespace software_device {
 namespace {
 
-constexpr int vectorBytes = 32;
-
-template <class R>
-struct VectorOf;
-template <>
-struct VectorOf<float> {
-  typedef float type __attribute__((vector_size(vectorBytes)));
-  typedef int Lanes __attribute__((vector_size(vectorBytes)));
-  static constexpr Lanes numbers = {0, 1, 2, 3, 4, 5, 6, 7};
-};
-template <>
-struct VectorOf<double> {
-  typedef double type __attribute__((vector_size(vectorBytes)));
-  typedef long long Lanes __attribute__((vector_size(vectorBytes)));
-  static constexpr Lanes numbers = {0, 1, 2, 3};
-};
+;
 
 // Some columns, of as many as there are registers for.
 template <int columns, class R>

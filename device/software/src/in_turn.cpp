@@ -5,21 +5,10 @@
 #include <cstddef>
 #include <cstring>
 
+#include "device/software/src/vectors.h"
+
 namespace software_device {
 namespace {
-
-constexpr int vectorBytes = 32;
-
-template <class R>
-struct VectorOf;
-template <>
-struct VectorOf<float> {
-  typedef float type __attribute__((vector_size(vectorBytes)));
-};
-template <>
-struct VectorOf<double> {
-  typedef double type __attribute__((vector_size(vectorBytes)));
-};
 
 // The first columns of those that are left, as many at a time as there are registers for: from the left and,
 // while the cache has them, from the right.
