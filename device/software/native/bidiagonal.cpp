@@ -103,10 +103,9 @@ TOVI_DEVICE_CODE void addReflected(int m, int n, const T* dA, int lda, const T* 
   });
 }
 
-#define TOVI_INSTANCES(T)                                                                                 \
-  template void multiplyBothWays(int, int, int, int, const T*, int, const T*, const T*, T*, T*, T*, int); \
-  template void addReflected(int, int, const T*, int, const T*, const tovi::Real<T>*, const T*, int,      \
-                             const T*, int, T*);
+#define TOVI_INSTANCES(T)                                     \
+  template decltype(multiplyBothWays<T>) multiplyBothWays<T>; \
+  template decltype(addReflected<T>) addReflected<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace native

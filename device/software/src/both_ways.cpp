@@ -10,8 +10,6 @@
 namespace software_device {
 namespace {
 
-;
-
 // Some columns, of as many as there are registers for.
 template <int columns, class R>
 class Group {
@@ -83,11 +81,11 @@ class Group {
     std::memcpy(y_ + i, &yi, sizeof yi);
   }
 
+  Vector sums_[columns] = {};
   const R* const r_;
   const std::size_t ld_;
   const R *const x1_, *const x2_;
   R* const y_;
-  Vector sums_[columns] = {};
   R rest_[columns] = {};
 };
 
