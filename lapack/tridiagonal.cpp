@@ -32,7 +32,8 @@ int hostOrder() { return cudalib::smallBlocks() ? 32 : 128; }
 // has become is A - V W^H - W V^H, where V holds the reflectors so far. A step makes one more, v, and the
 // column of W that goes with it:
 //   w = y - (tau/2 y^H v) v,  y = tau (A - V W^H - W V^H) v.
-// The small products in it are formed in the rows of that column that nobody needs.
+// V and W stand side by side, W mirrored: (w3 w2 w1 v1 v2 v3). Where one has its element of a row the other
+// has it in the mirrored row, so that a product with both takes the row, or V^H v and W^H v, backwards.
 template <class T>
 class Panel {
  public:
