@@ -198,7 +198,7 @@ TOVI_API toviStatus toviGetErrorInfoString(toviStatus e, int info, char* buf, in
 
 /*
  * Triangles. Of a triangular, symmetric or Hermitian matrix one triangle is used; the other one may hold
- * anything, and so may a diagonal of ones. The host interface copies the whole square all the same:
+ * anything, and so may a diagonal of ones. The host interface copies more than the triangle all the same:
  *
  * - A of trsm, trmm, symm and hemm to the device: the other triangle must be memory that can be read, and no
  *   other thread may write there until the routine returns;
@@ -794,9 +794,9 @@ TOVI_API toviStatus toviDeviceZgesvd(char jobu, char jobvt, int m, int n, toviDo
  *
  * A matrix whose largest element is not between 1e-12 and 1e12 (single precision; in double precision the
  * limits are 1e-138 and 1e138) is scaled before, and the values back after. k * k elements of device memory
- * are needed beside A, u and vt, with 'O' m * n more; with vectors 2 k * k real numbers of page-locked and 3
- * k * k of pageable host memory, and on the software device k * k / 2 + 768 k real numbers more. With vectors
- * k is at most 26000: toviFeatureNotImplemented beyond.
+ * are needed beside A, u and vt, with 'O' and where m < n m * n more each; with vectors 5 k * k real numbers
+ * of page-locked host memory, and on the software device k * k / 2 + 768 k real numbers more. With vectors k
+ * is at most 26000: toviFeatureNotImplemented beyond.
  *
  * toviDataError, error info i: the iteration has not converged; i is the info of LAPACK's xBDSDC for the
  * bidiagonal form, with 'N' that of gesvd. The host interface leaves all operands as they were. A NaN or an
@@ -832,9 +832,9 @@ TOVI_API toviStatus toviDeviceZgesdd(char jobz, int m, int n, toviDoubleComplex*
  *
  * A matrix whose largest element is not between 1e-12 and 1e12 (single precision; in double precision the
  * limits are 1e-138 and 1e138) is scaled before, and the values back after. n * n elements of device memory
- * are needed beside A, with vectors n * n real numbers of page-locked and as many of pageable host memory,
- * and on the software device n * n / 4 + 512 n real numbers more. With vectors n is at most 46000:
- * toviFeatureNotImplemented beyond.
+ * are needed beside A, with vectors 2 n * n real numbers of page-locked host memory, and on the software
+ * device n * n / 4 + 512 n real numbers more. With vectors n is at most 46000: toviFeatureNotImplemented
+ * beyond.
  *
  * toviDataError, error info i: the iteration has not converged; i is the info of LAPACK's xSTEDC ('V') or
  * xSTERF ('N') for the tridiagonal form. The host interface leaves all operands as they were; in the device

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "cudalib/device_table.h"
 #include "cudalib/launch.h"
 #include "cudalib/maps.h"
 #include "ground/complex.h"
@@ -20,7 +19,7 @@ template <int threads, class T>
 __global__ void __launch_bounds__(threads)
     MultiplyBothWays_k(int m, int n, int width, const T* A, int lda, const T* v, const T* tau, T* y, T* x,
                        T* parts, int ldp) {
-  constexpr int together = 4;
+  constexpr int together = sizeof(T) == 16 ? 2 : 4;  // 16 KB are more than the first devices have to give
   TOVI_SHARED(T, sums, [together][threads]);
   const std::ptrdiff_t thread = static_cast<std::ptrdiff_t>(threadIdx.x),
                        block = static_cast<std::ptrdiff_t>(blockIdx.x);
@@ -97,10 +96,8 @@ __global__ void ORGBR_COPY_U_k(int n, T* A, int lda) {
 namespace brd {
 
 int partsOfBothWays(int rows, int cols) {
-  constexpr double least = 0x1p14;  // elements of a part
-  const double wanted = static_cast<double>(rows) * cols / least;
-  return static_cast<int>(
-      std::clamp(wanted, 1.0, 1.0 * cudalib::currentDevice().properties.multiProcessorCount));
+  constexpr double least = 0x1p15, most = 64;  // elements of a part, parts
+  return static_cast<int>(std::clamp(static_cast<double>(rows) * cols / least, 1.0, most));
 }
 
 template <class T>

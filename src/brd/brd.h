@@ -34,7 +34,7 @@ namespace brd {
 // part of. As u = (x - beta e1) / (x1 - beta), A x will do, which the pass over A that makes A^H v can make.
 //
 // The pass: y := tau (A^H v + y), x := x - y, and A x in parts, the columns of a matrix of as many rows as A.
-// How many there are depends on the device and on the shape alone.
+// How many there are depends on the shape alone, so that no machine changes the sums.
 int partsOfBothWays(int rows, int cols);
 template <class T>
 void multiplyBothWays(ConstView<T> dA, const T* dV, const T* dTau, T* dY, T* dX, MatrixView<T> dParts);
