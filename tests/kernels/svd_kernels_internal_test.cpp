@@ -214,9 +214,7 @@ TYPED_TEST(SvdKernels, ProductsFromBothSides) {
           CHECK_RATIO(magnitude(widen(newY(j, 0)) - expected) / bound, 1);
           CHECK_RATIO(magnitude(widen(newX(j, 0)) - (widen(x(j, 0)) - expected)) / bound, 1);
         }
-        tovi::basic::larfg(n, du, du + 1, 1, dTau.data());
-        tovi::basic::copyComplexToReal<T>(du, dBeta.data());
-        tovi::basic::setSingle(tovi::basic::Fill::one, du);
+        tovi::basic::larfg(n, du, dTau.data(), dBeta.data());
         tovi::brd::addReflected<T>(dA.view, du, dBeta.data(), dTau.data(), {dPart, m, parts, dParts.view.ld},
                                    dResult.view.data);
         T newTau;

@@ -17,12 +17,6 @@ namespace native {
 
 namespace {
 
-template <class T>
-Extent extent(const T* p, int rows, int cols, int ld) {
-  const std::size_t elements = static_cast<std::size_t>(cols - 1) * static_cast<std::size_t>(ld);
-  return {p, (elements + static_cast<std::size_t>(rows)) * sizeof(T)};
-}
-
 // y := tau (A^H v + y), x := x - y, w := w + A x. A few columns at a time, which the cache holds.
 template <class T>
 void multiplyInTurn(int m, int n, const T* a, int ld, const T* v, T tau, T* y, T* x, T* w) {
@@ -52,9 +46,12 @@ void multiplyInTurn(int m, int n, const T* a, int ld, const T* v, T tau, T* y, T
 template <class T>
 void multiplyBothWays(int pieces, int m, int n, int width, const T* dA, int lda, const T* dV, const T* dTau,
                       T* dY, T* dX, T* dParts, int ldp) {
-  const std::array<Extent, 6> operands = {extent(dA, m, n, lda), extent(dV, m, 1, m),
-                                          extent(dTau, 1, 1, 1), extent(dY, n, 1, n),
-                                          extent(dX, n, 1, n),   extent(dParts, m, pieces, ldp)};
+  const std::array<Extent, 6> operands = {extent(dA, n, host::distance(lda), m),
+                                          extent(dV, 1, 0, m),
+                                          extent(dTau, 1, 0, 1),
+                                          extent(dY, 1, 0, n),
+                                          extent(dX, 1, 0, n),
+                                          extent(dParts, pieces, host::distance(ldp), m)};
   lendToHost(operands, [&] {
     tiles::forEach(static_cast<std::size_t>(pieces), [&](std::size_t piece) {
       const int i = static_cast<int>(piece), first = std::min(n, i * width),

@@ -12,24 +12,14 @@
 namespace software_device {
 namespace native {
 
-namespace {
-
-// `count` runs of `length` elements, each `step` elements behind the one before.
-template <class T>
-Extent extent(const T* p, int count, int step, int length) {
-  const std::size_t elements =
-      static_cast<std::size_t>(count - 1) * host::distance(step) + static_cast<std::size_t>(length);
-  return {p, elements * sizeof(T)};
-}
-
-}  // namespace
-
 template <bool conj, class T>
 void multiplyTransposed(int count, int m, int n, T alpha, const T* dA, int lda, T beta, const T* dX, int incx,
                         T* dY, int incy, T* room) {
   if (count == 0) return;
-  std::array<Extent, 3> operands = {extent(dY, n, incy, 1)};
-  if (alpha != T(0)) operands = {operands[0], extent(dA, count, lda, m), extent(dX, m, incx, 1)};
+  std::array<Extent, 3> operands = {extent(dY, n, host::distance(incy), 1)};
+  if (alpha != T(0))
+    operands = {operands[0], extent(dA, count, host::distance(lda), m),
+                extent(dX, m, host::distance(incx), 1)};
   lendToHost(operands, [&] {
     tiles::gemv(conj ? 'C' : 'T', m, count, alpha, dA, lda, dX, incx, beta,
                 tiles::piece(dY, incy, n, 0, count), incy, room);

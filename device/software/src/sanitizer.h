@@ -92,6 +92,12 @@ struct Extent {
   }
 };
 
+// `count` runs of `length` elements, each `step` elements behind the one before.
+template <class T>
+Extent extent(const T* p, int count, std::size_t step, int length) {
+  return {p, (static_cast<std::size_t>(count - 1) * step + static_cast<std::size_t>(length)) * sizeof(T)};
+}
+
 // Runs work of the host BLAS on the device's operands. It copies with memcpy, which AddressSanitizer watches:
 // there the operands are host memory for as long as the work runs, and nothing else on the device does.
 template <class Extents, class Work>
