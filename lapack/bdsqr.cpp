@@ -110,8 +110,10 @@ class Vectors {
   // the sweep before has left the half of the host's memory that is written next.
   void send() {
     finishTransfers(stream_);
+    stream_.afterDefault();
     cudalib::uploadAsync(hSweep_, count_, MatrixView<R>(dRotations_.get(), count_, int{runs}, count_),
                          stream_.get());
+    stream_.beforeDefault();
     R* const other = hRotations_.get() + hRotations_.leadingDimension();
     hSweep_ = hSweep_ == other ? hRotations_.get() : other;
   }
