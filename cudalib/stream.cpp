@@ -23,7 +23,7 @@ void Event::order(cudaStream_t earlier, cudaStream_t later) const {
 
 Stream::Stream() : event_(currentDevice().overlapsCopies()) {
   if (!currentDevice().overlapsCopies()) return;
-  withBuffersFreed([this] { check(cudaStreamCreate(&handle_)); });
+  withBuffersFreed([this] { check(cudaStreamCreateWithFlags(&handle_, cudaStreamNonBlocking)); });
 }
 
 Stream::~Stream() {
