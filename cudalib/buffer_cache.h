@@ -12,9 +12,10 @@
 //   Where memory runs short, the thread's free buffers of all kinds are freed and the allocation tried once
 //   more, and after that those of all threads.
 //
-// A buffer keeps what its last user left in it. Device memory may be given back while work on it is queued:
-// drivers end with their private streams at rest, and the default stream is in order. Page-locked memory must
-// be at rest, which the drivers see to; after a failure the frame waits for the device.
+// A buffer keeps what its last user left in it. Device memory may be given back while work on it is queued on
+// the default stream: drivers end with their private streams at rest, and begin what they issue there after
+// the default stream's work so far. Page-locked memory must be at rest, which the drivers see to; after a
+// failure the frame waits for the device.
 
 #ifndef TOVI_CUDALIB_BUFFER_CACHE_H
 #define TOVI_CUDALIB_BUFFER_CACHE_H

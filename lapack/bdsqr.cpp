@@ -61,7 +61,9 @@ class Vectors {
         dC_(dC),
         room_(runs * static_cast<std::size_t>(n) + apart),
         hRotations_(room_, 2 * together),
-        dRotations_(room_, 2 * together) {}
+        dRotations_(room_, 2 * together) {
+    stream_.afterDefault();  // which may yet use what the buffers were before
+  }
 
   // The next sweep has `count` rotations, of which number k is of the neighbours first + k and first + k + 1.
   void begin(int first, int count) { sweeps_[waiting_] = {first, count, 'F', true}; }
@@ -126,13 +128,14 @@ class Vectors {
     if (++waiting_ == together) rotate();
   }
 
-  // Makes the calls of the sweeps that wait for them, and turns to the other half.
-  //   A rotation waits for the copy of its sweep, and a copy for the rotations that read what it replaces, of
-  //   the last use of its half: both by the order of the streams.
-  //   The host waits here for the copies that read what it is going to write. They are behind the rotations
-  //   of the other half; those of this one keep the device at work meanwhile.
+  // Makes the calls of the sweeps that wait for them, and turns to the other half. The rotations come after
+  // the copies of their sweeps, and the copies of what comes next after the rotations that were issued
+  // before, the last use of the half that they replace. The host waits for the copies that read what it is
+  // going to write; the rotations of this half keep the device at work meanwhile.
   void rotate() {
     if (waiting_ == 0) return;
+    stream_.beforeDefault();
+    stream_.afterDefault();
     for (std::size_t i = 0; i < waiting_; ++i)
       if (sweeps_[i].bothSides && !dV_.empty()) rotateColumns(i, 0, dV_);
     for (std::size_t i = 0; i < waiting_; ++i)

@@ -94,6 +94,7 @@ int factor(const Triangle<T>& triangle, int nb) {
   const cudalib::PaddedMemory<T> dBlock(size(nb), size(nb));
   const cudalib::Stream stream;
   const auto fetch = [&](int j, int jb) {
+    stream.afterDefault();
     cudalib::downloadAsync<T>(triangle.diagonal(j, jb), hBlock.get(), jb, stream.get());
   };
 
@@ -105,7 +106,7 @@ int factor(const Triangle<T>& triangle, int nb) {
     if (info > 0) return j + info;
     const MatrixView<T> dFactored = dBlock.view(jb, jb);
     cudalib::uploadAsync(hBlock.get(), jb, dFactored, stream.get());
-    finishTransfers(stream);
+    stream.beforeDefault();
     basic::lacpy<T>(triangle.uplo(), dFactored, triangle.diagonal(j, jb));
     if (right == 0) break;
 
@@ -119,6 +120,7 @@ int factor(const Triangle<T>& triangle, int nb) {
     triangle.updatePanel(j, jb, next, width);
     triangle.updateDiagonal(j, jb, next + width, rest);
   }
+  finishTransfers(stream);  // the last upload must not outlive its buffer
   return 0;
 }
 

@@ -37,11 +37,13 @@ class Straight {
  public:
   Straight(MatrixView<T> dA, int /*nb*/) : dA_(dA) {}
 
-  void fetch(int j, int jb, T* hPanel, cudaStream_t stream) const {
-    cudalib::downloadAsync<T>(dA_.block(j, j, dA_.rows - j, jb), hPanel, dA_.rows - j, stream);
+  // Sends for a panel as the default stream leaves it.
+  void fetch(int j, int jb, T* hPanel, const cudalib::Stream& stream) const {
+    stream.afterDefault();
+    cudalib::downloadAsync<T>(dA_.block(j, j, dA_.rows - j, jb), hPanel, dA_.rows - j, stream.get());
   }
-  void send(int j, int jb, const T* hPanel, cudaStream_t stream) const {
-    cudalib::uploadAsync(hPanel, dA_.rows - j, dA_.block(j, j, dA_.rows - j, jb), stream);
+  void send(int j, int jb, const T* hPanel, const cudalib::Stream& stream) const {
+    cudalib::uploadAsync(hPanel, dA_.rows - j, dA_.block(j, j, dA_.rows - j, jb), stream.get());
   }
   // The factored panel has arrived on the device.
   void place(int /*j*/, int /*jb*/) const {}
@@ -72,12 +74,13 @@ class Transposed {
   Transposed(MatrixView<T> dAt, int nb)
       : dAt_(dAt), dPanel_(static_cast<std::size_t>(dAt.rows), static_cast<std::size_t>(nb)) {}
 
-  void fetch(int j, int jb, T* hPanel, cudaStream_t stream) const {
+  void fetch(int j, int jb, T* hPanel, const cudalib::Stream& stream) const {
     basic::transpose<T>(dAt_.block(j, j, jb, dAt_.cols - j), panel(j, jb));
-    cudalib::downloadAsync<T>(panel(j, jb), hPanel, dAt_.cols - j, stream);
+    stream.afterDefault();
+    cudalib::downloadAsync<T>(panel(j, jb), hPanel, dAt_.cols - j, stream.get());
   }
-  void send(int j, int jb, const T* hPanel, cudaStream_t stream) const {
-    cudalib::uploadAsync(hPanel, dAt_.cols - j, panel(j, jb), stream);
+  void send(int j, int jb, const T* hPanel, const cudalib::Stream& stream) const {
+    cudalib::uploadAsync(hPanel, dAt_.cols - j, panel(j, jb), stream.get());
   }
   void place(int j, int jb) const { basic::transpose<T>(panel(j, jb), dAt_.block(j, j, jb, dAt_.cols - j)); }
   void interchange(const int* hIpiv, int j, int jb, int column, int count) const {
@@ -132,7 +135,8 @@ int factorOnHost(MatrixView<T> dA, int* hIpiv) {
 }
 
 // Right-looking blocked factorization of an m x n matrix. Panels are factored on the host; while the device
-// updates the rest of the trailing matrix, the next panel, updated first, is already on its way.
+// updates the rest of the trailing matrix, the next panel, updated first, is already on its way. What nobody
+// waits for, the interchange on the left, comes last.
 template <class T, class Storage>
 int factorBlocked(const Storage& storage, int m, int n, int nb, int* hIpiv) {
   const int k = std::min(m, n);
@@ -140,41 +144,33 @@ int factorBlocked(const Storage& storage, int m, int n, int nb, int* hIpiv) {
   const cudalib::Stream stream;
   int firstZero = 0;
 
-  storage.fetch(0, nb, hPanel.get(), stream.get());
+  storage.fetch(0, nb, hPanel.get(), stream);
   for (int j = 0; j < k; j += nb) {
     const int jb = std::min(k - j, nb);
     const int rows = m - j;
-    finishTransfers(stream);
+    finishTransfers(stream);  // the panel has come, and the one before has gone
     const int info = factorSafely(rows, jb, hPanel.get(), hIpiv + j, [&] {
-      storage.fetch(j, jb, hPanel.get(), stream.get());
+      storage.fetch(j, jb, hPanel.get(), stream);
       finishTransfers(stream);
     });
     if (info > 0 && firstZero == 0) firstZero = info + j;
-    storage.send(j, jb, hPanel.get(), stream.get());
+    storage.send(j, jb, hPanel.get(), stream);
     for (int i = j; i < std::min(m, j + jb); ++i) hIpiv[i] += j;
 
-    storage.interchange(hIpiv, j, jb, 0, j);
-
-    const int right = n - j - jb;
-    if (right <= 0) {
-      finishTransfers(stream);
-      storage.place(j, jb);
-      continue;
-    }
     // Look-ahead: the columns of the next panel, which then leaves for the host.
-    const int next = std::min(jb, right);
-    storage.interchange(hIpiv, j, jb, j + jb, next);
-    finishTransfers(stream);
+    const int right = n - j - jb, next = std::min(jb, right), rest = right - next;
+    if (next > 0) storage.interchange(hIpiv, j, jb, j + jb, next);
+    stream.beforeDefault();
     storage.place(j, jb);
-    storage.eliminate(j, jb, j + jb, next);
-    if (rows > jb) storage.fetch(j + jb, next, hPanel.get(), stream.get());
-
-    const int rest = right - jb;
+    if (next > 0) storage.eliminate(j, jb, j + jb, next);
+    if (next > 0 && rows > jb) storage.fetch(j + jb, next, hPanel.get(), stream);
     if (rest > 0) {
       storage.interchange(hIpiv, j, jb, j + 2 * jb, rest);
       storage.eliminate(j, jb, j + 2 * jb, rest);
     }
+    storage.interchange(hIpiv, j, jb, 0, j);
   }
+  finishTransfers(stream);  // the last upload must not outlive its buffer
   return firstZero;
 }
 

@@ -65,8 +65,10 @@ class Columns {
   // The scalar factors of a panel begin here.
   int tau(int first, int /*count*/) const { return first; }
 
-  void fetch(int first, int count, T* hPanel, int ldh, cudaStream_t stream) const {
-    cudalib::downloadAsync<T>(panel(first, count), hPanel, ldh, stream);
+  // Sends for a panel as the default stream leaves it.
+  void fetch(int first, int count, T* hPanel, int ldh, const cudalib::Stream& stream) const {
+    stream.afterDefault();
+    cudalib::downloadAsync<T>(panel(first, count), hPanel, ldh, stream.get());
   }
   void send(const T* hPanel, int ldh, int first, int count) const {
     cudalib::upload(hPanel, ldh, panel(first, count));
@@ -119,9 +121,10 @@ class Rows {
     return backward ? std::max(std::min(dA_.rows, dA_.cols) - first - count, 0) : first;
   }
 
-  void fetch(int first, int count, T* hPanel, int ldh, cudaStream_t stream) const {
+  void fetch(int first, int count, T* hPanel, int ldh, const cudalib::Stream& stream) const {
     basic::transpose<T>(panel(first, count), transposed(first, count), true);
-    cudalib::downloadAsync<T>(transposed(first, count), hPanel, ldh, stream);
+    stream.afterDefault();
+    cudalib::downloadAsync<T>(transposed(first, count), hPanel, ldh, stream.get());
   }
   void send(const T* hPanel, int ldh, int first, int count) const {
     cudalib::upload(hPanel, ldh, transposed(first, count));
@@ -167,7 +170,7 @@ int factorPanels(const Form& form, int k, int nb, T* hTau, std::vector<T>& hWork
   const MatrixView<T> dT = dTriangle.view(nb, nb), dSave = dSaved.view(nb, nb);
   const cudalib::Stream stream;
 
-  form.fetch(0, nb, hPanel.get(), ldh, stream.get());
+  form.fetch(0, nb, hPanel.get(), ldh, stream);
   int i = 0;
   for (; i < k - nb; i += nb) {
     finishTransfers(stream);
@@ -187,7 +190,7 @@ int factorPanels(const Form& form, int k, int nb, T* hTau, std::vector<T>& hWork
     const int left = form.lines() - i - nb;
     const int next = std::min(left, nb), rest = left - next;
     form.update(dV, dW, dY.get(), form.part(i, i + nb, next));
-    form.fetch(i + nb, next, hPanel.get(), ldh, stream.get());
+    form.fetch(i + nb, next, hPanel.get(), ldh, stream);
     if (rest > 0) form.update(dV, dW, dY.get(), form.part(i, i + nb + next, rest));
     basic::copyMatrix<T>(dSave, dCorner);
   }

@@ -182,6 +182,7 @@ void forEachBlock(bool lastFirst, ConstView<T> dV, const T* dTau, const Apply& a
     cudalib::downloadAsync<T>(panel.dV, hPanel.get(), ldPanel, stream.get());
   };
 
+  stream.afterDefault();
   fetch(at(0));
   for (int step = 0; step < blocks; ++step) {
     const Panel<T> panel = at(step);
@@ -189,7 +190,9 @@ void forEachBlock(bool lastFirst, ConstView<T> dV, const T* dTau, const Apply& a
     finishTransfers(stream);
     host::larft(Form::direct, Form::storev, Form::length(panel.dV), ib, hPanel.get(), ldPanel,
                 hTau.data() + panel.first, hT.get(), nb);
+    stream.afterDefault();  // what was queued last reads the T before
     cudalib::uploadAsync<T>(hT.get(), nb, dT.view(nb, nb), stream.get());
+    stream.beforeDefault();
     if (step + 1 < blocks) fetch(at(step + 1));
     apply(panel, ConstView<T>(dT.view(ib, ib)));
   }

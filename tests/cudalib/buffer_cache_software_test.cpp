@@ -301,12 +301,14 @@ TEST(BufferCacheThreads, WhatNobodyUsesIsFreedBeforeACallFails) {
   EXPECT_EQ(product(3400), toviNoError);  // 45 MiB
   EXPECT_EQ(product(4200), toviInsufficientMemory) << "more than there is";
 
-  toviFreeBuffers();
-  const IdleThread second(another);
-  software_device::failCall(Entry::streamCreate, 1, cudaErrorMemoryAllocation);
-  EXPECT_NO_THROW(cudalib::Stream());
-  EXPECT_EQ(everythingAlive(), 0u);
-  EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+  for (const Entry entry : {Entry::streamCreate, Entry::eventCreate}) {
+    toviFreeBuffers();
+    const IdleThread second(another);
+    software_device::failCall(entry, 1, cudaErrorMemoryAllocation);
+    EXPECT_NO_THROW(cudalib::Stream());
+    EXPECT_EQ(everythingAlive(), 0u);
+    EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+  }
 }
 
 // Where CUBLAS has no memory the call cannot be made again: what it has changed is not known.

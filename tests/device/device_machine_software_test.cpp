@@ -72,17 +72,27 @@ TEST(DeviceMachine, EveryThreadHasACurrentDevice) {
   int device = -1;
   expectSuccess({cudaSetDevice(1), cudaSetDevice(0), cudaSetDevice(1)});
   int* onFirst = nullptr;
-  cudaStream_t ofFirst = nullptr;
+  cudaStream_t ofFirst = nullptr, ofSecond = nullptr;
+  cudaEvent_t onFirstsStream = nullptr;
   std::thread([&] {
     EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
     EXPECT_EQ(device, 0);
     EXPECT_EQ(cudaMalloc(&onFirst, 1500000), cudaErrorMemoryAllocation);  // more than it has
     EXPECT_EQ(cudaMalloc(&onFirst, sizeof *onFirst), cudaSuccess);
     EXPECT_EQ(cudaStreamCreate(&ofFirst), cudaSuccess);
+    EXPECT_EQ(cudaEventCreateWithFlags(&onFirstsStream, 0), cudaSuccess);
+    EXPECT_EQ(cudaEventRecord(onFirstsStream, ofFirst), cudaSuccess);
   }).join();
   EXPECT_EQ(cudaGetDevice(&device), cudaSuccess);
   EXPECT_EQ(device, 1);
-  // A stream belongs to a device, an address may be copied from anywhere.
+  // A stream belongs to a device, and so does an event, for which others may wait; an address may be copied
+  // from anywhere.
+  ASSERT_EQ(cudaStreamCreate(&ofSecond), cudaSuccess);
+  EXPECT_EQ(cudaStreamWaitEvent(ofSecond, onFirstsStream, 0), cudaSuccess);
+  for (const cudaError_t error :
+       {cudaEventRecord(onFirstsStream, ofSecond), cudaEventRecord(onFirstsStream, ofFirst),
+        cudaStreamWaitEvent(ofFirst, onFirstsStream, 0)})
+    EXPECT_EQ(error, cudaErrorInvalidResourceHandle);
   int* onSecond = nullptr;
   ASSERT_EQ(cudaMalloc(&onSecond, 1500000), cudaSuccess);
   device::launch<&store_k>(dim3(1), dim3(1), 0, ofFirst, onSecond);
@@ -92,7 +102,11 @@ TEST(DeviceMachine, EveryThreadHasACurrentDevice) {
   int value = 0;
   ASSERT_EQ(cudaMemcpy(&value, onFirst, sizeof value, cudaMemcpyDeviceToHost), cudaSuccess);
   EXPECT_EQ(value, 5);
-  expectSuccess({cudaStreamDestroy(ofFirst), cudaFree(onFirst), cudaFree(onSecond)});
+  expectSuccess(
+      {cudaStreamDestroy(ofFirst), cudaStreamDestroy(ofSecond), cudaFree(onFirst), cudaFree(onSecond)});
+  software_device::configure(twoDevices());
+  EXPECT_EQ(cudaEventSynchronize(onFirstsStream), cudaErrorInvalidResourceHandle) << "of another machine";
+  static_cast<void>(cudaGetLastError());
 }
 
 // A kernel, and a product, that get an address of another device, of the host, or behind an allocation. The
@@ -138,6 +152,7 @@ TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
 
     void* p = nullptr;
     cudaStream_t another = nullptr;
+    cudaEvent_t event = nullptr;
     std::size_t free = 0, total = 0;
     const std::function<cudaError_t()> calls[] = {
         [&] { return cudaMalloc(&p, 4); },
@@ -148,6 +163,11 @@ TEST(DeviceMachine, AnIllegalAddressLosesTheDevice) {
         [&] { return cudaStreamCreate(&another); },
         [&] { return cudaStreamSynchronize(stream); },
         [&] { return cudaStreamQuery(stream); },
+        [&] { return cudaStreamWaitEvent(stream, event, 0); },
+        [&] { return cudaEventCreateWithFlags(&event, 0); },
+        [&] { return cudaEventRecord(event, stream); },
+        [&] { return cudaEventSynchronize(event); },
+        [&] { return cudaEventQuery(event); },
         [&] { return cudaThreadSynchronize(); },
         [&] { return cudaGetLastError(); },
         [&] {

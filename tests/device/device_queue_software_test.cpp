@@ -9,7 +9,9 @@
 #include <functional>
 #include <future>
 #include <new>
+#include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "device/launch.h"
@@ -40,6 +42,9 @@ struct OneInt {
   }
   OneInt(const OneInt&) = delete;
   OneInt& operator=(const OneInt&) = delete;
+  void multiply(int value, cudaStream_t where) {
+    device::launch<&multiply_k>(dim3(1), dim3(1), 0, where, dX, value);
+  }
   void add(int value, cudaStream_t where) { device::launch<&add_k>(dim3(1), dim3(1), 0, where, dX, value); }
   cudaError_t downloadLater(int* h, cudaStream_t where) {
     return cudaMemcpyAsync(h, dX, sizeof(int), cudaMemcpyDeviceToHost, where);
@@ -164,6 +169,178 @@ TEST_F(DeviceQueue, DestroyedStreamsAreUnknownButTheirWorkGoesOn) {
   EXPECT_EQ(*hX, 1);
 }
 
+// What follows runs in drawn orders. program(stream, event) has a stream and an event of its own; what it may
+// leave in dX are exactly the results of the orders that are allowed.
+class DeviceQueueDrawn : public testing::Test, protected OneInt {
+ protected:
+  using Program = std::function<void(cudaStream_t, cudaEvent_t)>;
+  std::vector<int> inTurn(unsigned flags, const Program& program) {
+    std::vector<int> results;
+    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+      software_device::setSchedule(Schedule::drawn, seed);
+      cudaStream_t own = nullptr;
+      cudaEvent_t event = nullptr;
+      EXPECT_EQ(cudaStreamCreateWithFlags(&own, flags), cudaSuccess);
+      EXPECT_EQ(cudaEventCreateWithFlags(&event, cudaEventDisableTiming), cudaSuccess);
+      EXPECT_EQ(cudaMemset(dX, 0, sizeof(int)), cudaSuccess);
+      EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+      program(own, event);
+      cudaEventDestroy(event), cudaStreamDestroy(own);
+      EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+      int x = 0;
+      EXPECT_EQ(cudaMemcpy(&x, dX, sizeof x, cudaMemcpyDeviceToHost), cudaSuccess);
+      results.push_back(x);
+    }
+    static_cast<void>(cudaGetLastError());  // of what the program has destroyed itself
+    EXPECT_EQ(software_device::live().events, 0u);
+    return results;
+  }
+  std::set<int> outcomes(unsigned flags, const Program& program) {
+    const std::vector<int> results = inTurn(flags, program);
+    return {results.begin(), results.end()};
+  }
+};
+using Outcomes = std::set<int>;
+
+// x := 2, x := 3 x, x := x + 1, the second on the stream: 7 in the order of issue, 3 or 9 when the stream
+// comes too early or too late.
+TEST_F(DeviceQueueDrawn, StreamsAndEventsAllowWhatTheySay) {
+  const auto program = [this](bool after, bool before) {
+    return [=](cudaStream_t own, cudaEvent_t event) {
+      add(2, nullptr);
+      if (after) cudaEventRecord(event, nullptr), cudaStreamWaitEvent(own, event, 0);
+      multiply(3, own);
+      if (before) cudaEventRecord(event, own), cudaStreamWaitEvent(nullptr, event, 0);
+      add(1, nullptr);
+    };
+  };
+  EXPECT_EQ(outcomes(cudaStreamDefault, program(false, false)), Outcomes({7}));
+  EXPECT_EQ(outcomes(cudaStreamNonBlocking, program(false, false)), Outcomes({3, 7, 9}));
+  EXPECT_EQ(outcomes(cudaStreamNonBlocking, program(true, false)), Outcomes({7, 9}));
+  EXPECT_EQ(outcomes(cudaStreamNonBlocking, program(false, true)), Outcomes({3, 7}));
+  EXPECT_EQ(outcomes(cudaStreamNonBlocking, program(true, true)), Outcomes({7}));
+  // Two streams that keep in order with the default one are in none by themselves.
+  const Program twoStreams = [this](cudaStream_t own, cudaEvent_t) {
+    add(2, stream), multiply(3, own), add(1, nullptr);
+  };
+  EXPECT_EQ(outcomes(cudaStreamDefault, twoStreams), Outcomes({3, 7}));
+  // The same orders again
+  EXPECT_EQ(inTurn(cudaStreamNonBlocking, program(false, false)),
+            inTurn(cudaStreamNonBlocking, program(false, false)));
+}
+
+TEST_F(DeviceQueueDrawn, AnEventIsThatOfItsRecordBeforeTheWait) {
+  const auto program = [this](const Program& meanwhile, bool recorded = true) {
+    return [=](cudaStream_t own, cudaEvent_t event) {
+      add(2, nullptr);
+      if (recorded) cudaEventRecord(event, nullptr);
+      cudaStreamWaitEvent(own, event, 0);
+      multiply(3, own);
+      add(1, nullptr);
+      meanwhile(own, event);
+    };
+  };
+  const Program nothing = [](cudaStream_t, cudaEvent_t) {};
+  EXPECT_EQ(outcomes(cudaStreamNonBlocking, program(nothing, false)), Outcomes({3, 7, 9}));
+  for (const Program& meanwhile :
+       {Program([](cudaStream_t, cudaEvent_t event) { cudaEventRecord(event, nullptr); }),
+        Program([](cudaStream_t, cudaEvent_t event) { cudaEventDestroy(event); }),
+        Program([](cudaStream_t own, cudaEvent_t) { cudaStreamDestroy(own); })})
+    EXPECT_EQ(outcomes(cudaStreamNonBlocking, program(meanwhile)), Outcomes({7, 9}));
+}
+
+// What the host waits for has been done, and whether the rest has is drawn.
+TEST_F(DeviceQueueDrawn, AWaitIsForWhatItSays) {
+  const auto seen = [this](unsigned flags, const Program& wait) {
+    Outcomes values;
+    inTurn(flags, [&](cudaStream_t own, cudaEvent_t event) {
+      *hX = 0;
+      add(5, own);
+      downloadLater(hX, own);
+      cudaEventRecord(event, own);
+      add(1, nullptr);
+      wait(own, event);
+      values.insert(*hX == 0 ? 0 : 5);
+    });
+    return values;
+  };
+  int y = 0;
+  const auto poll = [](const auto& query) {
+    while (query() == cudaErrorNotReady) continue;
+  };
+  const Program waitsForIt[] = {
+      [](cudaStream_t own, cudaEvent_t) { cudaStreamSynchronize(own); },
+      [](cudaStream_t, cudaEvent_t event) { cudaEventSynchronize(event); },
+      [=](cudaStream_t, cudaEvent_t event) { poll([=] { return cudaEventQuery(event); }); },
+      [=](cudaStream_t own, cudaEvent_t) { poll([=] { return cudaStreamQuery(own); }); },
+      [](cudaStream_t, cudaEvent_t) { cudaThreadSynchronize(); },
+  };
+  const Program waitsForTheDefaultStream[] = {
+      [](cudaStream_t, cudaEvent_t) { cudaStreamSynchronize(nullptr); },
+      [&](cudaStream_t, cudaEvent_t) { cudaMemcpy(&y, dX, sizeof y, cudaMemcpyDeviceToHost); },
+      [&](cudaStream_t, cudaEvent_t) {
+        cudaMemcpyAsync(&y, dX, sizeof y, cudaMemcpyDeviceToHost, nullptr);  // pageable
+      },
+  };
+  for (const Program& wait : waitsForIt)
+    EXPECT_EQ(seen(cudaStreamNonBlocking, wait), Outcomes({5})) << &wait - waitsForIt;
+  for (const Program& wait : waitsForTheDefaultStream) {
+    EXPECT_EQ(seen(cudaStreamNonBlocking, wait), Outcomes({0, 5})) << &wait - waitsForTheDefaultStream;
+    EXPECT_EQ(seen(cudaStreamDefault, wait), Outcomes({5})) << &wait - waitsForTheDefaultStream;
+  }
+}
+
+// In the other schedules, too: an event of a stream to which nothing but a wait for another event was given.
+TEST_F(DeviceQueue, AnEventPassesWaitsOn) {
+  cudaStream_t second = nullptr, third = nullptr;
+  cudaEvent_t event = nullptr;
+  ASSERT_EQ(cudaStreamCreateWithFlags(&second, cudaStreamNonBlocking), cudaSuccess);
+  ASSERT_EQ(cudaStreamCreateWithFlags(&third, cudaStreamNonBlocking), cudaSuccess);
+  ASSERT_EQ(cudaEventCreateWithFlags(&event, cudaEventDisableTiming), cudaSuccess);
+  EXPECT_EQ(cudaEventQuery(event), cudaSuccess);
+  EXPECT_EQ(cudaEventSynchronize(event), cudaSuccess);
+  for (const Schedule schedule : {Schedule::eager, Schedule::lazy, Schedule::drawn})
+    for (std::uint64_t seed = 1; seed <= 10; ++seed) {
+      software_device::setSchedule(schedule, seed);
+      *hX = -1;
+      ASSERT_EQ(cudaMemset(dX, 0, sizeof(int)), cudaSuccess);
+      add(5, stream);
+      ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
+      for (const auto& [from, to] : {std::pair(stream, second), std::pair(second, third)}) {
+        ASSERT_EQ(cudaEventRecord(event, from), cudaSuccess);
+        ASSERT_EQ(cudaStreamWaitEvent(to, event, 0), cudaSuccess);
+      }
+      ASSERT_EQ(cudaStreamSynchronize(third), cudaSuccess);
+      EXPECT_EQ(*hX, 5);
+    }
+  EXPECT_EQ(cudaEventDestroy(event), cudaSuccess);
+  EXPECT_EQ(cudaStreamDestroy(second), cudaSuccess);
+  EXPECT_EQ(cudaStreamDestroy(third), cudaSuccess);
+}
+
+TEST_F(DeviceQueue, BadEventsAreRefused) {
+  cudaEvent_t event = nullptr, gone = nullptr;
+  cudaStream_t other = nullptr;
+  EXPECT_EQ(cudaEventCreateWithFlags(nullptr, 0), cudaErrorInvalidValue);
+  EXPECT_EQ(cudaEventCreateWithFlags(&event, 64), cudaErrorInvalidValue);
+  EXPECT_EQ(cudaStreamCreateWithFlags(nullptr, 0), cudaErrorInvalidValue);
+  EXPECT_EQ(cudaStreamCreateWithFlags(&other, 2), cudaErrorInvalidValue);
+  ASSERT_EQ(cudaEventCreateWithFlags(&event, 0), cudaSuccess);
+  ASSERT_EQ(cudaEventCreateWithFlags(&gone, 0), cudaSuccess);
+  ASSERT_EQ(cudaEventDestroy(gone), cudaSuccess);
+  EXPECT_EQ(cudaStreamWaitEvent(stream, event, 1), cudaErrorInvalidValue);
+  ASSERT_EQ(cudaStreamCreate(&other), cudaSuccess);
+  ASSERT_EQ(cudaStreamDestroy(other), cudaSuccess);
+  for (const cudaEvent_t bad : {gone, cudaEvent_t(nullptr)})
+    for (const cudaError_t error : {cudaEventDestroy(bad), cudaEventRecord(bad, nullptr), cudaEventQuery(bad),
+                                    cudaEventSynchronize(bad), cudaStreamWaitEvent(stream, bad, 0)})
+      EXPECT_EQ(error, cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(cudaEventRecord(event, other), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(cudaStreamWaitEvent(other, event, 0), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(cudaEventDestroy(event), cudaSuccess);
+}
+
 // As what needs memory for a stack and gets none.
 __global__ void failing_k(int* p, int block) {
   if (static_cast<int>(blockIdx.x) == block) throw std::bad_alloc();
@@ -173,7 +350,7 @@ __global__ void failing_k(int* p, int block) {
 // The queue goes on, with the next piece and after the one that has failed; the failure waits for the thread
 // whose work it was, which is told once.
 TEST_F(DeviceQueue, WorkThatFailsIsToldToWhoIssuedIt) {
-  for (const Schedule schedule : {Schedule::lazy, Schedule::eager})
+  for (const Schedule schedule : {Schedule::lazy, Schedule::eager, Schedule::drawn})
     for (const int blocks : {1, 4000}) {  // in one piece, on several threads
       software_device::setSchedule(schedule);
       std::thread([&] {
@@ -277,7 +454,7 @@ TEST(DeviceQueueDeathTest, AProcessMayEndWithWorkQueued) {
 // Many threads, each with a stream of its own: its work in the order of its issue, also against the default
 // stream.
 TEST(DeviceQueueThreads, ManyThreadsShareTheDevice) {
-  for (const Schedule schedule : {Schedule::eager, Schedule::lazy}) {
+  for (const Schedule schedule : {Schedule::eager, Schedule::lazy, Schedule::drawn}) {
     software_device::setSchedule(schedule);
     std::vector<std::thread> crew;
     for (int t = 0; t < 6; ++t)

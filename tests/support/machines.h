@@ -42,7 +42,8 @@ inline toviStatus pretendMemory(std::size_t bytes) {
 
 inline bool nothingAlive(std::size_t butOperands = 0) {
   const software_device::Live live = software_device::live();
-  return live.allocations == butOperands && live.pageLockedBlocks == 0 && live.streams == 0;
+  return live.allocations == butOperands && live.pageLockedBlocks == 0 && live.streams == 0 &&
+         live.events == 0;
 }
 
 // What is alive beside the buffers that the library keeps for this thread, which are freed.

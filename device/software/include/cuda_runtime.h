@@ -1,5 +1,5 @@
 /* The CUDA runtime interface of the software device: the part of CUDA 3.2's that dense linear algebra calls,
-   for C and C++. A program written against the toolkit's header compiles unchanged against this one. At link
+   and streams with flags, which came later, for C and C++. A program written against the toolkit's header compiles unchanged against this one. At link
    level every function carries a prefix of its own, so that this device and a real runtime can live in one
    process.
 
@@ -44,9 +44,16 @@
 #define cudaMemcpy2DAsync toviSw_cudaMemcpy2DAsync
 #define cudaMemset toviSw_cudaMemset
 #define cudaStreamCreate toviSw_cudaStreamCreate
+#define cudaStreamCreateWithFlags toviSw_cudaStreamCreateWithFlags
 #define cudaStreamDestroy toviSw_cudaStreamDestroy
 #define cudaStreamSynchronize toviSw_cudaStreamSynchronize
 #define cudaStreamQuery toviSw_cudaStreamQuery
+#define cudaStreamWaitEvent toviSw_cudaStreamWaitEvent
+#define cudaEventCreateWithFlags toviSw_cudaEventCreateWithFlags
+#define cudaEventDestroy toviSw_cudaEventDestroy
+#define cudaEventRecord toviSw_cudaEventRecord
+#define cudaEventSynchronize toviSw_cudaEventSynchronize
+#define cudaEventQuery toviSw_cudaEventQuery
 #define cudaThreadSynchronize toviSw_cudaThreadSynchronize
 #define cudaDeviceSynchronize toviSw_cudaDeviceSynchronize
 #define cudaGetLastError toviSw_cudaGetLastError
@@ -154,6 +161,13 @@ struct cudaDeviceProp {
 };
 
 typedef struct CUstream_st* cudaStream_t;
+typedef struct CUevent_st* cudaEvent_t;
+
+#define cudaStreamDefault 0x00
+#define cudaStreamNonBlocking 0x01 /* neither waits for the default stream nor makes that wait */
+#define cudaEventDefault 0x00
+#define cudaEventBlockingSync 0x01
+#define cudaEventDisableTiming 0x02 /* there is no timing here */
 
 TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaRuntimeGetVersion(int* version);
 TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaDriverGetVersion(int* version);
@@ -186,9 +200,17 @@ TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaMemcpy2DAsync(void* destination, siz
 TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaMemset(void* pointer, int value, size_t bytes);
 
 TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaStreamCreate(cudaStream_t* stream);
+TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaStreamCreateWithFlags(cudaStream_t* stream, unsigned int flags);
 TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaStreamDestroy(cudaStream_t stream);
 TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaStreamSynchronize(cudaStream_t stream);
 TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaStreamQuery(cudaStream_t stream);
+TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaStreamWaitEvent(cudaStream_t stream, cudaEvent_t event,
+                                                            unsigned int flags);
+TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaEventCreateWithFlags(cudaEvent_t* event, unsigned int flags);
+TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaEventDestroy(cudaEvent_t event);
+TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaEventRecord(cudaEvent_t event, cudaStream_t stream);
+TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaEventSynchronize(cudaEvent_t event);
+TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaEventQuery(cudaEvent_t event);
 TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaThreadSynchronize(void);
 TOVI_SOFTWARE_API cudaError_t CUDARTAPI cudaDeviceSynchronize(void);
 

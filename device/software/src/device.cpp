@@ -46,12 +46,36 @@ cudaDeviceProp properties(const Profile& profile) {
   return p;
 }
 
-// Waits for the work up to a number; then the error of the device, or of work that this thread has issued.
-cudaError_t finish(const Device& device, std::uint64_t number) {
-  queue().wait(number);
+// How a wait ends: with the error of the device, or of work that this thread has issued.
+cudaError_t afterWait(const Device& device) {
   verifyGuards();
   const cudaError_t failure = queue().takeFailure(), lost = lostWith(device);
   return lost != cudaSuccess ? lost : failure;
+}
+
+cudaError_t createStream(cudaStream_t* stream, unsigned flags) {
+  return entryPoint(CallGuard(Entry::streamCreate, {flags}), [=] {
+    if (stream == nullptr || (flags & ~unsigned{cudaStreamNonBlocking}) != 0) return cudaErrorInvalidValue;
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    *stream = queue().createStream(*device, (flags & cudaStreamNonBlocking) == 0);
+    return cudaSuccess;
+  });
+}
+
+// Whether the work of the number that find(device, &number) gives is done, alone or with all before it.
+template <class Find>
+cudaError_t query(const CallGuard& guard, bool alone, const Find& find) {
+  bool done = true;
+  const cudaError_t status = entryPoint(guard, [&] {
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    std::uint64_t last = 0;
+    if (!find(*device, &last)) return cudaErrorInvalidResourceHandle;
+    done = queue().poll(last, alone);
+    return done ? afterWait(*device) : cudaSuccess;
+  });
+  return done ? status : cudaErrorNotReady;  // an answer, not an error: it does not stick
 }
 
 }  // namespace
@@ -102,14 +126,10 @@ cudaError_t cudaGetDevice(int* device) {
   });
 }
 
-cudaError_t cudaStreamCreate(cudaStream_t* stream) {
-  return entryPoint(CallGuard(Entry::streamCreate), [=] {
-    if (stream == nullptr) return cudaErrorInvalidValue;
-    Device* device = nullptr;
-    if (const cudaError_t error = useDevice(&device)) return error;
-    *stream = queue().createStream(*device);
-    return cudaSuccess;
-  });
+cudaError_t cudaStreamCreate(cudaStream_t* stream) { return createStream(stream, cudaStreamDefault); }
+
+cudaError_t cudaStreamCreateWithFlags(cudaStream_t* stream, unsigned flags) {
+  return createStream(stream, flags);
 }
 
 // Does not wait: the stream's work goes on without it.
@@ -124,23 +144,68 @@ cudaError_t cudaStreamSynchronize(cudaStream_t stream) {
   return entryPoint(CallGuard(Entry::streamSynchronize, {}, stream), [=] {
     Device* device = nullptr;
     if (const cudaError_t error = useDevice(&device)) return error;
-    std::uint64_t last = 0;
-    if (!queue().lastIssued(*device, stream, &last)) return cudaErrorInvalidResourceHandle;
-    return finish(*device, last);
+    return queue().waitForTurn(*device, stream) ? afterWait(*device) : cudaErrorInvalidResourceHandle;
   });
 }
 
 cudaError_t cudaStreamQuery(cudaStream_t stream) {
-  bool done = true;
-  const cudaError_t status = entryPoint(CallGuard(Entry::streamQuery, {}, stream), [&] {
+  const CallGuard guard(Entry::streamQuery, {}, stream);
+  return query(guard, stream != nullptr, [=](const Device& device, std::uint64_t* last) {
+    return queue().lastIssued(device, stream, last);
+  });
+}
+
+// The event may be another device's.
+cudaError_t cudaStreamWaitEvent(cudaStream_t stream, cudaEvent_t event, unsigned flags) {
+  return entryPoint(CallGuard(Entry::streamWaitEvent, {}, stream), [=] {
+    if (flags != 0) return cudaErrorInvalidValue;
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    const bool valid = queue().belongs(stream, *device) && queue().await(*device, stream, event);
+    return valid ? cudaSuccess : cudaErrorInvalidResourceHandle;
+  });
+}
+
+cudaError_t cudaEventCreateWithFlags(cudaEvent_t* event, unsigned flags) {
+  return entryPoint(CallGuard(Entry::eventCreate, {flags}), [=] {
+    constexpr unsigned known = cudaEventBlockingSync | cudaEventDisableTiming;
+    if (event == nullptr || (flags & ~known) != 0) return cudaErrorInvalidValue;
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    *event = queue().createEvent(*device);
+    return cudaSuccess;
+  });
+}
+
+cudaError_t cudaEventDestroy(cudaEvent_t event) {
+  return releasePoint(CallGuard(Entry::eventDestroy), [=] {
+    return queue().removeEvent(event) ? lostWithCurrent() : cudaErrorInvalidResourceHandle;
+  });
+}
+
+cudaError_t cudaEventRecord(cudaEvent_t event, cudaStream_t stream) {
+  return entryPoint(CallGuard(Entry::eventRecord, {}, stream), [=] {
+    Device* device = nullptr;
+    if (const cudaError_t error = useDevice(&device)) return error;
+    const bool valid = queue().belongs(stream, *device) && queue().record(*device, stream, event);
+    return valid ? cudaSuccess : cudaErrorInvalidResourceHandle;
+  });
+}
+
+cudaError_t cudaEventSynchronize(cudaEvent_t event) {
+  return entryPoint(CallGuard(Entry::eventSynchronize), [=] {
     Device* device = nullptr;
     if (const cudaError_t error = useDevice(&device)) return error;
     std::uint64_t last = 0;
-    if (!queue().lastIssued(*device, stream, &last)) return cudaErrorInvalidResourceHandle;
-    done = queue().poll(last);
-    return done ? finish(*device, last) : cudaSuccess;
+    if (!queue().lastBefore(event, &last)) return cudaErrorInvalidResourceHandle;
+    queue().waitForWork(last);
+    return afterWait(*device);
   });
-  return done ? status : cudaErrorNotReady;  // an answer, not an error: it does not stick
+}
+
+cudaError_t cudaEventQuery(cudaEvent_t event) {
+  return query(CallGuard(Entry::eventQuery), true,
+               [=](const Device&, std::uint64_t* last) { return queue().lastBefore(event, last); });
 }
 
 // Where a process has but one device, makes the one active that cudaSetDevice has chosen. Where none has been
@@ -158,7 +223,8 @@ cudaError_t cudaThreadSynchronize() {
     if (uses) {
       if (const cudaError_t error = useDevice(&device)) return error;
     }
-    return finish(*device, device->issued.load(std::memory_order_acquire));
+    queue().wait(device->issued.load(std::memory_order_acquire));
+    return afterWait(*device);
   });
 }
 

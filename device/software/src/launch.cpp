@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "device/software/src/draw.h"
 #include "device/software/src/engine.h"
 #include "device/software/src/fiber.h"
 #include "device/software/src/machine.h"
@@ -72,15 +73,6 @@ std::deque<Fiber>& makeFibers(unsigned count) {
   std::deque<Fiber>& fibers = worker.fibers->all;
   while (fibers.size() < count) fibers.emplace_back();
   return fibers;
-}
-
-// The next one of a sequence of numbers.
-std::uint64_t draw(std::uint64_t& state) {
-  state += 0x9E3779B97F4A7C15U;  // splitmix64
-  std::uint64_t z = state;
-  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9U;
-  z = (z ^ (z >> 27)) * 0x94D049BB133111EBU;
-  return z ^ (z >> 31);
 }
 
 // Launches since checking was set. One runs at a time: the order of work is that of the numbers.

@@ -23,9 +23,10 @@ struct Device {
   const int ordinal;
   const Profile& profile;
   Arena memory;
-  std::atomic<std::uint64_t> issued{0};  // number of the work issued last
-  std::atomic<int> lost{cudaSuccess};    // the error that every call gets, once there is one
-  std::atomic<bool> inUse{false};        // by this process
+  std::atomic<std::uint64_t> issued{0};   // number of the work issued last
+  std::atomic<std::uint64_t> inOrder{0};  // of that which the default stream waits for
+  std::atomic<int> lost{cudaSuccess};     // the error that every call gets, once there is one
+  std::atomic<bool> inUse{false};         // by this process
 };
 
 // Lives from one configure() to the next.

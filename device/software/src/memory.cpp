@@ -84,7 +84,7 @@ cudaError_t copyNow(const Rectangle& copy, cudaMemcpyKind kind) {
   Device* device = nullptr;
   if (const cudaError_t error = useDevice(&device)) return error;
   if (const cudaError_t error = checkCopy(copy, kind)) return error;
-  queue().waitForAll();
+  queue().waitForTurn(*device, nullptr);
   if (const cudaError_t error = lostWith(*device)) return error;
   if (const cudaError_t error = queue().takeFailure()) return error;
   if (copy.width != 0 && copy.height != 0) copy.run();

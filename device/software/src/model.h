@@ -37,8 +37,10 @@ struct Machine {
 [[gnu::visibility("default")]] Machine defaultMachine();
 
 // When queued work runs. Eager: the device thread takes it at once. Lazy: only when somebody waits for it, as
-// late as the interface allows, so that a missing wait is a wrong result every time.
-enum class Schedule { eager, lazy };
+// late as the interface allows, so that a missing wait is a wrong result every time. Both keep the order of
+// issue. Drawn: when somebody waits, in an order that is drawn from those that streams and events allow, and
+// of what nobody waits for all, some or nothing, so that a missing dependency is a wrong result, too.
+enum class Schedule { eager, lazy, drawn };
 
 // Every entry point that the library calls. Kernel launches are `launch`; each CUBLAS routine is an entry of
 // its family.
@@ -64,6 +66,12 @@ enum class Entry : int {
   streamDestroy,
   streamSynchronize,
   streamQuery,
+  streamWaitEvent,
+  eventCreate,
+  eventDestroy,
+  eventRecord,
+  eventSynchronize,
+  eventQuery,
   threadSynchronize,
   getLastError,
   peekAtLastError,
@@ -89,9 +97,9 @@ enum class Entry : int {
 struct Call {
   Entry entry;
   // What tells one call from another, by entry: malloc, mallocHost: bytes. memcpy(Async): bytes, kind.
-  // memcpy2D(Async): dpitch, spitch, width, height, kind. launch: grid x, y, z, block x, y, z. gemm: transa,
-  // transb, m, n, k, lda, ldb, ldc. trsm, trmm: side, uplo, trans, diag, m, n. The others of BLAS: their
-  // characters, then their dimensions.
+  // memcpy2D(Async): dpitch, spitch, width, height, kind. streamCreate, eventCreate: flags. launch: grid x,
+  // y, z, block x, y, z. gemm: transa, transb, m, n, k, lda, ldb, ldc. trsm, trmm: side, uplo, trans, diag,
+  // m, n. The others of BLAS: their characters, then their dimensions.
   std::array<long long, 8> arguments{};
   std::size_t stream = 0;  // 0: the default stream
 };

@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "device/software/src/draw.h"
 #include "device/software/src/engine.h"
 #include "device/software/src/machine.h"
 #include "device/software/src/os.h"
@@ -26,6 +27,11 @@ unsigned long long thisThread() {
   if (number == 0) number = ++threads;
   return number;
 }
+
+// A place in a stream, where nothing is to be done.
+struct Mark {
+  void operator()() const {}
+};
 
 cudaError_t attempt(Work& work) noexcept {
   const host::StatedFloatingPointMode mode;
@@ -63,17 +69,20 @@ std::uint64_t Queue::append(Device& device, cudaStream_t stream, Work* work, boo
     lock.lock();
     loaded_.swap(loaded);
   }
+  CUstream_st* const own = find(stream);
+  const std::uint64_t number = issued_.load(std::memory_order_relaxed) + 1;
   work->device_ = &device;
+  work->number_ = number;
+  work->stream_ = own == nullptr ? 0 : own->number;
+  work->blocking_ = own == nullptr || own->blocking;
   work->thread_ = thisThread();
   work->next_ = nullptr;
   (empty() ? first_ : last_->next_) = work;
   last_ = work;
-  const std::uint64_t number = issued_.load(std::memory_order_relaxed) + 1;
   issued_.store(number, std::memory_order_release);
-  device.issued.store(number, std::memory_order_release);
-  if (const auto found = streams_.find(stream); found != streams_.end()) found->second->last = number;
+  countAsIssued(device, own, number);
 
-  if ((!wakeDevice && hostHelps) || schedule_ == Schedule::lazy) return number;
+  if ((!wakeDevice && hostHelps) || schedule_ != Schedule::eager) return number;
   if (!started_) startThread();
   if (deviceAsleep_ && !executing_) {
     deviceAsleep_ = false;
@@ -91,23 +100,44 @@ std::uint64_t Queue::push(Device& device, cudaStream_t stream, std::unique_ptr<W
 
 cudaError_t Queue::pushAndWait(Device& device, cudaStream_t stream, Work& work) {
   work.owned_ = false;
-  wait(append(device, stream, &work, false));
+  waitForWork(append(device, stream, &work, false));
   const cudaError_t lost = lostWith(device);
   return lost != cudaSuccess ? lost : static_cast<cudaError_t>(work.error_);
 }
 
-void Queue::runOne(Lock& lock, std::uint64_t last) {
-  Work* const work = first_;
+void Queue::countAsIssued(Device& device, CUstream_st* stream, std::uint64_t number) {
+  const auto raise = [=](std::atomic<std::uint64_t>& last) {
+    if (last.load(std::memory_order_relaxed) < number) last.store(number, std::memory_order_release);
+  };
+  raise(device.issued);
+  if (stream == nullptr || stream->blocking) raise(device.inOrder);
+  if (stream != nullptr && stream->last < number) stream->last = number;
+}
+
+bool Queue::keepsWaiting(const Work& earlier, const Work& piece) {
+  if (earlier.number_ >= piece.number_) return false;
+  if (earlier.number_ == piece.after_) return true;
+  if (earlier.device_ != piece.device_) return false;
+  const bool withDefault = earlier.stream_ == 0 || piece.stream_ == 0;
+  return earlier.stream_ == piece.stream_ || (withDefault && earlier.blocking_ && piece.blocking_);
+}
+
+bool Queue::isReady(const Work& piece) const {
+  const Work* earlier = first_;
+  while (earlier != &piece && !keepsWaiting(*earlier, piece)) earlier = earlier->next_;
+  return earlier == &piece;
+}
+
+void Queue::runOne(Lock& lock, const Goal& goal, std::uint64_t last) {
+  Work* const work = next(goal);
   Work* end = work;
-  std::uint64_t completed = completed_.load(std::memory_order_relaxed) + 1;
-  while (completed < last && end->next_ != nullptr && end->next_->owned_ &&
-         end->next_->device_ == work->device_ && work->takeIn(*end->next_)) {
+  if (schedule_ == Schedule::drawn) last = 0;
+  while (end->number_ < last && end->next_ != nullptr && end->next_->owned_ &&
+         end->next_->device_ == work->device_ && work->takeIn(*end->next_))
     end = end->next_;
-    ++completed;
-  }
-  first_ = end->next_;
-  end->next_ = nullptr;
+  unlink(work, end);
   executing_ = true;
+  executed_ = work->number_;
   lock.unlock();
   // What is queued for a lost device never runs.
   const int error = lostWith(*work->device_) == cudaSuccess ? attempt(*work) : cudaSuccess;
@@ -124,9 +154,48 @@ void Queue::runOne(Lock& lock, std::uint64_t last) {
     failed_.store(work, std::memory_order_release);
   }
   executing_ = false;
-  completed_.store(completed, std::memory_order_release);
+  completed_.store(empty() ? issued_.load(std::memory_order_relaxed) : first_->number_ - 1,
+                   std::memory_order_release);
   for (Waiter* waiter = waiters_; waiter != nullptr; waiter = waiter->next)
-    if (waiter->number <= completed) waiter->wake.notify_one();
+    if (isDone(waiter->goal)) waiter->wake.notify_one();
+}
+
+// One of the pieces of which condition(piece) holds; null where it holds of none.
+template <class Condition>
+Work* Queue::drawn(Condition condition) {
+  Work* result = nullptr;
+  std::uint64_t count = 0;
+  for (Work* piece = first_; piece != nullptr; piece = piece->next_)
+    if (condition(*piece) && draw(drawState_) % ++count == 0) result = piece;
+  return result;
+}
+
+Work* Queue::next(const Goal& goal) {
+  if (schedule_ != Schedule::drawn) return first_;
+  if (!goal.frugal || !goal.alone)
+    return drawn(
+        [&](const Work& piece) { return (!goal.frugal || piece.number_ <= goal.number) && isReady(piece); });
+  // From what is waited for to something that keeps it waiting, and on from there.
+  Work* piece = drawn([&](const Work& one) { return one.number_ == goal.number; });
+  while (Work* const earlier = drawn([&](const Work& one) { return keepsWaiting(one, *piece); }))
+    piece = earlier;
+  return piece;
+}
+
+void Queue::unlink(Work* first, Work* last) {
+  Work *before = nullptr, *at = first_;
+  for (; at != first; at = at->next_) before = at;
+  (before == nullptr ? first_ : before->next_) = last->next_;
+  if (last_ == last) last_ = before;
+  last->next_ = nullptr;
+}
+
+bool Queue::isDone(const Goal& goal) const {
+  if (completed_.load(std::memory_order_acquire) >= goal.number) return true;
+  if (!goal.alone || schedule_ != Schedule::drawn || (executing_ && executed_ == goal.number)) return false;
+  const Work* piece = first_;
+  while (piece != nullptr && piece->number_ != goal.number) piece = piece->next_;
+  return piece == nullptr;
 }
 
 void Queue::handOver() {
@@ -139,10 +208,10 @@ void Queue::handOver() {
   }
 }
 
-bool Queue::mayHelp() const { return hostHelps || schedule_ == Schedule::lazy || !running_; }
+bool Queue::mayHelp() const { return hostHelps || schedule_ != Schedule::eager || !running_; }
 
-void Queue::sleep(Lock& lock, std::uint64_t number) {
-  Waiter self{number, waiters_};
+void Queue::sleep(Lock& lock, const Goal& goal) {
+  Waiter self{goal, waiters_};
   waiters_ = &self;
   self.wake.wait(lock);
   Waiter** place = &waiters_;
@@ -150,33 +219,43 @@ void Queue::sleep(Lock& lock, std::uint64_t number) {
   *place = self.next;
 }
 
-void Queue::wait(std::uint64_t number) {
-  const auto done = [&] { return completed_.load(std::memory_order_acquire) >= number; };
+void Queue::wait(Goal goal) {
+  const auto done = [&] { return completed_.load(std::memory_order_acquire) >= goal.number; };
   if (done()) return;
   Lock lock(mutex_);
-  for (bool spun = false; !done();) {
+  goal.frugal = schedule_ == Schedule::drawn && draw(drawState_) % 2 == 0;
+  for (bool spun = false; !isDone(goal);) {
     if (!executing_ && mayHelp()) {
-      runOne(lock, number);
+      runOne(lock, goal, goal.number);
     } else if (!spun) {
       lock.unlock();
       spinUntil(done);
       lock.lock();
       spun = true;
     } else {
-      sleep(lock, number);
+      sleep(lock, goal);
     }
   }
   handOver();
 }
 
-bool Queue::poll(std::uint64_t number) {
+bool Queue::poll(std::uint64_t number, bool alone) {
   if (completed_.load(std::memory_order_acquire) >= number) return true;
   Lock lock(mutex_);
-  if (!executing_ && !empty() && (schedule_ == Schedule::lazy || !running_)) {
-    runOne(lock, 0);
+  const Goal goal{number, alone};
+  if (isDone(goal)) return true;
+  if (!executing_ && !empty() && (schedule_ != Schedule::eager || !running_)) {
+    runOne(lock, goal, 0);
     handOver();
   }
   return false;
+}
+
+std::size_t Queue::pending() const {
+  const Lock lock(mutex_);
+  std::size_t count = executing_ ? 1 : 0;
+  for (const Work* piece = first_; piece != nullptr; piece = piece->next_) ++count;
+  return count;
 }
 
 cudaError_t Queue::takeFailure() noexcept {
@@ -203,7 +282,7 @@ void Queue::deviceThread() {
   Lock lock(mutex_);
   while (!ends_) {
     if (deviceHasWork()) {
-      runOne(lock, issued_.load(std::memory_order_relaxed));
+      runOne(lock, Goal(), issued_.load(std::memory_order_relaxed));
       if (empty()) {
         const std::uint64_t seen = issued_.load(std::memory_order_relaxed);
         lock.unlock();
@@ -220,11 +299,13 @@ void Queue::deviceThread() {
   handOver();
 }
 
-cudaStream_t Queue::createStream(Device& device) {
+cudaStream_t Queue::createStream(Device& device, bool blocking) {
   auto stream = std::make_unique<CUstream_st>();
   stream->device = &device;
+  stream->blocking = blocking;
   const cudaStream_t handle = stream.get();
   const Lock lock(mutex_);
+  stream->number = ++streamsMade_;
   streams_.emplace(handle, std::move(stream));
   return handle;
 }
@@ -234,23 +315,41 @@ bool Queue::removeStream(cudaStream_t stream) {
   return streams_.erase(stream) != 0;
 }
 
+CUstream_st* Queue::find(cudaStream_t stream) const {
+  if (stream == nullptr) return nullptr;
+  const auto found = streams_.find(stream);
+  return found == streams_.end() ? nullptr : found->second.get();
+}
+
 bool Queue::lastIssued(const Device& device, cudaStream_t stream, std::uint64_t* number) const {
   if (stream == nullptr) {
-    *number = device.issued.load(std::memory_order_acquire);
+    *number = device.inOrder.load(std::memory_order_acquire);
     return true;
   }
   const Lock lock(mutex_);
-  const auto found = streams_.find(stream);
-  if (found == streams_.end()) return false;
-  *number = found->second->last;
+  const CUstream_st* const found = find(stream);
+  if (found == nullptr) return false;
+  *number = found->last;
+  return true;
+}
+
+bool Queue::waitForTurn(Device& device, cudaStream_t stream) {
+  std::uint64_t last = 0;
+  if (!lastIssued(device, stream, &last)) return false;
+  if (stream != nullptr || schedule_ != Schedule::drawn) {
+    waitForWork(last);
+  } else if (completed_.load(std::memory_order_acquire) < last) {  // work of several streams
+    WorkOf<Mark> mark{Mark()};
+    static_cast<void>(pushAndWait(device, stream, mark));
+  }
   return true;
 }
 
 bool Queue::belongs(cudaStream_t stream, const Device& device) const {
   if (stream == nullptr) return true;
   const Lock lock(mutex_);
-  const auto found = streams_.find(stream);
-  return found != streams_.end() && found->second->device == &device;
+  const CUstream_st* const found = find(stream);
+  return found != nullptr && found->device == &device;
 }
 
 std::size_t Queue::streams() const {
@@ -258,19 +357,81 @@ std::size_t Queue::streams() const {
   return streams_.size();
 }
 
+cudaEvent_t Queue::createEvent(Device& device) {
+  auto event = std::make_unique<CUevent_st>();
+  event->device = &device;
+  const cudaEvent_t handle = event.get();
+  const Lock lock(mutex_);
+  events_.emplace(handle, std::move(event));
+  return handle;
+}
+
+bool Queue::removeEvent(cudaEvent_t event) {
+  const Lock lock(mutex_);
+  return events_.erase(event) != 0;
+}
+
+bool Queue::record(Device& device, cudaStream_t stream, cudaEvent_t event) {
+  std::unique_ptr<Work> mark;
+  if (schedule_ == Schedule::drawn) mark = std::make_unique<WorkOf<Mark>>(Mark());
+  {
+    const Lock lock(mutex_);
+    const auto found = events_.find(event);
+    if (found == events_.end() || found->second->device != &device) return false;
+  }
+  std::uint64_t last = 0;
+  if (mark != nullptr)
+    last = push(device, stream, std::move(mark));
+  else
+    lastIssued(device, stream, &last);
+  const Lock lock(mutex_);
+  if (const auto found = events_.find(event); found != events_.end()) found->second->last = last;
+  return true;
+}
+
+bool Queue::await(Device& device, cudaStream_t stream, cudaEvent_t event) {
+  std::uint64_t number = 0;
+  if (!lastBefore(event, &number)) return false;
+  if (completed_.load(std::memory_order_acquire) >= number) return true;
+  if (schedule_ == Schedule::drawn) {
+    std::unique_ptr<Work> mark = std::make_unique<WorkOf<Mark>>(Mark());
+    mark->after_ = number;
+    push(device, stream, std::move(mark));
+  } else {
+    const Lock lock(mutex_);
+    countAsIssued(device, find(stream), number);
+  }
+  return true;
+}
+
+bool Queue::lastBefore(cudaEvent_t event, std::uint64_t* number) const {
+  const Lock lock(mutex_);
+  const auto found = events_.find(event);
+  if (found == events_.end()) return false;
+  *number = found->second->last;
+  return true;
+}
+
+std::size_t Queue::events() const {
+  const Lock lock(mutex_);
+  return events_.size();
+}
+
 void Queue::forget() {
   const Lock lock(mutex_);
   streams_.clear();
+  events_.clear();
   for (Work *work = failed_.exchange(nullptr), *next; work != nullptr; work = next) {
     next = work->next_;
     delete work;
   }
 }
 
-void Queue::setSchedule(Schedule schedule) {
+void Queue::setSchedule(Schedule schedule, std::uint64_t seed) {
   waitForAll();
   const Lock lock(mutex_);
   schedule_ = schedule;
+  drawState_ = seed;
   handOver();
 }
 

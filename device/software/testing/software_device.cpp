@@ -17,7 +17,7 @@ void configure(const Machine& machine) {
   replaceMachine(machine);
 }
 
-void setSchedule(Schedule schedule) { queue().setSchedule(schedule); }
+void setSchedule(Schedule schedule, std::uint64_t seed) { queue().setSchedule(schedule, seed); }
 void setWorkers(int count) { useWorkers(count); }
 void setChecking(bool on, std::uint64_t seed) { check(on, seed); }
 void useNativeBodies(bool on) { nativeBodies.store(on, std::memory_order_relaxed); }
@@ -92,6 +92,7 @@ Live live() {
   result.pageLockedBytes = pageLocked.bytes;
   result.peakPageLockedBytes = pageLocked.peakBytes;
   result.streams = queue().streams();
+  result.events = queue().events();
   result.blasHandles = blasHandles();
   return result;
 }

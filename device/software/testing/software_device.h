@@ -20,7 +20,8 @@ namespace software_device {
 // pending.
 void configure(const Machine& machine);
 
-void setSchedule(Schedule schedule);
+// The seed is that of the drawn schedule: with one host thread the order depends on nothing else.
+void setSchedule(Schedule schedule, std::uint64_t seed = 1);
 
 // Worker threads beside the one that runs the queue; the bits of every result must not depend on it.
 void setWorkers(int count);
@@ -57,7 +58,7 @@ void loseDevice(int ordinal, int error);
 
 // --- What is alive.
 struct Live {
-  std::size_t allocations = 0, pageLockedBlocks = 0, streams = 0, blasHandles = 0;
+  std::size_t allocations = 0, pageLockedBlocks = 0, streams = 0, events = 0, blasHandles = 0;
   std::size_t deviceBytes = 0, peakDeviceBytes = 0, pageLockedBytes = 0, peakPageLockedBytes = 0;
 };
 Live live();

@@ -4,6 +4,7 @@
 #ifndef TOVI_DEVICE_WORK_H
 #define TOVI_DEVICE_WORK_H
 
+#include <cstdint>
 #include <utility>
 
 namespace software_device {
@@ -29,6 +30,10 @@ class Work {
 
   Work* next_ = nullptr;
   Device* device_ = nullptr;
+  std::uint64_t number_ = 0;       // in the order of issue, from 1
+  std::uint64_t stream_ = 0;       // the number of its stream, 0 for the default one
+  std::uint64_t after_ = 0;        // the number of work of any stream that comes before it; 0: of none
+  bool blocking_ = true;           // whether the default stream's work and that of its stream keep in order
   unsigned long long thread_ = 0;  // that has issued it
   bool owned_ = true;              // by the queue; else by a caller who waits for it
   int error_ = 0;                  // how it ended
