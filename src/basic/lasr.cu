@@ -12,11 +12,16 @@ namespace tovi {
 
 namespace {
 
-// The rotation of one pair of elements.
+// A product that is rounded, whatever it is added to.
+__device__ inline float rounded(float x, float y) { return __fmul_rn(x, y); }
+__device__ inline double rounded(double x, double y) { return __dmul_rn(x, y); }
+
+// The rotation of one pair of elements. A GPU adds one product of each sum unrounded: always that with c,
+// lest bits depend on where in a line the pair is.
 template <class R>
 __device__ inline void rotate(R c, R s, R& x, R& y) {
-  const R turned = c * y - s * x;
-  x = s * y + c * x;
+  const R turned = c * y - rounded(s, x);
+  x = rounded(s, y) + c * x;
   y = turned;
 }
 template <class R>
@@ -25,31 +30,49 @@ __device__ inline void rotate(R c, R s, Complex<R>& x, Complex<R>& y) {
   rotate(c, s, x.im, y.im);
 }
 
+// In the order in which the elements of a line are passed.
+template <char direct, class T>
+__device__ inline void rotateInPassing(Real<T> c, Real<T> s, T& first, T& second) {
+  if (c != 1 || s != 0) direct == 'F' ? rotate(c, s, first, second) : rotate(c, s, second, first);
+}
+
+// Elements that are loaded, with their rotations, before the first of them is stored: a load waits for
+// memory, and the next one would wait behind a store that could be to its address.
+constexpr int batch = 16;
+
 // The rotations between neighbours of the `length` elements of a line, which lie `stride` elements apart. The
 // element that two successive rotations share stays in a register between them.
 template <char direct, class T>
 __device__ inline void rotateLine(int length, const Real<T>* c, const Real<T>* s, T* line,
                                   std::ptrdiff_t stride) {
+  constexpr bool forward = direct == 'F';
   const int last = length - 1;
-  if (direct == 'F') {
-    T x = line[0];
-    for (int k = 0; k < last; ++k) {
-      T y = line[(k + 1) * stride];
-      if (c[k] != 1 || s[k] != 0) rotate(c[k], s[k], x, y);
-      line[k * stride] = x;
-      x = y;
+  // Numbers in passing
+  const auto at = [=](int i) { return line + (forward ? i : last - i) * stride; };
+  const auto rotation = [=](int k) { return forward ? k : last - 1 - k; };
+  T x = *at(0);
+  int k = 0;
+  for (; k + batch <= last; k += batch) {
+    Real<T> ck[batch], sk[batch];
+    T y[batch];
+    for (int j = 0; j < batch; ++j) {
+      y[j] = *at(k + j + 1);
+      ck[j] = c[rotation(k + j)];
+      sk[j] = s[rotation(k + j)];
     }
-    line[last * stride] = x;
-  } else {
-    T y = line[last * stride];
-    for (int k = last - 1; k >= 0; --k) {
-      T x = line[k * stride];
-      if (c[k] != 1 || s[k] != 0) rotate(c[k], s[k], x, y);
-      line[(k + 1) * stride] = y;
-      y = x;
+    for (int j = 0; j < batch; ++j) {
+      rotateInPassing<direct>(ck[j], sk[j], x, y[j]);
+      *at(k + j) = x;
+      x = y[j];
     }
-    line[0] = y;
   }
+  for (; k < last; ++k) {
+    T y = *at(k + 1);
+    rotateInPassing<direct>(c[rotation(k)], s[rotation(k)], x, y);
+    *at(k) = x;
+    x = y;
+  }
+  *at(last) = x;
 }
 
 }  // namespace

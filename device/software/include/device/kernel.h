@@ -100,4 +100,9 @@ inline void __syncthreads() {
   threadIdx = thread;  // the other threads of the block have run in between
 }
 
+// Products that are rounded before they are added to anything, as the compiler does it for processors without
+// other instructions.
+inline float __fmul_rn(float x, float y) { return x * y; }
+inline double __dmul_rn(double x, double y) { return x * y; }
+
 #endif
