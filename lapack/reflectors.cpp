@@ -167,7 +167,7 @@ void forEachBlock(bool lastFirst, ConstView<T> dV, const T* dTau, const Apply& a
   const int nb = reflectorPanelWidth<T>(), k = Form::count(dV), nq = Form::length(dV);
   const int ldPanel = Form::shape(nb, nq).rows;
   std::vector<T> hTau(size(k));
-  copyToHost(dTau, hTau);
+  copyToHost(dTau, hTau);  // comes after what V is made by, too
   const cudalib::PageLockedMemory<T> hPanel(roomForRows(nb, nq), 1), hT(size(nb), size(nb));
   std::fill_n(hT.get(), size(nb) * size(nb), T(0));
   const PaddedMemory<T> dT(size(nb), size(nb));
@@ -182,7 +182,6 @@ void forEachBlock(bool lastFirst, ConstView<T> dV, const T* dTau, const Apply& a
     cudalib::downloadAsync<T>(panel.dV, hPanel.get(), ldPanel, stream.get());
   };
 
-  stream.afterDefault();
   fetch(at(0));
   for (int step = 0; step < blocks; ++step) {
     const Panel<T> panel = at(step);

@@ -19,6 +19,7 @@ void fuzzOn(int minor, bool overlap, software_device::Schedule schedule) {
 }
 
 TEST(FuzzSoftware, FirstGeneration) { fuzzOn(3, true, software_device::Schedule::eager); }
+TEST(FuzzSoftware, AnyOrderThatStreamsAllow) { fuzzOn(3, true, software_device::Schedule::drawn); }
 TEST(FuzzSoftware, NothingRunsBeforeItMust) { fuzzOn(3, false, software_device::Schedule::lazy); }
 
 }  // namespace

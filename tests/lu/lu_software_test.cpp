@@ -42,6 +42,16 @@ TYPED_TEST(LuSoftwareTest, PanelsTravelOnAPrivateStream) {
   }
 }
 
+// Panels with subnormal pivots come to the host a second time.
+TYPED_TEST(LuSoftwareTest, PanelsThatAreFetchedAgainAreWaitedFor) {
+  ASSERT_EQ(pretend(1, 3), toviNoError);
+  for (const std::uint64_t order : {1U, 2U, 3U}) {
+    software_device::setSchedule(software_device::Schedule::drawn, order);
+    checkSmallPivots<TypeParam>(Memory::device, 300, 130);  // straight
+    checkSmallPivots<TypeParam>(Memory::device, 520, 520);  // transposed
+  }
+}
+
 // A data error says that the factors are complete, so whatever kept them from being so is told first.
 TEST(LuSoftwareSingular, AFailureComesBeforeTheDataError) {
   ASSERT_EQ(pretend(2, 0), toviNoError);

@@ -263,6 +263,40 @@ TEST_P(PromisesOnALazyDevice, EveryWaitIsThere) {
   EXPECT_EQ(software_device::calls(software_device::Entry::streamCreate) == 0, !GetParam());
 }
 
+// Whatever order streams and events allow, the results are those of the order of issue: what may not come
+// early or late has been said. What nobody has written yet is NaN.
+TEST_P(PromisesTest, EveryDependencyIsStated) {
+  ASSERT_EQ(pretend(1, 3), toviNoError);
+  software_device::setChecking(true);
+  const auto check = [](const Export& routine, const Draw& draw, std::uint64_t seed) {
+    Random random(seed);
+    Call good = drawCall(routine, random, draw);
+    const Call problem = good;
+    software_device::setSchedule(software_device::Schedule::eager);
+    const toviStatus status = good.run();
+    EXPECT_EQ(good.fault(status, toviGetErrorInfo()), "") << good.text();
+    for (std::uint64_t order = 1; order <= 6; ++order) {
+      toviFreeBuffers();
+      software_device::setSchedule(software_device::Schedule::drawn, order);
+      software_device::startRecording();
+      Call drawn = problem;
+      EXPECT_EQ(drawn.run(), status) << drawn.text();
+      forEachRecorded([](const software_device::Call&, bool) {});
+      EXPECT_TRUE(drawn.sameBits(good)) << "order " << order << ": " << drawn.text();
+    }
+  };
+  forEveryExport([&](const Export& routine) {
+    if (!routine.isTypicalInstance() && routine.name.find("sgesv") == std::string::npos) return;
+    check(routine, {sizesBetween(40, 80)}, 1);
+    if (!routine.family->lapack) return;
+    for (std::uint64_t seed = 2; seed <= 5; ++seed) check(routine, {sizesBetween(100, 260)}, seed);
+    if (routine.name == "toviDeviceSgetrf")  // square ones in transposed storage
+      check(routine, {[](Random&) { return 520; }}, 6);
+  });
+  toviFreeBuffers();
+  EXPECT_TRUE(nothingAlive());
+}
+
 // The bits of all results, and of larger ones of the routine that shares out the sums of a matrix. `past`:
 // calls of another size, and failures, have gone before.
 std::string digests(bool past, int processors) {
