@@ -73,22 +73,22 @@ class Columns {
   void send(const T* hPanel, int ldh, int first, int count) const {
     cudalib::upload(hPanel, ldh, panel(first, count));
   }
-  // dT := T^H. T's other triangle is zero, and becomes so again.
-  static void sendT(MatrixView<T> hT, MatrixView<T> dT) {
-    for (int j = 0; j < hT.cols; ++j)
-      for (int i = 0; i < j; ++i) *hT.at(j, i) = std::exchange(*hT.at(i, j), T(0));
-    cudalib::upload(hT.data, hT.ld, dT);
-    basic::conjugateMatrix(dT);
-  }
-  // W := T^H V^H
-  static void formW(MatrixView<T> dV, MatrixView<T> dT, MatrixView<T> dW) {
-    blas::gemm('N', adjoint<T>, T(1), dT, dV, T(0), dW);
-  }
-  // C := H^H C = C - V (W C); dY has room for Y = W C.
-  static void update(MatrixView<T> dV, MatrixView<T> dW, T* dY, MatrixView<T> dC) {
-    const MatrixView<T> dWC(dY, dW.rows, dC.cols, dW.rows);
-    blas::gemm('N', 'N', T(1), dW, dC, T(0), dWC);
-    blas::gemm('N', 'N', T(-1), dV, dWC, T(1), dC);
+  // C := H^H C = C - V Y, Y := T^H V^H C
+  static void update(MatrixView<T> dV, MatrixView<T> dT, T* dRoom, MatrixView<T> dC) {
+    const MatrixView<T> dY(dRoom, dV.cols, dC.cols, dV.cols);
+    const auto multiplyByT = [&](MatrixView<T> dX) {
+      blas::trmm('L', Block::triangleOfT, adjoint<T>, 'N', T(1), dT, dX);
+    };
+    if (dC.cols > dV.rows) {
+      const MatrixView<T> dW(dY.data + size(dY.ld) * size(dY.cols), dV.cols, dV.rows, dV.cols);
+      basic::transpose<T>(dV, dW, true);
+      multiplyByT(dW);
+      blas::gemm('N', 'N', T(1), dW, dC, T(0), dY);
+    } else {
+      blas::gemm(adjoint<T>, 'N', T(1), dV, dC, T(0), dY);
+      multiplyByT(dY);
+    }
+    blas::gemm('N', 'N', T(-1), dV, dY, T(1), dC);
   }
   static int factorOnHost(MatrixView<T> hA, T* hTau, T* work, int lwork) {
     return host::geqrf(hA.rows, hA.cols, hA.data, hA.ld, hTau, work, lwork);
@@ -130,16 +130,22 @@ class Rows {
     cudalib::upload(hPanel, ldh, transposed(first, count));
     basic::transpose<T>(transposed(first, count), panel(first, count), true);
   }
-  static void sendT(MatrixView<T> hT, MatrixView<T> dT) { cudalib::upload(hT.data, hT.ld, dT); }
-  // W := V T
-  static void formW(MatrixView<T> dVh, MatrixView<T> dT, MatrixView<T> dW) {
-    blas::gemm(adjoint<T>, 'N', T(1), dVh, dT, T(0), dW);
-  }
-  // C := C H = C - (C W) V^H; dY has room for Y = C W.
-  static void update(MatrixView<T> dVh, MatrixView<T> dW, T* dY, MatrixView<T> dC) {
-    const MatrixView<T> dCW(dY, dC.rows, dW.cols, dC.rows);
-    blas::gemm('N', 'N', T(1), dC, dW, T(0), dCW);
-    blas::gemm('N', 'N', T(-1), dCW, dVh, T(1), dC);
+  // C := C H = C - Y V^H, Y := C V T
+  static void update(MatrixView<T> dVh, MatrixView<T> dT, T* dRoom, MatrixView<T> dC) {
+    const MatrixView<T> dY(dRoom, dC.rows, dVh.rows, dC.rows);
+    const auto multiplyByT = [&](MatrixView<T> dX) {
+      blas::trmm('R', Block::triangleOfT, 'N', 'N', T(1), dT, dX);
+    };
+    if (dC.rows > dVh.cols) {
+      const MatrixView<T> dW(dY.data + size(dY.ld) * size(dY.cols), dVh.cols, dVh.rows, dVh.cols);
+      basic::transpose<T>(dVh, dW, true);
+      multiplyByT(dW);
+      blas::gemm('N', 'N', T(1), dC, dW, T(0), dY);
+    } else {
+      blas::gemm('N', adjoint<T>, T(1), dC, dVh, T(0), dY);
+      multiplyByT(dY);
+    }
+    blas::gemm('N', 'N', T(-1), dY, dVh, T(1), dC);
   }
   static int factorOnHost(MatrixView<T> hA, T* hTau, T* work, int lwork) {
     return backward ? host::gerqf(hA.rows, hA.cols, hA.data, hA.ld, hTau, work, lwork)
@@ -165,8 +171,8 @@ int factorPanels(const Form& form, int k, int nb, T* hTau, std::vector<T>& hWork
   const cudalib::PageLockedMemory<T> hPanel(length, width);
   std::vector<T> hTriangle(width * width);
   const MatrixView<T> hT(hTriangle.data(), nb, nb, nb);
-  const LinearMemory<T> dTriangle(width, width), dSaved(width, width), dWeights(width, length),
-      dY(width, static_cast<std::size_t>(form.lines()));
+  const LinearMemory<T> dTriangle(width, width), dSaved(width, width),
+      dRoom(width, length + static_cast<std::size_t>(form.lines()));
   const MatrixView<T> dT = dTriangle.view(nb, nb), dSave = dSaved.view(nb, nb);
   const cudalib::Stream stream;
 
@@ -177,21 +183,19 @@ int factorPanels(const Form& form, int k, int nb, T* hTau, std::vector<T>& hWork
     const MatrixView<T> hP(hPanel.get(), form.length() - i, nb, ldh);
     factorPanel<typename Form::HostBlock>(hP, hTau + form.tau(i, nb), hT, hWork);
     form.send(hP.data, ldh, i, nb);
-    form.sendT(hT, dT);
+    cudalib::upload(hT.data, hT.ld, dT);
 
     // Until all lines are updated, the corner is V's triangle and nothing else.
     const MatrixView<T> dV = form.panel(i, nb), dCorner = Form::Block::split(dV).part1;
     basic::copyMatrix<T>(dCorner, dSave);
     basic::setTriangular(Form::Block::triangleOfV, 'U', dCorner);
-    const MatrixView<T> dW(dWeights.get(), dV.cols, dV.rows, dV.cols);
-    form.formW(dV, dT, dW);
 
     // C := H^H C (QR) or C H (LQ, RQ), C being all lines that are left, those of the next panel first.
     const int left = form.lines() - i - nb;
     const int next = std::min(left, nb), rest = left - next;
-    form.update(dV, dW, dY.get(), form.part(i, i + nb, next));
+    form.update(dV, dT, dRoom.get(), form.part(i, i + nb, next));
     form.fetch(i + nb, next, hPanel.get(), ldh, stream);
-    if (rest > 0) form.update(dV, dW, dY.get(), form.part(i, i + nb + next, rest));
+    if (rest > 0) form.update(dV, dT, dRoom.get(), form.part(i, i + nb + next, rest));
     basic::copyMatrix<T>(dSave, dCorner);
   }
   finishTransfers(stream);  // the last download must not outlive its buffer

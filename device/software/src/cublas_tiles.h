@@ -58,7 +58,8 @@ inline Grid grid(int m, int n, double work) {
   while (true) {
     const double height = static_cast<double>(m) / down, width = static_cast<double>(n) / across;
     const double longer = std::max(height, width);
-    if (height * width * work < 2 * leastWork || longer < 2 * smallestEdge) break;
+    if (height * width * work < 2 * leastWork) break;
+    if (longer < 2 * smallestEdge && down * across > 1) break;  // a second processor gets its half
     if (down * across >= enough && longer <= greatestEdge) break;
     (height >= width ? down : across) *= 2;
   }
