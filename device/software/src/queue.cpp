@@ -19,6 +19,10 @@ namespace {
 // wait, the device's thread does all the work under it.
 constexpr bool hostHelps = !threadSanitizer;
 
+// So many pieces of brief work may lie until somebody waits for them: to wake the device's thread costs more
+// than they do.
+constexpr std::uint64_t mostDelayed = 8;
+
 // A number for the calling thread that no other thread of the process ever has.
 unsigned long long thisThread() {
   static std::atomic<unsigned long long> threads{0};
@@ -74,6 +78,8 @@ std::uint64_t Queue::append(Device& device, cudaStream_t stream, Work* work, boo
   if (const auto found = streams_.find(stream); found != streams_.end()) found->second->last = number;
 
   if ((!wakeDevice && hostHelps) || schedule_ == Schedule::lazy) return number;
+  const std::uint64_t waiting = number - completed_.load(std::memory_order_relaxed);
+  if (work->brief_ && waiting < mostDelayed && hostHelps && (deviceAsleep_ || !started_)) return number;
   if (!started_) startThread();
   if (deviceAsleep_ && !executing_) {
     deviceAsleep_ = false;
@@ -160,10 +166,8 @@ void Queue::wait(std::uint64_t number) {
 bool Queue::poll(std::uint64_t number) {
   if (completed_.load(std::memory_order_acquire) >= number) return true;
   Lock lock(mutex_);
-  if (!executing_ && !empty() && (schedule_ == Schedule::lazy || !running_)) {
-    runOne(lock);
-    handOver();
-  }
+  if (!executing_ && !empty() && (schedule_ == Schedule::lazy || !running_)) runOne(lock);
+  handOver();
   return false;
 }
 

@@ -21,6 +21,10 @@ class Work {
 
   virtual void run() = 0;
 
+ protected:
+  // Says that it takes little longer than waking a sleeper does.
+  void isBrief() { brief_ = true; }
+
  private:
   friend class Queue;
 
@@ -28,7 +32,8 @@ class Work {
   Device* device_ = nullptr;
   unsigned long long thread_ = 0;  // that has issued it
   bool owned_ = true;              // by the queue; else by a caller who waits for it
-  int error_ = 0;                  // how it ended
+  bool brief_ = false;
+  int error_ = 0;  // how it ended
 };
 
 #pragma GCC visibility pop
@@ -36,7 +41,9 @@ class Work {
 template <class Body>
 class WorkOf final : public Work {
  public:
-  explicit WorkOf(Body body) : body_(std::move(body)) {}
+  explicit WorkOf(Body body, bool brief = false) : body_(std::move(body)) {
+    if (brief) isBrief();
+  }
   void run() override { body_(); }
 
  private:
