@@ -33,9 +33,9 @@ inline double median(std::vector<double> values) {
 }
 
 struct Arguments {
-  bool quick = false;  // smaller problems, fewer pairs
-  std::string json;    // empty: no file is written
-  std::regex only;     // rows whose names it finds
+  bool quick = false;   // smaller problems, fewer pairs
+  std::string json;     // empty: no file is written
+  std::regex only{""};  // rows whose names it finds
 };
 
 // Ends the program where they are wrong.

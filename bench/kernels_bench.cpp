@@ -1,6 +1,7 @@
 // What no exported routine shows by itself: the library's own kernels on device memory, beside memcpy of the
 // same bytes on as many threads or, the transposed matrix-vector product, beside the host BLAS's, LQ beside
-// QR of the transpose, and the reduction to bidiagonal form beside the host LAPACK's.
+// QR of the transpose, and the reduction to bidiagonal form beside the host LAPACK's; and what the smallest
+// pieces of work cost.
 
 #include <cstdio>
 #include <cstring>
@@ -18,6 +19,7 @@
 #include "lapack/bidiagonal.h"
 #include "lapack/qr.h"
 #include "src/basic/Copy.h"
+#include "src/basic/Set.h"
 #include "src/basic/Transpose.h"
 #include "src/blas/blas.h"
 
@@ -93,6 +95,44 @@ void reduction(bench::Report& report) {
        }});
 }
 
+// Microseconds of one, of a thousand that are issued one behind the other and then waited for.
+template <class Issue>
+double microsecondsOf(const Issue& issue) {
+  constexpr int count = 1000;
+  std::vector<double> times;
+  for (int i = 0; i < 51; ++i) {
+    const double start = bench::seconds();
+    for (int j = 0; j < count; ++j) issue();
+    cudalib::completionCheck();
+    times.push_back((bench::seconds() - start) / count * 1e6);
+  }
+  return bench::median(times);
+}
+
+void smallestWork(bench::Report& report) {
+  using Memory = cudalib::ManagedMemory<float, cudalib::CudaAllocator<float>>;
+  const Memory dX(64, 1), dY(64, 1);
+  std::vector<float> host(64);
+  const auto copy = [&](cudaMemcpyKind kind, void* to, const void* from) {
+    cudalib::check(cudaMemcpy(to, from, host.size() * sizeof(float), kind));
+  };
+  const auto kernel = [&] { tovi::basic::setSingle(tovi::basic::Fill::one, dX.get()); };
+  report.figure("a kernel of one thread", microsecondsOf(kernel), "us", 0.5);
+  report.figure("gemv 8 x 8 of the device BLAS", microsecondsOf([&] {
+                  tovi::blas::gemv<float>('N', 1, {dX.get(), 8, 8, 8}, dY.get(), 1, 0, dY.get() + 8, 1);
+                }),
+                "us", 0.7);
+  report.figure("a kernel of one thread and a wait", microsecondsOf([&] {
+                  kernel();
+                  cudalib::completionCheck();
+                }),
+                "us", 1);
+  report.figure("a copy of 256 bytes to the device",
+                microsecondsOf([&] { copy(cudaMemcpyHostToDevice, dX.get(), host.data()); }), "us", 0.5);
+  report.figure("a copy of 256 bytes from the device",
+                microsecondsOf([&] { copy(cudaMemcpyDeviceToHost, host.data(), dX.get()); }), "us", 0.5);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -152,6 +192,7 @@ int main(int argc, char** argv) {
     transposedProduct<tovi::Complex<float>>(report, "complex float", "cgemv");
     transposedProduct<tovi::Complex<double>>(report, "complex double", "zgemv");
     reduction(report);
+    smallestWork(report);
     if (!json.empty()) report.writeJson(json);
   }
   toviShutdown();

@@ -50,30 +50,38 @@ F* rivalRoutine(const std::string& name) {
 template <class T>
 struct Ours;
 
-#define TOVI_BENCH_OURS(T, P, q, h)                                       \
-  template <>                                                             \
-  struct Ours<T> {                                                        \
-    static constexpr const char* prefix = "tovi" #P;                      \
-    static constexpr const char *mqrName = #q "mqr", *gqrName = #q "gqr"; \
-    static constexpr const char* heevdName = #h "evd";                    \
-    static constexpr auto gemm = tovi##P##gemm;                           \
-    static constexpr auto getrf = tovi##P##getrf;                         \
-    static constexpr auto getrs = tovi##P##getrs;                         \
-    static constexpr auto gesv = tovi##P##gesv;                           \
-    static constexpr auto potrf = tovi##P##potrf;                         \
-    static constexpr auto geqrf = tovi##P##geqrf;                         \
-    static constexpr auto mqr = tovi##P##q##mqr;                          \
-    static constexpr auto gqr = tovi##P##q##gqr;                          \
-    static constexpr auto gels = tovi##P##gels;                           \
-    static constexpr auto gglse = tovi##P##gglse;                         \
-    static constexpr auto gesvd = tovi##P##gesvd;                         \
-    static constexpr auto gesdd = tovi##P##gesdd;                         \
-    static constexpr auto heevd = tovi##P##h##evd;                        \
+#define TOVI_BENCH_OURS(T, P, q, h, ...)                                    \
+  template <>                                                               \
+  struct Ours<T> {                                                          \
+    static constexpr const char* prefix = "tovi" #P;                        \
+    static constexpr const char *mqrName = #q "mqr", *gqrName = #q "gqr";   \
+    static constexpr const char *heevdName = #h "evd", *hemmName = #h "mm"; \
+    static constexpr auto gemm = tovi##P##gemm;                             \
+    static constexpr auto gemv = tovi##P##gemv;                             \
+    static constexpr auto trsm = tovi##P##trsm;                             \
+    static constexpr auto trmm = tovi##P##trmm;                             \
+    static constexpr auto hemm = tovi##P##h##mm;                            \
+    static constexpr auto syrk = tovi##P##syrk;                             \
+    static constexpr auto getrf = tovi##P##getrf;                           \
+    static constexpr auto getrs = tovi##P##getrs;                           \
+    static constexpr auto gesv = tovi##P##gesv;                             \
+    static constexpr auto potrf = tovi##P##potrf;                           \
+    static constexpr auto potrs = tovi##P##potrs;                           \
+    static constexpr auto posv = tovi##P##posv;                             \
+    static constexpr auto geqrf = tovi##P##geqrf;                           \
+    static constexpr auto mqr = tovi##P##q##mqr;                            \
+    static constexpr auto gqr = tovi##P##q##gqr;                            \
+    static constexpr auto gels = tovi##P##gels;                             \
+    static constexpr auto gglse = tovi##P##gglse;                           \
+    static constexpr auto gesvd = tovi##P##gesvd;                           \
+    static constexpr auto gesdd = tovi##P##gesdd;                           \
+    static constexpr auto heevd = tovi##P##h##evd;                          \
+    __VA_ARGS__                                                             \
   };
-TOVI_BENCH_OURS(float, S, or, sy)
-TOVI_BENCH_OURS(double, D, or, sy)
-TOVI_BENCH_OURS(toviFloatComplex, C, un, he)
-TOVI_BENCH_OURS(toviDoubleComplex, Z, un, he)
+TOVI_BENCH_OURS(float, S, or, sy, static constexpr auto syr2k = toviSsyr2k;)
+TOVI_BENCH_OURS(double, D, or, sy, static constexpr auto syr2k = toviDsyr2k;)
+TOVI_BENCH_OURS(toviFloatComplex, C, un, he, static constexpr auto herk = toviCherk, her2k = toviCher2k;)
+TOVI_BENCH_OURS(toviDoubleComplex, Z, un, he, static constexpr auto herk = toviZherk, her2k = toviZher2k;)
 #undef TOVI_BENCH_OURS
 
 // Only the routines that a program uses are looked for. gesvd, gesdd and heevd take reals, too, where T is
@@ -96,11 +104,32 @@ class Rival {
  public:
   static inline auto* const gemm = routine<void(Letter, Letter, In, In, In, const T*, const T*, In, const T*,
                                                 In, const T*, T*, In, Length, Length)>("gemm");
+  static inline auto* const gemv =
+      routine<void(Letter, In, In, const T*, const T*, In, const T*, In, const T*, T*, In, Length)>("gemv");
+  using Triangular = void(Letter, Letter, Letter, Letter, In, In, const T*, const T*, In, T*, In, Length,
+                          Length, Length, Length);
+  static inline auto* const trsm = routine<Triangular>("trsm");
+  static inline auto* const trmm = routine<Triangular>("trmm");
+  static inline auto* const hemm = routine<void(Letter, Letter, In, In, const T*, const T*, In, const T*, In,
+                                                const T*, T*, In, Length, Length)>(Ours<T>::hemmName);
+  template <class Scalar>
+  using RankK = void(Letter, Letter, In, In, const Scalar*, const T*, In, const Scalar*, T*, In, Length,
+                     Length);
+  static inline auto* const syrk = routine<RankK<T>>("syrk");
+  static inline auto* const herk = routine<RankK<R>>(isComplex<T> ? "herk" : "syrk");
+  template <class Beta>
+  using Rank2K = void(Letter, Letter, In, In, const T*, const T*, In, const T*, In, const Beta*, T*, In,
+                      Length, Length);
+  static inline auto* const syr2k = routine<Rank2K<T>>("syr2k");
+  static inline auto* const her2k = routine<Rank2K<R>>(isComplex<T> ? "her2k" : "syr2k");
   static inline auto* const getrf = routine<void(In, In, T*, In, int*, int*)>("getrf");
   static inline auto* const getrs =
       routine<void(Letter, In, In, const T*, In, In, T*, In, int*, Length)>("getrs");
   static inline auto* const gesv = routine<void(In, In, T*, In, int*, T*, In, int*)>("gesv");
   static inline auto* const potrf = routine<void(Letter, In, T*, In, int*, Length)>("potrf");
+  static inline auto* const potrs =
+      routine<void(Letter, In, In, const T*, In, T*, In, int*, Length)>("potrs");
+  static inline auto* const posv = routine<void(Letter, In, In, T*, In, T*, In, int*, Length)>("posv");
   static inline auto* const geqrf = routine<void(In, In, T*, In, T*, T*, In, int*)>("geqrf");
   static inline auto* const mqr =
       routine<void(Letter, Letter, In, In, In, const T*, In, const T*, T*, In, T*, In, int*, Length, Length)>(

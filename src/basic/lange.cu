@@ -190,9 +190,10 @@ Real<T> normByLines(char norm, ConstView<T> dA, int count) {
     return lines.greatest();
   }
   cudalib::launch<&LANGE_M_k<Map, T>>(map, dA.rows, dA.cols, dA.data, dA.ld, lines.get());
+  if (norm == 'M') return lines.greatest();
   const R* const dGreatest = lines.findGreatest();
   const R greatest = download(dGreatest);
-  if (norm == 'M' || !(greatest > 0 && greatest <= std::numeric_limits<R>::max())) return greatest;
+  if (!(greatest > 0 && greatest <= std::numeric_limits<R>::max())) return greatest;
   cudalib::launch<&LANGE_F_k<Map, T>>(map, dA.rows, dA.cols, dA.data, dA.ld, dGreatest, lines.get());
   return greatest * std::sqrt(download(lines.findSum()));
 }

@@ -134,7 +134,8 @@ TEST_F(DeviceQueue, WhoOnlyAsksLeavesNobodyAsleep) {
   while (cudaStreamQuery(stream) == cudaErrorNotReady) std::this_thread::yield();
 }
 
-// With the BLAS the device's threads end; work that comes later has new ones.
+// With the BLAS the device's threads end; work that comes later has new ones. A brief kernel alone may lie
+// until somebody waits for it: the copy does not.
 TEST_F(DeviceQueue, TheDeviceWorksOnAfterTheBlas) {
   for (int time = 1; time <= 3; ++time) {
     add(1, stream);
@@ -142,10 +143,21 @@ TEST_F(DeviceQueue, TheDeviceWorksOnAfterTheBlas) {
     cublasShutdown();
     EXPECT_EQ(*hX, 2 * time - 1);
     add(1, stream);
+    ASSERT_EQ(downloadLater(hX, nullptr), cudaSuccess);
     for (int i = 0; i < 5000 && software_device::pending() != 0; ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_EQ(software_device::pending(), 0u);
+    EXPECT_EQ(*hX, 2 * time);
   }
+}
+
+// Brief work that nobody has waited for moves on when somebody asks.
+TEST_F(DeviceQueue, BriefWorkIsDoneWhenSomebodyAsks) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // until the device's thread has gone to sleep
+  add(1, stream);
+  for (int i = 0; i < 5000 && cudaStreamQuery(stream) == cudaErrorNotReady; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_EQ(software_device::pending(), 0u);
 }
 
 TEST_F(DeviceQueue, DestroyedStreamsAreUnknownButTheirWorkGoesOn) {

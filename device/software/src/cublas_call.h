@@ -73,7 +73,7 @@ class BlasCall {
       if (wild_)
         enqueue(*device_, nullptr, [device = device_] { loseDevice(*device, cudaErrorLaunchFailure); });
       else
-        enqueue(*device_, nullptr, onOperands(std::move(work)));
+        enqueue(*device_, nullptr, onOperands(std::move(work)), operandBytes_ <= briefBytes);
     } catch (const std::bad_alloc&) {
       refuse(CUBLAS_STATUS_ALLOC_FAILED);
     }
@@ -104,7 +104,7 @@ class BlasCall {
     const bool countable = step == 0 || steps <= most / step;
     const std::size_t bytes = countable ? (steps * step + last) * elementBytes : 0;
     if (countable && deviceRange(*device_, p, bytes))
-      operands_[operandCount_++] = {p, bytes};
+      operands_[operandCount_++] = {p, bytes}, operandBytes_ += bytes;
     else
       wild_ = true;
   }
@@ -121,7 +121,9 @@ class BlasCall {
   Device* device_ = nullptr;
   bool refused_ = false, wild_ = false;
   std::array<Extent, 3> operands_;
-  std::size_t operandCount_ = 0;
+  std::size_t operandCount_ = 0, operandBytes_ = 0;
+  // Operands for some tens of microseconds of work
+  static constexpr std::size_t briefBytes = std::size_t{1} << 18;
 };
 
 template <class T>

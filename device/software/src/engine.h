@@ -78,8 +78,8 @@ std::uint64_t generation();
 // the streams under the legacy rule of the default stream.
 void enqueue(Device& device, cudaStream_t stream, std::unique_ptr<Work> work);
 template <class Body>
-void enqueue(Device& device, cudaStream_t stream, Body body) {
-  enqueue(device, stream, std::unique_ptr<Work>(std::make_unique<WorkOf<Body>>(std::move(body))));
+void enqueue(Device& device, cudaStream_t stream, Body body, bool brief = false) {
+  enqueue(device, stream, std::unique_ptr<Work>(std::make_unique<WorkOf<Body>>(std::move(body), brief)));
 }
 // Runs the body in its turn and returns when that is done: how it ended. Needs no memory.
 cudaError_t runInTurn(Device& device, cudaStream_t stream, Work& work);

@@ -20,6 +20,10 @@ namespace {
 // wait, the device's thread does all the work under it.
 constexpr bool hostHelps = !threadSanitizer;
 
+// So many pieces of brief work may lie until somebody waits for them: to wake the device's thread costs more
+// than they do.
+constexpr std::uint64_t mostDelayed = 8;
+
 // A number for the calling thread that no other thread of the process ever has.
 unsigned long long thisThread() {
   static std::atomic<unsigned long long> threads{0};
@@ -83,6 +87,8 @@ std::uint64_t Queue::append(Device& device, cudaStream_t stream, Work* work, boo
   countAsIssued(device, own, number);
 
   if ((!wakeDevice && hostHelps) || schedule_ != Schedule::eager) return number;
+  const std::uint64_t waiting = number - completed_.load(std::memory_order_relaxed);
+  if (work->brief_ && waiting < mostDelayed && hostHelps && (deviceAsleep_ || !started_)) return number;
   if (!started_) startThread();
   if (deviceAsleep_ && !executing_) {
     deviceAsleep_ = false;
@@ -244,10 +250,8 @@ bool Queue::poll(std::uint64_t number, bool alone) {
   Lock lock(mutex_);
   const Goal goal{number, alone};
   if (isDone(goal)) return true;
-  if (!executing_ && !empty() && (schedule_ != Schedule::eager || !running_)) {
-    runOne(lock, goal, 0);
-    handOver();
-  }
+  if (!executing_ && !empty() && (schedule_ != Schedule::eager || !running_)) runOne(lock, goal, 0);
+  handOver();
   return false;
 }
 

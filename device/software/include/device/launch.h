@@ -85,7 +85,10 @@ class Launch<Kernel, Native> final : public Work {
   }
 
   Launch(dim3 grid, dim3 block, const Parameters&... arguments)
-      : grid_(grid), block_(block), arguments_(arguments...), room_(Native::room(arguments...)) {}
+      : grid_(grid), block_(block), arguments_(arguments...), room_(Native::room(arguments...)) {
+    const std::size_t threads = std::size_t{grid.x} * grid.y * grid.z * block.x * block.y * block.z;
+    if (threads <= device::native::brief && Native::isBrief(arguments...)) Work::isBrief();
+  }
 
   void run() override {
     if constexpr (!std::is_same_v<Native, device::native::None>) {

@@ -102,15 +102,30 @@ inline int covered(int n, std::size_t threads) {
 inline std::size_t inX(dim3 grid, dim3 block) { return std::size_t{grid.x} * block.x; }
 inline std::size_t inY(dim3 grid, dim3 block) { return std::size_t{grid.y} * block.y; }
 
+// Elements that take no longer than some microseconds.
+constexpr std::size_t brief = 4096;
+
 // What a body needs beside the arguments is had when the kernel is launched: room(arguments) makes it. One
 // that takesIn can do other launches with its own: takeIn(room, arguments, those of a launch that comes next
 // in the queue) says whether it does, and run(room, ...) then does them all.
+// isBrief(arguments): whether a launch of few threads takes no longer than some microseconds.
 struct NoRoom {};
 struct Body {
   static constexpr bool takesIn = false;
   template <class... Parameters>
   static NoRoom room(const Parameters&...) {
     return {};
+  }
+  template <class... Parameters>
+  static bool isBrief(const Parameters&...) {
+    return true;
+  }
+};
+// Its threads own rows, or columns, of a matrix of m x n elements, which its parameters begin with.
+struct LineBody : Body {
+  template <class... Parameters>
+  static bool isBrief(int m, int n, const Parameters&...) {
+    return m <= 0 || n <= static_cast<int>(brief) / m;
   }
 };
 
@@ -129,7 +144,7 @@ struct ConvertMatrix : Body {
 };
 
 template <class T>
-struct SumRows : Body {
+struct SumRows : LineBody {
   static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const T* dA, int lda, tovi::Real<T>* dSums) {
     sumRows(covered(m, inX(grid, block) * grid.y * grid.z), n, dA, lda, dSums);
   }
@@ -168,7 +183,7 @@ struct SwapColumns : Body {
 };
 
 template <class T, char direct>
-struct RotateColumns : Body {
+struct RotateColumns : LineBody {
   using R = tovi::Real<T>;
   static constexpr bool takesIn = true;
 
@@ -207,7 +222,7 @@ struct CompleteWeight : Body {
 };
 
 template <class T, bool conj>
-struct MultiplyTransposed : Body {
+struct MultiplyTransposed : LineBody {
   // For the elements of x where they are no neighbours
   static std::unique_ptr<T[]> room(int m, int /*n*/, T alpha, int /*mMain*/, const T* /*dA*/, int /*lda*/,
                                    T /*beta*/, const T* /*dX*/, int incx, T* /*dY*/, int /*incy*/) {
@@ -222,7 +237,7 @@ struct MultiplyTransposed : Body {
 };
 
 template <class T>
-struct MultiplyBothWays : Body {
+struct MultiplyBothWays : LineBody {
   static void run(NoRoom, dim3 grid, dim3, int m, int n, int width, const T* dA, int lda, const T* dV,
                   const T* dTau, T* dY, T* dX, T* dParts, int ldp) {
     multiplyBothWays(static_cast<int>(grid.x), m, n, width, dA, lda, dV, dTau, dY, dX, dParts, ldp);
@@ -230,7 +245,7 @@ struct MultiplyBothWays : Body {
 };
 
 template <class T>
-struct AddReflected : Body {
+struct AddReflected : LineBody {
   static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const T* dA, int lda, const T* dU,
                   const tovi::Real<T>* dBeta, const T* dTau, int count, const T* dParts, int ldp, T* dX) {
     addReflected(covered(m, inX(grid, block) * grid.y * grid.z), n, dA, lda, dU, dBeta, dTau, count, dParts,

@@ -25,6 +25,10 @@ class Work {
   // that, too.
   virtual bool takeIn(const Work& /*next*/) { return false; }
 
+ protected:
+  // Says that it takes little longer than waking a sleeper does.
+  void isBrief() { brief_ = true; }
+
  private:
   friend class Queue;
 
@@ -36,7 +40,8 @@ class Work {
   bool blocking_ = true;           // whether the default stream's work and that of its stream keep in order
   unsigned long long thread_ = 0;  // that has issued it
   bool owned_ = true;              // by the queue; else by a caller who waits for it
-  int error_ = 0;                  // how it ended
+  bool brief_ = false;
+  int error_ = 0;  // how it ended
 };
 
 #pragma GCC visibility pop
@@ -44,7 +49,9 @@ class Work {
 template <class Body>
 class WorkOf final : public Work {
  public:
-  explicit WorkOf(Body body) : body_(std::move(body)) {}
+  explicit WorkOf(Body body, bool brief = false) : body_(std::move(body)) {
+    if (brief) isBrief();
+  }
   void run() override { body_(); }
 
  private:
