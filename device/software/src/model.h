@@ -9,7 +9,10 @@
 #include <array>
 #include <cstddef>
 #include <string>
+#include <typeinfo>
 #include <vector>
+
+#include "device/work.h"
 
 namespace software_device {
 
@@ -94,6 +97,9 @@ struct Call {
   // characters, then their dimensions.
   std::array<long long, 8> arguments{};
   std::size_t stream = 0;  // 0: the default stream
+  // launch: the work's type, whose name has the kernel's in it; null where nothing was queued
+  const std::type_info* kernel = nullptr;
+  Description description{};  // launch: its own; of BLAS: the precision alone
 };
 
 }  // namespace software_device

@@ -94,6 +94,11 @@ class Launch<Kernel, Native> final : public Work {
     }
     forEachBlock(grid_, block_, &runBlocks, this);
   }
+  Description describe() const override {
+    Description result;
+    std::apply([&](const Parameters&... p) { (result.add(p), ...); }, arguments_);
+    return result;
+  }
 
  private:
   TOVI_DEVICE_CODE static void runBlocks(void* launch, BlockRange& range) {
