@@ -161,13 +161,13 @@ class Timeline {
     return atLeast(elements * bytes / std::min(H200::memory, atOnce / H200::memoryLatency), memory);
   }
 
-  // C := C + A B, m x k by k x n
-  static Duration product(char precision, double m, double n, double k) {
+  // C := C + A B, m x k by k x n, or a part of it where an operand, or C, is a triangle
+  static Duration product(char precision, double m, double n, double k, double part = 1) {
     const double tiles = std::ceil(m / H200::tile) * std::ceil(n / H200::tile),
                  splits = std::max(1.0, std::floor(k / H200::split));
     const double speed =
         H200::operations * std::min(1.0, tiles * splits / H200::processors) * k / (k + H200::halfSpeedDepth);
-    const double flops = 2 * m * n * k * weightOf(precision),
+    const double flops = 2 * m * n * k * part * weightOf(precision),
                  bytes = bytesOf(precision) * (m * k + k * n + 2 * m * n);
     if (flops / speed > bytes / H200::memory) return atLeast(flops / speed, products);
     return atLeast(bytes / H200::memory, memory);
@@ -188,7 +188,7 @@ class Timeline {
       case Entry::trmm: {
         const bool left = std::toupper(static_cast<int>(call.arguments[0])) == 'L';
         const double order = size(left ? 4 : 5), others = size(left ? 5 : 4);
-        Duration result = product(precision, order, others, order / 2);
+        Duration result = product(precision, order, others, order, 0.5);
         if (call.entry == Entry::trsm)  // one diagonal block after the other
           result.seconds += 2 * H200::shortestKernel * std::ceil(order / H200::solvedAtOnce);
         return result;
@@ -199,7 +199,7 @@ class Timeline {
                        size(std::toupper(static_cast<int>(call.arguments[0])) == 'L' ? 2 : 3));
       case Entry::syrk:
       case Entry::herk:
-        return product(precision, size(2), size(2), size(3) / 2);
+        return product(precision, size(2), size(2), size(3), 0.5);
       default:  // syr2k, her2k
         return product(precision, size(2), size(2), size(3));
     }
