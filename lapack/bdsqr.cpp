@@ -1,6 +1,7 @@
 #include "lapack/bdsqr.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -46,7 +47,9 @@ R tolerance() {
 
 // What the sweeps rotate: the right vectors as columns of dV, the left ones as columns of dU, and rows of dC.
 // A sweep's rotations are written into page-locked memory, go to the device in one copy and are applied there
-// with one call for each matrix, while the host computes the next sweep into the other half of the memory.
+// with one call for each matrix. The calls of some sweeps are made together, those on one matrix one after
+// the other, since a device may do them as one: there is room for twice as many sweeps, and while the device
+// applies one half the host computes the other.
 template <class T>
 class Vectors {
  public:
@@ -56,32 +59,26 @@ class Vectors {
       : dV_(dV),
         dU_(dU),
         dC_(dC),
-        hRotations_(runs * static_cast<std::size_t>(n), 2),
-        dRotations_(runs * static_cast<std::size_t>(n), 1),
-        hSweep_(hRotations_.get()) {}
+        room_(runs * static_cast<std::size_t>(n) + apart),
+        hRotations_(room_, 2 * together),
+        dRotations_(room_, 2 * together) {}
 
   // The next sweep has `count` rotations, of which number k is of the neighbours first + k and first + k + 1.
-  void begin(int first, int count) {
-    first_ = first;
-    count_ = count;
-  }
+  void begin(int first, int count) { sweeps_[waiting_] = {first, count, 'F', true}; }
   void right(int k, Rotation<R> rotation) { put(0, k, rotation); }
   void left(int k, Rotation<R> rotation) { put(2, k, rotation); }
 
   // Rotates in the order of direct, "F" or "B": all that was begun, or the left side alone.
-  void apply(char direct) {
-    send();
-    if (!dV_.empty()) rotateColumns(direct, 0, dV_);
-    rotateLeft(direct);
+  void apply(char direct) { send(direct, true); }
+  void applyLeft(char direct) { send(direct, false); }
+  // All has been applied that was sent, and nothing that is still on its way outlives the buffers.
+  void finish() {
+    rotate();
+    finishTransfers(stream_);
   }
-  void applyLeft(char direct) {
-    send();
-    rotateLeft(direct);
-  }
-  // Nothing that is still on its way may outlive the buffers.
-  void finish() const { finishTransfers(stream_); }
 
   void negateRight(int i) {
+    rotate();
     if (dV_.empty()) return;
     if (dMinusOne_.get() == nullptr) {
       dMinusOne_ = LinearMemory<T>(1, 1);
@@ -90,7 +87,8 @@ class Vectors {
     basic::scaleVector(dV_.rows, dV_.at(0, i), dMinusOne_.get(), 1);
   }
   // For i = 1, 2, ...: vectors i and pivots[i - 1], counted from 1, change places.
-  void interchange(const std::vector<int>& pivots) const {
+  void interchange(const std::vector<int>& pivots) {
+    rotate();
     const int n = static_cast<int>(pivots.size());
     if (!dV_.empty()) basic::laswpCol(dV_.rows, dV_.data, dV_.ld, 1, n, pivots.data(), 1);
     if (!dU_.empty()) basic::laswpCol(dU_.rows, dU_.data, dU_.ld, 1, n, pivots.data(), 1);
@@ -98,40 +96,71 @@ class Vectors {
   }
 
  private:
-  static constexpr std::size_t runs = 4;  // right cosines, right sines, left cosines, left sines
+  struct Sweep {
+    int first, count;
+    char direct;
+    bool bothSides;
+  };
+  static constexpr std::size_t runs = 4;       // right cosines, right sines, left cosines, left sines
+  static constexpr std::size_t together = 16;  // sweeps, measured; the software device does as many at once
+  static constexpr std::size_t apart = 16;     // elements, lest all sweeps meet in one set of a cache
 
-  std::ptrdiff_t run(int number) const { return static_cast<std::ptrdiff_t>(number) * count_; }
+  // Where a run of a sweep of this half begins, from the beginning of all rotations.
+  std::ptrdiff_t run(std::size_t sweep, int number) const {
+    return static_cast<std::ptrdiff_t>((half_ * together + sweep) * room_) +
+           static_cast<std::ptrdiff_t>(number) * sweeps_[sweep].count;
+  }
   void put(int number, int k, Rotation<R> rotation) {
-    hSweep_[run(number) + k] = rotation.c;
-    hSweep_[run(number + 1) + k] = rotation.s;
+    hRotations_.get()[run(waiting_, number) + k] = rotation.c;
+    hRotations_.get()[run(waiting_, number + 1) + k] = rotation.s;
   }
 
-  // The copy waits for the rotations before it, which still read what it replaces. Before that, the copy of
-  // the sweep before has left the half of the host's memory that is written next.
-  void send() {
-    finishTransfers(stream_);
-    cudalib::uploadAsync(hSweep_, count_, MatrixView<R>(dRotations_.get(), count_, int{runs}, count_),
+  void send(char direct, bool bothSides) {
+    Sweep& sweep = sweeps_[waiting_];
+    sweep.direct = direct;
+    sweep.bothSides = bothSides;
+    const std::ptrdiff_t from = run(waiting_, 0);
+    cudalib::uploadAsync(hRotations_.get() + from, sweep.count,
+                         MatrixView<R>(dRotations_.get() + from, sweep.count, int{runs}, sweep.count),
                          stream_.get());
-    R* const other = hRotations_.get() + hRotations_.leadingDimension();
-    hSweep_ = hSweep_ == other ? hRotations_.get() : other;
+    if (++waiting_ == together) rotate();
   }
-  void rotateColumns(char direct, int number, MatrixView<T> dA) const {
-    basic::lasr('R', 'V', direct, dA.rows, count_ + 1, dRotations_.get() + run(number),
-                dRotations_.get() + run(number + 1), dA.at(0, first_), dA.ld);
+
+  // Makes the calls of the sweeps that wait for them, and turns to the other half.
+  //   A rotation waits for the copy of its sweep, and a copy for the rotations that read what it replaces, of
+  //   the last use of its half: both by the order of the streams.
+  //   The host waits here for the copies that read what it is going to write. They are behind the rotations
+  //   of the other half; those of this one keep the device at work meanwhile.
+  void rotate() {
+    if (waiting_ == 0) return;
+    for (std::size_t i = 0; i < waiting_; ++i)
+      if (sweeps_[i].bothSides && !dV_.empty()) rotateColumns(i, 0, dV_);
+    for (std::size_t i = 0; i < waiting_; ++i)
+      if (!dU_.empty()) rotateColumns(i, 2, dU_);
+    for (std::size_t i = 0; i < waiting_; ++i)
+      if (!dC_.empty()) rotateRows(i, 2, dC_);
+    waiting_ = 0;
+    half_ = 1 - half_;
+    finishTransfers(stream_);
   }
-  void rotateLeft(char direct) const {
-    if (!dU_.empty()) rotateColumns(direct, 2, dU_);
-    if (!dC_.empty())
-      basic::lasr('L', 'V', direct, count_ + 1, dC_.cols, dRotations_.get() + run(2),
-                  dRotations_.get() + run(3), dC_.at(first_, 0), dC_.ld);
+  void rotateColumns(std::size_t i, int number, MatrixView<T> dA) const {
+    const Sweep& sweep = sweeps_[i];
+    basic::lasr('R', 'V', sweep.direct, dA.rows, sweep.count + 1, dRotations_.get() + run(i, number),
+                dRotations_.get() + run(i, number + 1), dA.at(0, sweep.first), dA.ld);
+  }
+  void rotateRows(std::size_t i, int number, MatrixView<T> dA) const {
+    const Sweep& sweep = sweeps_[i];
+    basic::lasr('L', 'V', sweep.direct, sweep.count + 1, dA.cols, dRotations_.get() + run(i, number),
+                dRotations_.get() + run(i, number + 1), dA.at(sweep.first, 0), dA.ld);
   }
 
   MatrixView<T> dV_, dU_, dC_;
+  const std::size_t room_;  // for the rotations of a sweep
   cudalib::PageLockedMemory<R> hRotations_;
   LinearMemory<R> dRotations_;
   LinearMemory<T> dMinusOne_;
-  R* hSweep_;
-  int first_ = 0, count_ = 0;
+  std::array<Sweep, together> sweeps_{};  // of this half
+  std::size_t waiting_ = 0, half_ = 0;
   const cudalib::Stream stream_;  // goes before the buffers do
 };
 
@@ -375,7 +404,7 @@ void makePositive(std::vector<R>& d, Vectors<T>& vectors) {
 }
 
 template <class R, class T>
-void sortDescending(std::vector<R>& d, const Vectors<T>& vectors) {
+void sortDescending(std::vector<R>& d, Vectors<T>& vectors) {
   std::vector<int> pivots(d.size());
   bool sorted = true;
   for (auto i = d.begin(); i != d.end(); ++i) {

@@ -200,6 +200,65 @@ TEST_F(DeviceQueue, WorkThatFailsIsToldToWhoIssuedIt) {
     }
 }
 
+// Adds what others add to the same number with its own, once for all of them. Nobody adds less than nothing.
+struct AddTogether : device::native::Body {
+  static constexpr bool takesIn = true;
+  static int room(int*, int value) { return value; }
+  static bool takeIn(int& sum, int* p, int, int* other, int value) {
+    if (p == other) sum += value;
+    return p == other;
+  }
+  static void run(int sum, dim3, dim3, int* p, int) {
+    if (sum < 0) throw std::bad_alloc();
+    *p += sum;
+  }
+};
+
+// With neighbours that can be done at once: not before somebody waits for them, nor past other work; with
+// other shapes, or kernels as they are, one by one. They fail together, and each thread is told of its own.
+TEST_F(DeviceQueue, NeighboursAreDoneTogether) {
+  const auto together = [&](int value, cudaStream_t where, unsigned blocks = 1) {
+    device::launch<&add_k, AddTogether>(dim3(blocks), dim3(1), 0, where, dX, value);
+  };
+  auto runs = [before = std::uint64_t{0}]() mutable {
+    const std::uint64_t since = software_device::nativeLaunches() - before;
+    before += since;
+    return since;
+  };
+  software_device::setSchedule(Schedule::lazy);
+  runs();
+  for (const cudaStream_t where : {cudaStream_t{}, stream, cudaStream_t{}}) together(1, where);
+  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_TRUE(runs() == 1 && software_device::pending() == 1);
+  for (int i = 0; i < 3; ++i) together(1, stream);
+  EXPECT_EQ(cudaStreamQuery(stream), cudaErrorNotReady);
+  EXPECT_TRUE(runs() == 1 && software_device::pending() == 3);
+  ASSERT_EQ(downloadLater(hX, stream), cudaSuccess);
+  for (int i = 0; i < 3; ++i) together(1, nullptr);
+  together(1, nullptr, 2);
+  ASSERT_EQ(cudaThreadSynchronize(), cudaSuccess);
+  EXPECT_EQ(*hX, 6);
+  EXPECT_TRUE(runs() == 3 && software_device::pending() == 0);
+  software_device::useNativeBodies(false);
+  for (int i = 0; i < 3; ++i) together(1, stream);
+  ASSERT_EQ(cudaMemcpy(hX, dX, sizeof(int), cudaMemcpyDeviceToHost), cudaSuccess);
+  EXPECT_TRUE(runs() == 0 && *hX == 13);
+
+  software_device::useNativeBodies(true);
+  together(-10, nullptr);
+  std::thread([&] {
+    together(1, nullptr);
+    together(2, stream);
+    EXPECT_EQ(cudaThreadSynchronize(), cudaErrorMemoryAllocation);
+    EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+  }).join();
+  EXPECT_EQ(runs(), 1u);
+  EXPECT_EQ(cudaThreadSynchronize(), cudaErrorMemoryAllocation);
+  EXPECT_EQ(cudaGetLastError(), cudaErrorMemoryAllocation);
+  ASSERT_EQ(cudaMemcpy(hX, dX, sizeof(int), cudaMemcpyDeviceToHost), cudaSuccess);
+  EXPECT_EQ(*hX, 13);
+}
+
 // The device's threads are ended before the process is, whatever is still queued.
 TEST(DeviceQueueDeathTest, AProcessMayEndWithWorkQueued) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");

@@ -3,6 +3,7 @@
 // agree to rounding only: GemvTest.
 
 #include <cmath>
+#include <deque>
 #include <functional>
 #include <limits>
 #include <vector>
@@ -94,6 +95,20 @@ TEST(Interchanges, TravelInBatches) {
   }
 }
 
+// With some that turn nothing
+template <class R>
+struct Turns {
+  explicit Turns(int count, std::uint64_t seed, int still = 7) {
+    Random random(seed);
+    for (int k = 0; k < count; ++k) {
+      const double angle = random.uniform();
+      c.push_back(k % still == 3 ? R(1) : static_cast<R>(std::cos(angle)));
+      s.push_back(k % still == 3 ? R(0) : static_cast<R>(std::sin(angle)));
+    }
+  }
+  std::vector<R> c, s;
+};
+
 TYPED_TEST(NativeBodies, Rotations) {
   using T = TypeParam;
   using R = tovi::Real<T>;
@@ -101,20 +116,62 @@ TYPED_TEST(NativeBodies, Rotations) {
     for (const int n : {2, 3, 5, 6, 9, 64, 131})
       for (const char direct : {'F', 'B'}) {
         SCOPED_TRACE(testing::Message() << m << " x " << n << ' ' << direct);
-        // With some that turn nothing
-        Random random(static_cast<std::uint64_t>(n));
-        std::vector<R> c, s;
-        for (int k = 0; k < n - 1; ++k) {
-          const double angle = random.uniform();
-          c.push_back(k % 7 == 3 ? R(1) : static_cast<R>(std::cos(angle)));
-          s.push_back(k % 7 == 3 ? R(0) : static_cast<R>(std::sin(angle)));
-        }
-        const DeviceArray<R> dC(c.data(), c.size()), dS(s.data(), s.size());
+        const Turns<R> turns(n - 1, static_cast<std::uint64_t>(n));
+        const DeviceArray<R> dC(turns.c.data(), turns.c.size()), dS(turns.s.data(), turns.s.size());
         HostMatrix<T> a = HostMatrix<T>::random(m, n, 3, static_cast<std::uint64_t>(m));
         a(m - 1, n - 1) = quietNaN<T>();
         expectSameBits(a,
                        [&](T* dA) { basic::lasr('R', 'V', direct, m, n, dC.data(), dS.data(), dA, a.ld()); });
       }
+}
+
+// Sequences that stand behind each other in the queue are made together: on some of the columns, on few, on
+// other ones altogether, from other places; with rotations that turn nothing, or none, over elements that are
+// no numbers. Those of the other direction, on other rows or on another matrix are not.
+TYPED_TEST(NativeBodies, SequencesOfRotationsThatAreMadeTogether) {
+  using T = TypeParam;
+  using R = tovi::Real<T>;
+  const int m = 150, n = 90;
+  struct Sequence {
+    int first, count, row;
+    char direct;
+  };
+  std::vector<Sequence> sequences;
+  for (int q = 0; q < 40; ++q) sequences.push_back({0, n - 1 - q / 3, 0, 'F'});
+  for (int q = 0; q < 20; ++q) sequences.push_back({q, n - 1 - 2 * q, 0, 'B'});
+  for (const int count : {1, 2, 3, 4, 5, 6, 7, 8, 1, 1}) sequences.push_back({30 - count, count, 0, 'B'});
+  for (const auto& [first, count] : {std::pair{40, 3}, {43, 10}, {20, 20}, {54, 1}, {80, 9}, {0, 89}})
+    sequences.push_back({first, count, 0, 'F'});
+  for (const int row : {1, 0, 5, 5}) sequences.push_back({10, 60, row, 'F'});
+  for (const char direct : {'B', 'F', 'B', 'B'}) sequences.push_back({10, 60, 0, direct});
+
+  HostMatrix<T> a = HostMatrix<T>::random(m + 5, n, 3, 1);
+  for (const int still : {7, n}) {
+    std::deque<DeviceArray<R>> dC, dS;
+    for (std::size_t q = 0; q < sequences.size(); ++q) {
+      const Turns<R> turns(n, q, still);
+      dC.emplace_back(turns.c.data(), turns.c.size());
+      dS.emplace_back(turns.s.data(), turns.s.size());
+    }
+    std::uint64_t runs = 0;
+    expectSameBits(a, [&](T* dA) {
+      software_device::setSchedule(software_device::Schedule::lazy);  // all are there when the first one runs
+      const std::uint64_t before = software_device::nativeLaunches();
+      for (std::size_t q = 0; q < sequences.size(); ++q) {
+        const Sequence& sequence = sequences[q];
+        basic::lasr('R', 'V', sequence.direct, m, sequence.count + 1, dC[q].data(), dS[q].data(),
+                    dA + sequence.row + static_cast<std::ptrdiff_t>(sequence.first) * a.ld(), a.ld());
+      }
+      EXPECT_EQ(software_device::pending(), sequences.size());
+      EXPECT_EQ(cudaThreadSynchronize(), cudaSuccess);
+      runs = software_device::nativeLaunches() - before;
+      software_device::setSchedule(software_device::Schedule::eager);
+    });
+    EXPECT_EQ(runs, 3 + 2 + 2 + 3 + 3U);  // sixteen at a time
+
+    a(m / 2, n / 2) = quietNaN<T>();
+    a(0, 3) = makeElement<T>(HUGE_VAL, 0);
+  }
 }
 
 // In one array: alpha, the elements of x, and tau behind them. Scaled so that the squares stay in the range

@@ -1,9 +1,14 @@
-// Sequences of rotations of neighbouring columns, native. A piece owns some rows, no more than the caches
-// hold a few columns of, and makes all rotations there in their order. Rows do not meet, so a complex matrix
-// is a real one of twice as many.
+// Sequences of rotations of neighbouring columns, native. A piece owns some rows, and makes all rotations
+// there. Rows do not meet, so a complex matrix is a real one of twice as many.
+//
+// Several sequences pass through the columns together, each some rotations behind the one before it: a column
+// is loaded for all of them, and in tiles of two sequences stays in registers from rotation to rotation. Two
+// rotations that have a column in common keep their order, and every element its bits.
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstring>
 
 #include "device/native_bodies.h"
 #include "device/software/src/pool.h"
@@ -13,97 +18,219 @@ namespace native {
 
 namespace {
 
+template <class R, int bytes>
+struct Vector {
+  typedef R type __attribute__((vector_size(bytes)));
+};
+template <>
+struct Vector<float, sizeof(float)> {
+  using type = float;
+};
+template <>
+struct Vector<double, sizeof(double)> {
+  using type = double;
+};
+
+// In the order in which a sequence passes through the columns: from the left (forward) or from the right,
+// where the neighbours x and y of a rotation have changed places.
+template <bool forward, class R>
+struct Passing {
+  const R *c, *s;             // of the first rotation
+  std::ptrdiff_t begin, end;  // of the rotations; number k is of the columns k and k + 1
+  bool turns;                 // each of them does
+
+  TOVI_DEVICE_CODE __forceinline__ std::ptrdiff_t at(std::ptrdiff_t k) const {
+    return forward ? k - begin : begin - k;
+  }
+  TOVI_DEVICE_CODE __forceinline__ bool has(std::ptrdiff_t k) const {
+    return begin <= k && k < end && (turns || c[at(k)] != 1 || s[at(k)] != 0);
+  }
+  template <int count>
+  TOVI_DEVICE_CODE __forceinline__ bool hasAll(std::ptrdiff_t k) const {
+    if (k < begin || k + count > end) return false;
+    bool all = true;
+    if (!turns)
+      for (int j = 0; j < count; ++j) all = all && has(k + j);
+    return all;
+  }
+};
+
 // The rotation of one pair, as the kernel writes it.
-template <class R>
-TOVI_DEVICE_CODE __forceinline__ void rotatePair(R c, R s, R& x, R& y) {
-  const R turned = c * y - s * x;
+template <bool forward, class V, class R>
+TOVI_DEVICE_CODE __forceinline__ void rotatePair(R c, R s, V& first, V& second) {
+  V &x = forward ? first : second, &y = forward ? second : first;
+  const V turned = c * y - s * x;
   x = s * y + c * x;
   y = turned;
 }
 
-template <class R>
-TOVI_DEVICE_CODE bool turns(R c, R s) {
-  return c != 1 || s != 0;
-}
+// A tile of some sequences, each with `rotations` rotations: those of the second are one column behind.
+template <bool forward, int sequences, int rotations, class R>
+struct Tile {
+  static constexpr int columns = sequences + rotations;
 
-template <class R>
-TOVI_DEVICE_CODE void rotateTwo(std::ptrdiff_t rows, R c, R s, R* __restrict__ x, R* __restrict__ y) {
-  for (std::ptrdiff_t i = 0; i < rows; ++i) rotatePair(c, s, x[i], y[i]);
-}
+  R* a;  // the first column that the last sequence rotates
+  std::ptrdiff_t step;
+  std::array<const R*, sequences> c, s;
 
-// Four rotations of five columns that follow each other: each element is read and written once.
-template <bool forward, class R>
-TOVI_DEVICE_CODE __forceinline__ void rotateRow(const R* c, const R* s, R& a0, R& a1, R& a2, R& a3, R& a4) {
-  R x0 = a0, x1 = a1, x2 = a2, x3 = a3, x4 = a4;
-  if (forward) {
-    rotatePair(c[0], s[0], x0, x1);
-    rotatePair(c[1], s[1], x1, x2);
-    rotatePair(c[2], s[2], x2, x3);
-    rotatePair(c[3], s[3], x3, x4);
-  } else {
-    rotatePair(c[3], s[3], x3, x4);
-    rotatePair(c[2], s[2], x2, x3);
-    rotatePair(c[1], s[1], x1, x2);
-    rotatePair(c[0], s[0], x0, x1);
+  // `rows` rows in vectors of these bytes, so many at a time; the rest in smaller ones.
+  template <int bytes, int vectors>
+  TOVI_DEVICE_CODE __forceinline__ void rotate(std::ptrdiff_t i, std::ptrdiff_t rows) const {
+    constexpr std::ptrdiff_t length = bytes / sizeof(R);
+    for (; i + vectors * length <= rows; i += vectors * length) rotateVectors<bytes, vectors>(a + i);
+    if constexpr (vectors > 1)
+      rotate<bytes, 1>(i, rows);
+    else if constexpr (bytes > 16)
+      rotate<bytes / 2, 1>(i, rows);
+    else if constexpr (bytes > sizeof(R))
+      rotate<sizeof(R), 1>(i, rows);
   }
-  a0 = x0, a1 = x1, a2 = x2, a3 = x3, a4 = x4;
-}
-template <bool forward, class R>
-TOVI_DEVICE_CODE void rotateFive(std::ptrdiff_t rows, const R* dC, const R* dS, R* __restrict__ a0,
-                                 R* __restrict__ a1, R* __restrict__ a2, R* __restrict__ a3,
-                                 R* __restrict__ a4) {
-  constexpr int step = 16;  // a constant, for vectors without a remainder
-  const R c[] = {dC[0], dC[1], dC[2], dC[3]}, s[] = {dS[0], dS[1], dS[2], dS[3]};
-  std::ptrdiff_t i = 0;
-  for (; i + step <= rows; i += step)
-    for (int j = 0; j < step; ++j)
-      rotateRow<forward>(c, s, a0[i + j], a1[i + j], a2[i + j], a3[i + j], a4[i + j]);
-  for (; i < rows; ++i) rotateRow<forward>(c, s, a0[i], a1[i], a2[i], a3[i], a4[i]);
-}
 
-// All `count` rotations of some rows
+ private:
+  template <int bytes, int vectors>
+  TOVI_DEVICE_CODE __forceinline__ void rotateVectors(R* first) const {
+    using V = typename Vector<R, bytes>::type;
+    constexpr std::ptrdiff_t length = bytes / sizeof(R);
+    V x[columns][vectors];
+#pragma GCC unroll 8
+    for (int j = 0; j < columns; ++j)
+#pragma GCC unroll 8
+      for (int v = 0; v < vectors; ++v) std::memcpy(&x[j][v], first + j * step + v * length, sizeof(V));
+        // Those that do not wait for each other side by side
+#pragma GCC unroll 8
+    for (int turn = 0; turn < columns - 1; ++turn)
+#pragma GCC unroll 8
+      for (int sequence = 0; sequence < sequences; ++sequence) {
+        const int k = turn - sequence, column = sequences - 1 - sequence + k;
+        if (k < 0 || k >= rotations) continue;
+        const R ck = c[sequence][forward ? k : -k], sk = s[sequence][forward ? k : -k];
+#pragma GCC unroll 8
+        for (int v = 0; v < vectors; ++v) rotatePair<forward>(ck, sk, x[column][v], x[column + 1][v]);
+      }
+#pragma GCC unroll 8
+    for (int j = 0; j < columns; ++j)
+#pragma GCC unroll 8
+      for (int v = 0; v < vectors; ++v) std::memcpy(first + j * step + v * length, &x[j][v], sizeof(V));
+  }
+};
+
+// Some rows of what is rotated.
 template <bool forward, class R>
-TOVI_DEVICE_CODE void rotateRows(std::ptrdiff_t rows, int count, const R* dC, const R* dS, R* a,
-                                 std::ptrdiff_t ld) {
-  for (int done = 0; done < count;) {
-    const int left = count - done;
-    const int four = forward ? done : left - 4;
-    if (left >= 4 && turns(dC[four], dS[four]) && turns(dC[four + 1], dS[four + 1]) &&
-        turns(dC[four + 2], dS[four + 2]) && turns(dC[four + 3], dS[four + 3])) {
-      R* const first = a + four * ld;
-      rotateFive<forward>(rows, dC + four, dS + four, first, first + ld, first + 2 * ld, first + 3 * ld,
-                          first + 4 * ld);
-      done += 4;
-    } else {
-      const int k = forward ? done : left - 1;
-      if (turns(dC[k], dS[k])) rotateTwo(rows, dC[k], dS[k], a + k * ld, a + (k + 1) * ld);
-      ++done;
+struct Rows {
+  const Passing<forward, R>* sequences;
+  int count;
+  std::ptrdiff_t rotations;  // of the longest way: from column 0 on
+  R* a;                      // column 0
+  std::ptrdiff_t step, rows;
+
+  // Rotation k of the first sequence is made when rotation k - q of sequence q is, `length` at a time.
+  template <int bytes, int length>
+  TOVI_DEVICE_CODE __forceinline__ void rotate() const {
+    for (std::ptrdiff_t k = 0; k - (count - 1) < rotations; k += length) {
+      constexpr std::ptrdiff_t line = 64 / sizeof(R);
+      for (std::ptrdiff_t j = k + length + 1; j <= std::min(k + 2 * length, rotations); ++j)
+        for (std::ptrdiff_t i = 0; i < rows; i += line) __builtin_prefetch(a + j * step + i, 1);
+      for (int q = 0; q < count; q += 2) {
+        const std::ptrdiff_t first = k - q;
+        if (q + 1 < count && sequences[q].template hasAll<length>(first) &&
+            sequences[q + 1].template hasAll<length>(first - 1)) {
+          rotateTile<bytes, 2, length>(q, first);
+          continue;
+        }
+        rotateAlone<bytes, length>(q, first);
+        if (q + 1 < count) rotateAlone<bytes, length>(q + 1, first - 1);
+      }
     }
   }
+
+ private:
+  template <int bytes, int length>
+  TOVI_DEVICE_CODE __forceinline__ void rotateAlone(int q, std::ptrdiff_t k) const {
+    if (sequences[q].template hasAll<length>(k)) return rotateTile<bytes, 1, length>(q, k);
+    for (int j = 0; j < length; ++j)
+      if (sequences[q].has(k + j)) rotateTile<bytes, 1, 1>(q, k + j);
+  }
+  template <int bytes, int together, int length>
+  TOVI_DEVICE_CODE __forceinline__ void rotateTile(int q, std::ptrdiff_t k) const {
+    Tile<forward, together, length, R> tile{a + (k + 1 - together) * step, step, {}, {}};
+    for (int t = 0; t < together; ++t) {
+      const Passing<forward, R>& sequence = sequences[q + t];
+      tile.c[static_cast<std::size_t>(t)] = sequence.c + sequence.at(k - t);
+      tile.s[static_cast<std::size_t>(t)] = sequence.s + sequence.at(k - t);
+    }
+    tile.template rotate<bytes, 2>(0, rows);
+  }
+};
+
+// A tile has two vectors of each column in registers: of six columns with 32 of them, of four with 16.
+// Without products that are added unrounded, which the kernel does not have either (rotation.cpp is compiled
+// with -ffp-contract=off).
+template <bool forward, class R>
+TOVI_DEVICE_CODE void rotateRows(const Rows<forward, R>& rows) {
+  rows.template rotate<16, 2>();
+}
+#if defined(__x86_64__) && defined(__linux__)
+template <bool forward, class R>
+[[gnu::target("avx2")]] TOVI_DEVICE_CODE void rotateRowsByAvx2(const Rows<forward, R>& rows) {
+  rows.template rotate<32, 2>();
+}
+template <bool forward, class R>
+[[gnu::target("avx512f")]] TOVI_DEVICE_CODE void rotateRowsByAvx512(const Rows<forward, R>& rows) {
+  rows.template rotate<64, 4>();
+}
+template <bool forward, class R>
+auto fastest() {
+  if (__builtin_cpu_supports("avx512f")) return rotateRowsByAvx512<forward, R>;
+  return __builtin_cpu_supports("avx2") ? rotateRowsByAvx2<forward, R> : rotateRows<forward, R>;
+}
+#else
+template <bool forward, class R>
+auto fastest() {
+  return rotateRows<forward, R>;
+}
+#endif
+
+template <class R>
+TOVI_DEVICE_CODE bool allTurn(const R* c, const R* s, int count) {
+  bool all = true;
+  for (int k = 0; k < count; ++k) all = all && (c[k] != 1 || s[k] != 0);
+  return all;
 }
 
 }  // namespace
 
 template <bool forward, class T>
-void rotateColumns(int m, int n, const tovi::Real<T>* dC, const tovi::Real<T>* dS, T* dA, int lda) {
+void rotateColumns(int m, const Sweeps<tovi::Real<T>>& sweeps, T* dA, int lda) {
   using R = tovi::Real<T>;
-  constexpr std::ptrdiff_t parts = tovi::isComplex<T> ? 2 : 1, group = 512 / sizeof(R);
+  constexpr std::ptrdiff_t parts = tovi::isComplex<T> ? 2 : 1, line = 64 / sizeof(R), group = 8 * line;
+  std::array<Passing<forward, R>, Sweeps<R>::most> sequences;
+  const std::ptrdiff_t columns = sweeps.end - sweeps.begin;
+  for (int q = 0; q < sweeps.count; ++q) {
+    const auto& sweep = sweeps.list[static_cast<std::size_t>(q)];
+    const std::ptrdiff_t begin =
+        forward ? sweep.first - sweeps.begin : sweeps.end - sweep.first - sweep.count - 1;
+    const int start = forward ? 0 : sweep.count - 1;
+    sequences[static_cast<std::size_t>(q)] = {sweep.c + start, sweep.s + start, begin, begin + sweep.count,
+                                              allTurn(sweep.c, sweep.s, sweep.count)};
+  }
   const std::ptrdiff_t rows = parts * m, ld = parts * lda;
-  R* const a = reinterpret_cast<R*>(dA);
-  parallelFor(static_cast<std::size_t>((rows + group - 1) / group), [&](std::size_t piece) {
-    const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(piece) * group;
-    rotateRows<forward>(std::min(group, rows - i), n - 1, dC, dS, a + i, ld);
+  R* const a = reinterpret_cast<R*>(dA) + (forward ? sweeps.begin : sweeps.end - 1) * ld;
+  // Pieces of much the same size
+  const std::ptrdiff_t pieces = (rows + group - 1) / group,
+                       length = (rows + pieces * line - 1) / (pieces * line) * line;
+  static const auto rotate = fastest<forward, R>();
+  parallelFor(static_cast<std::size_t>(pieces), [&](std::size_t piece) {
+    const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(piece) * length;
+    if (i < rows)
+      rotate({sequences.data(), sweeps.count, columns - 1, a + i, forward ? ld : -ld,
+              std::min(length, rows - i)});
   });
 }
 
-template void rotateColumns<true>(int, int, const float*, const float*, float*, int);
-template void rotateColumns<false>(int, int, const float*, const float*, float*, int);
-template void rotateColumns<true>(int, int, const double*, const double*, double*, int);
-template void rotateColumns<false>(int, int, const double*, const double*, double*, int);
-template void rotateColumns<true>(int, int, const float*, const float*, FloatComplex*, int);
-template void rotateColumns<false>(int, int, const float*, const float*, FloatComplex*, int);
-template void rotateColumns<true>(int, int, const double*, const double*, DoubleComplex*, int);
-template void rotateColumns<false>(int, int, const double*, const double*, DoubleComplex*, int);
+#define TOVI_INSTANCES(T)                                                        \
+  template void rotateColumns<true>(int, const Sweeps<tovi::Real<T>>&, T*, int); \
+  template void rotateColumns<false>(int, const Sweeps<tovi::Real<T>>&, T*, int);
+TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace native
 }  // namespace software_device

@@ -96,22 +96,34 @@ cudaError_t Queue::pushAndWait(Device& device, cudaStream_t stream, Work& work) 
   return lost != cudaSuccess ? lost : static_cast<cudaError_t>(work.error_);
 }
 
-void Queue::runOne(Lock& lock) {
-  Work* work = first_;
-  first_ = work->next_;
+void Queue::runOne(Lock& lock, std::uint64_t last) {
+  Work* const work = first_;
+  Work* end = work;
+  std::uint64_t completed = completed_.load(std::memory_order_relaxed) + 1;
+  while (completed < last && end->next_ != nullptr && end->next_->owned_ &&
+         end->next_->device_ == work->device_ && work->takeIn(*end->next_)) {
+    end = end->next_;
+    ++completed;
+  }
+  first_ = end->next_;
+  end->next_ = nullptr;
   executing_ = true;
   lock.unlock();
   // What is queued for a lost device never runs.
-  if (lostWith(*work->device_) == cudaSuccess) work->error_ = attempt(*work);
-  const bool failed = work->owned_ && work->error_ != cudaSuccess;
-  if (work->owned_ && !failed) delete work;
+  const int error = lostWith(*work->device_) == cudaSuccess ? attempt(*work) : cudaSuccess;
+  const bool owned = work->owned_, failed = owned && error != cudaSuccess;
+  if (!owned) work->error_ = error;
+  for (Work *done = owned && !failed ? work : nullptr, *next; done != nullptr; done = next) {
+    next = done->next_;
+    delete done;
+  }
   lock.lock();
   if (failed) {
-    work->next_ = failed_.load(std::memory_order_relaxed);
+    for (Work* one = work; one != nullptr; one = one->next_) one->error_ = error;
+    end->next_ = failed_.load(std::memory_order_relaxed);
     failed_.store(work, std::memory_order_release);
   }
   executing_ = false;
-  const std::uint64_t completed = completed_.load(std::memory_order_relaxed) + 1;
   completed_.store(completed, std::memory_order_release);
   for (Waiter* waiter = waiters_; waiter != nullptr; waiter = waiter->next)
     if (waiter->number <= completed) waiter->wake.notify_one();
@@ -144,7 +156,7 @@ void Queue::wait(std::uint64_t number) {
   Lock lock(mutex_);
   for (bool spun = false; !done();) {
     if (!executing_ && mayHelp()) {
-      runOne(lock);
+      runOne(lock, number);
     } else if (!spun) {
       lock.unlock();
       spinUntil(done);
@@ -161,7 +173,7 @@ bool Queue::poll(std::uint64_t number) {
   if (completed_.load(std::memory_order_acquire) >= number) return true;
   Lock lock(mutex_);
   if (!executing_ && !empty() && (schedule_ == Schedule::lazy || !running_)) {
-    runOne(lock);
+    runOne(lock, 0);
     handOver();
   }
   return false;
@@ -191,7 +203,7 @@ void Queue::deviceThread() {
   Lock lock(mutex_);
   while (!ends_) {
     if (deviceHasWork()) {
-      runOne(lock);
+      runOne(lock, issued_.load(std::memory_order_relaxed));
       if (empty()) {
         const std::uint64_t seen = issued_.load(std::memory_order_relaxed);
         lock.unlock();

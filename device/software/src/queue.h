@@ -86,8 +86,9 @@ class Queue {
 
   std::uint64_t append(Device& device, cudaStream_t stream, Work* work, bool wakeDevice);
   bool empty() const { return first_ == nullptr; }
-  void runOne(Lock& lock);  // the next piece; nobody is executing, and there is one
-  void handOver();          // who runs what is left when a helper leaves
+  // The next piece, with those up to this number that it takes in; nobody is executing, and there is one.
+  void runOne(Lock& lock, std::uint64_t last);
+  void handOver();  // who runs what is left when a helper leaves
   void sleep(Lock& lock, std::uint64_t number);
   template <class Condition>
   void spinUntil(Condition condition) const;

@@ -14,6 +14,7 @@
 #include <new>
 #include <tuple>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 #include "device/kernel.h"
@@ -88,7 +89,7 @@ class Launch<Kernel, Native> final : public Work {
 
   void run() override {
     if constexpr (!std::is_same_v<Native, device::native::None>) {
-      if (runsNatively())
+      if (native_ || runsNatively())
         return std::apply([this](const Parameters&... p) { Native::run(room_, grid_, block_, p...); },
                           arguments_);
     }
@@ -98,6 +99,20 @@ class Launch<Kernel, Native> final : public Work {
     Description result;
     std::apply([&](const Parameters&... p) { (result.add(p), ...); }, arguments_);
     return result;
+  }
+
+  bool takeIn([[maybe_unused]] const Work& next) override {
+    if constexpr (Native::takesIn) {
+      if (typeid(next) != typeid(Launch)) return false;
+      const Launch& other = static_cast<const Launch&>(next);
+      const auto shape = [](const Launch& of) {
+        return std::array{of.grid_.x, of.grid_.y, of.grid_.z, of.block_.x, of.block_.y, of.block_.z};
+      };
+      if (shape(*this) != shape(other) || !(native_ || (native_ = runsNatively()))) return false;
+      return std::apply([this](const auto&... p) { return Native::takeIn(room_, p...); },
+                        std::tuple_cat(arguments_, other.arguments_));
+    }
+    return false;
   }
 
  private:
@@ -160,6 +175,7 @@ class Launch<Kernel, Native> final : public Work {
   dim3 grid_, block_;
   std::tuple<Parameters...> arguments_;
   decltype(Native::room(std::declval<const Parameters&>()...)) room_;
+  bool native_ = false;  // as it has been told, if it has asked
 };
 
 template <class T>

@@ -12,7 +12,9 @@
 #include <cuda_runtime.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "device/native.h"
@@ -42,9 +44,32 @@ template <class T, class Int>
 template <class T, class Int>
 [[gnu::visibility("default")]] void swapColumns(int rows, T* dA, int lda, int first, int count,
                                                 const Int* lines);
+// Sequences of rotations on one matrix, one after the other. Columns are counted from that of dA, which need
+// not be the first.
+template <class R>
+struct Sweeps {
+  static constexpr int most = 16;
+  struct Sweep {
+    const R *c, *s;
+    std::ptrdiff_t first;
+    int count;
+  };
+  std::array<Sweep, most> list;
+  int count = 0;
+  std::ptrdiff_t begin = 0, end = 0;  // of the columns
+
+  // False where there is no room, or where columns lie between these sweeps and that one.
+  bool add(const Sweep& sweep) {
+    const std::ptrdiff_t last = sweep.first + sweep.count + 1;
+    if (count == most || (count != 0 && (sweep.first > end || last < begin))) return false;
+    begin = count == 0 ? sweep.first : std::min(begin, sweep.first);
+    end = count == 0 ? last : std::max(end, last);
+    list[static_cast<std::size_t>(count++)] = sweep;
+    return true;
+  }
+};
 template <bool forward, class T>
-[[gnu::visibility("default")]] void rotateColumns(int m, int n, const tovi::Real<T>* dC,
-                                                  const tovi::Real<T>* dS, T* dA, int lda);
+[[gnu::visibility("default")]] void rotateColumns(int m, const Sweeps<tovi::Real<T>>& sweeps, T* dA, int lda);
 template <class T>
 [[gnu::visibility("default")]] void makeReflector(int n, T* dAlpha, T* dX, int incx, T* dTau,
                                                   tovi::Real<T>* dBeta);
@@ -77,9 +102,12 @@ inline int covered(int n, std::size_t threads) {
 inline std::size_t inX(dim3 grid, dim3 block) { return std::size_t{grid.x} * block.x; }
 inline std::size_t inY(dim3 grid, dim3 block) { return std::size_t{grid.y} * block.y; }
 
-// What a body needs beside the arguments is had when the kernel is launched: room(arguments) makes it.
+// What a body needs beside the arguments is had when the kernel is launched: room(arguments) makes it. One
+// that takesIn can do other launches with its own: takeIn(room, arguments, those of a launch that comes next
+// in the queue) says whether it does, and run(room, ...) then does them all.
 struct NoRoom {};
 struct Body {
+  static constexpr bool takesIn = false;
   template <class... Parameters>
   static NoRoom room(const Parameters&...) {
     return {};
@@ -141,9 +169,26 @@ struct SwapColumns : Body {
 
 template <class T, char direct>
 struct RotateColumns : Body {
-  static void run(NoRoom, dim3 grid, dim3 block, int m, int n, const tovi::Real<T>* dC,
-                  const tovi::Real<T>* dS, T* dA, int lda) {
-    rotateColumns<direct == 'F'>(covered(m, inX(grid, block) * grid.y * grid.z), n, dC, dS, dA, lda);
+  using R = tovi::Real<T>;
+  static constexpr bool takesIn = true;
+
+  static Sweeps<R> room(int /*m*/, int n, const R* dC, const R* dS, T* /*dA*/, int /*lda*/) {
+    Sweeps<R> sweeps;
+    sweeps.add({dC, dS, 0, n - 1});
+    return sweeps;
+  }
+  // Of the same rows of the same matrix
+  static bool takeIn(Sweeps<R>& sweeps, int m, int /*n*/, const R* /*dC*/, const R* /*dS*/, T* dA, int lda,
+                     int otherM, int otherN, const R* dOtherC, const R* dOtherS, T* dOther, int otherLda) {
+    if (m != otherM || lda != otherLda) return false;
+    const auto column = static_cast<std::intptr_t>(sizeof(T)) * lda;
+    const std::intptr_t distance =
+        reinterpret_cast<std::intptr_t>(dOther) - reinterpret_cast<std::intptr_t>(dA);
+    return distance % column == 0 && sweeps.add({dOtherC, dOtherS, distance / column, otherN - 1});
+  }
+  static void run(const Sweeps<R>& sweeps, dim3 grid, dim3 block, int m, int /*n*/, const R* /*dC*/,
+                  const R* /*dS*/, T* dA, int lda) {
+    rotateColumns<direct == 'F'>(covered(m, inX(grid, block) * grid.y * grid.z), sweeps, dA, lda);
   }
 };
 

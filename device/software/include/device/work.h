@@ -46,6 +46,9 @@ class Work {
   virtual ~Work() = default;
 
   virtual void run() = 0;
+  // The piece behind this one in the queue, which is for the same device: true where run() is going to do
+  // that, too.
+  virtual bool takeIn(const Work& /*next*/) { return false; }
   virtual Description describe() const { return {}; }
 
  private:
