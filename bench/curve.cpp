@@ -277,7 +277,8 @@ std::string rivalName() {
     if (first != std::string::npos)
       return "MKL " + words.substr(first + before.size(), words.find('-', first) - first - before.size());
   }
-  const std::string path = std::getenv("TOVI_RIVAL") == nullptr ? "host LAPACK" : std::getenv("TOVI_RIVAL");
+  const char* const named = std::getenv("TOVI_RIVAL");
+  const std::string path = named == nullptr ? "host LAPACK" : named;
   return path.substr(path.find_last_of('/') + 1);
 }
 
