@@ -1,16 +1,21 @@
-// What the size of a problem does: the six LAPACK routines in single precision, host interface with its
-// transfers, beside the host LAPACK, from n = 16 to 4096, on square matrices. Writes a table, and a plot
-// where asked for. The sizes of the rule for small problems are judged by it: a call may take 1.5 times the
-// host's time and 20 microseconds.
-//   --csv FILE, --svg FILE   the table, the plot
-//   --rule                   the rule's routines and sizes only, measured longer
+// What the size of a problem does: LAPACK routines in single precision, host interface with its transfers,
+// beside a rival (bench/rival.h), from n = 16 to 4096, on square matrices. The sizes of the rule for small
+// problems are judged by it: a call may take 1.5 times the host's time and 20 microseconds.
+//   --csv FILE         the table, which is printed, too
+//   --most N           no larger problems
+//   --rule             the rule's routines and sizes only, measured longer
+//   --draw SVG CSV...  measures nothing: a plot of tables that were made beside different rivals, the one
+//                      that the rule is about first
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <functional>
+#include <iomanip>
 #include <iterator>
+#include <map>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -30,24 +35,26 @@ struct Routine {
   const char* name;
   bool ruled;      // the rule for small problems is about it
   bool workspace;  // the host's routine wants some
-  double flops;    // of n^3
+  double flops;    // of n^3; nominal where there are vectors
+  int most;        // n
   std::vector<std::size_t> (*arrays)(std::size_t n);
   void (*ours)(int n, float* const* x, int* pivots);
   int (*host)(int n, float* const* x, int* pivots, float* work, int lwork);  // returns info
 };
 
-constexpr int one = 1;
-constexpr char no = 'N';
+constexpr int one = 1, largest = 4096;
+constexpr char no = 'N', lower = 'L', some = 'S', vectors = 'V';
+constexpr int integersOf(int n) { return 8 * n + 3; }  // pivots, and the work space of divide and conquer
 
 const Routine routines[] = {
-    {"getrf", true, false, 2.0 / 3, [](std::size_t n) { return std::vector<std::size_t>{n * n}; },
+    {"getrf", true, false, 2.0 / 3, largest, [](std::size_t n) { return std::vector<std::size_t>{n * n}; },
      [](int n, float* const* x, int* pivots) { must(toviSgetrf(n, n, x[0], n, pivots), "toviSgetrf"); },
      [](int n, float* const* x, int* pivots, float*, int) {
        int info = 0;
        Rival::getrf(&n, &n, x[0], &n, pivots, &info);
        return info;
      }},
-    {"gesv, one right-hand side", true, false, 2.0 / 3,
+    {"gesv, one right-hand side", true, false, 2.0 / 3, largest,
      [](std::size_t n) {
        return std::vector<std::size_t>{n * n, n};
      },
@@ -59,7 +66,14 @@ const Routine routines[] = {
        Rival::gesv(&n, &one, x[0], &n, pivots, x[1], &n, &info);
        return info;
      }},
-    {"geqrf", true, true, 4.0 / 3,
+    {"potrf", false, false, 1.0 / 3, largest, [](std::size_t n) { return std::vector<std::size_t>{n * n}; },
+     [](int n, float* const* x, int*) { must(toviSpotrf(lower, n, x[0], n), "toviSpotrf"); },
+     [](int n, float* const* x, int*, float*, int) {
+       int info = 0;
+       Rival::potrf(&lower, &n, x[0], &n, &info, 1);
+       return info;
+     }},
+    {"geqrf", true, true, 4.0 / 3, largest,
      [](std::size_t n) {
        return std::vector<std::size_t>{n * n, n};
      },
@@ -69,7 +83,7 @@ const Routine routines[] = {
        Rival::geqrf(&n, &n, x[0], &n, x[1], work, &lwork, &info);
        return info;
      }},
-    {"gels, one right-hand side", true, true, 4.0 / 3,
+    {"gels, one right-hand side", true, true, 4.0 / 3, largest,
      [](std::size_t n) {
        return std::vector<std::size_t>{n * n, n};
      },
@@ -79,7 +93,7 @@ const Routine routines[] = {
        Rival::gels(&no, &n, &n, &one, x[0], &n, x[1], &n, work, &lwork, &info, 1);
        return info;
      }},
-    {"gesvd, values only", false, true, 8.0 / 3,
+    {"gesvd, values only", false, true, 8.0 / 3, largest,
      [](std::size_t n) {
        return std::vector<std::size_t>{n * n, n};
      },
@@ -93,7 +107,7 @@ const Routine routines[] = {
        return info;
      }},
     // With p = n / 4: RQ of B, its product with A, QR of A
-    {"gglse, n / 4 constraints", false, true, 2.0 / 16 - 2.0 / 192 + (4 - 2.0 / 4) / 4 + 2 - 2.0 / 3,
+    {"gglse, n / 4 constraints", false, true, 2.0 / 16 - 2.0 / 192 + (4 - 2.0 / 4) / 4 + 2 - 2.0 / 3, largest,
      [](std::size_t n) {
        return std::vector<std::size_t>{n * n, n / 4 * n, n, n / 4, n};
      },
@@ -106,12 +120,36 @@ const Routine routines[] = {
        Rival::gglse(&n, &n, &p, x[0], &n, x[1], &p, x[2], x[3], x[4], work, &lwork, &info);
        return info;
      }},
+    {"gesdd, all vectors", false, true, 8.0 / 3 + 8, 2048,
+     [](std::size_t n) {
+       return std::vector<std::size_t>{n * n, n, n * n, n * n};
+     },
+     [](int n, float* const* x, int*) {
+       must(toviSgesdd(some, n, n, x[0], n, x[1], x[2], n, x[3], n), "toviSgesdd");
+     },
+     [](int n, float* const* x, int* integers, float* work, int lwork) {
+       int info = 0;
+       Rival::gesdd(&some, &n, &n, x[0], &n, x[1], x[2], &n, x[3], &n, work, &lwork, integers, &info, 1);
+       return info;
+     }},
+    {"syevd, all vectors", false, true, 4.0 / 3 + 14.0 / 3, 2048,
+     [](std::size_t n) {
+       return std::vector<std::size_t>{n * n, n};
+     },
+     [](int n, float* const* x, int*) { must(toviSsyevd(vectors, lower, n, x[0], n, x[1]), "toviSsyevd"); },
+     [](int n, float* const* x, int* integers, float* work, int lwork) {
+       const int length = integersOf(n);
+       int info = 0;
+       Rival::heevd(&vectors, &lower, &n, x[0], &n, x[1], work, &lwork, integers, &length, &info, 1, 1);
+       return info;
+     }},
 };
 
 // A routine at one size. Every call gets operands of its own, made before the clock starts.
 class Problem {
  public:
-  Problem(const Routine& routine, int n) : routine_(routine), n_(n), pivots_(static_cast<std::size_t>(n)) {
+  Problem(const Routine& routine, int n)
+      : routine_(routine), n_(n), integers_(static_cast<std::size_t>(integersOf(n))) {
     for (const std::size_t length : routine.arrays(static_cast<std::size_t>(n))) {
       begins_.push_back(original_.size());
       original_.resize(original_.size() + length);
@@ -119,6 +157,9 @@ class Problem {
     std::mt19937 engine(1);
     std::uniform_real_distribution<float> uniform(-1, 1);
     for (float& x : original_) x = uniform(engine);
+    if (routine.name == std::string("potrf"))  // positive definite
+      for (std::size_t i = 0, order = static_cast<std::size_t>(n); i < order; ++i)
+        original_[i * (order + 1)] = static_cast<float>(n);
     if (!routine.workspace) return;
     calls_ = original_;
     float wanted = 0;
@@ -128,7 +169,7 @@ class Problem {
 
   // Seconds of one call, over about ten milliseconds of them.
   double ours() {
-    return measure([this](float* x) { routine_.ours(n_, arrays(x).data(), pivots_.data()); });
+    return measure([this](float* x) { routine_.ours(n_, arrays(x).data(), integers_.data()); });
   }
   double rival() {
     return measure([this](float* x) { host(x, work_.data(), static_cast<int>(work_.size())); });
@@ -144,7 +185,7 @@ class Problem {
     return result;
   }
   void host(float* x, float* work, int lwork) {
-    must(routine_.host(n_, arrays(x).data(), pivots_.data(), work, lwork), routine_.name);
+    must(routine_.host(n_, arrays(x).data(), integers_.data(), work, lwork), routine_.name);
   }
   template <class Run>
   double timed(std::size_t calls, Run run) {
@@ -168,13 +209,13 @@ class Problem {
   int n_;
   std::vector<std::size_t> begins_;
   std::vector<float> original_, calls_, work_;
-  std::vector<int> pivots_;
+  std::vector<int> integers_;
 };
 
 struct Measured {
-  const Routine* routine;
-  int n;
-  double ours, host, oursBest, hostBest;  // seconds; the medians, and the shortest
+  const Routine* routine = nullptr;
+  int n = 0;
+  double ours = 0, host = 0, oursBest = 0, hostBest = 0;  // seconds; the medians, and the shortest
 };
 
 double bound(double host) { return 1.5 * host + 20e-6; }
@@ -219,72 +260,149 @@ void print(const Measured& row) {
   std::fflush(stdout);
 }
 
-void writeCsv(const std::string& path, const std::vector<Measured>& rows) {
-  std::ofstream out(path);
-  out << "routine,n,ours_s,host_s,ours_best_s,host_best_s\n";
-  for (const Measured& row : rows) {
-    char line[160];
-    std::snprintf(line, sizeof line, "%d,%.4g,%.4g,%.4g,%.4g\n", row.n, row.ours, row.host, row.oursBest,
-                  row.hostBest);
-    out << '"' << row.routine->name << "\"," << line;
+// "OpenBLAS 0.3.21", "MKL 2026.2": by what it says of itself, else its file's name.
+std::string rivalName() {
+  for (const std::string prefix : {"", "scipy_"})
+    if (void* const config = dlsym(bench::rivalLibrary(), (prefix + "openblas_get_config").c_str())) {
+      std::istringstream words(reinterpret_cast<const char* (*)()>(config)());
+      std::string name, version;
+      words >> name >> version;
+      return name + ' ' + version;
+    }
+  if (void* const version = dlsym(bench::rivalLibrary(), "MKL_Get_Version_String")) {
+    std::array<char, 200> text{};
+    reinterpret_cast<void (*)(char*, int)>(version)(text.data(), static_cast<int>(text.size() - 1));
+    const std::string words = text.data(), before = "Version ";
+    const std::size_t first = words.find(before);
+    if (first != std::string::npos)
+      return "MKL " + words.substr(first + before.size(), words.find('-', first) - first - before.size());
   }
+  const char* const named = std::getenv("TOVI_RIVAL");
+  const std::string path = named == nullptr ? "host LAPACK" : named;
+  return path.substr(path.find_last_of('/') + 1);
+}
+
+// The measurements beside one rival.
+struct Rows {
+  std::string rival;
+  std::vector<Measured> rows;
+};
+
+void writeCsv(const std::string& path, const Rows& table) {
+  std::ofstream out(path);
+  out << "routine,n,ours_s,host_s,ours_best_s,host_best_s,rival\n" << std::setprecision(4);
+  for (const Measured& row : table.rows)
+    out << std::quoted(row.routine->name) << ',' << row.n << ',' << row.ours << ',' << row.host << ','
+        << row.oursBest << ',' << row.hostBest << ',' << std::quoted(table.rival) << '\n';
   if (!out) std::fprintf(stderr, "cannot write %s\n", path.c_str());
 }
 
-void writeSvg(const std::string& path, const std::vector<Measured>& rows) {
+// No rows where it cannot be read.
+Rows readCsv(const std::string& path) {
+  Rows table;
+  std::ifstream in(path);
+  std::string line;
+  std::getline(in, line);  // of the columns' names
+  while (std::getline(in, line)) {
+    std::istringstream words(line);
+    std::string name;
+    char comma = 0;
+    Measured row;
+    words >> std::quoted(name) >> comma >> row.n >> comma >> row.ours >> comma >> row.host >> comma >>
+        row.oursBest >> comma >> row.hostBest >> comma >> std::quoted(table.rival);
+    for (const Routine& routine : routines)
+      if (words && name == routine.name) row.routine = &routine;
+    if (row.routine != nullptr) table.rows.push_back(row);
+  }
+  return table;
+}
+
+// Ours is the shortest of all tables.
+bool writeSvg(const std::string& path, const std::vector<Rows>& tables) {
   tool::CurvesPlot plot;
-  plot.title = "Speed by size, single precision, host memory";
+  plot.title = "Speed by size, single precision, host memory, transfers included";
   plot.xTitle = "n";
   plot.yTitle = "GFLOP/s, of the shortest times";
   plot.xTicks = {16, 64, 256, 1024, 4096};
-  plot.curves = {"TOVI, transfers included", "host LAPACK",
-                 "what the rule asks for: 1.5 of its time + 20 us"};
+  plot.curves = {"TOVI"};
+  for (const Rows& table : tables) plot.curves.push_back(table.rival);
+  plot.curves.push_back("the rule: 1.5 of " + tables.front().rival + "'s time + 20 us");
+  plot.bounded = true;
   for (const Routine& routine : routines) {
-    tool::CurvesPlot::Panel panel{routine.name, {{}, {}, {}}};
-    for (const Measured& row : rows) {
-      if (row.routine != &routine) continue;
-      const double n = row.n, work = routine.flops * n * n * n * 1e-9;
-      panel.curves[0].emplace_back(n, work / row.oursBest);
-      panel.curves[1].emplace_back(n, work / row.hostBest);
-      if (routine.ruled && n >= 32 && n <= 512) panel.curves[2].emplace_back(n, work / bound(row.hostBest));
+    tool::CurvesPlot::Panel panel{routine.name, {{}}};
+    tool::CurvesPlot::Curve rule;
+    std::map<int, double> ours;  // by n
+    for (const Rows& table : tables) {
+      tool::CurvesPlot::Curve& rival = panel.curves.emplace_back();
+      for (const Measured& row : table.rows) {
+        if (row.routine != &routine) continue;
+        const double n = row.n, work = routine.flops * n * n * n * 1e-9;
+        rival.emplace_back(n, work / row.hostBest);
+        ours[row.n] = std::max(ours[row.n], work / row.oursBest);
+        if (&table == &tables.front() && routine.ruled && n >= 32 && n <= 512)
+          rule.emplace_back(n, work / bound(row.hostBest));
+      }
     }
+    panel.curves.front().assign(ours.begin(), ours.end());
+    panel.curves.push_back(rule);
     plot.panels.push_back(panel);
   }
   std::ofstream out(path);
   out << tool::svgOf(plot);
   if (!out) std::fprintf(stderr, "cannot write %s\n", path.c_str());
+  return static_cast<bool>(out);
+}
+
+int draw(const std::string& svg, const std::vector<std::string>& paths) {
+  std::vector<Rows> tables;
+  for (const std::string& path : paths) {
+    tables.push_back(readCsv(path));
+    if (!tables.back().rows.empty()) continue;
+    std::fprintf(stderr, "no measurements in %s\n", path.c_str());
+    return 1;
+  }
+  return writeSvg(svg, tables) ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string csv, svg;
-  bool rule = false;
-  for (int i = 1; i < argc; ++i) {
-    const std::string word = argv[i];
-    if (word == "--rule") {
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  std::string csv;
+  int most = largest;
+  bool rule = false, usable = true;
+  if (!words.empty() && words.front() == "--draw") {
+    usable = words.size() >= 3 && words.size() <= tool::mostCurves;  // two curves are ours and the rule's
+    if (usable) return draw(words[1], {words.begin() + 2, words.end()});
+  }
+  for (std::size_t i = 0; usable && i < words.size(); ++i) {
+    if (words[i] == "--rule")
       rule = true;
-    } else if ((word == "--csv" || word == "--svg") && i + 1 < argc) {
-      (word == "--csv" ? csv : svg) = argv[++i];
-    } else {
-      std::fprintf(stderr, "usage: %s [--rule] [--csv FILE] [--svg FILE]\n", argv[0]);
-      return 2;
-    }
+    else if (words[i] == "--csv" && i + 1 < words.size())
+      csv = words[++i];
+    else if (words[i] == "--most" && i + 1 < words.size())
+      most = std::atoi(words[++i].c_str());
+    else
+      usable = false;
+  }
+  if (!usable) {
+    std::fprintf(stderr, "usage: %s [--rule] [--csv FILE] [--most N] | --draw SVG CSV...\n", argv[0]);
+    return 2;
   }
   must(toviInitialize(), "toviInitialize");
+  Rows table{rivalName(), {}};
+  std::printf("beside %s\n", table.rival.c_str());
   printHead();
-  std::vector<Measured> rows;
   for (const Routine& routine : routines)
     for (const int n : {16, 24, 32, 48, 64, 96, 128, 192, 256, 384, 512, 768, 1024, 1536, 2048, 3072, 4096}) {
-      if (rule && !isRuled({&routine, n, 0, 0, 0, 0})) continue;
-      rows.push_back(measure(routine, n, rule ? 15 : n <= 512 ? 5 : n <= 1024 ? 3 : 2));
-      print(rows.back());
+      if (n > most || n > routine.most || (rule && !isRuled({&routine, n}))) continue;
+      table.rows.push_back(measure(routine, n, rule ? 15 : n <= 512 ? 5 : n <= 1024 ? 3 : 2));
+      print(table.rows.back());
     }
-  const auto broken = std::count_if(rows.begin(), rows.end(),
+  const auto broken = std::count_if(table.rows.begin(), table.rows.end(),
                                     [](const Measured& row) { return isRuled(row) && !holds(row); });
   std::printf("the rule for small problems is not held in %d cases\n", static_cast<int>(broken));
-  if (!csv.empty()) writeCsv(csv, rows);
-  if (!svg.empty()) writeSvg(svg, rows);
+  if (!csv.empty()) writeCsv(csv, table);
   toviShutdown();
   return 0;
 }

@@ -47,6 +47,34 @@ build() {
   cmake --build --preset "$preset" "$@"
 }
 
+# --- What the benchmarks measure beside
+
+# from_pypi PACKAGE LIBRARY: the path of it, in the unpacked wheel.
+from_pypi() {
+  local folder=${TOVI_RIVALS:-out/rivals}/$1
+  local part=$folder.part
+  if [ ! -d "$folder" ]; then
+    python3 -m pip --version &> /dev/null || install_missing python3-pip >&2
+    rm -rf "$part"
+    python3 -m pip download --quiet --no-deps --only-binary :all: --dest "$part" "$1" >&2 &&
+      python3 -m zipfile -e "$part"/*.whl "$part" && rm "$part"/*.whl && mv "$part" "$folder" || return
+  fi
+  say "rival: $(basename "$folder"/*.dist-info .dist-info)" >&2
+  find "$(realpath "$folder")" -name "$2" -print -quit | grep .
+}
+
+# choose_rival NAME: the library that they load, a path or one of openblas (Debian's), scipy-openblas32, mkl (PyPI's).
+choose_rival() {
+  unset TOVI_RIVAL
+  case $1 in
+    openblas) return ;;
+    scipy-openblas32) TOVI_RIVAL=$(from_pypi "$1" 'libscipy_openblas.so') || return ;;
+    mkl) TOVI_RIVAL=$(from_pypi "$1" 'libmkl_rt.so.*') && export MKL_THREADING_LAYER=GNU || return ;;
+    *) TOVI_RIVAL=$(realpath "$1") || return ;;
+  esac
+  export TOVI_RIVAL
+}
+
 # --- The 32-bit Windows build (preset win32)
 
 win32_packages=(g++-mingw-w64-i686-posix gfortran-mingw-w64-i686-posix cmake ninja-build dpkg-dev libboost-dev

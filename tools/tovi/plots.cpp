@@ -403,12 +403,18 @@ std::string svgOf(const CurvesPlot& plot) {
   constexpr const char* styles[mostCurves] = {
       "fill=\"none\" stroke=\"#1f5fa8\" stroke-width=\"2\"",
       "fill=\"none\" stroke=\"#e6761a\" stroke-width=\"1.6\" stroke-dasharray=\"7 4\"",
+      "fill=\"none\" stroke=\"#3b8a3e\" stroke-width=\"1.6\" stroke-dasharray=\"12 4\"",
+      "fill=\"none\" stroke=\"#a3338c\" stroke-width=\"1.6\" stroke-dasharray=\"9 3 2 3\"",
+      "fill=\"none\" stroke=\"#7a5c3e\" stroke-width=\"1.6\" stroke-dasharray=\"4 3\"",
       "fill=\"none\" stroke=\"#777\" stroke-width=\"1.6\" stroke-dasharray=\"1.5 3\""};
+  const auto styleOf = [&](std::size_t k) {
+    return styles[plot.bounded && k + 1 == plot.curves.size() ? mostCurves - 1 : k];
+  };
   double legend = left;
   for (std::size_t k = 0; k < plot.curves.size(); ++k) {
-    drawing.line(legend, 56, legend + 36, 56, styles[k]);
+    drawing.line(legend, 56, legend + 36, 56, styleOf(k));
     drawing.text(legend + 43, 60.5, "start", escaped(plot.curves[k], 60));
-    legend += 75 + 6.9 * static_cast<double>(plot.curves[k].size());
+    legend += 70 + 6.6 * static_cast<double>(plot.curves[k].size());
   }
   for (std::size_t p = 0; p < plot.panels.size(); ++p) {
     const int column = static_cast<int>(p) % across, row = static_cast<int>(p) / across;
@@ -424,7 +430,7 @@ std::string svgOf(const CurvesPlot& plot) {
       std::string points;
       for (const auto& [abscissa, value] : plot.panels[p].curves[k])
         points += at(Drawing::onX(frame, x, abscissa)) + "," + at(Drawing::onY(frame, y, value)) + " ";
-      drawing.add("<polyline points=\"" + points + "\" " + styles[k] + " stroke-linejoin=\"round\"/>");
+      drawing.add("<polyline points=\"" + points + "\" " + styleOf(k) + " stroke-linejoin=\"round\"/>");
     }
   }
   drawing.titles({left, top, right, lowest}, plot.xTitle, plot.yTitle);

@@ -60,12 +60,12 @@ struct CurvesPlot {
   };
   std::string title, xTitle, yTitle;
   std::vector<double> xTicks;
-  std::vector<std::string>
-      curves;  // at most mostCurves: the legend. The last of mostCurves is a dotted line.
+  std::vector<std::string> curves;  // at most mostCurves: the legend
+  bool bounded = false;             // the last of them is a dotted line
   std::vector<Panel> panels;
 };
 
-constexpr int mostCurves = 3;
+constexpr int mostCurves = 6;
 
 std::string svgOf(const CurvesPlot& plot);
 

@@ -48,6 +48,14 @@ struct Calls {
 };
 extern Calls theCalls;
 
+// While calls are recorded: change(call) for the latest of them.
+template <class Change>
+void amendRecord(const Change& change) {
+  if (!theCalls.watching.load(std::memory_order_acquire)) return;
+  const std::lock_guard<std::mutex> lock(theCalls.mutex);
+  if (theCalls.recording && !theCalls.record->empty()) change(theCalls.record->back());
+}
+
 }  // namespace software_device
 
 #endif

@@ -16,6 +16,7 @@
 #include <new>
 #include <utility>
 
+#include "device/software/src/calls.h"
 #include "device/software/src/engine.h"
 #include "device/software/src/machine.h"
 #include "device/software/src/sanitizer.h"
@@ -56,12 +57,12 @@ class BlasCall {
   BlasCall& matrix(int rows, int cols, const T* dA, int ld) {
     if (rows > 0 && cols > 0)
       operand(dA, static_cast<std::size_t>(cols - 1), static_cast<std::size_t>(ld),
-              static_cast<std::size_t>(rows), sizeof(T));
+              static_cast<std::size_t>(rows));
     return *this;
   }
   template <class T>
   BlasCall& vector(int n, const T* dx, int inc) {
-    if (n > 0) operand(dx, static_cast<std::size_t>(n - 1), host::distance(inc), 1, sizeof(T));
+    if (n > 0) operand(dx, static_cast<std::size_t>(n - 1), host::distance(inc), 1);
     return *this;
   }
 
@@ -97,12 +98,13 @@ class BlasCall {
     refused_ = true;
   }
   // steps * step + last elements
-  void operand(const void* p, std::size_t steps, std::size_t step, std::size_t last,
-               std::size_t elementBytes) {
+  template <class T>
+  void operand(const T* p, std::size_t steps, std::size_t step, std::size_t last) {
     if (refused_) return;
-    const std::size_t most = static_cast<std::size_t>(-1) / elementBytes - last;
+    amendRecord([](Call& call) { call.description.precision = Description::letterOf<T>(); });
+    const std::size_t most = static_cast<std::size_t>(-1) / sizeof(T) - last;
     const bool countable = step == 0 || steps <= most / step;
-    const std::size_t bytes = countable ? (steps * step + last) * elementBytes : 0;
+    const std::size_t bytes = countable ? (steps * step + last) * sizeof(T) : 0;
     if (countable && deviceRange(*device_, p, bytes))
       operands_[operandCount_++] = {p, bytes}, operandBytes_ += bytes;
     else

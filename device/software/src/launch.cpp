@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "device/software/src/calls.h"
 #include "device/software/src/draw.h"
 #include "device/software/src/engine.h"
 #include "device/software/src/fiber.h"
@@ -134,6 +135,10 @@ Device* acceptLaunch(dim3 grid, dim3 block, std::size_t sharedBytes, cudaStream_
 void queueLaunch(Device& device, cudaStream_t stream, std::unique_ptr<Work> launch) noexcept {
   entryPoint(CallGuard(), [&] {
     if (launch == nullptr) return cudaErrorMemoryAllocation;
+    amendRecord([&work = *launch](Call& call) {
+      call.kernel = &typeid(work);
+      call.description = work.describe();
+    });
     enqueue(device, stream, std::move(launch));
     return cudaSuccess;
   });

@@ -9,7 +9,10 @@
 #include <array>
 #include <cstddef>
 #include <string>
+#include <typeinfo>
 #include <vector>
+
+#include "device/work.h"
 
 namespace software_device {
 
@@ -102,6 +105,9 @@ struct Call {
   // m, n. The others of BLAS: their characters, then their dimensions.
   std::array<long long, 8> arguments{};
   std::size_t stream = 0;  // 0: the default stream
+  // launch: the work's type, whose name has the kernel's in it; null where nothing was queued
+  const std::type_info* kernel = nullptr;
+  Description description{};  // launch: its own; of BLAS: the precision alone
 };
 
 }  // namespace software_device

@@ -98,6 +98,11 @@ class Launch<Kernel, Native> final : public Work {
     }
     forEachBlock(grid_, block_, &runBlocks, this);
   }
+  Description describe() const override {
+    Description result;
+    std::apply([&](const Parameters&... p) { (result.add(p), ...); }, arguments_);
+    return result;
+  }
 
   bool takeIn([[maybe_unused]] const Work& next) override {
     if constexpr (Native::takesIn) {

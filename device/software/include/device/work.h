@@ -4,12 +4,38 @@
 #ifndef TOVI_DEVICE_WORK_H
 #define TOVI_DEVICE_WORK_H
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 namespace software_device {
 
 struct Device;
+
+// What a launch says of itself to who records it: S, D, C or Z for the elements that its pointers point at, 0
+// where there are none, and those of its arguments that are integers, in their order.
+struct Description {
+  char precision = 0;
+  std::array<int, 6> sizes{};
+  std::size_t count = 0;
+
+  template <class T>
+  static constexpr char letterOf() {
+    if (std::is_floating_point_v<T>) return sizeof(T) == sizeof(float) ? 'S' : 'D';
+    return sizeof(T) == 2 * sizeof(float) ? 'C' : 'Z';
+  }
+  template <class T>
+  void add(const T& argument) {
+    if constexpr (std::is_same_v<T, int>) {
+      if (count < sizes.size()) sizes[count++] = argument;
+    } else if constexpr (std::is_pointer_v<T>) {
+      using Element = std::remove_cv_t<std::remove_pointer_t<T>>;
+      if (!std::is_integral_v<Element>) precision = letterOf<Element>();
+    }
+  }
+};
 
 #pragma GCC visibility push(default)  // between the device and the library
 
@@ -24,6 +50,7 @@ class Work {
   // The piece behind this one in the queue, which is for the same device: true where run() is going to do
   // that, too.
   virtual bool takeIn(const Work& /*next*/) { return false; }
+  virtual Description describe() const { return {}; }
 
  protected:
   // Says that it takes little longer than waking a sleeper does.
