@@ -48,13 +48,14 @@ struct Counts {
     of[0] += call.entry == Entry::launch;
     of[1] += call.entry >= Entry::gemm;
     // The host waits for the device.
-    for (const Entry entry : {Entry::streamSynchronize, Entry::threadSynchronize, Entry::memcpy,
-                              Entry::memcpy2D, Entry::free, Entry::freeHost})
+    for (const Entry entry : {Entry::streamSynchronize, Entry::eventSynchronize, Entry::threadSynchronize,
+                              Entry::memcpy, Entry::memcpy2D, Entry::free, Entry::freeHost})
       of[2] += call.entry == entry;
     of[3] += transfer.bytes > 0;
-    // Streams and memory, made or freed
-    for (const Entry entry : {Entry::malloc, Entry::mallocPitch, Entry::free, Entry::mallocHost,
-                              Entry::freeHost, Entry::streamCreate, Entry::streamDestroy})
+    // Streams, events and memory, made or freed
+    for (const Entry entry :
+         {Entry::malloc, Entry::mallocPitch, Entry::free, Entry::mallocHost, Entry::freeHost,
+          Entry::streamCreate, Entry::streamDestroy, Entry::eventCreate, Entry::eventDestroy})
       of[4] += call.entry == entry;
     of[5] += transfer.up() ? static_cast<std::uint64_t>(transfer.bytes) : 0;
     of[6] += transfer.down() ? static_cast<std::uint64_t>(transfer.bytes) : 0;

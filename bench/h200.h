@@ -27,7 +27,7 @@ struct H200 {
   static constexpr double launch = 2.5e-6, blasCall = 4e-6, copyCall = 3e-6;  // the host's part of a call
   static constexpr double wait = 7e-6;                                        // of the host, beside the work
   static constexpr double object = 10e-6;  // a stream or memory, made or freed
-  static constexpr double otherCall = 0.1e-6;
+  static constexpr double eventCall = 1e-6, otherCall = 0.1e-6;
   static constexpr double shortestKernel = 2e-6;  // until the next one that depends on it
   static constexpr double memory = 0.8 * 4.8e12, memoryLatency = 0.6e-6;
   static constexpr double loadsInFlight = 4;         // of a thread
@@ -99,10 +99,22 @@ class Timeline {
         return waitUntil(streams_[call.stream]);
       case Entry::threadSynchronize:
         return waitUntil(latest());
+      case Entry::eventSynchronize:
+        return waitUntil(recorded_);
+      case Entry::eventRecord:
+        recorded_ = streams_[call.stream];
+        return spend(issue, H200::eventCall);
+      case Entry::streamWaitEvent: {  // for the event that was recorded last
+        double& end = streams_[call.stream];
+        end = std::max(end, recorded_);
+        return spend(issue, H200::eventCall);
+      }
       case Entry::malloc:
       case Entry::mallocPitch:
       case Entry::mallocHost:
       case Entry::streamDestroy:
+      case Entry::eventCreate:
+      case Entry::eventDestroy:
         return spend(issue, H200::object);
       case Entry::streamCreate:
         independent_ = call.arguments[0] != 0;  // cudaStreamNonBlocking
@@ -243,6 +255,7 @@ class Timeline {
 
   HostWork work_;
   bool independent_ = false;
+  double recorded_ = 0;                              // when what an event stands behind ends
   double clock_ = 0;                                 // the host's
   double due_ = 0;                                   // the host's work on what is on its way to it
   std::map<std::size_t, double> streams_{{0, 0.0}};  // when their work ends
