@@ -1,8 +1,11 @@
 // What no exported routine shows by itself: the library's own kernels on device memory, beside memcpy of the
 // same bytes on as many threads or, the transposed matrix-vector product, beside the host BLAS's, LQ beside
-// QR of the transpose, and the reduction to bidiagonal form beside the host LAPACK's; and what the smallest
-// pieces of work cost.
+// QR of the transpose, the reduction to bidiagonal form beside the host LAPACK's, what the smallest pieces of
+// work cost, and what a panel on the host gains from threads.
 
+#include <dlfcn.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <random>
@@ -17,6 +20,7 @@
 #include "cudalib/managed_memory.h"
 #include "include/tovi.h"
 #include "lapack/bidiagonal.h"
+#include "lapack/host_panel.h"
 #include "lapack/qr.h"
 #include "src/basic/Copy.h"
 #include "src/basic/Set.h"
@@ -133,6 +137,58 @@ void smallestWork(bench::Report& report) {
                 microsecondsOf([&] { copy(cudaMemcpyDeviceToHost, host.data(), dX.get()); }), "us", 0.5);
 }
 
+int processors() { return static_cast<int>(std::max(1u, std::thread::hardware_concurrency())); }
+
+// visit(1), visit(2), visit(4) ... as many as there are processors; only visit(1) without setThreads.
+template <class Visit>
+void forEachNumberOfThreads(void (*setThreads)(int), const Visit& visit) {
+  for (int threads = 1; threads == 1 || (setThreads != nullptr && threads <= processors()); threads *= 2)
+    visit(threads);
+  if (setThreads != nullptr) setThreads(processors());
+}
+
+// A panel of reflectors on the host's threads, where its library lets their number be set, beside the rival's
+// geqrf on one; a panel of LU on the rival's threads beside one of them.
+template <class T>
+void hostPanels(bench::Report& report, const std::string& type, int width) {
+  const int rows = 16384, widthOfLu = 2 * width;
+  const std::vector<T> a = bench::randomElements<T>(rows, widthOfLu);
+  std::vector<T> panel, tau(static_cast<std::size_t>(width)), triangle(tau.size() * tau.size()), work;
+  std::vector<int> ipiv(static_cast<std::size_t>(widthOfLu));
+  const double flops = 2e-9 * bench::weight<T> * rows * width * width;
+  const auto restore = [&] { panel = a; };
+  const auto shape = [=](int n) { return " 16384 x " + std::to_string(n) + ' ' + type + ", "; };
+
+  const auto setRivals = bench::setThreadsOf(bench::rivalLibrary()),
+             setOurs = bench::setThreadsOf(RTLD_DEFAULT);
+  const auto setTo = [](void (*set)(int), int threads) {
+    if (set != nullptr) set(threads);
+  };
+  const auto geqrf = bench::withWorkspace<T>([&](T* space, int lwork) {
+    int info;
+    bench::Rival<T>::geqrf(&rows, &width, panel.data(), &rows, tau.data(), space, &lwork, &info);
+  });
+  forEachNumberOfThreads(setOurs, [&](int threads) {
+    report.pair("factorPanel" + shape(width) + std::to_string(threads) + " threads", flops, "GF", 1,
+                {[&] { restore(), setTo(setOurs, threads); },
+                 [&] {
+                   tovi::lapack::factorPanel<tovi::lapack::QrBlock, T>(
+                       {panel.data(), rows, width, rows}, tau.data(), {triangle.data(), width, width, width},
+                       work);
+                 }},
+                {[&] { restore(), setTo(setRivals, 1); }, geqrf});
+  });
+  const auto getrf = [&] {
+    int info;
+    bench::Rival<T>::getrf(&rows, &widthOfLu, panel.data(), &rows, ipiv.data(), &info);
+  };
+  forEachNumberOfThreads(setRivals, [&](int threads) {
+    report.pair("host getrf" + shape(widthOfLu) + std::to_string(threads) + " threads", 4 * flops, "GF", 1,
+                {[&] { restore(), setTo(setRivals, threads); }, getrf},
+                {[&] { restore(), setTo(setRivals, 1); }, getrf});
+  });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -193,6 +249,8 @@ int main(int argc, char** argv) {
     transposedProduct<tovi::Complex<double>>(report, "complex double", "zgemv");
     reduction(report);
     smallestWork(report);
+    hostPanels<float>(report, "float", 96);
+    hostPanels<double>(report, "double", 96);
     if (!json.empty()) report.writeJson(json);
   }
   toviShutdown();

@@ -47,6 +47,15 @@ F* rivalRoutine(const std::string& name) {
   std::exit(1);
 }
 
+// Sets the number of threads that a library computes with; null where it has no such routine.
+inline auto setThreadsOf(void* library) {
+  void* routine = nullptr;
+  for (const char* const name :
+       {"openblas_set_num_threads", "scipy_openblas_set_num_threads", "MKL_Set_Num_Threads"})
+    if (routine == nullptr) routine = dlsym(library, name);
+  return reinterpret_cast<void (*)(int)>(routine);
+}
+
 template <class T>
 struct Ours;
 

@@ -1,6 +1,7 @@
 // QR factorization through the exported functions, on whatever device is there.
 
 #include <cmath>
+#include <limits>
 
 #include "tests/qr/qr_checks.h"
 
@@ -53,6 +54,31 @@ TYPED_TEST(QrTest, RankDeficientMatricesAreFactoredAsWell) {
     std::vector<TypeParam> tau(220);
     ASSERT_EQ(factorQr(where, qr, tau), toviNoError);
     expectFactored(Orthogonal::qr, a, qr, tau);
+  }
+}
+
+// Columns of all sizes beside each other, in every part of a panel: each is as exact as it would be alone.
+TYPED_TEST(QrTest, ColumnsOfAllSizesKeepTheirDigits) {
+  using R = Real<TypeParam>;
+  const R least = std::numeric_limits<R>::min(), greatest = R(1) / least;
+  const double smallest = std::numeric_limits<R>::denorm_min();
+  const R sizes[] = {R(1), least * R(0x1p-9), greatest * R(0x1p-14), R(0x1p-50), R(0), R(0x1p50), least};
+  HostMatrix<TypeParam> a = HostMatrix<TypeParam>::random(500, 210, 1, 9);
+  a.set([&](int i, int j) { return a(i, j) * TypeParam(sizes[j % 7]); });
+  HostMatrix<TypeParam> qr = a;
+  std::vector<TypeParam> tau(210);
+  ASSERT_EQ(factorQr(Memory::host, qr, tau), toviNoError);
+  const auto q = explicitQ(Orthogonal::qr, qr, tau);
+  CHECK_RATIO(orthogonalityRatio<TypeParam>(q), qrBound);
+  const auto difference =
+      minus(product(q, leading(qr, 210, 210, [](int i, int j) { return i <= j; })), widen(a));
+  for (int j = 0; j < a.cols(); ++j) {
+    double error = 0, norm = 0;
+    for (int i = 0; i < a.rows(); ++i) {
+      error += magnitude(difference(i, j));
+      norm += magnitude(a(i, j));
+    }
+    EXPECT_LE(error, qrBound * a.rows() * (norm * epsilon<TypeParam>() + smallest)) << "column " << j;
   }
 }
 
