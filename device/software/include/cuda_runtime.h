@@ -1,7 +1,7 @@
 /* The CUDA runtime interface of the software device: the part of CUDA 3.2's that dense linear algebra calls,
-   and streams with flags, which came later, for C and C++. A program written against the toolkit's header compiles unchanged against this one. At link
-   level every function carries a prefix of its own, so that this device and a real runtime can live in one
-   process.
+   and streams with flags, which came later, for C and C++. A program written against the toolkit's header
+   compiles unchanged against this one. At link level every function carries a prefix of its own, so that this
+   device and a real runtime can live in one process.
 
    For C++ the header also supplies the words of kernels (cuda_words.h). What kernels find while they run,
    threadIdx and its like, and what stands for __shared__ are in device/kernel.h. */
