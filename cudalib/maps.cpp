@@ -24,6 +24,8 @@ dim3 foldedGrid(int n, unsigned threads, unsigned limit) {
 }
 
 dim3 grid1D(int n, unsigned threads) {
+  constexpr unsigned leastLimit = 65535;  // that any device has: mostly none need be asked
+  if (n <= 0 || static_cast<unsigned>(n) / threads < leastLimit) return foldedGrid(n, threads, leastLimit);
   int device = 0;
   check(cudaGetDevice(&device));
   device::DeviceProperties properties = {};

@@ -37,7 +37,7 @@ class Map2DBase {
 // The grid for n threads in blocks of `threads`: one-dimensional while that stays within `limit` blocks, else
 // folded into y and z, halving an extent until it fits.
 dim3 foldedGrid(int n, unsigned threads, unsigned limit);
-// The same with the current device's limit, which is read at each call.
+// The same with the current device's limit, which is read where it could matter.
 dim3 grid1D(int n, unsigned threads);
 // The grid for rows x cols threads; no limit is applied.
 dim3 grid2D(int rows, int cols, dim3 block);

@@ -33,6 +33,8 @@ template <class T>
 struct MultiplyBothWays;
 template <class T>
 struct AddReflected;
+template <class T>
+struct ReducePanel;
 struct None;
 
 }  // namespace device::native

@@ -48,9 +48,14 @@ template <class Map, class T>
 __global__ void LANGE_M_k(int m, int n, const T* A, int lda, Real<T>* work) {
   const Line<T> line = ownLine<Map>(m, n, A, lda);
   if (!line.exists) return;
-  Real<T> greatest = 0;
-  for (int i = 0; i < line.length; ++i) greatest = greaterOf(greatest, modulus(line[i]));
-  work[line.number] = greatest;
+  constexpr int together = 4;  // comparisons that do not wait for each other
+  Real<T> greatest[together] = {};
+  int i = 0;
+  for (; i + together <= line.length; i += together)
+    for (int c = 0; c < together; ++c) greatest[c] = greaterOf(greatest[c], modulus(line[i + c]));
+  for (; i < line.length; ++i) greatest[0] = greaterOf(greatest[0], modulus(line[i]));
+  for (int c = 1; c < together; ++c) greatest[0] = greaterOf(greatest[0], greatest[c]);
+  work[line.number] = greatest[0];
 }
 
 template <class Map, class T>

@@ -9,6 +9,7 @@
 #include "ground/reflector.h"
 #include "src/basic/addressing.h"
 #include "src/basic/arguments.h"
+#include "src/basic/block_team.h"
 
 namespace tovi {
 
@@ -76,6 +77,65 @@ __global__ void AddReflected_k(int m, int n, const T* A, int lda, const T* u, co
   x[i] = *tau * x[i] + sum;
 }
 
+// The threads of the one block own every threads-th row or column, and in the products with panels every
+// threads-th column of those.
+template <class Map, class T>
+__global__ void __launch_bounds__(Map::threads)
+    ReducePanel_k(int steps, int m, int n, const T* A, int lda, T* L, int ldl, T* R, int ldr, Real<T>* d,
+                  Real<T>* e, T* tauq, T* taup) {
+  TOVI_SHARED(Real<T>, parts, [Map::threads]);
+  TOVI_SHARED(T, products, [2 * brd::panelWidth]);
+  const std::ptrdiff_t thread = Map::index();
+  for (int i = 0; i < steps; ++i) {
+    const int rows = m - i, right = n - i - 1, made = 2 * i;
+    const T *const a = A + (static_cast<std::ptrdiff_t>(i + 1) * lda + i), *const rowOfL = L + i,
+                   *const rowOfR = R + i, *const R1 = R + (i + 1);
+    T *const v = L + (static_cast<std::ptrdiff_t>(made) * ldl + i), *const x = v + (ldl + 1);
+    T *const y = R + (static_cast<std::ptrdiff_t>(made) * ldr + i + 1), *const u = y + ldr;
+
+    for (std::ptrdiff_t r = thread; r < rows; r += Map::threads) {
+      T sum = v[r];
+      for (int k = 0; k < made; ++k) sum -= element(rowOfL, ldl, r, k) * conj(element(rowOfR, ldr, 0, k));
+      v[r] = sum;
+    }
+    __syncthreads();
+    makeReflector(BlockTeam<Map, Real<T>>{parts}, rows, v, v + 1, 1, tauq + i, d + i);
+    __syncthreads();
+    for (std::ptrdiff_t k = thread; k < made; k += Map::threads) {
+      T sum(0);
+      for (int r = 0; r < rows; ++r) sum += conj(element(rowOfL, ldl, r, k)) * v[r];
+      products[k] = sum;
+    }
+    __syncthreads();
+    for (std::ptrdiff_t j = thread; j < right; j += Map::threads) {
+      T sum(0), row = u[j];
+      for (int r = 0; r < rows; ++r) sum += conj(element(a, lda, r, j)) * v[r];
+      for (int k = 0; k < made; ++k) {
+        sum -= element(R1, ldr, j, k) * products[k];
+        row -= element(R1, ldr, j, k) * conj(element(rowOfL, ldl, 0, k));
+      }
+      y[j] = tauq[i] * sum;
+      u[j] = row - y[j];
+    }
+    __syncthreads();
+    makeReflector(BlockTeam<Map, Real<T>>{parts}, right, u, u + 1, 1, taup + i, e + i);
+    __syncthreads();
+    for (std::ptrdiff_t k = thread; k < made + 1; k += Map::threads) {
+      T sum(0);
+      for (int j = 0; j < right; ++j) sum += conj(element(R1, ldr, j, k)) * u[j];
+      products[k] = sum;
+    }
+    __syncthreads();
+    for (std::ptrdiff_t r = thread; r < rows - 1; r += Map::threads) {
+      T sum(0);
+      for (int j = 0; j < right; ++j) sum += element(a, lda, r + 1, j) * u[j];
+      for (int k = 0; k < made + 1; ++k) sum -= element(rowOfL, ldl, r + 1, k) * products[k];
+      x[r] = taup[i] * sum;
+    }
+    __syncthreads();
+  }
+}
+
 // A thread owns one row and moves its elements from the diagonal on to the left, so that each is read before
 // it is overwritten.
 template <class T>
@@ -123,6 +183,17 @@ void addReflected(ConstView<T> dA, const T* dU, const Real<T>* dBeta, const T* d
       dParts.ld, dX);
 }
 
+bool reducedAtOnce(int rows, int cols) { return partsOfBothWays(rows, cols) == 1; }
+
+template <class T>
+void reducePanel(ConstView<T> dA, MatrixView<T> dL, MatrixView<T> dR, Real<T>* dD, Real<T>* dE, T* dTauq,
+                 T* dTaup) {
+  using Map = cudalib::StaticOneBlockMap1D<256>;
+  cudalib::launch<&ReducePanel_k<Map, T>, native::ReducePanel<T>>(Map(), dL.cols / 2, dA.rows, dA.cols,
+                                                                  dA.data, dA.ld, dL.data, dL.ld, dR.data,
+                                                                  dR.ld, dD, dE, dTauq, dTaup);
+}
+
 template <class T>
 void orgbrCopy(char uplo, int n, T* dA, int lda) {
   uplo = basic::oneOf("LU", uplo, 1);
@@ -140,6 +211,7 @@ void orgbrCopy(char uplo, int n, T* dA, int lda) {
 #define TOVI_INSTANCES(T)                                     \
   template decltype(multiplyBothWays<T>) multiplyBothWays<T>; \
   template decltype(addReflected<T>) addReflected<T>;         \
+  template decltype(reducePanel<T>) reducePanel<T>;           \
   template decltype(orgbrCopy<T>) orgbrCopy<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 

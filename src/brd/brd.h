@@ -1,5 +1,6 @@
-// Kernels of the bidiagonal form: the two products with the matrix that a step of the reduction takes, and
-// the shift of the reflectors that precedes the generation of an orthogonal factor, as in LAPACK's orgbr.
+// Kernels of the bidiagonal form: the two products with the matrix that a step of the reduction takes, all
+// steps of a panel of a small matrix, and the shift of the reflectors that precedes the generation of an
+// orthogonal factor, as in LAPACK's orgbr.
 
 #ifndef TOVI_BRD_BRD_H
 #define TOVI_BRD_BRD_H
@@ -20,6 +21,10 @@ __global__ void MultiplyBothWays_k(int m, int n, int width, const T* A, int lda,
 template <class Map, class T>
 __global__ void AddReflected_k(int m, int n, const T* A, int lda, const T* u, const Real<T>* beta,
                                const T* tau, int count, const T* parts, int ldp, T* x);
+// The reduction of the first `steps` rows and columns, as lapack/bidiagonal.cpp describes it.
+template <class Map, class T>
+__global__ void ReducePanel_k(int steps, int m, int n, const T* A, int lda, T* L, int ldl, T* R, int ldr,
+                              Real<T>* d, Real<T>* e, T* tauq, T* taup);
 
 // The columns below the diagonal move to the right: A(i, j) := A(i, j - 1) for 1 <= j < i < n.
 template <class T>
@@ -43,6 +48,17 @@ void multiplyBothWays(ConstView<T> dA, const T* dV, const T* dTau, T* dY, T* dX,
 template <class T>
 void addReflected(ConstView<T> dA, const T* dU, const Real<T>* dBeta, const T* dTau, ConstView<T> dParts,
                   T* dX);
+
+// Panels are so wide at most.
+constexpr int panelWidth = 32;
+// Whether the work on a panel of such a matrix is no more than a block does in the time that the launches of
+// its steps take.
+bool reducedAtOnce(int rows, int cols);
+// dA, which is not wide, has half as many rows and columns reduced as dL = (v x v x ...) and dR = (y u y u
+// ...) have columns. Those of A are where the v and the u are to be, the rows conjugated.
+template <class T>
+void reducePanel(ConstView<T> dA, MatrixView<T> dL, MatrixView<T> dR, Real<T>* dD, Real<T>* dE, T* dTauq,
+                 T* dTaup);
 
 // The shift in the n x n matrix dA: "L" for the reflectors of Q, which are columns, "U" for those of P, which
 // are rows. The first row and the first column are left for the caller to fill with the identity's.

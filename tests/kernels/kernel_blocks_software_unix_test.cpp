@@ -105,6 +105,7 @@ void launchEveryKernel() {
   for (const char uplo : {'L', 'U'}) tovi::brd::orgbrCopy(uplo, n, p, n);
   tovi::brd::multiplyBothWays<T>(a, q, q, q, q, {q, n, 1, n});
   tovi::brd::addReflected<T>(a, q, real, q, {q, n, 1, n}, q);
+  tovi::brd::reducePanel<T>(a, {q, n, 2, n}, {q, n, 2, n}, real, real, q, q);
 }
 
 class KernelBlocks : public LibraryTest {};

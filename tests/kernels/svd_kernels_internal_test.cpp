@@ -2,9 +2,11 @@
 
 #include <cmath>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
+#include "host/lapack.h"
 #include "src/basic/larfg.h"
 #include "src/basic/lasr.h"
 #include "src/brd/brd.h"
@@ -228,6 +230,51 @@ TYPED_TEST(SvdKernels, ProductsFromBothSides) {
         }
       });
     }
+}
+
+// The first rows and columns of a matrix, as the host's gebd2 reduces them: reflectors and scalars.
+TYPED_TEST(SvdKernels, APanelIsReducedAsByTheHost) {
+  using T = TypeParam;
+  using R = Real<T>;
+  for (const auto& [m, n, steps] : {std::tuple{9, 6, 5}, {33, 33, 32}, {97, 40, 32}, {150, 149, 32}}) {
+    SCOPED_TRACE(testing::Message() << m << " x " << n << ", " << steps << " steps");
+    const auto a = HostMatrix<T>::random(m, n, 3, 1);
+    auto left = HostMatrix<T>::random(m, 2 * steps, 2, 2), right = HostMatrix<T>::random(n, 2 * steps, 1, 3);
+    for (int k = 0; k < steps; ++k) {
+      for (int i = 0; i < m; ++i) left(i, 2 * k) = a(i, k);
+      for (int j = 0; j < n; ++j) right(j, 2 * k + 1) = tovi::conj(a(k, j));
+    }
+    HostMatrix<T> expected = a;
+    std::vector<R> d(n), e(n);
+    std::vector<T> tauq(n), taup(n), work(m);
+    ASSERT_EQ(host::gebd2(m, n, expected.data(), expected.ld(), d.data(), e.data(), tauq.data(), taup.data(),
+                          work.data()),
+              0);
+    withEachBody(a.size(), [&] {
+      const OnDevice<T> dA(a), dL(left), dR(right);
+      const DeviceArray<R> dD(steps), dE(steps);
+      const DeviceArray<T> dTauq(steps), dTaup(steps);
+      tovi::brd::reducePanel<T>(dA.view, dL.view, dR.view, dD.data(), dE.data(), dTauq.data(), dTaup.data());
+      const HostMatrix<T> newL = dL.downloaded(left), newR = dR.downloaded(right);
+      std::vector<R> newD(steps), newE(steps);
+      std::vector<T> newTauq(steps), newTaup(steps);
+      dD.download(newD.data()), dE.download(newE.data());
+      dTauq.download(newTauq.data()), dTaup.download(newTaup.data());
+      const double bound = 100.0 * m * epsilon<T>();
+      for (int k = 0; k < steps; ++k) {
+        const std::size_t at = static_cast<std::size_t>(k);
+        EXPECT_NEAR(newD[at], d[at], bound) << k;
+        EXPECT_NEAR(newE[at], e[at], bound) << k;
+        EXPECT_LE(magnitude(widen(newTauq[at]) - widen(tauq[at])), bound) << k;
+        EXPECT_LE(magnitude(widen(newTaup[at]) - widen(taup[at])), bound) << k;
+        for (int i = k + 1; i < m; ++i)
+          EXPECT_LE(magnitude(widen(newL(i, 2 * k)) - widen(expected(i, k))), bound) << i << ' ' << k;
+        for (int j = k + 2; j < n; ++j)
+          EXPECT_LE(magnitude(widen(newR(j, 2 * k + 1)) - widen(tovi::conj(expected(k, j)))), bound)
+              << j << ' ' << k;
+      }
+    });
+  }
 }
 
 }  // namespace

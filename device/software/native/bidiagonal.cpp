@@ -1,6 +1,6 @@
-// The two products of a step of the bidiagonal reduction, native. A piece of the columns is read from memory
-// once; what the pieces are depends on the launch alone. Sums are the host's, and agree with the kernel's to
-// rounding.
+// The two products of a step of the bidiagonal reduction, and all steps of a panel, native. A piece of the
+// columns is read from memory once; what the pieces are depends on the launch alone. Sums are the host's, and
+// agree with the kernel's to rounding.
 
 #include <algorithm>
 #include <array>
@@ -100,9 +100,56 @@ TOVI_DEVICE_CODE void addReflected(int m, int n, const T* dA, int lda, const T* 
   });
 }
 
+// Each step is that of the separate kernels.
+template <class T>
+void reducePanel(int steps, int m, int n, const T* dA, int lda, T* dL, int ldl, T* dR, int ldr,
+                 tovi::Real<T>* dD, tovi::Real<T>* dE, T* dTauq, T* dTaup, T* room) {
+  constexpr int most = 64;
+  std::array<T, most + 1> row, products;  // without transposition gemv loads one more
+  row.fill(T(0));
+  products.fill(T(0));
+  const auto step = [&](int i) {
+    const int rows = m - i, right = n - i - 1, made = 2 * i;
+    const T* const a = tiles::at(dA, i, i + 1, lda);
+    T *const v = tiles::at(dL, i, made, ldl), *const x = tiles::at(dL, i + 1, made + 1, ldl);
+    T *const y = tiles::at(dR, i + 1, made, ldr), *const u = tiles::at(dR, i + 1, made + 1, ldr);
+    const auto takeRow = [&](const T* dM, int ld) {
+      for (int k = 0; k < made; ++k) row[static_cast<std::size_t>(k)] = tovi::conj(*tiles::at(dM, i, k, ld));
+    };
+
+    takeRow(dR, ldr);
+    host::gemv('N', rows, made, T(-1), dL + i, ldl, row.data(), 1, T(1), v, 1);
+    makeReflector(rows, v, v + 1, 1, dTauq + i, dD + i);
+    host::gemv('C', rows, made, T(1), dL + i, ldl, v, 1, T(0), products.data(), 1);
+    std::fill_n(y, right, T(0));
+    host::gemv('N', right, made, T(-1), dR + (i + 1), ldr, products.data(), 1, T(1), y, 1);
+    takeRow(dL, ldl);
+    host::gemv('N', right, made, T(-1), dR + (i + 1), ldr, row.data(), 1, T(1), u, 1);
+    std::fill_n(room, rows, T(0));
+    multiplyInTurn(rows, right, a, lda, v, dTauq[i], y, u, room);
+    makeReflector(right, u, u + 1, 1, dTaup + i, dE + i);
+    host::gemv('C', right, made + 1, T(1), dR + (i + 1), ldr, u, 1, T(0), products.data(), 1);
+    host::gemv('N', rows - 1, made + 1, T(-1), dL + (i + 1), ldl, products.data(), 1, T(0), x, 1);
+    for (int r = 0; r < rows - 1; r += runLength)
+      addRun(std::min(runLength, rows - 1 - r), right, a + (r + 1), lda, u, dE[i], dTaup[i], 1,
+             room + (r + 1), m, x + r);
+  };
+  const std::array<Extent, 7> operands = {extent(dA, n, host::distance(lda), m),
+                                          extent(dL, 2 * steps, host::distance(ldl), m),
+                                          extent(dR, 2 * steps, host::distance(ldr), n),
+                                          extent(dD, 1, 0, steps),
+                                          extent(dE, 1, 0, steps),
+                                          extent(dTauq, 1, 0, steps),
+                                          extent(dTaup, 1, 0, steps)};
+  lendToHost(operands, [&] {
+    for (int i = 0; i < steps; ++i) step(i);
+  });
+}
+
 #define TOVI_INSTANCES(T)                                     \
   template decltype(multiplyBothWays<T>) multiplyBothWays<T>; \
-  template decltype(addReflected<T>) addReflected<T>;
+  template decltype(addReflected<T>) addReflected<T>;         \
+  template decltype(reducePanel<T>) reducePanel<T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace native

@@ -88,6 +88,11 @@ template <class T>
 [[gnu::visibility("default")]] void addReflected(int m, int n, const T* dA, int lda, const T* dU,
                                                  const tovi::Real<T>* dBeta, const T* dTau, int count,
                                                  const T* dParts, int ldp, T* dX);
+// room: for m elements
+template <class T>
+[[gnu::visibility("default")]] void reducePanel(int steps, int m, int n, const T* dA, int lda, T* dL, int ldl,
+                                                T* dR, int ldr, tovi::Real<T>* dD, tovi::Real<T>* dE,
+                                                T* dTauq, T* dTaup, T* room);
 
 }  // namespace software_device::native
 
@@ -250,6 +255,22 @@ struct AddReflected : LineBody {
                   const tovi::Real<T>* dBeta, const T* dTau, int count, const T* dParts, int ldp, T* dX) {
     addReflected(covered(m, inX(grid, block) * grid.y * grid.z), n, dA, lda, dU, dBeta, dTau, count, dParts,
                  ldp, dX);
+  }
+};
+
+template <class T>
+struct ReducePanel : Body {
+  template <class... Others>
+  static std::unique_ptr<T[]> room(int /*steps*/, int m, const Others&...) {
+    return std::unique_ptr<T[]>(new T[static_cast<std::size_t>(m)]);
+  }
+  template <class... Parameters>
+  static bool isBrief(const Parameters&...) {
+    return false;
+  }
+  static void run(const std::unique_ptr<T[]>& room, dim3, dim3, int steps, int m, int n, const T* dA, int lda,
+                  T* dL, int ldl, T* dR, int ldr, tovi::Real<T>* dD, tovi::Real<T>* dE, T* dTauq, T* dTaup) {
+    reducePanel(steps, m, n, dA, lda, dL, ldl, dR, ldr, dD, dE, dTauq, dTaup, room.get());
   }
 };
 
