@@ -31,6 +31,7 @@ struct H200 {
   static constexpr double shortestKernel = 2e-6;  // until the next one that depends on it
   static constexpr double memory = 0.8 * 4.8e12, memoryLatency = 0.6e-6;
   static constexpr double loadsInFlight = 4;         // of a thread
+  static constexpr double loadsOfRotations = 16;     // of one of LASR_k
   static constexpr double operations = 0.8 * 67e12;  // of large products, in either precision
   static constexpr int processors = 132, tile = 128, split = 512, halfSpeedDepth = 64, solvedAtOnce = 64;
   static constexpr double copyLatency = 10e-6, pageLocked = 50e9, pageable = 12e9;
@@ -169,7 +170,7 @@ class Timeline {
     else if (name == "LARFG_k" || name == "Weight_k")
       elements = 3 * size(0);
     const double bytes = bytesOf(call.description.precision);
-    const double atOnce = threads * H200::loadsInFlight * bytes;
+    const double atOnce = threads * (name == "LASR_k" ? H200::loadsOfRotations : H200::loadsInFlight) * bytes;
     return atLeast(elements * bytes / std::min(H200::memory, atOnce / H200::memoryLatency), memory);
   }
 
