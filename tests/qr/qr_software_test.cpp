@@ -47,13 +47,13 @@ TYPED_TEST(QrSoftwareTest, TheNextPanelTravelsWhileTheRestIsUpdated) {
         EXPECT_TRUE(!travels || call.stream != 0);
         if (travels || call.entry == Entry::gemm) order += travels ? 'd' : 'g';
       });
-      // A download; then for each of the panels but the last W, two products for the next panel, its
+      // A download; then for each of the panels but the last two products for the next panel, its
       // download, and two for the rest, which the last but one has none of.
       EXPECT_EQ(order, blocks == 1 ? ""
                                    : "d"
-                                     "gggdgg"
-                                     "gggdgg"
-                                     "gggd")
+                                     "ggdgg"
+                                     "ggdgg"
+                                     "ggd")
           << static_cast<int>(form);
     }
   }
