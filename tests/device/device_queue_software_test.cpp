@@ -397,7 +397,7 @@ struct AddTogether : device::native::Body {
     if (p == other) sum += value;
     return p == other;
   }
-  static void run(int sum, dim3, dim3, int* p, int) {
+  TOVI_DEVICE_CODE static void run(int sum, dim3, dim3, int* p, int) {
     if (sum < 0) throw std::bad_alloc();
     *p += sum;
   }
