@@ -227,9 +227,9 @@ void rotateColumns(int m, const Sweeps<tovi::Real<T>>& sweeps, T* dA, int lda) {
   });
 }
 
-#define TOVI_INSTANCES(T)                                                        \
-  template void rotateColumns<true>(int, const Sweeps<tovi::Real<T>>&, T*, int); \
-  template void rotateColumns<false>(int, const Sweeps<tovi::Real<T>>&, T*, int);
+#define TOVI_INSTANCES(T)                                           \
+  template decltype(rotateColumns<true, T>) rotateColumns<true, T>; \
+  template decltype(rotateColumns<false, T>) rotateColumns<false, T>;
 TOVI_FOR_EACH_TYPE(TOVI_INSTANCES)
 
 }  // namespace native
