@@ -54,19 +54,18 @@ PivotBatch<Int> batchOf(const int* pivots, int count) {
   return batch;
 }
 
-// Launches the batches of pivots k1..k2 through launchBatch(first row, count, pivots): the default stream
-// keeps them in order.
+// Launches the batches of pivots k1..k2, 16 at a time, through launchBatch(first row, count, pivots): the
+// default stream keeps them in order.
 template <class LaunchBatch>
 void forEachBatch(int k1, int k2, const int* hIpiv, const LaunchBatch& launchBatch) {
-  for (int first = k1 - 1, count = 0; first < k2; first += count) {
+  constexpr int capacity = swstruct::capacity;
+  for (int done = 0; done <= k2 - k1; done += capacity) {
+    const int first = k1 - 1 + done, count = std::min(capacity, k2 - first);
     const int* pivots = hIpiv + first;
-    count = std::min(swstruct::capacity, k2 - first);
-    if (*std::max_element(pivots, pivots + count) - 1 <= std::numeric_limits<std::int16_t>::max()) {
+    if (*std::max_element(pivots, pivots + count) - 1 <= std::numeric_limits<std::int16_t>::max())
       launchBatch(first, count, batchOf<std::int16_t>(pivots, count));
-    } else {
-      count = std::min(swstructWide::capacity, count);
+    else
       launchBatch(first, count, batchOf<std::int32_t>(pivots, count));
-    }
   }
 }
 

@@ -9,13 +9,13 @@
 
 namespace tovi {
 
-// The pivots of one launch travel in its arguments, of which the first generation of devices takes 256 bytes:
-// entry t is the 0-based line that line first + t changes places with. 16-bit entries serve matrices of up to
-// 32,768 rows; a batch that names a later row goes in the wide form, which holds half as many.
+// The pivots of one launch travel in its arguments: entry t is the 0-based line that line first + t changes
+// places with. 16-bit entries serve matrices of up to 32,768 rows; a batch that names a later row goes in the
+// wide form.
 template <class Int>
 struct PivotBatch {
   using Integer = Int;
-  static constexpr int capacity = 128 / sizeof(Int);
+  static constexpr int capacity = 16;
   Int line[capacity];
 };
 using swstruct = PivotBatch<std::int16_t>;

@@ -145,13 +145,13 @@ void expectInterchanges(int lines, int length, int k1, int k2, const std::vector
       [&](int i, int j) { return cols(i, from(j)); });
 }
 
-// Around batches of 64 and the block of 256. A range of one pivot interchanges nothing; neither does one that
+// Around batches of 16 and the block of 256. A range of one pivot interchanges nothing; neither does one that
 // ends before it starts. Pivots that point backwards and at themselves, and one line that moves through all.
 TYPED_TEST(BasicVector, InterchangesLines) {
   using T = TypeParam;
   for (const int k1 : {1, 2, 20})
-    for (const int count : {2, 33, 63, 64, 65, 128, 129, 150})
-      expectInterchanges<T>(180, 19, k1, k1 + count - 1, randomPivots(169, 180, 7));
+    for (const int count : {2, 15, 16, 17, 32, 33, 60})
+      expectInterchanges<T>(90, 19, k1, k1 + count - 1, randomPivots(79, 90, 7));
   for (const int length : {1, 255, 256, 257, 600})
     expectInterchanges<T>(40, length, 3, 30, randomPivots(30, 40, 11));
   for (const int k2 : {3, 2}) expectInterchanges<T>(8, 5, 3, k2, std::vector<int>(8, 8));
@@ -168,11 +168,10 @@ TEST(BasicInterchangesWide, MoreThan32768Lines) {
   for (int i = 0; i < lines; ++i) pivots[static_cast<std::size_t>(i)] = i + 1;
   const int targets[] = {32767, 32768, 32769, 32770, 40000};
   for (int i = 0; i < 5; ++i) pivots[static_cast<std::size_t>(3 + 10 * i)] = targets[i];
-  for (const int i : {100, 105, 180}) pivots[static_cast<std::size_t>(i)] = lines - i;
-  expectInterchanges<float>(lines, 3, 1, 200, pivots);  // wide, wide from the middle of one on, narrow, wide
+  expectInterchanges<float>(lines, 3, 1, 60, pivots);
   expectInterchanges<Complex<float>>(lines, 2, 1, 18, pivots);
   const auto random = randomPivots(lines, lines, 3);
-  expectInterchanges<float>(lines, 3, 32700, 32800, random);
+  expectInterchanges<float>(lines, 3, 32750, 32800, random);
   expectInterchanges<double>(lines, 2, 39990, 40000, random);
 }
 
